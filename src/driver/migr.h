@@ -1,0 +1,88 @@
+/*
+ * libmigr, the configuration upgrade of the appliance: what a host program needs. C and C++.
+ *
+ * The library is not re-entrant: it works on global records, in the caller's thread, and one operation runs at a time.
+ * The platform functions of platform.h must be there when it is loaded; a host that uses dlopen loads its platform
+ * library first, with RTLD_GLOBAL.
+ */
+#ifndef MIGR_DRIVER_MIGR_H
+#define MIGR_DRIVER_MIGR_H
+
+#include "driver/run_context.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/*
+ * Upgrades /data/config to the image's release: the global file, then each domain file. Does nothing unless the global
+ * file is older than the image, so it may be called at any time at which nothing else uses the files. No failure of
+ * one file ends the run: a file that cannot be upgraded stays as it was, and the next run tries again.
+ */
+void migr_main_do_all(void);
+
+/*
+ * Upgrades one plain-text machine-learning configuration.
+ *   input, output   paths, not null; the output is unlinked only after the input's version has been read
+ * 0 done, -1 no readable version, -2 the image is not newer than the input, -3 the output cannot be opened or written.
+ */
+int32_t migr_machine_learning_upgrade(const char *input, const char *output);
+
+/*
+ * The version code of a gzip-compressed configuration file, or -1 when it cannot be unpacked or has no version line.
+ * Unpacks to ./qx_migr_unzip_tmp in the working folder; of migr_main it changes only line_buf.
+ */
+int32_t get_config_version(const char *path);
+
+/*
+ * Writes the tree now held in migr_main, with its two header lines, to a plain file. For a host that has filled the
+ * context itself with parse_version, setup_tree and, as wanted, adjust_tree. Frees nothing. Top-level names lose
+ * their comma form, so no search by path works afterwards.
+ * 0, or -1 when the file cannot be opened or written whole.
+ */
+int32_t new_config_file_GUI(const char *path);
+
+/*
+ * Unpacks a configuration file to /tmp/system1.conf and fills the versions and header lines of migr_main.
+ *   force   non-zero: do not ask whether the file is older than the image
+ * 0 when the file is to be upgraded, otherwise -1.
+ */
+int32_t parse_version(const char *path, int32_t force);
+
+/*
+ * Parses a plain configuration file into context->root, which is zeroed first.
+ * 0, or -1 when the file cannot be read, a `set` line has no value, or memory runs out; what had been read by then
+ * stays in the tree. Nodes belong to the library: see migr_release_nodes.
+ */
+int32_t setup_tree(run_context *context, const char *path);
+
+/*
+ * Takes the tree in migr_main through the update sections, the version chain, the staged walk and the signature
+ * reconciliation. 0, or -1 when a mechanism failed; the tree is then part changed and must be dropped.
+ */
+int32_t adjust_tree(void);
+
+/*
+ * Frees every node that setup_tree and the migrations made since the last call. migr_main_do_all and
+ * migr_machine_learning_upgrade do this by themselves; a host that called setup_tree calls it when it is done with
+ * the tree, and must not look at the tree afterwards.
+ */
+void migr_release_nodes(void);
+
+/* Set by the host before a run on that one small model, which keeps more policies than its successors allow. */
+extern int32_t qb01a;
+
+/*
+ * Hooks. A host may define them; the library calls those that are there.
+ *   migr_on_file    a pass over `path` begins; `mode` is an enum migr_mode
+ *   migr_on_stall   the configuration has reached one of the places that never return; the hook should end the
+ *                   process, since the library waits for ever behind it
+ */
+void migr_on_file(const char *path, uint32_t mode) __attribute__((weak));
+void migr_on_stall(const char *where) __attribute__((weak));
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
