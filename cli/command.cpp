@@ -1,0 +1,1 @@
+static int unused_file; int *command_placeholder = &unused_file;

@@ -1,0 +1,216 @@
+#include "driver/upgrade_run.h"
+
+#include "chain/hardcode.h"
+#include "driver/migr.h"
+#include "driver/version_lines.h"
+#include "filejobs/file_jobs.h"
+#include "rules/rules.h"
+#include "signature/reconcile.h"
+#include "tree/config_text.h"
+#include "tree/legacy_certificates.h"
+#include "tree/node_store.h"
+#include "tree/operations.h"
+#include "tree/split.h"
+#include "walk/walk.h"
+
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <unistd.h>
+
+run_context         migr_main;
+run_context         migr_sub;
+config_node         tmp_tree_root;
+char                bak_line[MIGR_LINE_SIZE];
+int32_t             vdom_update_flag;
+signature_database *sig_db;
+
+namespace {
+
+constexpr char config_folder[] = "/data/config";
+constexpr char global_file[] = "sys_global.conf.gz";
+constexpr char unpacked_file[] = "/tmp/system1.conf";
+
+/* "/data/config/sys_domain.NAME.conf.gz": a domain's name stands behind a fixed prefix and ahead of a fixed ending. A
+ * file of another form gets a name that means nothing, and is upgraded all the same. */
+void name_domain(const char *path)
+{
+    static constexpr size_t prefix = sizeof "/data/config/sys_domain." - 1;
+    static constexpr size_t ending = sizeof ".conf.gz" - 1;
+    size_t                  length = strlen(path);
+    if (length < prefix + ending)
+        return;
+    snprintf(migr_main.adom_name, sizeof migr_main.adom_name, "%.*s", static_cast<int>(length - prefix - ending),
+             path + prefix);
+}
+
+void begin_pass(const char *path, uint32_t mode)
+{
+    if (migr_on_file)
+        migr_on_file(path, mode);
+    memset(&migr_main, 0, sizeof migr_main);
+    migr_list_init(&migr_main.update_list);
+    migr_main.mode = mode;
+    if (mode == MIGR_DOMAIN)
+        name_domain(path);
+}
+
+/* From the parsed text to the stored file. */
+int32_t upgrade_unpacked_file(const char *path)
+{
+    if (setup_tree(&migr_main, unpacked_file) != 0 || adjust_tree() != 0)
+        return -1;
+    if (!vdom_update_flag)
+        return new_config_file(path);
+    vdom_update_flag = 0;
+    return update_to_vdom();
+}
+
+void end_pass()
+{
+    free_migr_tree();
+    free_node(&migr_main.root);
+    forget_pass_nodes();
+    migr_release_nodes();
+    unlink(unpacked_file);
+}
+
+/* The bridges of the old release, and what stood on them, leave before the step of that very section runs. */
+void drop_old_bridges()
+{
+    notp_bridge_main = {};
+    find_notp_bridge_node(&migr_main.root, 0);
+    free_notp_bridges();
+}
+
+int32_t apply_section(update_section *section)
+{
+    if (section->version == MIGR_RELEASE_4_0)
+        drop_old_bridges();
+    if (migr_hardcode(section) == -1)
+        return -1;
+    if (process_delete(&section->delete_list) == -1)
+        return -1;
+    if (process_modify(&section->modify_list, 0, section->version) == -1)
+        return -1;
+    return process_modify(&section->readd_list, 1, section->version);
+}
+
+int32_t apply_sections()
+{
+    if (__build_updatefile_tree() != 0)
+        return -1;
+    migr_list *head = &migr_main.update_list;
+    for (migr_list *link = head->next; link != head; link = link->next)
+        if (apply_section(section_of(link)) == -1)
+            return -1;
+    return 0;
+}
+
+bool is_domain_file(const char *name, const char *path)
+{
+    return name[0] != '.' && strcmp(name, global_file) != 0 && strstr(path, "conf.gz") != nullptr;
+}
+
+} // namespace
+
+int32_t adjust_tree(void)
+{
+    int32_t result = apply_sections();
+    migr_main.modified = 1;
+    if (result != 0)
+        return -1;
+    new_config_update(&migr_main);
+    sync_cli_with_sig_db();
+    migr_main.modified = 1;
+    return 0;
+}
+
+void migr_main_func(const char *path, uint32_t mode)
+{
+    begin_pass(path, mode);
+    if (parse_version(path, 0) != 0)
+        return;
+    int32_t result = upgrade_unpacked_file(path);
+    bool    crosses_4_0 = migr_main.cfg_version < MIGR_RELEASE_4_0 && migr_main.img_version >= MIGR_RELEASE_4_0;
+    end_pass();
+    if (result == 0 && crosses_4_0)
+        file_conversion();
+}
+
+void migr_main_adom(const char *path)
+{
+    migr_main_func(path, MIGR_GLOBAL);
+    DIR *folder = opendir(config_folder);
+    if (!folder) {
+        printf("opendir err!");
+        return;
+    }
+    while (const dirent *entry = readdir(folder)) {
+        char domain_path[256];
+        int  length = snprintf(domain_path, sizeof domain_path, "%s/%s", config_folder, entry->d_name);
+        if (length < static_cast<int>(sizeof domain_path) && is_domain_file(entry->d_name, domain_path))
+            migr_main_func(domain_path, MIGR_DOMAIN);
+    }
+    closedir(folder);
+}
+
+int32_t do_other_migr_jobs(int32_t from_version, int32_t to_version)
+{
+    if (from_version < MIGR_RELEASE_5_20 && to_version >= MIGR_RELEASE_5_20)
+        return migr_fix_all_files(from_version);
+    return 0;
+}
+
+int32_t global_sig_db_open(void)
+{
+    global_sig_db_close();
+    int32_t result = db_open(&sig_db);
+    if (sig_db)
+        return result;
+    printf("%s: db is NULL \n", __func__);
+    return -1;
+}
+
+int32_t global_sig_db_close(void)
+{
+    if (sig_db)
+        db_close(sig_db);
+    sig_db = nullptr;
+    return 0;
+}
+
+void free_tmp_tree(void)
+{
+    for (config_node *top_node = tmp_tree_root.top_list; top_node; top_node = top_node->next)
+        cfg_del_conf(top_node, &tmp_tree_root);
+    release_run_nodes();
+}
+
+void migr_release_nodes(void)
+{
+    release_pass_nodes();
+}
+
+void migr_main_do_all(void)
+{
+    done_sigid_check = 0;
+    free_sigid_list();
+    tmp_tree_root = {};
+    tmp_tree_root.kind = MIGR_ROOT;
+    char path[64];
+    snprintf(path, sizeof path, "%s/%s", config_folder, global_file);
+    int32_t img_version = get_osimage_version();
+    int32_t cfg_version = get_config_version(path);
+    if (cfg_version == -1 || img_version <= cfg_version)
+        return;
+    global_sig_db_open();
+    if (cfg_version < MIGR_RELEASE_5_10)
+        migr_main_func(path, MIGR_GLOBAL);
+    if (cfg_version >= MIGR_RELEASE_5_10 || img_version > MIGR_RELEASE_5_10)
+        migr_main_adom(path);
+    free_tmp_tree();
+    global_sig_db_close();
+    do_other_migr_jobs(cfg_version, img_version);
+    free_sigid_list();
+}

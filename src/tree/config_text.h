@@ -1,0 +1,85 @@
+/*
+ * The configuration language: parser, writer, copy and free of trees.
+ *
+ * A configuration is lines of `config`, `edit`, `set`, `next` and `end`. The parser keeps names and values as raw text
+ * with their quotes, so that what nobody touches comes out as it went in. None of these functions recurses: a hundred
+ * thousand nested blocks are input like any other.
+ */
+#ifndef MIGR_TREE_CONFIG_TEXT_H
+#define MIGR_TREE_CONFIG_TEXT_H
+
+#include "driver/run_context.h"
+#include "tree/text_reader.h"
+
+#include <stdio.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* White space as the language knows it: blank, tab, newline, vertical tab, form feed, carriage return. */
+int32_t is_white(char c);
+
+/* Parses `path` into context->root, which is zeroed first; the file's first line, the version line, is thrown away.
+ * 0, or -1: see migr.h. */
+int32_t setup_tree(run_context *context, const char *path);
+
+/* Reads the content of one block into `parent`, through the line buffer of migr_main, up to the block's `end` or
+ * `next` or the end of the text. 0, or -1 for a `set` without a value or no memory; what was read stays in the tree. */
+int32_t parse_config(text_reader *stream, config_node *parent);
+
+/*
+ * Readers of one line's words. `text` is null or a terminated text, `output` a buffer of MIGR_NAME_SIZE bytes that is
+ * always filled, with an empty text if need be. The result is the position reached, or null for null and blank text.
+ *   get_first_word    up to white space
+ *   get_path_name     all words, joined by commas; looks at 127 characters behind leading white space
+ *   get_second_name   up to white space outside the first pair of double quotes; keeps the quotes
+ */
+char *get_first_word(char *text, char *output);
+char *get_path_name(char *text, char *output);
+char *get_second_name(char *text, char *output);
+
+/* Copies a value, quotes included, to a fresh heap text in *value; cuts `text` where the value ends. The position
+ * reached, or null when there is no value or no memory, and *value is then null. */
+char *get_set_value(char *text, char **value);
+
+/* Strips one pair of enclosing double quotes in place; text without both stays as it is. */
+void get_raw_name(char *text);
+
+/* 1 when the value's opening quote is closed or there is none, 0 while further lines belong to it. */
+int32_t check_value_finish(const char *value);
+
+/* Appends `node` to the list and clears its `next`. */
+void add_to_tail(config_node **list, config_node *node);
+
+/* Copies kind, name, value and both output flags, not `next` and not the lists. 0, or -1 for a null argument (which
+ * it prints) or no memory. */
+int32_t cp_node_content(const config_node *source, config_node *target);
+
+/* Copies content and all that hangs below. 0, or -1 for a null argument or no memory, with a partial copy in place. */
+int32_t copy_node(const config_node *source, config_node *target);
+
+/* Frees all that hangs below the node, not the node; its list heads stay, and dangle. Frees nothing while deleted
+ * nodes are held (node_store.h). */
+void free_node(config_node *node);
+
+/* Writes what hangs below the node, `depth` levels indented, leaving out deleted and hidden nodes. Commas of
+ * top-level names become blanks, in the tree too. */
+void write_node(config_node *node, int32_t depth, FILE *stream);
+
+/* write_node for those who store the text: 0, or -1 when it was not written whole, for want of memory or by an error
+ * of the stream. */
+int32_t write_tree(config_node *node, int32_t depth, FILE *stream);
+
+/* Writes header lines and tree to /tmp/system2.conf, copies that to /var/log, and compresses it over `path`.
+ * 0, or -1; when the compression fails the stored file is gone, and its copy in /var/log is what is left. */
+int32_t new_config_file(const char *path);
+
+/* See migr.h. */
+int32_t new_config_file_GUI(const char *path);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

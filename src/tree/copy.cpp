@@ -1,0 +1,127 @@
+/* Copying and freeing trees, without recursion. */
+#include "tree/config_text.h"
+#include "tree/node_stack.h"
+#include "tree/node_store.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+using list_of = config_node *config_node::*;
+
+/* The lists in which a node of that kind keeps children, in the order in which they are copied and freed. */
+struct child_lists {
+    list_of lists[3];
+};
+
+child_lists lists_of(uint32_t kind)
+{
+    switch (kind) {
+    case MIGR_ROOT:
+        return {{&config_node::top_list}};
+    case MIGR_TOP:
+    case MIGR_CONFIG:
+        return {{&config_node::edit_list, &config_node::config_list, &config_node::set_list}};
+    case MIGR_EDIT:
+        return {{&config_node::config_list, &config_node::set_list}};
+    default:
+        return {};
+    }
+}
+
+/* Copies one list of `source` to the same list of `target`; children with children of their own are left on `waiting`,
+ * each followed by its copy. */
+int32_t copy_list(const config_node *source, config_node *target, list_of list, node_stack *waiting)
+{
+    config_node **tail = &(target->*list);
+    while (*tail)
+        tail = &(*tail)->next;
+    for (config_node *child = source->*list; child; child = child->next) {
+        config_node *copy = new_node(child->kind);
+        if (!copy)
+            return -1;
+        *tail = copy;
+        tail = &copy->next;
+        cp_node_content(child, copy);
+        if (lists_of(child->kind).lists[0] && (push_node(waiting, child) != 0 || push_node(waiting, copy) != 0))
+            return -1;
+    }
+    return 0;
+}
+
+/* Puts a list in front of another by its last node's link. The tree is being taken down, so the links are free. */
+config_node *chain(config_node *list, config_node *rest)
+{
+    if (!list)
+        return rest;
+    config_node *last = list;
+    while (last->next)
+        last = last->next;
+    last->next = rest;
+    return list;
+}
+
+config_node *chain_children(const config_node *node, config_node *rest)
+{
+    for (list_of list : lists_of(node->kind).lists)
+        if (list)
+            rest = chain(node->*list, rest);
+    return rest;
+}
+
+} // namespace
+
+void add_to_tail(config_node **list, config_node *node)
+{
+    while (*list)
+        list = &(*list)->next;
+    *list = node;
+    node->next = nullptr;
+}
+
+int32_t cp_node_content(const config_node *source, config_node *target)
+{
+    if (!source || !target) {
+        printf("node ptr NULL.");
+        return -1;
+    }
+    target->kind = source->kind;
+    memcpy(target->name, source->name, sizeof target->name);
+    target->deleted = source->deleted;
+    target->hidden = source->hidden;
+    if (!source->value)
+        return 0;
+    target->value = strdup(source->value);
+    return target->value ? 0 : -1;
+}
+
+int32_t copy_node(const config_node *source, config_node *target)
+{
+    if (!source || !target)
+        return -1;
+    cp_node_content(source, target);
+    node_stack waiting = {};
+    int32_t    result = 0;
+    while (result == 0 && source) {
+        for (list_of list : lists_of(source->kind).lists)
+            if (list && result == 0)
+                result = copy_list(source, target, list, &waiting);
+        target = pop_node(&waiting);
+        source = pop_node(&waiting);
+    }
+    free_node_stack(&waiting);
+    return result;
+}
+
+void free_node(config_node *node)
+{
+    if (!node || deleted_nodes_are_held())
+        return;
+    config_node *waiting = chain_children(node, nullptr);
+    while (waiting) {
+        config_node *child = waiting;
+        waiting = chain_children(child, child->next);
+        release_node(child);
+    }
+}

@@ -1,0 +1,102 @@
+#include "tree/file_effects.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <ftw.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+FILE *create_private_file(const char *path)
+{
+    unlink(path);
+    int fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return nullptr;
+    FILE *stream = fdopen(fd, "w+");
+    if (!stream)
+        close(fd);
+    return stream;
+}
+
+int32_t close_written(FILE *stream)
+{
+    bool written = fflush(stream) == 0 && !ferror(stream);
+    return fclose(stream) == 0 && written ? 0 : -1;
+}
+
+static int32_t write_all(int fd, const char *bytes, size_t size)
+{
+    while (size > 0) {
+        ssize_t put = write(fd, bytes, size);
+        if (put < 0)
+            return -1;
+        bytes += put;
+        size -= static_cast<size_t>(put);
+    }
+    return 0;
+}
+
+static int32_t copy_bytes(int from, int to)
+{
+    char part[65536];
+    for (;;) {
+        ssize_t got = read(from, part, sizeof part);
+        if (got <= 0)
+            return got == 0 ? 0 : -1;
+        if (write_all(to, part, static_cast<size_t>(got)) != 0)
+            return -1;
+    }
+}
+
+/* A target that cannot be opened is replaced, as the "f" of `cp -rf` has it. */
+static int open_target(const char *target, mode_t mode)
+{
+    int fd = open(target, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+    if (fd >= 0 || unlink(target) != 0)
+        return fd;
+    return open(target, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+}
+
+int32_t copy_over(const char *source, const char *target)
+{
+    char        inside[4096];
+    struct stat st = {};
+    if (stat(target, &st) == 0 && S_ISDIR(st.st_mode)) {
+        const char *slash = strrchr(source, '/');
+        snprintf(inside, sizeof inside, "%s/%s", target, slash ? slash + 1 : source);
+        target = inside;
+    }
+    int from = open(source, O_RDONLY | O_CLOEXEC);
+    if (from < 0)
+        return -1;
+    mode_t  mode = fstat(from, &st) == 0 ? st.st_mode & 07777 : 0600;
+    int     to = open_target(target, mode);
+    int32_t result = to < 0 ? -1 : copy_bytes(from, to);
+    if (to >= 0 && close(to) != 0)
+        result = -1;
+    close(from);
+    return result;
+}
+
+static int remove_entry(const char *path, const struct stat *, int kind, struct FTW *)
+{
+    if (kind == FTW_DP || kind == FTW_DNR)
+        rmdir(path);
+    else
+        unlink(path);
+    return 0;
+}
+
+int32_t remove_tree(const char *path)
+{
+    static constexpr int open_folders = 16;
+    nftw(path, remove_entry, open_folders, FTW_DEPTH | FTW_PHYS);
+    struct stat st = {};
+    return lstat(path, &st) != 0 && errno == ENOENT ? 0 : -1;
+}
+
+int32_t make_folder(const char *path, mode_t mode)
+{
+    return mkdir(path, mode) == 0 || errno == EEXIST ? 0 : -1;
+}

@@ -1,0 +1,38 @@
+/*
+ * What migrations do to files and folders outside the tree. Old releases did these through a shell; here they are
+ * system calls on exactly the paths named. Relative paths stay relative.
+ */
+#ifndef MIGR_TREE_FILE_EFFECTS_H
+#define MIGR_TREE_FILE_EFFECTS_H
+
+#include <stdint.h>
+#include <stdio.h>
+#include <sys/types.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Makes `path` anew for writing and reading, with mode 0600, whatever stood there before; never through a link.
+ * Null on failure. */
+FILE *create_private_file(const char *path);
+
+/* Closes a stream that was written. 0 when all that was written has reached the file. */
+int32_t close_written(FILE *stream);
+
+/* What `cp -rf` does to one file: copies `source` over `target`, or into it when it is a folder; a new target takes
+ * over the source's mode, less the umask. 0, or -1. */
+int32_t copy_over(const char *source, const char *target);
+
+/* What `rm -rf` does: removes a file, a link, or a folder with all below, and follows no link. A path that is not
+ * there is fine. 0, or -1 when something stayed. */
+int32_t remove_tree(const char *path);
+
+/* Makes one folder; one that is there is fine. 0, or -1. */
+int32_t make_folder(const char *path, mode_t mode);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

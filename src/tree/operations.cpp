@@ -1,0 +1,197 @@
+#include "tree/operations.h"
+
+#include "driver/run_context.h"
+#include "tree/config_text.h"
+#include "tree/node_store.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+config_node *found_node;
+int32_t      is_found;
+
+/* A value with its NUL fits a buffer of this size, or is refused. */
+static constexpr size_t value_room = 4096;
+
+void migr_find_node(config_node *node, int32_t depth, const char *path)
+{
+    if (is_found == 1 || !node)
+        return;
+    config_node *child = nullptr;
+    if (node->kind == MIGR_ROOT)
+        child = node->top_list;
+    else if (node->kind == MIGR_TOP || node->kind == MIGR_CONFIG)
+        child = node->edit_list;
+    for (; child; child = child->next) {
+        if (strcmp(child->name, path) == 0) {
+            is_found = 1;
+            found_node = child;
+            return;
+        }
+        migr_find_node(child, depth + 1, path);
+    }
+}
+
+config_node *_migr_find_node(const char *path)
+{
+    is_found = 0;
+    found_node = nullptr;
+    migr_find_node(&migr_main.root, 1, path);
+    return is_found == 1 ? found_node : nullptr;
+}
+
+config_node **child_list(config_node *parent, uint32_t kind)
+{
+    switch (kind) {
+    case MIGR_TOP:
+        return &parent->top_list;
+    case MIGR_CONFIG:
+        return &parent->config_list;
+    case MIGR_EDIT:
+        return &parent->edit_list;
+    case MIGR_SET:
+        return &parent->set_list;
+    default:
+        return nullptr;
+    }
+}
+
+int32_t unlink_node(config_node **list, config_node *node)
+{
+    while (*list && *list != node)
+        list = &(*list)->next;
+    if (!*list)
+        return 0;
+    *list = node->next;
+    return 1;
+}
+
+void push_front(config_node **list, config_node *node)
+{
+    node->next = *list;
+    *list = node;
+}
+
+int32_t set_node_value(config_node *node, const char *value)
+{
+    char *copy = strdup(value);
+    if (!copy)
+        return -1;
+    free(node->value);
+    node->value = copy;
+    return 0;
+}
+
+void set_node_name(config_node *node, const char *name)
+{
+    /* `name` may be the node's own. */
+    char copy[MIGR_NAME_SIZE];
+    snprintf(copy, sizeof copy, "%s", name);
+    memcpy(node->name, copy, sizeof copy);
+}
+
+config_node *migr_get_childnode(config_node *parent, const char *name, int32_t kind)
+{
+    if (!parent || !name)
+        return nullptr;
+    config_node **list = child_list(parent, static_cast<uint32_t>(kind));
+    while (list && *list && strcmp((*list)->name, name) != 0)
+        list = &(*list)->next;
+    if (!list || !*list)
+        return nullptr;
+    config_node *child = *list;
+    *list = child->next;
+    child->next = nullptr;
+    return child;
+}
+
+int32_t migr_move_node(config_node *node, config_node *parent, int32_t kind, const char *new_name)
+{
+    if (!node || !parent)
+        return 0;
+    if (new_name)
+        set_node_name(node, new_name);
+    config_node **list = child_list(parent, static_cast<uint32_t>(kind));
+    if (!list)
+        return 0;
+    push_front(list, node);
+    return 1;
+}
+
+/* A node with copies of both texts, in no list; null for texts that are too long and without memory. */
+static config_node *node_of(const char *name, const char *value, uint32_t kind)
+{
+    if (strlen(name) >= MIGR_NAME_SIZE || (value && strlen(value) + 1 >= value_room))
+        return nullptr;
+    config_node *node = new_node(kind);
+    if (!node)
+        return nullptr;
+    set_node_name(node, name);
+    if (value && set_node_value(node, value) != 0) {
+        release_node(node);
+        return nullptr;
+    }
+    return node;
+}
+
+void cfg_add_conf(const char *name, const char *value, int32_t kind, config_node *target)
+{
+    if (!name || !target)
+        return;
+    config_node **list = child_list(target, static_cast<uint32_t>(kind));
+    if (!list)
+        return;
+    config_node *node = node_of(name, value, static_cast<uint32_t>(kind));
+    if (node)
+        push_front(kind == MIGR_TOP ? &target->next : list, node);
+}
+
+void cfg_del_conf(config_node *child, config_node *parent)
+{
+    if (!child || !parent)
+        return;
+    config_node **list = child_list(parent, child->kind);
+    if (list && unlink_node(list, child))
+        free_node(child);
+}
+
+config_node *make_config_node(const char *name, const char *value, int32_t kind)
+{
+    if (!name || kind != MIGR_SET)
+        return nullptr;
+    return node_of(name, value, MIGR_SET);
+}
+
+void move_prop_2_bottom(config_node *node, const char *name)
+{
+    if (!node->set_list || *name == '\0')
+        return;
+    config_node *last = node->set_list;
+    config_node *found = nullptr;
+    for (; last->next; last = last->next)
+        if (strcmp(last->name, name) == 0)
+            found = last;
+    if (!found || !found->value || *found->value == '\0')
+        return;
+    config_node *copy = new_node(found->kind);
+    if (!copy)
+        return;
+    if (cp_node_content(found, copy) != 0) {
+        release_node(copy);
+        return;
+    }
+    last->next = copy;
+    found->deleted = 1;
+}
+
+int32_t get_cvw_opmode(char *buffer)
+{
+    static constexpr size_t room = 32;
+    config_node *settings = _migr_find_node("system,settings");
+    config_node *first = settings ? settings->set_list : nullptr;
+    if (!first || strcmp(first->name, "opmode") != 0)
+        return 0;
+    snprintf(buffer, room, "%s", first->value ? first->value : "");
+    return 1;
+}

@@ -1,0 +1,73 @@
+/* The plain operations on node lists: searching by path name, taking out, moving, adding and deleting. */
+#ifndef MIGR_TREE_OPERATIONS_H
+#define MIGR_TREE_OPERATIONS_H
+
+#include "tree/config_node.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The result of the last search. Searches do not nest: read it before searching again. */
+extern config_node *found_node;
+extern int32_t      is_found;
+
+/*
+ * Searches top-level configs by path name and their direct edits by raw name, and nothing deeper. The caller clears
+ * both result slots before. A hit does not end the loops above it, so a later sibling of exactly that name replaces a
+ * hit made below an earlier one. `node` may be null; `depth` is carried along and never read.
+ */
+void migr_find_node(config_node *node, int32_t depth, const char *path);
+
+/* Clears the slots, searches the main tree, and gives the node or null. */
+config_node *_migr_find_node(const char *path);
+
+/* Takes the first child of exactly that name out of the parent's list for `kind` (2 to 5) and gives it, its `next`
+ * cleared; null when there is none or an argument is null. */
+config_node *migr_get_childnode(config_node *parent, const char *name, int32_t kind);
+
+/* Renames the node when `new_name` is not null, then pushes it at the head of the parent's list for `kind`; the
+ * node's own kind stays. 1, or 0 for a null node or parent or another kind, the rename done all the same. */
+int32_t migr_move_node(config_node *node, config_node *parent, int32_t kind, const char *new_name);
+
+/* Adds a node. Kinds 3 to 5 go to the head of the target's list, kind 2 directly behind the target, which is a
+ * top-level config itself. Nothing happens for a name of 128 characters or more, a value of 4095 or more, another
+ * kind, or without memory. A null value stays null. */
+void cfg_add_conf(const char *name, const char *value, int32_t kind, config_node *target);
+
+/* Takes the child out of the parent's list for the child's own kind and frees what hangs below it. Its record, name,
+ * value and `next` stay readable until the pass ends. A child that is not in that list stays as it is. */
+void cfg_del_conf(config_node *child, config_node *parent);
+
+/* A set that stands in no list yet, or null: for a name over 127 characters, a value over 4094, a kind other than 5,
+ * or without memory. */
+config_node *make_config_node(const char *name, const char *value, int32_t kind);
+
+/* Moves the last set of that name to the end of the node's sets, as a copy, and marks the old one deleted. Only for a
+ * set with a value that is not last already. */
+void move_prop_2_bottom(config_node *node, const char *name);
+
+/* Copies the appliance's operation mode, as written, into `buffer`, 32 zeroed bytes; longer text is cut. 1, or 0 when
+ * the first set of "system,settings" is not "opmode". */
+int32_t get_cvw_opmode(char *buffer);
+
+/* The parent's list for children of that kind (2 to 5), or null for another kind. */
+config_node **child_list(config_node *parent, uint32_t kind);
+
+/* Unlinks a node from a list. 1, or 0 when it is not in it. */
+int32_t unlink_node(config_node **list, config_node *node);
+
+/* Puts a node at the head of a list. */
+void push_front(config_node **list, config_node *node);
+
+/* Replaces a node's value by a copy of `value`. 0, or -1 without memory, which leaves the old one. */
+int32_t set_node_value(config_node *node, const char *value);
+
+/* Copies a name into a node, cut at 127 characters. */
+void set_node_name(config_node *node, const char *name);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,365 @@
+#include "driver/run_context.h"
+#include "tree/config_text.h"
+#include "tree/node_store.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <strings.h>
+
+namespace {
+
+/* A block whose `end` has not come yet, with the last node of each of its lists, so that appending takes no walk. */
+struct open_block {
+    config_node *node;
+    config_node *last_top;
+    config_node *last_config;
+    config_node *last_edit;
+    config_node *last_set;
+};
+
+/* The open blocks, innermost last. The first one is the caller's. */
+struct block_stack {
+    open_block *blocks;
+    size_t      depth;
+    size_t      room;
+};
+
+config_node *last_of(config_node *list)
+{
+    while (list && list->next)
+        list = list->next;
+    return list;
+}
+
+open_block block_of(config_node *node)
+{
+    return {node, last_of(node->top_list), last_of(node->config_list), last_of(node->edit_list),
+            last_of(node->set_list)};
+}
+
+void append(config_node **list, config_node **last, config_node *node)
+{
+    *(*last ? &(*last)->next : list) = node;
+    *last = node;
+}
+
+void append_child(open_block *block, config_node *child)
+{
+    switch (child->kind) {
+    case MIGR_TOP:
+        return append(&block->node->top_list, &block->last_top, child);
+    case MIGR_CONFIG:
+        return append(&block->node->config_list, &block->last_config, child);
+    case MIGR_EDIT:
+        return append(&block->node->edit_list, &block->last_edit, child);
+    default:
+        return append(&block->node->set_list, &block->last_set, child);
+    }
+}
+
+int32_t push_block(block_stack *stack, const open_block &block)
+{
+    if (stack->depth == stack->room) {
+        size_t room = stack->room ? stack->room * 2 : 32;
+        auto  *blocks = static_cast<open_block *>(realloc(stack->blocks, room * sizeof(open_block)));
+        if (!blocks)
+            return -1;
+        stack->blocks = blocks;
+        stack->room = room;
+    }
+    stack->blocks[stack->depth++] = block;
+    return 0;
+}
+
+/* A value that goes on over several lines. */
+struct open_value {
+    char  *text;
+    size_t length;
+    size_t room;
+};
+
+int32_t append_line(open_value *value, const char *line, size_t length)
+{
+    if (value->length + length + 1 > value->room) {
+        size_t room = (value->length + length + 1) * 2;
+        char  *text = static_cast<char *>(realloc(value->text, room));
+        if (!text)
+            return -1;
+        value->text = text;
+        value->room = room;
+    }
+    memcpy(value->text + value->length, line, length + 1);
+    value->length += length;
+    return 0;
+}
+
+/* Whether the quote that opened at the first character is closed by the character at `last`. */
+bool closes_value(const char *value, size_t last)
+{
+    if (last == 0 || value[last] != '"')
+        return false;
+    size_t backslashes = 0;
+    while (last - 1 - backslashes > 0 && value[last - 1 - backslashes] == '\\')
+        backslashes++;
+    return backslashes % 2 == 0;
+}
+
+/*
+ * Takes further lines into an open value until it is complete or has grown to the limit. Only the line just read is
+ * looked at: a line of nothing but white space leaves the value as open as it was.
+ */
+int32_t read_open_value(text_reader *stream, char **text)
+{
+    open_value value = {*text, strlen(*text), strlen(*text) + 1};
+    int32_t    result = 0;
+    while (read_line(stream, migr_main.line_buf)) {
+        size_t before = value.length;
+        result = append_line(&value, migr_main.line_buf, strlen(migr_main.line_buf));
+        if (result != 0)
+            break;
+        size_t last = value.length;
+        while (last > before && is_white(value.text[last - 1]))
+            last--;
+        bool complete = last > before && closes_value(value.text, last - 1);
+        if (!complete && value.length < MIGR_VALUE_LIMIT)
+            continue;
+        if (value.length > 0 && value.text[value.length - 1] == '\n')
+            value.text[value.length - 1] = '\0';
+        break;
+    }
+    *text = value.text;
+    return result;
+}
+
+/* Name and value of a `set` line, from behind the keyword. */
+int32_t read_set(text_reader *stream, char *text, config_node *set)
+{
+    text = get_second_name(text, set->name);
+    if (!get_set_value(text, &set->value))
+        return -1;
+    if (check_value_finish(set->value))
+        return 0;
+    return read_open_value(stream, &set->value);
+}
+
+int32_t add_set(text_reader *stream, char *text, open_block *block)
+{
+    config_node *set = new_node(MIGR_SET);
+    if (!set)
+        return -1;
+    if (read_set(stream, text, set) != 0) {
+        release_node(set);
+        return -1;
+    }
+    append_child(block, set);
+    return 0;
+}
+
+int32_t open_child(block_stack *stack, uint32_t kind, char *text)
+{
+    config_node *child = new_node(kind);
+    if (!child)
+        return -1;
+    if (kind == MIGR_TOP)
+        get_path_name(text, child->name);
+    else
+        get_second_name(text, child->name);
+    append_child(&stack->blocks[stack->depth - 1], child);
+    return push_block(stack, {child, nullptr, nullptr, nullptr, nullptr});
+}
+
+enum class keyword { config, edit, set, close, other };
+
+keyword keyword_of(const char *word)
+{
+    if (strcasecmp(word, "set") == 0)
+        return keyword::set;
+    if (strcasecmp(word, "edit") == 0)
+        return keyword::edit;
+    if (strcasecmp(word, "next") == 0 || strcasecmp(word, "end") == 0)
+        return keyword::close;
+    if (strcasecmp(word, "config") == 0)
+        return keyword::config;
+    return keyword::other;
+}
+
+/* Reads lines into the innermost open block until the outermost has closed or the text ends. */
+int32_t read_blocks(text_reader *stream, block_stack *stack)
+{
+    char word[MIGR_NAME_SIZE];
+    while (read_line(stream, migr_main.line_buf)) {
+        char       *rest = get_first_word(migr_main.line_buf, word);
+        open_block *block = &stack->blocks[stack->depth - 1];
+        int32_t     result = 0;
+        switch (keyword_of(word)) {
+        case keyword::config:
+            result = open_child(stack, block->node->kind == MIGR_ROOT ? MIGR_TOP : MIGR_CONFIG, rest);
+            break;
+        case keyword::edit:
+            result = open_child(stack, MIGR_EDIT, rest);
+            break;
+        case keyword::set:
+            result = add_set(stream, rest, block);
+            break;
+        case keyword::close:
+            if (stack->depth == 1)
+                return 0;
+            stack->depth--;
+            break;
+        case keyword::other:
+            break;
+        }
+        if (result != 0)
+            return -1;
+    }
+    return 0;
+}
+
+/* `outer` is carried on, so that a caller who comes back for the same block need not look for its list ends again. */
+int32_t parse_into(text_reader *stream, open_block *outer)
+{
+    block_stack stack = {};
+    int32_t     result = push_block(&stack, *outer);
+    if (result == 0) {
+        result = read_blocks(stream, &stack);
+        *outer = stack.blocks[0];
+    }
+    free(stack.blocks);
+    return result;
+}
+
+char *skip_white(char *text)
+{
+    while (is_white(*text))
+        text++;
+    return text;
+}
+
+} // namespace
+
+int32_t is_white(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+char *get_first_word(char *text, char *output)
+{
+    output[0] = '\0';
+    if (!text)
+        return nullptr;
+    text = skip_white(text);
+    if (*text == '\0')
+        return nullptr;
+    size_t length = 0;
+    while (length < MIGR_NAME_SIZE - 1 && text[length] != '\0' && !is_white(text[length]))
+        length++;
+    memcpy(output, text, length);
+    output[length] = '\0';
+    return text + length;
+}
+
+char *get_path_name(char *text, char *output)
+{
+    output[0] = '\0';
+    if (!text)
+        return nullptr;
+    text = skip_white(text);
+    if (*text == '\0')
+        return nullptr;
+    size_t length = 0;
+    bool   gap = false;
+    char  *end = text + MIGR_NAME_SIZE - 1;
+    for (; text < end && *text != '\0'; text++) {
+        if (is_white(*text)) {
+            gap = true;
+            continue;
+        }
+        if (gap)
+            output[length++] = ',';
+        gap = false;
+        output[length++] = *text;
+    }
+    output[length] = '\0';
+    return text;
+}
+
+char *get_second_name(char *text, char *output)
+{
+    output[0] = '\0';
+    if (!text)
+        return nullptr;
+    text = skip_white(text);
+    if (*text == '\0')
+        return nullptr;
+    size_t length = 0;
+    size_t quotes = 0;
+    while (length < MIGR_NAME_SIZE - 1 && text[length] != '\0' && (quotes == 1 || !is_white(text[length]))) {
+        if (text[length] == '"')
+            quotes++;
+        length++;
+    }
+    memcpy(output, text, length);
+    output[length] = '\0';
+    return text + length;
+}
+
+char *get_set_value(char *text, char **value)
+{
+    *value = nullptr;
+    if (!text)
+        return nullptr;
+    text = skip_white(text);
+    size_t length = strlen(text);
+    if (length >= 2 && text[length - 2] == '"' && text[length - 1] == '\n')
+        text[--length] = '\0';
+    if (length == 0)
+        return nullptr;
+    if (text[0] != '"') {
+        while (length > 0 && is_white(text[length - 1]))
+            length--;
+        text[length] = '\0';
+    }
+    *value = strdup(text);
+    return *value ? text : nullptr;
+}
+
+void get_raw_name(char *text)
+{
+    size_t length = strlen(text);
+    if (length < 2 || text[0] != '"' || text[length - 1] != '"')
+        return;
+    memmove(text, text + 1, length - 2);
+    text[length - 2] = '\0';
+}
+
+int32_t check_value_finish(const char *value)
+{
+    if (value[0] != '"')
+        return 1;
+    size_t last = strlen(value) - 1;
+    while (last > 0 && is_white(value[last]))
+        last--;
+    return closes_value(value, last) ? 1 : 0;
+}
+
+int32_t parse_config(text_reader *stream, config_node *parent)
+{
+    open_block outer = block_of(parent);
+    return parse_into(stream, &outer);
+}
+
+/* The line that the loop reads is thrown away: the version line, and whatever follows a stray `end`. */
+int32_t setup_tree(run_context *context, const char *path)
+{
+    text_reader stream;
+    if (open_text(&stream, path) != 0)
+        return -1;
+    context->root = {};
+    context->root.kind = MIGR_ROOT;
+    open_block root = block_of(&context->root);
+    int32_t    result = 0;
+    while (result == 0 && read_line(&stream, context->line_buf))
+        result = parse_into(&stream, &root);
+    close_text(&stream);
+    return result;
+}

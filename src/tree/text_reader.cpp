@@ -1,0 +1,63 @@
+#include "tree/text_reader.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+/* Reads on until the end of the file; the size that fstat gave is only a first guess. */
+static int32_t read_all(text_reader *reader, int fd, size_t room)
+{
+    reader->text = static_cast<char *>(malloc(room));
+    while (reader->text) {
+        ssize_t got = read(fd, reader->text + reader->size, room - reader->size);
+        if (got <= 0)
+            return got == 0 ? 0 : -1;
+        reader->size += static_cast<size_t>(got);
+        if (reader->size < room)
+            continue;
+        room *= 2;
+        char *grown = static_cast<char *>(realloc(reader->text, room));
+        if (!grown)
+            return -1;
+        reader->text = grown;
+    }
+    return -1;
+}
+
+int32_t open_text(text_reader *reader, const char *path)
+{
+    *reader = {};
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    struct stat st = {};
+    size_t      guess = fstat(fd, &st) == 0 && st.st_size > 0 ? static_cast<size_t>(st.st_size) : 0;
+    int32_t     result = read_all(reader, fd, guess + 4096);
+    close(fd);
+    if (result != 0)
+        close_text(reader);
+    return result;
+}
+
+int32_t read_line(text_reader *reader, char *line)
+{
+    size_t left = reader->size - reader->at;
+    if (left == 0)
+        return 0;
+    size_t      most = left < MIGR_LINE_SIZE - 1 ? left : MIGR_LINE_SIZE - 1;
+    const char *start = reader->text + reader->at;
+    const void *newline = memchr(start, '\n', most);
+    size_t      length = newline ? static_cast<size_t>(static_cast<const char *>(newline) - start) + 1 : most;
+    memcpy(line, start, length);
+    line[length] = '\0';
+    reader->at += length;
+    return 1;
+}
+
+void close_text(text_reader *reader)
+{
+    free(reader->text);
+    *reader = {};
+}

@@ -1,0 +1,25 @@
+/* Reads a text file by lines: the whole file at once, cut into lines as a line reader with a fixed buffer would. */
+#ifndef MIGR_TREE_TEXT_READER_H
+#define MIGR_TREE_TEXT_READER_H
+
+#include "tree/config_node.h"
+
+#include <stddef.h>
+
+typedef struct text_reader text_reader;
+struct text_reader {
+    char  *text;
+    size_t size;
+    size_t at; /* where the next line starts */
+};
+
+/* Reads the file into memory. 0, or -1 when it cannot be opened or read, or there is no memory. */
+int32_t open_text(text_reader *reader, const char *path);
+
+/* Copies the next line, with its newline, to `line`, a buffer of MIGR_LINE_SIZE bytes, and terminates it. A longer
+ * line arrives as several; a NUL in a line ends its text. 1, or 0 at the end of the file, which leaves `line` alone. */
+int32_t read_line(text_reader *reader, char *line);
+
+void close_text(text_reader *reader);
+
+#endif

@@ -1,0 +1,20 @@
+#include "tree/version_text.h"
+
+#include <cstdlib>
+
+int32_t number_of(const char *text)
+{
+    if (!text)
+        return 0;
+    long number = strtol(text, nullptr, 10);
+    if (number > INT32_MAX)
+        return INT32_MAX;
+    if (number < INT32_MIN)
+        return INT32_MIN;
+    return static_cast<int32_t>(number);
+}
+
+int32_t version_code(int32_t major, int32_t minor)
+{
+    return static_cast<int32_t>((static_cast<uint32_t>(major) << 16) + static_cast<uint32_t>(minor));
+}

@@ -1,0 +1,22 @@
+/* Numbers and versions as configuration texts hold them. */
+#ifndef MIGR_TREE_VERSION_TEXT_H
+#define MIGR_TREE_VERSION_TEXT_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The number at the start of the text, white space and a sign allowed: 0 for none (so also behind a quote) and for
+ * null, the nearest signed 32-bit number when it is too large. */
+int32_t number_of(const char *text);
+
+/* A version code: major in the upper 16 bits plus minor, wrapping. */
+int32_t version_code(int32_t major, int32_t minor);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

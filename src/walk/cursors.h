@@ -1,0 +1,103 @@
+/*
+ * The walk's cursors, and the small containers in which callbacks keep nodes and names between visits.
+ *
+ * A callback gets no node as an argument: it asks which node stands at which depth. Slots are never null: at a depth
+ * where the walk holds no node the slot holds EMPTY_NODE, and at the end of a list EOB_NODE, whose names are empty. So
+ * any slot may be tested at any time.
+ *
+ *   slot       in top                          in sub
+ *   0 suffix   what follows the row's scope    an empty text
+ *   1 cfg      the top-level config            the nested config under top[2]
+ *   2 edt      the edit under top[1]           the edit under sub[1]
+ *   3 cfg_set  a set directly under top[1]     a set directly under sub[1]
+ *   4 edt_set  a set under top[2]              a set under sub[2]
+ */
+#ifndef MIGR_WALK_CURSORS_H
+#define MIGR_WALK_CURSORS_H
+
+#include "tree/config_node.h"
+
+#include <stddef.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+extern config_node *top[5]; /* slot 0 is a text: read it through the suffix predicates */
+extern config_node *sub[5];
+extern char         sbuf_suffix[MIGR_NAME_SIZE];
+
+/*
+ * _is: the slot's node when its name matches, else null. _in: 1-based position of the first of `count` names that
+ * matches, else 0. An edit's name is compared without its quotes, at most 128 characters count.
+ */
+config_node *top_cfg_is(const char *name);
+int32_t      top_cfg_in(int32_t count, ...);
+config_node *top_edt_is(const char *name);
+int32_t      top_edt_in(int32_t count, ...);
+config_node *top_cfg_set_is(const char *name);
+int32_t      top_cfg_set_in(int32_t count, ...);
+config_node *top_edt_set_is(const char *name);
+int32_t      top_edt_set_in(int32_t count, ...);
+config_node *sub_cfg_is(const char *name);
+int32_t      sub_cfg_in(int32_t count, ...);
+config_node *sub_edt_is(const char *name);
+int32_t      sub_edt_in(int32_t count, ...);
+config_node *sub_cfg_set_is(const char *name);
+int32_t      sub_cfg_set_in(int32_t count, ...);
+config_node *sub_edt_set_is(const char *name);
+int32_t      sub_edt_set_in(int32_t count, ...);
+
+/* Whether the set list at that depth has just ended. */
+int32_t top_cfg_set_end(void);
+int32_t top_edt_set_end(void);
+int32_t sub_cfg_set_end(void);
+int32_t sub_edt_set_end(void);
+
+/* The suffix. top_suffix_in gives 1 for any match: unlike the other _in forms it does not tell which. */
+int32_t top_suffix_is(const char *text);
+int32_t top_suffix_in(int32_t count, ...);
+int32_t top_suffix_is_empty(void);
+
+/* Up to 64 nodes, in order of pushing. Valid when zero-filled. */
+typedef struct cnd_arr cnd_arr;
+struct cnd_arr {
+    config_node *nodes[64];
+    int32_t      count;
+};
+
+void         cnd_arr_push(cnd_arr *array, config_node *node); /* a 65th is dropped without a word */
+config_node *cnd_arr_find(const cnd_arr *array, const char *name);         /* by raw name, or null */
+config_node *cnd_arr_match_value(const cnd_arr *array, const char *value); /* by raw value, or null */
+void         cnd_arr_attach(const cnd_arr *array, config_node *parent);    /* each to the front: reverse order */
+int32_t      cnd_arr_count(const cnd_arr *array);
+void         cnd_arr_clear(cnd_arr *array); /* forgets the nodes */
+
+/* Up to 32 pairs of texts, each cut at 126 characters, in order of insertion. Valid when zero-filled. */
+typedef struct str_pair str_pair;
+struct str_pair {
+    char key[128];
+    char value[128];
+};
+
+typedef struct str_map str_map;
+struct str_map {
+    str_pair entries[32];
+    int32_t  count;
+};
+
+int32_t     str_map_insert(str_map *map, const char *key, const char *value); /* 1, or 0 when full or for a null */
+const char *str_map_find(const str_map *map, const char *key); /* the first of that key, or null; owned by the map */
+
+/* Lowers a text in place and gives it back. */
+char *strlwr(char *text);
+
+/* Writes an edit name that is new in this process, "gen_edt_%ld", in at most size - 2 characters. Nothing for a size of
+ * 15 or less. */
+void ncu_gen_unique_edt(char *target, size_t size);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

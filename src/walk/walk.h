@@ -1,0 +1,29 @@
+/* The staged walk: offers every position of the tree to the callbacks of every release in the file's span. */
+#ifndef MIGR_WALK_WALK_H
+#define MIGR_WALK_WALK_H
+
+#include "walk/stages.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The sentinels of the cursors: empty name, null value, no lists. */
+extern config_node EMPTY_NODE; /* no node at this depth */
+extern config_node EOB_NODE;   /* the list at this depth has ended */
+
+/* Walks context->root with every stage above context->cfg_version and up to context->img_version that fits its mode.
+ * Always 0. */
+int32_t new_config_update(run_context *context);
+
+/* Gives each row of a stage a fresh state block and clears its flags, as the start of a run does for all stages. */
+void prepare_stage(stage_table *stage);
+
+/* Walks context->root with one stage, in as many rounds as its rows ask for. */
+void walk_stage(run_context *context, stage_table *stage);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
