@@ -5,7 +5,6 @@
 #include "signature/reconcile.h"
 #include "tree/legacy_certificates.h"
 #include "tree/split.h"
-#include "walk/walk.h"
 
 /* chain */
 int32_t migr_hardcode(const update_section *) { return 0; }
@@ -31,5 +30,3 @@ int32_t process_delete(migr_list *) { return 0; }
 int32_t process_modify(migr_list *, int32_t, int32_t) { return 0; }
 void find_notp_bridge_node(config_node *, int32_t) {}
 void free_notp_bridges(void) {}
-/* walk */
-int32_t new_config_update(run_context *) { return 0; }

@@ -23,6 +23,10 @@
 extern "C" {
 #endif
 
+/* The sentinels: empty name, null value, no lists. What a callback adds to one is never walked or written. */
+extern config_node EMPTY_NODE; /* no node at this depth */
+extern config_node EOB_NODE;   /* the list at this depth has ended */
+
 extern config_node *top[5]; /* slot 0 is a text: read it through the suffix predicates */
 extern config_node *sub[5];
 extern char         sbuf_suffix[MIGR_NAME_SIZE];

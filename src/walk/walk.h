@@ -8,10 +8,6 @@
 extern "C" {
 #endif
 
-/* The sentinels of the cursors: empty name, null value, no lists. */
-extern config_node EMPTY_NODE; /* no node at this depth */
-extern config_node EOB_NODE;   /* the list at this depth has ended */
-
 /* Walks context->root with every stage above context->cfg_version and up to context->img_version that fits its mode.
  * Always 0. */
 int32_t new_config_update(run_context *context);

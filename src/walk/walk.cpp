@@ -1,0 +1,212 @@
+#include "walk/walk.h"
+
+#include "tree/node_store.h"
+#include "walk/cursors.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr int32_t last_round = 3;
+
+/* The stage registry; its count is 0 while no run is active. */
+struct stage_registry {
+    stage_table *stages[4096];
+    int32_t      count;
+};
+
+stage_registry cbm;
+stage_table   *fns;       /* the stage being run */
+int32_t        ver_idx;   /* its index in cbm */
+int32_t        round;     /* the current round */
+int32_t        round_brk; /* no row has asked for a further round */
+
+bool in_scope(const stage_row *row, const char *name)
+{
+    return strncmp(name, row->scope, static_cast<size_t>(row->scope_len)) == 0;
+}
+
+bool is_active(const stage_row *row)
+{
+    /* Without its state block a callback cannot be called. */
+    return !row->finished && !row->skip_round && (row->state_size == 0 || row->state);
+}
+
+/* What is left of the config's name behind the scope and one character, whatever that is. With an empty scope it is
+ * the whole name. */
+void set_suffix(const stage_row *row, const char *name)
+{
+    size_t skipped = row->scope_len == 0 ? 0 : static_cast<size_t>(row->scope_len) + 1;
+    size_t length = strlen(name);
+    if (skipped >= length)
+        sbuf_suffix[0] = '\0';
+    else
+        memcpy(sbuf_suffix, name + skipped, length - skipped + 1);
+}
+
+/* Offers the current position to all rows of the stage. A row in front may have renamed the config in top[1]. */
+void cb_loop()
+{
+    for (stage_row *row = fns->rows; row < fns->rows + fns->row_count; row++) {
+        if (!is_active(row) || !in_scope(row, top[1]->name))
+            continue;
+        set_suffix(row, top[1]->name);
+        row->func(round, row->state, &row->skip_round);
+        if (!row->finished && row->max_round > round)
+            round_brk = 0;
+    }
+}
+
+/* Moves a level on: gives the next node and reads its successor at once, so that a callback may unlink the node; at
+ * the end of the list it offers the end visit and gives null. */
+config_node *do_next(config_node **next, config_node **slot)
+{
+    config_node *node = *next;
+    if (node) {
+        *next = node->next;
+        return node;
+    }
+    *slot = &EOB_NODE;
+    cb_loop();
+    *slot = &EMPTY_NODE;
+    return nullptr;
+}
+
+/* A set list has its end visit even when it is empty. */
+void walk_sets(config_node *next, config_node **slot)
+{
+    while (config_node *set = do_next(&next, slot)) {
+        *slot = set;
+        cb_loop();
+    }
+}
+
+/* The lists of edits and configs have an end visit only when they hold a node. A container's set list is read after
+ * its deeper lists have ended. */
+void walk_nested_edits(config_node *next)
+{
+    if (!next)
+        return;
+    while (config_node *edit = do_next(&next, &sub[2])) {
+        sub[2] = edit;
+        walk_sets(edit->set_list, &sub[4]);
+    }
+}
+
+void walk_nested_configs(config_node *next)
+{
+    if (!next)
+        return;
+    while (config_node *config = do_next(&next, &sub[1])) {
+        sub[1] = config;
+        walk_nested_edits(config->edit_list);
+        walk_sets(config->set_list, &sub[3]);
+    }
+}
+
+void walk_edits(config_node *next)
+{
+    if (!next)
+        return;
+    while (config_node *edit = do_next(&next, &top[2])) {
+        top[2] = edit;
+        walk_nested_configs(edit->config_list);
+        walk_sets(edit->set_list, &top[4]);
+    }
+}
+
+/* While no row can see a config nobody can change it or its name, so such a config need not be walked. */
+bool concerns_any_row(const config_node *config)
+{
+    for (const stage_row *row = fns->rows; row < fns->rows + fns->row_count; row++)
+        if (is_active(row) && in_scope(row, config->name))
+            return true;
+    return false;
+}
+
+void walk_tree(config_node *next)
+{
+    if (!next)
+        return;
+    while (config_node *config = do_next(&next, &top[1])) {
+        top[1] = config;
+        if (!concerns_any_row(config))
+            continue;
+        walk_edits(config->edit_list);
+        walk_sets(config->set_list, &top[3]);
+    }
+}
+
+/* Closes a round: a row that has had all its rounds is done with the stage. */
+void cb_reset_stg_st(stage_table *stage)
+{
+    for (stage_row *row = stage->rows; row < stage->rows + stage->row_count; row++) {
+        if (row->max_round == round)
+            row->finished = 1;
+        if (!row->finished)
+            row->skip_round = 0;
+    }
+}
+
+void init()
+{
+    for (stage_table *const *stage = all_stages; *stage; stage++) {
+        cbm.stages[cbm.count++] = *stage;
+        prepare_stage(*stage);
+    }
+}
+
+bool is_due(const stage_table *stage, const run_context *context)
+{
+    if (stage->version <= context->cfg_version || stage->version > context->img_version)
+        return false;
+    return (stage->type == STAGE_ML) == (context->mode == MIGR_MACHINE_LEARNING);
+}
+
+/* What a callback has added to a sentinel was never to be seen; the nodes themselves go with the pass. */
+void empty_sentinels()
+{
+    EMPTY_NODE = {};
+    EMPTY_NODE.kind = MIGR_EMPTY;
+    EOB_NODE = {};
+    EOB_NODE.kind = MIGR_END;
+}
+
+} // namespace
+
+void prepare_stage(stage_table *stage)
+{
+    for (stage_row *row = stage->rows; row < stage->rows + stage->row_count; row++) {
+        free(row->state);
+        row->state = row->state_size ? calloc(1, static_cast<size_t>(row->state_size)) : nullptr;
+        row->skip_round = 0;
+        row->finished = 0;
+    }
+}
+
+void walk_stage(run_context *context, stage_table *stage)
+{
+    fns = stage;
+    hold_deleted_nodes(1);
+    for (round = 1; round <= last_round; round++) {
+        round_brk = 1;
+        walk_tree(context->root.top_list);
+        if (round_brk)
+            break;
+        cb_reset_stg_st(stage);
+    }
+    hold_deleted_nodes(0);
+    empty_sentinels();
+}
+
+int32_t new_config_update(run_context *context)
+{
+    if (cbm.count == 0)
+        init();
+    for (ver_idx = 0; ver_idx < cbm.count; ver_idx++)
+        if (is_due(cbm.stages[ver_idx], context))
+            walk_stage(context, cbm.stages[ver_idx]);
+    cbm.count = 0;
+    return 0;
+}
