@@ -8,6 +8,11 @@
 extern "C" {
 #endif
 
+extern stage_table c3_arr_MIGR_ADOM0x50055;
+extern stage_table c3_arr_MIGR_ADOM0x5005a;
+extern stage_table c3_arr_MIGR_ADOM0x60001;
+extern stage_table c3_arr_MIGR_ADOM0x60002;
+extern stage_table c3_arr_MIGR_ADOM0x60014;
 
 #ifdef __cplusplus
 }
