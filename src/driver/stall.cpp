@@ -1,0 +1,13 @@
+#include "driver/stall.h"
+
+#include "driver/migr.h"
+
+#include <unistd.h>
+
+void migr_never_returns(const char *where)
+{
+    if (migr_on_stall)
+        migr_on_stall(where);
+    for (;;)
+        pause();
+}
