@@ -8,6 +8,13 @@
 #include "walk/stage_tables.h"
 
 #include "stages/policy/server_policies.h"
+#include "stages/system/certificate_files.h"
+#include "stages/system/feature_cleanup.h"
+#include "stages/system/high_availability.h"
+#include "stages/system/remote_certificates.h"
+#include "stages/system/replacement_messages.h"
+#include "stages/system/tls_settings.h"
+#include "stages/system/xml_json_protection.h"
 
 #include <cstddef>
 
@@ -32,9 +39,55 @@ template <size_t Actual, size_t Number> constexpr int32_t checked()
 #define STAGE(version, type, rows)                                                                                    \
     {version, type, rows, static_cast<int32_t>(sizeof(rows) / sizeof(rows[0]))}
 
+/* Release 5.50. */
+static stage_row cbc_arr_MIGR_ADOM0x50032[] = {
+    ROW(_migr_change_replace_msg, "system,replacemsg", 17, 1, no_state, 0),
+};
+stage_table c3_arr_MIGR_ADOM0x50032 = STAGE(0x50032, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50032);
+
+/* Release 5.51. */
+static stage_row cbc_arr_MIGR_ADOM0x50033[] = {
+    ROW(_migr_change_replace_msg2, "system,replacemsg", 17, 1, no_state, 0),
+};
+stage_table c3_arr_MIGR_ADOM0x50033 = STAGE(0x50033, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50033);
+
+/* Release 5.52. */
+static stage_row cbc_arr_MIGR_ADOM0x50034[] = {
+    ROW(_change_server_pool_ssl_protocol, "server-policy,server-pool", 25, 1, change_server_pool_ssl_protocol_state, 4),
+};
+stage_table c3_arr_MIGR_ADOM0x50034 = STAGE(0x50034, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50034);
+
+/* Release 5.80. */
+static stage_row cbc_arr_MIGR_ADOM0x50050[] = {
+    ROW(_change_local_certificate, "system,certificate,local", 24, 1, change_local_certificate_state, 4),
+    ROW(_change_ca_certificate, "system,certificate,ca", 21, 1, no_state, 0),
+    ROW(_change_intermediate_certificate, "system,certificate,intermediate-certificate", 43, 1, no_state, 0),
+    ROW(_change_crl_certificate, "system,certificate,crl", 22, 1, no_state, 0),
+    ROW(_remove_default_local_admin_certificate, "system,admin-certificate,local", 30, 1, no_state, 0),
+    ROW(_change_local_admin_certificate, "system,admin-certificate,local", 30, 1, change_local_admin_certificate_state, 8),
+    ROW(_change_ca_admin_certificate, "system,admin-certificate,ca", 27, 1, no_state, 0),
+    ROW(_av_vir_file_copy, "", 0, 1, av_vir_file_copy_state, 4),
+    ROW(_encrypt_local_certificate_key, "system", 6, 1, no_state, 0),
+};
+stage_table c3_arr_MIGR_ADOM0x50050 = STAGE(0x50050, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50050);
+
+/* Release 5.83. */
+static stage_row cbc_arr_MIGR_ADOM0x50053[] = {
+    ROW(_remove_ha_no_virtual_mac, "system,ha", 9, 1, no_state, 0),
+    ROW(_remove_global_no_ssl3, "system,global", 13, 1, no_state, 0),
+    ROW(_remove_policy_ssl3, "server-policy,policy", 20, 1, no_state, 0),
+    ROW(_change_server_pool_ssl, "server-policy,server-pool", 25, 1, no_state, 0),
+    ROW(_change_cert_login, "system,global", 13, 1, no_state, 0),
+    ROW(_remove_ocsp_stapling, "server-policy,policy", 20, 1, remove_ocsp_stapling_state, 24),
+    ROW(_add_crl_group, "system,certificate", 18, 2, add_crl_group_state, 16),
+};
+stage_table c3_arr_MIGR_ADOM0x50053 = STAGE(0x50053, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50053);
+
 /* Release 5.85. */
 static stage_row cbc_arr_MIGR_ADOM0x50055[] = {
     ROW(_add_server_policy_setting, "", 0, 3, add_server_policy_setting_state, 16),
+    ROW(_change_server_pool_ssl_cipher, "server-policy,server-pool", 25, 1, no_state, 0),
+    ROW(_change_policy_ssl_cipher, "server-policy,policy", 20, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x50055 = STAGE(0x50055, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50055);
 
@@ -56,23 +109,69 @@ stage_table c3_arr_MIGR_ADOM0x60001 = STAGE(0x60001, STAGE_ADOM, cbc_arr_MIGR_AD
 
 /* Release 6.02. */
 static stage_row cbc_arr_MIGR_ADOM0x60002[] = {
+    ROW(_update_snmp_and_ha, "system", 6, 1, no_state, 0),
     ROW(_check_xff_cond, "waf,x-forwarded-for", 19, 1, check_xff_cond_state, 24),
     ROW(_correct_wrong_server_pool_prop, "server-policy,server-pool", 25, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x60002 = STAGE(0x60002, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60002);
 
+/* Release 6.10. */
+static stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
+    ROW(_remove_all_autolearn, "", 0, 1, remove_all_autolearn_state, 4),
+    ROW(_adjust_ml_policy2, "waf,machine-learning-policy", 27, 1, no_state, 0),
+    ROW(_cleanup_old_wvs, "wvs", 3, 1, cleanup_old_wvs_state, 4),
+    ROW(_adjust_ha_interface, "", 0, 3, adjust_ha_interface_state, 816),
+    ROW(_adjust_cert_conf, "", 0, 1, no_state, 0),
+};
+stage_table c3_arr_MIGR_ADOM0x6000a = STAGE(0x6000a, STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000a);
+
+/* Release 6.11. */
+static stage_row cbc_arr_MIGR_ADOM0x6000b[] = {
+    ROW(_adjust_xml_json_profile, "", 0, 2, adjust_xml_json_profile_state, 5020),
+    ROW(_adjust_xml_json_log, "log,attack-log", 14, 1, no_state, 0),
+    ROW(_erase_xml_json_pattern, "server-policy,pattern,threat-weight", 35, 1, no_state, 0),
+    ROW(_erase_xml_json_exception, "waf,device-reputation,reputation-exceptions", 43, 1, no_state, 0),
+    ROW(_update_xml_rule, "waf,xml-validation,rule", 23, 1, no_state, 0),
+    ROW(_adjust_hsm_info, "system,hsm,info", 15, 1, adjust_hsm_info_state, 4),
+    ROW(_reorg_azure_res, "system,azure-resource", 21, 1, no_state, 0),
+    ROW(_adjust_ha_mgmt_by_cond, "system", 6, 2, adjust_ha_mgmt_by_cond_state, 8),
+};
+stage_table c3_arr_MIGR_ADOM0x6000b = STAGE(0x6000b, STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000b);
+
 /* Release 6.20. */
 static stage_row cbc_arr_MIGR_ADOM0x60014[] = {
     ROW(_adjust_server_policy_vserver, "server-policy,vserver", 21, 1, adjust_server_policy_vserver_state, 40),
+    ROW(_adjust_replacemsg, "system,replacemsg", 17, 2, adjust_replacemsg_state, 112),
+    ROW(_adjust_kerberos_user, "user,kerberos-user", 18, 1, adjust_kerberos_user_state, 16),
+    ROW(_reorg_cert_remote, "", 0, 2, reorg_cert_remote_state, 1712),
+    ROW(_adjust_ml_policy_620, "waf,machine-learning-policy", 27, 1, no_state, 0),
+    ROW(_rename_msh_con_key_file, "system,mesh-connectors", 22, 1, rename_msh_con_key_file_state, 8),
+    ROW(_optional_erase_ha, "system,ha", 9, 1, no_state, 0),
+    ROW(_trim_xml_by_mode, "", 0, 3, trim_xml_by_mode_state, 4),
     ROW(_adjust_cloud_proxy_protocol, "server-policy", 13, 1, no_state, 0),
+    ROW(_cleanup_pre620_av_file, "", 0, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x60014 = STAGE(0x60014, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60014);
 
+/* Release 6.20, machine-learning files. */
+static stage_row cbc_arr_MIGR_ML0x60014[] = {
+    ROW(_ml_adjust_policy, "waf,machine-learning-policy", 27, 1, no_state, 0),
+};
+stage_table c3_arr_MIGR_ML0x60014 = STAGE(0x60014, STAGE_ML, cbc_arr_MIGR_ML0x60014);
+
 stage_table *const all_stages[] = {
+    &c3_arr_MIGR_ADOM0x50032,
+    &c3_arr_MIGR_ADOM0x50033,
+    &c3_arr_MIGR_ADOM0x50034,
+    &c3_arr_MIGR_ADOM0x50050,
+    &c3_arr_MIGR_ADOM0x50053,
     &c3_arr_MIGR_ADOM0x50055,
     &c3_arr_MIGR_ADOM0x5005a,
     &c3_arr_MIGR_ADOM0x60001,
     &c3_arr_MIGR_ADOM0x60002,
+    &c3_arr_MIGR_ADOM0x6000a,
+    &c3_arr_MIGR_ADOM0x6000b,
     &c3_arr_MIGR_ADOM0x60014,
+    &c3_arr_MIGR_ML0x60014,
     nullptr,
 };

@@ -1,0 +1,38 @@
+/* Features that went away, or whose data an upgrade puts back: machine learning, auto-learning, scanner, antivirus. */
+#ifndef MIGR_STAGES_SYSTEM_FEATURE_CLEANUP_H
+#define MIGR_STAGES_SYSTEM_FEATURE_CLEANUP_H
+
+#include "walk/stages.h"
+
+struct av_vir_file_copy_state {
+    int32_t done; /* in this file */
+};
+static_assert(sizeof(av_vir_file_copy_state) == 4);
+
+struct remove_all_autolearn_state {
+    int32_t folder_removed; /* in this file */
+};
+static_assert(sizeof(remove_all_autolearn_state) == 4);
+
+struct cleanup_old_wvs_state {
+    uint32_t unused;
+};
+static_assert(sizeof(cleanup_old_wvs_state) == 4);
+
+extern "C" {
+
+void _av_vir_file_copy(int32_t round, void *state, int32_t *progress);
+void _remove_all_autolearn(int32_t round, void *state, int32_t *progress);
+void _adjust_ml_policy2(int32_t round, void *state, int32_t *progress);
+void _cleanup_old_wvs(int32_t round, void *state, int32_t *progress);
+void _adjust_ml_policy_620(int32_t round, void *state, int32_t *progress);
+void _cleanup_pre620_av_file(int32_t round, void *state, int32_t *progress);
+void _ml_adjust_policy(int32_t round, void *state, int32_t *progress);
+
+/* Copies a file, waits until it is on the disk, and remounts /data so that it reaches the flash; whether the remount
+ * succeeds does not matter. 0, or -1, which leaves what was copied. */
+int32_t legacy_migr_copyfile(const char *source, const char *target);
+
+} // extern "C"
+
+#endif
