@@ -6,3 +6,10 @@ WEAK int cvgunzip(const char *, const char *) { return -1; }
 WEAK int db_open(signature_database **handle) { *handle = nullptr; return -1; }
 WEAK int db_close(signature_database *) { return 0; }
 WEAK void message(const char *, ...) {}
+WEAK char *v_memcasestr(const char *, size_t, const char *, size_t) { return nullptr; }
+WEAK char *v_memrstr(const char *, size_t, const char *, size_t) { return nullptr; }
+WEAK const default_page *rmsg_def_pages;
+WEAK int32_t rmsg_def_page_size;
+WEAK const char *find_default_msg_by_name(const char *) { return nullptr; }
+WEAK void key_encrypt(char *) {}
+WEAK int b64_decode(const char *, char *, int) { return 0; }
