@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <unistd.h>
 
 int32_t migr_machine_learning_upgrade(const char *input, const char *output)
 {
@@ -30,5 +31,8 @@ int32_t migr_machine_learning_upgrade(const char *input, const char *output)
         result = -1;
     free_node(&migr_main.root);
     migr_release_nodes();
-    return result == 0 ? 0 : -3;
+    if (result == 0)
+        return 0;
+    unlink(output); /* half a configuration must not pass for a whole one */
+    return -3;
 }

@@ -70,7 +70,6 @@ void end_pass()
 {
     free_migr_tree();
     free_node(&migr_main.root);
-    forget_pass_nodes();
     migr_release_nodes();
     unlink(unpacked_file);
 }
@@ -96,8 +95,17 @@ int32_t apply_section(update_section *section)
     return process_modify(&section->readd_list, 1, section->version);
 }
 
+/* A pass starts with an empty list. A host that fills the context itself leaves it zeroed, or full from its last call. */
+void empty_update_list()
+{
+    if (migr_main.update_list.next)
+        free_migr_tree();
+    migr_list_init(&migr_main.update_list);
+}
+
 int32_t apply_sections()
 {
+    empty_update_list();
     if (__build_updatefile_tree() != 0)
         return -1;
     migr_list *head = &migr_main.update_list;
@@ -189,6 +197,7 @@ void free_tmp_tree(void)
 
 void migr_release_nodes(void)
 {
+    forget_pass_nodes();
     release_pass_nodes();
 }
 

@@ -165,7 +165,7 @@ config_node *make_config_node(const char *name, const char *value, int32_t kind)
 
 void move_prop_2_bottom(config_node *node, const char *name)
 {
-    if (!node->set_list || *name == '\0')
+    if (!node || !node->set_list || !name || *name == '\0')
         return;
     config_node *last = node->set_list;
     config_node *found = nullptr;

@@ -224,5 +224,10 @@ int32_t new_config_file(const char *path)
 int32_t new_config_file_GUI(const char *path)
 {
     FILE *stream = create_private_file(path);
-    return stream ? write_whole_file(stream) : -1;
+    if (!stream)
+        return -1;
+    if (write_whole_file(stream) == 0)
+        return 0;
+    unlink(path); /* half a configuration must not pass for a whole one */
+    return -1;
 }

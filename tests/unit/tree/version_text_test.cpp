@@ -1,0 +1,53 @@
+#include "tree/version_text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(NumberOf, ReadsWhatStandsAtTheStart)
+{
+    EXPECT_EQ(number_of("12"), 12);
+    EXPECT_EQ(number_of(" \t-12x"), -12);
+    EXPECT_EQ(number_of("+7 8"), 7);
+    EXPECT_EQ(number_of("010"), 10);
+    EXPECT_EQ(number_of("0x10"), 0);
+}
+
+TEST(NumberOf, IsZeroForNoNumber)
+{
+    EXPECT_EQ(number_of(nullptr), 0);
+    EXPECT_EQ(number_of(""), 0);
+    EXPECT_EQ(number_of("\"12\""), 0);
+    EXPECT_EQ(number_of("x12"), 0);
+    EXPECT_EQ(number_of("- 12"), 0);
+}
+
+TEST(NumberOf, StaysInItsRange)
+{
+    EXPECT_EQ(number_of("2147483647"), INT32_MAX);
+    EXPECT_EQ(number_of("2147483648"), INT32_MAX);
+    EXPECT_EQ(number_of("-2147483649"), INT32_MIN);
+    EXPECT_EQ(number_of("99999999999999999999999999"), INT32_MAX);
+    EXPECT_EQ(number_of("-99999999999999999999999999"), INT32_MIN);
+}
+
+TEST(VersionCode, IsMajorAboveMinor)
+{
+    EXPECT_EQ(version_code(5, 10), 0x5000a);
+    EXPECT_EQ(version_code(5, 1), 0x50001);
+    EXPECT_EQ(version_code(6, 21), 0x60015);
+    EXPECT_EQ(version_code(0, 0), 0);
+    EXPECT_LT(version_code(5, 9), version_code(5, 10));
+    EXPECT_LT(version_code(5, 99), version_code(6, 0));
+}
+
+TEST(VersionCode, WrapsWithoutACrash)
+{
+    EXPECT_EQ(version_code(65535, 65535), -1);
+    EXPECT_EQ(version_code(65536, 3), 3);
+    EXPECT_EQ(version_code(5, -1), 0x4ffff);
+    EXPECT_EQ(version_code(32768, 0), INT32_MIN);
+    EXPECT_EQ(version_code(INT32_MAX, INT32_MAX), static_cast<int32_t>(0xffff0000u + 0x7fffffffu));
+}
+
+} // namespace
