@@ -9,7 +9,6 @@
 /* chain */
 int32_t migr_hardcode(const update_section *) { return 0; }
 void    forget_pass_nodes(void) {}
-int32_t qb01a;
 /* filejobs */
 int32_t migr_fix_all_files(int32_t) { return 0; }
 /* legacy certificates */
