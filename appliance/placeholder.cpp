@@ -13,3 +13,5 @@ WEAK int32_t rmsg_def_page_size;
 WEAK const char *find_default_msg_by_name(const char *) { return nullptr; }
 WEAK void key_encrypt(char *) {}
 WEAK int b64_decode(const char *, char *, int) { return 0; }
+WEAK void v_strncpy(char *target, size_t, const char *source, size_t length) { __builtin_memcpy(target, source, length); target[length] = '\0'; }
+WEAK int __vm_get_max_policy_session(void) { return 10000; }
