@@ -7,6 +7,7 @@
  */
 #include "walk/stage_tables.h"
 
+#include "stages/policy/protection_rules.h"
 #include "stages/policy/server_policies.h"
 #include "stages/system/certificate_files.h"
 #include "stages/system/feature_cleanup.h"
@@ -42,6 +43,10 @@ template <size_t Actual, size_t Number> constexpr int32_t checked()
 /* Release 5.50. */
 static stage_row cbc_arr_MIGR_ADOM0x50032[] = {
     ROW(_migr_change_replace_msg, "system,replacemsg", 17, 1, no_state, 0),
+    ROW(_migr_change_protocol_constraints, "waf,http-protocol-parameter-restriction", 39, 1, migr_change_protocol_constraints_state, 528),
+    ROW(_migr_change_protocol_constraints_exception, "waf,http-constraints-exceptions", 31, 1, no_state, 0),
+    ROW(_migr_change_custom_protection_rule, "waf,custom-protection-rule", 26, 1, migr_change_custom_protection_rule_state, 2072),
+    ROW(_migr_change_signature_filter_list, "waf,signature", 13, 1, migr_change_signature_filter_list_state, 8),
 };
 stage_table c3_arr_MIGR_ADOM0x50032 = STAGE(0x50032, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50032);
 
@@ -57,6 +62,12 @@ static stage_row cbc_arr_MIGR_ADOM0x50034[] = {
 };
 stage_table c3_arr_MIGR_ADOM0x50034 = STAGE(0x50034, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50034);
 
+/* Release 5.70. */
+static stage_row cbc_arr_MIGR_ADOM0x50046[] = {
+    ROW(_change_value_for_hpc, "waf,http-protocol-parameter-restriction", 39, 1, no_state, 0),
+};
+stage_table c3_arr_MIGR_ADOM0x50046 = STAGE(0x50046, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50046);
+
 /* Release 5.80. */
 static stage_row cbc_arr_MIGR_ADOM0x50050[] = {
     ROW(_change_local_certificate, "system,certificate,local", 24, 1, change_local_certificate_state, 4),
@@ -67,6 +78,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50050[] = {
     ROW(_change_local_admin_certificate, "system,admin-certificate,local", 30, 1, change_local_admin_certificate_state, 8),
     ROW(_change_ca_admin_certificate, "system,admin-certificate,ca", 27, 1, no_state, 0),
     ROW(_av_vir_file_copy, "", 0, 1, av_vir_file_copy_state, 4),
+    ROW(_remove_signature_scoring, "waf,signature", 13, 1, no_state, 0),
     ROW(_encrypt_local_certificate_key, "system", 6, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x50050 = STAGE(0x50050, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50050);
@@ -88,6 +100,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50055[] = {
     ROW(_add_server_policy_setting, "", 0, 3, add_server_policy_setting_state, 16),
     ROW(_change_server_pool_ssl_cipher, "server-policy,server-pool", 25, 1, no_state, 0),
     ROW(_change_policy_ssl_cipher, "server-policy,policy", 20, 1, no_state, 0),
+    ROW(_change_real_browser_enforcement, "waf", 3, 1, change_real_browser_enforcement_state, 16),
 };
 stage_table c3_arr_MIGR_ADOM0x50055 = STAGE(0x50055, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50055);
 
@@ -97,12 +110,21 @@ static stage_row cbc_arr_MIGR_ADOM0x5005a[] = {
     ROW(_change_server_pool_https_health, "server-policy,server-pool", 25, 1, no_state, 0),
     ROW(_change_server_policy_https_health, "server-policy,health", 20, 1, no_state, 0),
     ROW(_change_aws_azure_opmode, "system,settings", 15, 1, no_state, 0),
+    ROW(_migr_adjust_offline_brute_force_login, "waf,web-protection-profile,offline-protection", 45, 1, no_state, 0),
+    ROW(_migr_adjust_inline_brute_force_login, "waf,web-protection-profile,inline-protection", 44, 1, no_state, 0),
     ROW(_adjust_server_policy_health, "server-policy", 13, 3, adjust_server_policy_health_state, 16408),
 };
 stage_table c3_arr_MIGR_ADOM0x5005a = STAGE(0x5005a, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005a);
 
+/* Release 5.91. */
+static stage_row cbc_arr_MIGR_ADOM0x5005b[] = {
+    ROW(_change_waf_custom_access_rule_traced_by, "waf,custom-access,rule", 22, 1, no_state, 0),
+};
+stage_table c3_arr_MIGR_ADOM0x5005b = STAGE(0x5005b, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005b);
+
 /* Release 6.01. */
 static stage_row cbc_arr_MIGR_ADOM0x60001[] = {
+    ROW(_erase_data_analysis_from_web_protection_in_offline, "waf,web-protection-profile", 26, 1, no_state, 0),
     ROW(_erase_fast_forward_from_server_policy_setting, "server-policy,setting", 21, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x60001 = STAGE(0x60001, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60001);
@@ -118,10 +140,12 @@ stage_table c3_arr_MIGR_ADOM0x60002 = STAGE(0x60002, STAGE_ADOM, cbc_arr_MIGR_AD
 /* Release 6.10. */
 static stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
     ROW(_remove_all_autolearn, "", 0, 1, remove_all_autolearn_state, 4),
+    ROW(_erase_file_compress, "waf", 3, 1, no_state, 0),
     ROW(_adjust_ml_policy2, "waf,machine-learning-policy", 27, 1, no_state, 0),
     ROW(_cleanup_old_wvs, "wvs", 3, 1, cleanup_old_wvs_state, 4),
     ROW(_adjust_ha_interface, "", 0, 3, adjust_ha_interface_state, 816),
     ROW(_adjust_cert_conf, "", 0, 1, no_state, 0),
+    ROW(_purge_fur_rule, "waf,file-upload-restriction-rule", 32, 1, purge_fur_rule_state, 4),
 };
 stage_table c3_arr_MIGR_ADOM0x6000a = STAGE(0x6000a, STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000a);
 
@@ -142,11 +166,17 @@ stage_table c3_arr_MIGR_ADOM0x6000b = STAGE(0x6000b, STAGE_ADOM, cbc_arr_MIGR_AD
 static stage_row cbc_arr_MIGR_ADOM0x60014[] = {
     ROW(_adjust_server_policy_vserver, "server-policy,vserver", 21, 1, adjust_server_policy_vserver_state, 40),
     ROW(_adjust_replacemsg, "system,replacemsg", 17, 2, adjust_replacemsg_state, 112),
+    ROW(_adjust_hpc_620, "waf,http-protocol-parameter-restriction", 39, 1, no_state, 0),
     ROW(_adjust_kerberos_user, "user,kerberos-user", 18, 1, adjust_kerberos_user_state, 16),
     ROW(_reorg_cert_remote, "", 0, 2, reorg_cert_remote_state, 1712),
+    ROW(_erase_predefined_rules, "waf,custom-access,policy", 24, 1, erase_predefined_rules_state, 4),
     ROW(_adjust_ml_policy_620, "waf,machine-learning-policy", 27, 1, no_state, 0),
+    ROW(_add_cus_rule_switch, "waf,custom-access,rule", 22, 1, add_cus_rule_switch_state, 4),
+    ROW(_add_access_limit_switch, "waf,http-request-flood-prevention-rule", 38, 1, add_access_limit_switch_state, 4),
+    ROW(_add_dos_flood_switch, "waf,layer4-access-limit-rule", 28, 1, add_dos_flood_switch_state, 4),
     ROW(_rename_msh_con_key_file, "system,mesh-connectors", 22, 1, rename_msh_con_key_file_state, 8),
     ROW(_optional_erase_ha, "system,ha", 9, 1, no_state, 0),
+    ROW(_purge_hpc_excpt, "waf,http-constraints-exceptions", 31, 1, no_state, 0),
     ROW(_trim_xml_by_mode, "", 0, 3, trim_xml_by_mode_state, 4),
     ROW(_adjust_cloud_proxy_protocol, "server-policy", 13, 1, no_state, 0),
     ROW(_cleanup_pre620_av_file, "", 0, 1, no_state, 0),
@@ -163,10 +193,12 @@ stage_table *const all_stages[] = {
     &c3_arr_MIGR_ADOM0x50032,
     &c3_arr_MIGR_ADOM0x50033,
     &c3_arr_MIGR_ADOM0x50034,
+    &c3_arr_MIGR_ADOM0x50046,
     &c3_arr_MIGR_ADOM0x50050,
     &c3_arr_MIGR_ADOM0x50053,
     &c3_arr_MIGR_ADOM0x50055,
     &c3_arr_MIGR_ADOM0x5005a,
+    &c3_arr_MIGR_ADOM0x5005b,
     &c3_arr_MIGR_ADOM0x60001,
     &c3_arr_MIGR_ADOM0x60002,
     &c3_arr_MIGR_ADOM0x6000a,

@@ -11,10 +11,12 @@ extern "C" {
 extern stage_table c3_arr_MIGR_ADOM0x50032;
 extern stage_table c3_arr_MIGR_ADOM0x50033;
 extern stage_table c3_arr_MIGR_ADOM0x50034;
+extern stage_table c3_arr_MIGR_ADOM0x50046;
 extern stage_table c3_arr_MIGR_ADOM0x50050;
 extern stage_table c3_arr_MIGR_ADOM0x50053;
 extern stage_table c3_arr_MIGR_ADOM0x50055;
 extern stage_table c3_arr_MIGR_ADOM0x5005a;
+extern stage_table c3_arr_MIGR_ADOM0x5005b;
 extern stage_table c3_arr_MIGR_ADOM0x60001;
 extern stage_table c3_arr_MIGR_ADOM0x60002;
 extern stage_table c3_arr_MIGR_ADOM0x6000a;
