@@ -57,18 +57,20 @@ update_rule    *rule_of(migr_list *link);
  * 0, or -1 without the file or without memory. */
 int32_t __build_updatefile_tree(void);
 
-/* Frees update_list and all that is in it. */
+/* Frees update_list and all that is in it; an update_list that was never made is left alone. */
 void free_migr_tree(void);
 
 /* Marks the nodes that the rules name. 0, or -1 at the first malformed rule. */
 int32_t process_delete(migr_list *rules);
 
-/* Renames nodes and adjusts values. `readd` non-zero: each rule has a version, and acts only when the file is not
- * newer than it and it lies below `section_version`. 0, or -1 at the first rule that fails. */
+/* Renames nodes and adjusts values; a rename is carried into the paths of the later rules of the list. `readd`
+ * non-zero: each rule has a version, and acts only when the file is not newer than it and it lies below
+ * `section_version`. 0, or -1 at the first rule that fails. */
 int32_t process_modify(migr_list *rules, int32_t readd, int32_t section_version);
 
-/* Hides the bridges of a non-transparent appliance and the virtual servers on them, or the policies of a transparent
- * one, by the order of the top-level configs. `mode` is not used. */
+/* Lists the bridges below the root `node` and hides them, the virtual servers on them and, in transparent mode, the
+ * policies, in one pass in the order of the file. `mode` is not used. A bridge for which there is no memory is hidden
+ * but not listed. */
 void find_notp_bridge_node(config_node *node, int32_t mode);
 
 /* Frees the list in notp_bridge_main, not the nodes. */

@@ -20,6 +20,13 @@ extern "C" {
 /* White space as the language knows it: blank, tab, newline, vertical tab, form feed, carriage return. */
 int32_t is_white(char c);
 
+/* The first character of the text that is no white space; the terminator of a blank text. */
+char *skip_white(const char *text);
+
+/* Copies the characters ahead of `end` and puts one comma in place of each run of white space that another character
+ * follows. What does not fit `room` bytes, with the NUL, is cut. */
+void join_words(const char *text, const char *end, char *output, size_t room);
+
 /* Parses `path` into context->root, which is zeroed first; the file's first line, the version line, is thrown away.
  * 0, or -1: see migr.h. */
 int32_t setup_tree(run_context *context, const char *path);

@@ -228,18 +228,36 @@ int32_t parse_into(text_reader *stream, open_block *outer)
     return result;
 }
 
-char *skip_white(char *text)
-{
-    while (is_white(*text))
-        text++;
-    return text;
-}
-
 } // namespace
 
 int32_t is_white(char c)
 {
     return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+char *skip_white(const char *text)
+{
+    while (is_white(*text))
+        text++;
+    return const_cast<char *>(text);
+}
+
+void join_words(const char *text, const char *end, char *output, size_t room)
+{
+    size_t length = 0;
+    bool   gap = false;
+    for (; text < end && length < room - 1; text++) {
+        if (is_white(*text)) {
+            gap = true;
+            continue;
+        }
+        if (gap)
+            output[length++] = ',';
+        gap = false;
+        if (length < room - 1)
+            output[length++] = *text;
+    }
+    output[length] = '\0';
 }
 
 char *get_first_word(char *text, char *output)
@@ -266,21 +284,9 @@ char *get_path_name(char *text, char *output)
     text = skip_white(text);
     if (*text == '\0')
         return nullptr;
-    size_t length = 0;
-    bool   gap = false;
-    char  *end = text + MIGR_NAME_SIZE - 1;
-    for (; text < end && *text != '\0'; text++) {
-        if (is_white(*text)) {
-            gap = true;
-            continue;
-        }
-        if (gap)
-            output[length++] = ',';
-        gap = false;
-        output[length++] = *text;
-    }
-    output[length] = '\0';
-    return text;
+    size_t length = strnlen(text, MIGR_NAME_SIZE - 1);
+    join_words(text, text + length, output, MIGR_NAME_SIZE);
+    return text + length;
 }
 
 char *get_second_name(char *text, char *output)

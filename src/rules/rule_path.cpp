@@ -1,0 +1,127 @@
+#include "rules/rule_path.h"
+
+#include "tree/config_text.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+/* The text behind a token's "<", or null when there is no token. */
+const char *open_token(const char *text, char *output, const char **rest)
+{
+    if (rest)
+        *rest = nullptr;
+    if (!text || !output || !rest)
+        return nullptr;
+    output[0] = '\0';
+    text = skip_white(text);
+    return *text == '<' ? text + 1 : nullptr;
+}
+
+void store_rest(const char *text, const char **rest)
+{
+    text = skip_white(text);
+    *rest = *text ? text : nullptr;
+}
+
+/* Tables on the way of a rule, innermost last: the edit that comes next, and the path that each edit gets. */
+struct table_stack {
+    rule_place *tables;
+    size_t      depth;
+    size_t      room;
+};
+
+int32_t push_table(table_stack *stack, const rule_place &table)
+{
+    if (stack->depth == stack->room) {
+        size_t room = stack->room ? stack->room * 2 : 8;
+        auto  *tables = static_cast<rule_place *>(realloc(stack->tables, room * sizeof(rule_place)));
+        if (!tables)
+            return -1;
+        stack->tables = tables;
+        stack->room = room;
+    }
+    stack->tables[stack->depth++] = table;
+    return 0;
+}
+
+/* The next edit of the innermost table that has one. */
+bool next_edit(table_stack *stack, rule_place *place)
+{
+    while (stack->depth > 0) {
+        rule_place *table = &stack->tables[stack->depth - 1];
+        if (table->node) {
+            *place = *table;
+            table->node = table->node->next;
+            return true;
+        }
+        stack->depth--;
+    }
+    return false;
+}
+
+bool is_block(const config_node *node)
+{
+    return node->kind == MIGR_TOP || node->kind == MIGR_CONFIG;
+}
+
+/* From one place down to the next table, or to where the rule is done. */
+rule_step walk_down(table_stack *stack, rule_place place, rule_action action, const void *rule)
+{
+    for (;;) {
+        if (is_block(place.node) && place.node->edit_list)
+            return push_table(stack, {place.node->edit_list, place.path}) == 0 ? rule_step::done : rule_step::failed;
+        if (!is_block(place.node) && place.node->kind != MIGR_EDIT)
+            return rule_step::done;
+        rule_step step = action(&place, rule);
+        if (step != rule_step::deeper)
+            return step;
+    }
+}
+
+} // namespace
+
+int32_t extract_path_name(const char *text, char *output, const char **rest)
+{
+    const char *name = open_token(text, output, rest);
+    if (!name)
+        return -1;
+    const char *end = strchrnul(name, '>');
+    join_words(name, end, output, MIGR_NAME_SIZE);
+    store_rest(*end ? end + 1 : end, rest);
+    return 0;
+}
+
+int32_t extract_first_name(const char *text, char *output, const char **rest)
+{
+    const char *name = open_token(text, output, rest);
+    const char *end = name ? strchr(name, '>') : nullptr;
+    if (!end)
+        return -1;
+    auto   length = static_cast<size_t>(end - name);
+    size_t kept = length < MIGR_NAME_SIZE ? length : MIGR_NAME_SIZE - 1;
+    memcpy(output, name, kept);
+    output[kept] = '\0';
+    store_rest(end + 1, rest);
+    return 0;
+}
+
+int32_t walk_rule(rule_place start, rule_action action, const void *rule)
+{
+    table_stack stack = {};
+    rule_place  place = start;
+    rule_step   step;
+    do
+        step = walk_down(&stack, place, action, rule);
+    while (step == rule_step::done && next_edit(&stack, &place));
+    free(stack.tables);
+    return step == rule_step::failed ? -1 : 0;
+}
+
+config_node *first_named(config_node *list, const char *name)
+{
+    while (list && strcmp(list->name, name) != 0)
+        list = list->next;
+    return list;
+}
