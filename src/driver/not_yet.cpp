@@ -1,13 +1,9 @@
 /* Mechanisms whose files have not landed yet: the sequences run on without them. */
-#include "chain/hardcode.h"
 #include "filejobs/file_jobs.h"
 #include "signature/reconcile.h"
 #include "tree/legacy_certificates.h"
 #include "tree/split.h"
 
-/* chain */
-int32_t migr_hardcode(const update_section *) { return 0; }
-void    forget_pass_nodes(void) {}
 /* filejobs */
 int32_t migr_fix_all_files(int32_t) { return 0; }
 /* legacy certificates */

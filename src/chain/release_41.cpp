@@ -1,0 +1,128 @@
+#include "chain/release_41.h"
+
+#include "chain/blocks.h"
+#include "tree/operations.h"
+
+#include <cstdlib>
+#include <cstring>
+
+item_record item_list;
+
+/* Puts the type ahead of each expression, at the head of the list: what stood ahead of the expression drops out. The
+ * loss is as old as the step, and 4.10 appliances have lived with what it left. */
+static void type_arguments(config_node *entry)
+{
+    for (config_node *set = entry->set_list; set; set = set->next) {
+        if (!named(set, "argument-expression"))
+            continue;
+        config_node *type = new_set("argument-type", "regular-expression");
+        if (!type)
+            continue;
+        type->kind = set->kind;
+        type->next = set;
+        entry->set_list = type;
+    }
+}
+
+/* From 4.10 on an input rule's argument may be of a predefined type; an old one is a regular expression. */
+void waf_input_rule(void)
+{
+    for (config_node *rule = edits_of(_migr_find_node("waf,input-rule")); rule; rule = rule->next)
+        for (config_node *entry = entries_of(rule); entry; entry = entry->next)
+            type_arguments(entry);
+}
+
+int32_t search_item_name_from_list(const char *name)
+{
+    for (const item_record *item = item_list.next; item; item = item->next)
+        if (strcmp(item->name, name) == 0)
+            return 1;
+    return 0;
+}
+
+void free_item_list(void)
+{
+    while (item_record *item = item_list.next) {
+        item_list.next = item->next;
+        free(item);
+    }
+}
+
+static void push_item(const char *name)
+{
+    auto *item = static_cast<item_record *>(calloc(1, sizeof(item_record)));
+    if (!item)
+        return;
+    memcpy(item->name, name, sizeof item->name);
+    item->next = item_list.next;
+    item_list.next = item;
+}
+
+static bool is_old_redirection(const config_node *rule)
+{
+    for (const config_node *set = rule->set_list; set; set = set->next)
+        if (named(set, "action") && (value_is(set, "refer-rewrite") || value_is(set, "redirect")))
+            return true;
+    return false;
+}
+
+static bool names_removed_rule(const config_node *entry)
+{
+    for (const config_node *set = entry->set_list; set; set = set->next)
+        if (named(set, "url-rewrite-rule-name") && search_item_name_from_list(value_of(set)))
+            return true;
+    return false;
+}
+
+void delete_item_from_group(config_node *policies)
+{
+    for (config_node *policy = edits_of(policies); policy; policy = policy->next)
+        for (config_node *entry = entries_of(policy); entry; entry = entry->next)
+            if (names_removed_rule(entry))
+                unlink_node(&policy->config_list->edit_list, entry);
+}
+
+/* 4.10 rewrites requests and no longer redirects them by these rules, so they leave, and whatever names them. */
+void url_writing_rule(void)
+{
+    free_item_list();
+    config_node *rules = _migr_find_node("waf,url-rewrite,url-rewrite-rule");
+    for (config_node *rule = edits_of(rules); rule; rule = rule->next) {
+        if (!is_old_redirection(rule))
+            continue;
+        unlink_node(&rules->edit_list, rule);
+        push_item(rule->name);
+    }
+    delete_item_from_group(_migr_find_node("waf,url-rewrite,url-rewrite-policy"));
+    free_item_list();
+}
+
+static void set_offline_deployment(config_node *policy)
+{
+    for (config_node *set = policy->set_list; set; set = set->next)
+        if (name_begins(set, "deployment-mode"))
+            set_node_value(set, "\"offline-protection\"");
+}
+
+/* A service is dropped by looking ahead, so one that stands first stays. */
+static void drop_services(config_node *policy)
+{
+    for (config_node *set = policy->set_list; set; set = set->next)
+        if (set->next && name_begins(set->next, "service"))
+            set->next = set->next->next;
+}
+
+void fit_policies_to_opmode(void)
+{
+    char mode[32] = "";
+    if (get_cvw_opmode(mode) != 1 || strcmp(mode, "inline") == 0)
+        return;
+    bool offline = strncmp(mode, "offline", strlen("offline")) == 0;
+    bool transparent = strncmp(mode, "trans", strlen("trans")) == 0;
+    for (config_node *policy = edits_of(_migr_find_node("server-policy,policy")); policy; policy = policy->next) {
+        if (offline)
+            set_offline_deployment(policy);
+        if (transparent)
+            drop_services(policy);
+    }
+}
