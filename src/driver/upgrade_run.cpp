@@ -98,9 +98,10 @@ int32_t apply_section(update_section *section)
 /* A pass starts with an empty list. A host that fills the context itself leaves it zeroed, or full from its last call. */
 void empty_update_list()
 {
-    if (migr_main.update_list.next)
+    migr_list *head = &migr_main.update_list;
+    if (head->next && head->next != head)
         free_migr_tree();
-    migr_list_init(&migr_main.update_list);
+    migr_list_init(head);
 }
 
 int32_t apply_sections()

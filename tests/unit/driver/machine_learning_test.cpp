@@ -1,0 +1,142 @@
+#include "driver/migr.h"
+#include "mechanisms.h"
+#include "support/appliance_root.h"
+#include "support/trees.h"
+
+#include <csignal>
+#include <cstring>
+#include <sys/resource.h>
+
+using namespace support;
+using mechanisms::script;
+
+namespace {
+
+constexpr char line_540[] = "#config-version=QA-A1X-5.40-CV-build0100-140101:opmode=0\n";
+constexpr char line_621[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:opmode=0\n";
+
+class MachineLearning : public testing::Test {
+protected:
+    void TearDown() override { script = {}; }
+
+    /* What the upgrade of /in to /out gives, and in `calls` the mechanisms that ran. */
+    int32_t upgrade(const std::string &input)
+    {
+        appliance.write("/in", input);
+        script.scripted = true;
+        int32_t     result = 0;
+        ChildResult child = run_in_root(appliance.path(), [] {
+            memset(static_cast<void *>(&migr_main), 0x5a, sizeof migr_main);
+            printf("%d", migr_machine_learning_upgrade("/in", "/out"));
+            EXPECT_STREQ(migr_main.second_line, "");
+            EXPECT_EQ(migr_main.update_list.next, nullptr);
+            fputs(mechanisms::calls().c_str(), stderr);
+            return 0;
+        });
+        EXPECT_EQ(child.exit_code, 0) << child.out << child.err;
+        EXPECT_EQ(sscanf(child.out.c_str(), "%d", &result), 1);
+        calls = child.err;
+        EXPECT_EQ(appliance.read("/in"), input);
+        EXPECT_FALSE(appliance.exists("/tmp/system1.conf"));
+        return result;
+    }
+
+    ApplianceRoot appliance;
+    std::string   calls;
+};
+
+TEST_F(MachineLearning, WritesOneHeaderLineAndTheTree)
+{
+    appliance.write("/out", "old text that is longer than what replaces it, by more than a line or two, or even three");
+    EXPECT_EQ(upgrade(std::string(line_540) + "#conf_file_ver=17\nconfig waf ml\nedit 1\nset x 1\nnext\nend\n"), 0);
+    EXPECT_EQ(appliance.read("/out"), std::string(line_621) +
+                                          "config waf ml\n    edit 1\n        set x 1\n    next\nend\n");
+    EXPECT_EQ(calls, "walk 5.40 to 6.21 mode 2 \"\"\n") << "no update file, step, rule or reconciliation";
+}
+
+TEST_F(MachineLearning, NeedsNoSecondLine)
+{
+    EXPECT_EQ(upgrade(line_540), 0);
+    EXPECT_EQ(appliance.read("/out"), line_621);
+}
+
+TEST_F(MachineLearning, FromBefore510TheLineSays510)
+{
+    EXPECT_EQ(upgrade("#config-version=QA-A1X-5.9-CV-build0100-140101:r\nconfig a\nend\n"), 0);
+    EXPECT_EQ(appliance.read("/out"), "#config-version=QA-A1X-5.10-CV-build0727-191023:r\nconfig a\nend\n");
+}
+
+TEST_F(MachineLearning, WithoutAVersionTheOutputStays)
+{
+    appliance.write("/out", "kept");
+    EXPECT_EQ(upgrade("config a\nend\n"), -1);
+    EXPECT_EQ(upgrade(""), -1);
+    EXPECT_EQ(appliance.read("/out"), "kept");
+    EXPECT_EQ(calls, "");
+}
+
+TEST_F(MachineLearning, AtTheImagesVersionOrNewerTheOutputStays)
+{
+    appliance.write("/out", "kept");
+    EXPECT_EQ(upgrade(std::string(line_621) + "config a\nend\n"), -2);
+    EXPECT_EQ(upgrade("#config-version=QA-A1X-7.0-CV-build0100-140101:r\nconfig a\nend\n"), -2);
+    EXPECT_EQ(appliance.read("/out"), "kept");
+    EXPECT_EQ(calls, "");
+}
+
+TEST_F(MachineLearning, AnInputThatIsNotThereHasNoVersion)
+{
+    ChildResult child = run_in_root(appliance.path(), [] {
+        return migr_machine_learning_upgrade("/nothing", "/out") == -1 ? 0 : 1;
+    });
+    EXPECT_EQ(child.exit_code, 0);
+    EXPECT_FALSE(appliance.exists("/out"));
+}
+
+TEST_F(MachineLearning, AnOutputThatCannotBeOpened)
+{
+    appliance.folder("/out");
+    EXPECT_EQ(upgrade(line_540), -3);
+    EXPECT_EQ(calls, "");
+}
+
+TEST_F(MachineLearning, ALinkAtTheOutputIsReplaced)
+{
+    appliance.write("/target", "kept");
+    appliance.link("/out", "target");
+    EXPECT_EQ(upgrade(line_540), 0);
+    EXPECT_EQ(appliance.read("/target"), "kept");
+    EXPECT_EQ(appliance.listing().at("out"), (Entry{'f', 0600, line_621}));
+}
+
+TEST_F(MachineLearning, AFailedParseLeavesAPartAndThatIsWritten)
+{
+    EXPECT_EQ(upgrade(std::string(line_540) + "config a\nset x 1\nset name\nset y 1\nend\nconfig b\nend\n"), 0);
+    EXPECT_EQ(appliance.read("/out"), std::string(line_621) + "config a\n    set x 1\nend\n");
+}
+
+TEST_F(MachineLearning, AnOutputThatWasNotWrittenWholeGoes)
+{
+    appliance.write("/in", std::string(line_540) + "config a\n" + times(10000, "set x 1\n") + "end\n");
+    script.scripted = true;
+    ChildResult child = run_in_root(appliance.path(), [] {
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit full = {50000, RLIM_INFINITY};
+        setrlimit(RLIMIT_FSIZE, &full);
+        return migr_machine_learning_upgrade("/in", "/out") == -3 ? 0 : 1;
+    });
+    EXPECT_EQ(child.exit_code, 0) << child.err;
+    EXPECT_FALSE(appliance.exists("/out"));
+}
+
+TEST_F(MachineLearning, InputAndOutputMayBeOneFile)
+{
+    appliance.write("/in", std::string(line_540) + "config a\nend\n");
+    script.scripted = true;
+    ChildResult child = run_in_root(appliance.path(), [] { return migr_machine_learning_upgrade("/in", "/in"); });
+    EXPECT_EQ(child.exit_code, 0);
+    /* The input goes before it is parsed, so only the line is left. */
+    EXPECT_EQ(appliance.read("/in"), line_621);
+}
+
+} // namespace
