@@ -7,6 +7,7 @@
  */
 #include "walk/stage_tables.h"
 
+#include "stages/policy/content_routing.h"
 #include "stages/policy/protection_rules.h"
 #include "stages/policy/server_policies.h"
 #include "stages/system/certificate_files.h"
@@ -46,7 +47,9 @@ static stage_row cbc_arr_MIGR_ADOM0x50032[] = {
     ROW(_migr_change_protocol_constraints, "waf,http-protocol-parameter-restriction", 39, 1, migr_change_protocol_constraints_state, 528),
     ROW(_migr_change_protocol_constraints_exception, "waf,http-constraints-exceptions", 31, 1, no_state, 0),
     ROW(_migr_change_custom_protection_rule, "waf,custom-protection-rule", 26, 1, migr_change_custom_protection_rule_state, 2072),
+    ROW(_migr_change_persistence_policy, "server-policy,persistence-policy", 32, 1, no_state, 0),
     ROW(_migr_change_signature_filter_list, "waf,signature", 13, 1, migr_change_signature_filter_list_state, 8),
+    ROW(_migr_change_content_routing, "server-policy,http-content-routing-policy", 41, 1, migr_change_content_routing_state, 24),
 };
 stage_table c3_arr_MIGR_ADOM0x50032 = STAGE(0x50032, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50032);
 

@@ -1,0 +1,21 @@
+/* Content routing and persistence of server policies: from capitalised words to lower-case ones. */
+#ifndef MIGR_STAGES_POLICY_CONTENT_ROUTING_H
+#define MIGR_STAGES_POLICY_CONTENT_ROUTING_H
+
+#include "walk/cursors.h"
+
+/* All until a nested edit's sets end. */
+struct migr_change_content_routing_state {
+    int32_t      seen;          /* a visit under a "content-routing-match-list" */
+    config_node *cookie_object; /* the last "match-object" that was converted to a cookie match */
+    config_node *condition;     /* the last "match-condition" */
+};
+static_assert(sizeof(migr_change_content_routing_state) == 24);
+
+extern "C" {
+
+void _migr_change_persistence_policy(int32_t round, void *state, int32_t *progress);
+void _migr_change_content_routing(int32_t round, void *state, int32_t *progress);
+}
+
+#endif
