@@ -1,1 +1,137 @@
+/* Whole-file gzip. A stored configuration is either what was compressed last, whole, or what it was before. */
 #include "platform/platform.h"
+
+#include "files.h"
+
+#include <fcntl.h>
+#include <libdeflate.h>
+
+#include <algorithm>
+
+using appliance::Block;
+using appliance::ReplacedFile;
+
+/* The longest text that is packed or unpacked: a small file must not unpack to all the memory there is. */
+constexpr size_t TEXT_LIMIT = size_t{1} << 30;
+
+/* No deflate stream grows by more than this factor, so more room than that is never of use. */
+constexpr size_t DEFLATE_GROWTH_LIMIT = 1032;
+
+constexpr size_t   FIRST_ROOM = 64 * 1024;
+constexpr int      COMPRESSION_LEVEL = 6;
+constexpr unsigned STORED_FILE_MODE = 0600;
+
+namespace {
+
+struct FreeCompressor {
+    void operator()(libdeflate_compressor *tool) const
+    {
+        libdeflate_free_compressor(tool);
+    }
+};
+struct FreeDecompressor {
+    void operator()(libdeflate_decompressor *tool) const
+    {
+        libdeflate_free_decompressor(tool);
+    }
+};
+
+} // namespace
+
+static int store(const char *target, const void *bytes, size_t length)
+{
+    ReplacedFile file(AT_FDCWD, target);
+    return file.make() && file.write(bytes, length) && file.put_in_place(STORED_FILE_MODE) ? 0 : -1;
+}
+
+int cvgzip(const char *source, const char *target)
+{
+    Block  text;
+    size_t length = 0;
+    if (appliance::no_path(target) || !appliance::read_whole(source, TEXT_LIMIT, &text, &length))
+        return -1;
+
+    std::unique_ptr<libdeflate_compressor, FreeCompressor> tool(libdeflate_alloc_compressor(COMPRESSION_LEVEL));
+    if (!tool)
+        return -1;
+    size_t room = libdeflate_gzip_compress_bound(tool.get(), length);
+    Block  packed(static_cast<unsigned char *>(malloc(room)));
+    if (!packed)
+        return -1;
+    size_t used = libdeflate_gzip_compress(tool.get(), text.get(), length, packed.get(), room);
+    return used > 0 ? store(target, packed.get(), used) : -1;
+}
+
+namespace {
+
+/* The unpacked text of all members so far. */
+struct Unpacked {
+    Block  text;
+    size_t used = 0;
+    size_t room = 0;
+};
+
+} // namespace
+
+/* Doubles the room, within the limit and within what `packed` more bytes can unpack to. */
+static bool grow(Unpacked *out, size_t packed)
+{
+    size_t most = TEXT_LIMIT;
+    if (packed < TEXT_LIMIT / DEFLATE_GROWTH_LIMIT)
+        most = std::min(TEXT_LIMIT, out->used + packed * DEFLATE_GROWTH_LIMIT);
+    size_t room = std::min(std::max(out->room * 2, FIRST_ROOM), most);
+    if (room <= out->room)
+        return false;
+    void *larger = realloc(out->text.get(), room);
+    if (!larger)
+        return false;
+    (void)out->text.release();
+    out->text.reset(static_cast<unsigned char *>(larger));
+    out->room = room;
+    return true;
+}
+
+/* Unpacks the member that `packed` begins with. The bytes that it took, or 0 when it is damaged or too long. */
+static size_t unpack_member(libdeflate_decompressor *tool, const unsigned char *packed, size_t length, Unpacked *out)
+{
+    for (;;) {
+        size_t            taken = 0;
+        size_t            given = 0;
+        libdeflate_result result = libdeflate_gzip_decompress_ex(tool, packed, length, out->text.get() + out->used,
+                                                                 out->room - out->used, &taken, &given);
+        if (result == LIBDEFLATE_SUCCESS) {
+            out->used += given;
+            return taken;
+        }
+        if (result != LIBDEFLATE_INSUFFICIENT_SPACE || !grow(out, length))
+            return 0;
+    }
+}
+
+/* What stands behind a member is a further member: padding and remains of an older file are damage. */
+static bool unpack_all(const unsigned char *packed, size_t length, Unpacked *out)
+{
+    std::unique_ptr<libdeflate_decompressor, FreeDecompressor> tool(libdeflate_alloc_decompressor());
+    if (!tool || length == 0 || !grow(out, length))
+        return false;
+    while (length > 0) {
+        size_t taken = unpack_member(tool.get(), packed, length, out);
+        if (taken == 0)
+            return false;
+        packed += taken;
+        length -= taken;
+    }
+    return true;
+}
+
+int cvgunzip(const char *source, const char *target)
+{
+    Block  packed;
+    size_t length = 0;
+    if (appliance::no_path(target) || !appliance::read_whole(source, TEXT_LIMIT, &packed, &length))
+        return -1;
+    Unpacked out;
+    if (!unpack_all(packed.get(), length, &out))
+        return -1;
+    return store(target, out.text.get(), out.used);
+}

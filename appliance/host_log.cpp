@@ -1,0 +1,15 @@
+/* The host's log. */
+#include "platform/platform.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+void message(const char *format, ...)
+{
+    if (!format)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    vfprintf(stderr, format, arguments);
+    va_end(arguments);
+}

@@ -1,0 +1,13 @@
+#include "in_root.h"
+
+TEST(HostLog, PrintsToStandardError)
+{
+    support::ApplianceRoot root;
+    support::ChildResult   result = support::run_in_root(root.path(), [] {
+        message("[%s]: %d files\n", "upgrade", 3);
+        message("plain\n");
+        return 0;
+    });
+    EXPECT_EQ(result.err, "[upgrade]: 3 files\nplain\n");
+    EXPECT_EQ(result.out, "");
+}
