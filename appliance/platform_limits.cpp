@@ -1,0 +1,15 @@
+/* The limits of the machine that the image was built for. */
+#include "platform/platform.h"
+#include "signature_database.h"
+
+constexpr int DEFAULT_MAX_POLICY_SESSION = 10000;
+
+int __vm_get_max_policy_session(void)
+{
+    appliance::BorrowedConnection connection;
+    appliance::Statement          row = appliance::prepare(
+                 connection.get(), "select value from platform_limit where name='max_policy_session' and value is not null");
+    if (!row || sqlite3_step(row.get()) != SQLITE_ROW)
+        return DEFAULT_MAX_POLICY_SESSION;
+    return appliance::number_in(row.get(), 0);
+}

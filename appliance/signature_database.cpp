@@ -1,0 +1,259 @@
+/*
+ * The signature database: one SQLite file of the image, opened read-only. It is opened as unchanging, so that neither a
+ * journal beside it nor a lock file is looked at or made.
+ */
+#include "signature_database.h"
+
+#include "platform/platform.h"
+#include "replacement_pages.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+constexpr char DATABASE_FILE[] = "/data/etc/signature.db";
+constexpr char DATABASE_URI[] = "file:/data/etc/signature.db?immutable=1";
+
+struct signature_database {
+    sqlite3 *connection;
+};
+
+/* The handle opened last, while it is open. */
+static signature_database *open_handle;
+
+namespace appliance {
+
+/* SQLite opens anything and looks at it later; a file that is no database is found out here. */
+static Connection open_database()
+{
+    struct stat status = {};
+    if (stat(DATABASE_FILE, &status) != 0 || !S_ISREG(status.st_mode))
+        return nullptr;
+    sqlite3   *opened = nullptr;
+    int        result = sqlite3_open_v2(DATABASE_URI, &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+    Connection connection(opened);
+    if (result != SQLITE_OK)
+        return nullptr;
+    Statement look = prepare(opened, "select count(*) from sqlite_master");
+    if (!look || sqlite3_step(look.get()) != SQLITE_ROW)
+        return nullptr;
+    return connection;
+}
+
+bool database_is_open()
+{
+    return open_handle != nullptr;
+}
+
+BorrowedConnection::BorrowedConnection()
+    : own_(open_handle ? nullptr : open_database()), connection_(open_handle ? open_handle->connection : own_.get())
+{
+}
+
+Statement prepare(sqlite3 *connection, const char *sql)
+{
+    if (!connection || !sql)
+        return nullptr;
+    sqlite3_stmt *first = nullptr;
+    const char   *behind = nullptr;
+    if (sqlite3_prepare_v2(connection, sql, -1, &first, &behind) != SQLITE_OK)
+        return nullptr;
+    Statement statement(first);
+    while (*behind) {
+        sqlite3_stmt *further = nullptr;
+        if (sqlite3_prepare_v2(connection, behind, -1, &further, &behind) != SQLITE_OK)
+            return nullptr;
+        if (further) {
+            sqlite3_finalize(further);
+            return nullptr;
+        }
+    }
+    return statement;
+}
+
+int number_in(sqlite3_stmt *row, int column)
+{
+    sqlite3_int64 number = sqlite3_column_int64(row, column);
+    return static_cast<int>(std::clamp<sqlite3_int64>(number, INT_MIN, INT_MAX));
+}
+
+const char *text_in(sqlite3_stmt *row, int column)
+{
+    return reinterpret_cast<const char *>(sqlite3_column_text(row, column));
+}
+
+} // namespace appliance
+
+using appliance::Statement;
+
+int db_open(signature_database **handle)
+{
+    if (!handle)
+        return -1;
+    *handle = nullptr;
+    appliance::Connection connection = appliance::open_database();
+    if (!connection)
+        return -1;
+    auto *opened = static_cast<signature_database *>(malloc(sizeof(signature_database)));
+    if (!opened)
+        return -1;
+    opened->connection = connection.release();
+    open_handle = opened;
+    appliance::load_default_pages(opened->connection);
+    *handle = opened;
+    return 0;
+}
+
+int db_close(signature_database *handle)
+{
+    if (!handle)
+        return -1;
+    if (handle == open_handle) {
+        open_handle = nullptr;
+        appliance::free_default_pages();
+    }
+    sqlite3_close(handle->connection);
+    free(handle);
+    return 0;
+}
+
+namespace {
+
+struct query_field {
+    int type;
+    int width;
+};
+
+/* The fields that a query object has been given, and its connection. */
+struct query {
+    sqlite3    *connection;
+    query_field fields[8];
+    int         field_count;
+};
+
+} // namespace
+
+static int add_field(db_object *object, int type, int width)
+{
+    query *state = object ? static_cast<query *>(object->internal) : nullptr;
+    if (!state || state->field_count == static_cast<int>(std::size(state->fields)))
+        return -1;
+    bool number = type == DB_FIELD_NUMBER && width == 0;
+    bool text = type == DB_FIELD_TEXT && width > 0;
+    if (!number && !text)
+        return -1;
+    state->fields[state->field_count++] = {type, width};
+    return 0;
+}
+
+static void free_rows(db_object *object)
+{
+    while (db_row *row = object->first_row) {
+        object->first_row = row->next;
+        free(row);
+    }
+    object->row_count = 0;
+}
+
+/* A row with its data behind it in one block, or null without memory. */
+static db_row *new_row(size_t size)
+{
+    auto *row = static_cast<db_row *>(calloc(1, sizeof(db_row) + size));
+    if (row)
+        row->data = size ? row + 1 : nullptr;
+    return row;
+}
+
+static db_row *row_of_number(sqlite3_stmt *found)
+{
+    int32_t number = appliance::number_in(found, 0);
+    db_row *row = new_row(sizeof number);
+    if (row)
+        memcpy(row->data, &number, sizeof number);
+    return row;
+}
+
+/* Text longer than the field is cut. */
+static db_row *row_of_text(sqlite3_stmt *found, int width)
+{
+    const char *text = appliance::text_in(found, 0);
+    if (!text)
+        return nullptr;
+    size_t  length = strnlen(text, static_cast<size_t>(width) - 1);
+    db_row *row = new_row(length + 1);
+    if (row)
+        memcpy(row->data, text, length);
+    return row;
+}
+
+static db_row *row_of(sqlite3_stmt *found, const query_field &field)
+{
+    if (sqlite3_column_type(found, 0) == SQLITE_NULL)
+        return new_row(0);
+    return field.type == DB_FIELD_NUMBER ? row_of_number(found) : row_of_text(found, field.width);
+}
+
+/* Steps through the result and keeps its rows; SQLITE_DONE when all of them are there. */
+static int keep_rows(db_object *object, sqlite3_stmt *statement, const query_field &field)
+{
+    db_row **behind = &object->first_row;
+    int      result;
+    while ((result = sqlite3_step(statement)) == SQLITE_ROW) {
+        if (object->row_count == INT32_MAX)
+            return SQLITE_TOOBIG;
+        db_row *row = row_of(statement, field);
+        if (!row)
+            return SQLITE_NOMEM;
+        *behind = row;
+        behind = &row->next;
+        object->row_count++;
+    }
+    return result;
+}
+
+static int run_query(db_object *object, const char *sql)
+{
+    const query *state = static_cast<const query *>(object->internal);
+    if (!state || state->field_count == 0)
+        return SQLITE_MISUSE;
+    free_rows(object);
+    Statement statement = appliance::prepare(state->connection, sql);
+    if (!statement || sqlite3_column_count(statement.get()) != state->field_count)
+        return SQLITE_ERROR;
+    int result = keep_rows(object, statement.get(), state->fields[0]);
+    if (result != SQLITE_DONE)
+        free_rows(object);
+    return result == SQLITE_DONE ? SQLITE_OK : result;
+}
+
+static int run(db_object *object, const char *sql, int32_t *status)
+{
+    int result = object ? run_query(object, sql) : SQLITE_MISUSE;
+    if (status)
+        *status = result;
+    return result == SQLITE_OK ? 0 : -1;
+}
+
+static void release(db_object *object)
+{
+    if (!object)
+        return;
+    free_rows(object);
+    free(object->internal);
+    object->internal = nullptr;
+}
+
+int init_db_object(db_object *object, signature_database *handle)
+{
+    if (!object || !handle)
+        return -1;
+    auto *state = static_cast<query *>(calloc(1, sizeof(query)));
+    if (!state)
+        return -1;
+    state->connection = handle->connection;
+    *object = {add_field, run, release, nullptr, 0, state};
+    return 0;
+}
