@@ -8,6 +8,7 @@
 #include "walk/stage_tables.h"
 
 #include "stages/policy/content_routing.h"
+#include "stages/policy/cookie_security.h"
 #include "stages/policy/protection_rules.h"
 #include "stages/policy/server_policies.h"
 #include "stages/system/certificate_files.h"
@@ -65,9 +66,17 @@ static stage_row cbc_arr_MIGR_ADOM0x50034[] = {
 };
 stage_table c3_arr_MIGR_ADOM0x50034 = STAGE(0x50034, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50034);
 
+/* Release 5.60. */
+static stage_row cbc_arr_MIGR_ADOM0x5003c[] = {
+    ROW(_migr_move_cookie_poison, "waf,web-protection-profile,inline-protection", 44, 1, migr_move_cookie_poison_state, 536),
+    ROW(_migr_move_site_publish_rule, "waf,site-publish-helper,rule", 28, 1, migr_move_site_publish_rule_state, 536),
+};
+stage_table c3_arr_MIGR_ADOM0x5003c = STAGE(0x5003c, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5003c);
+
 /* Release 5.70. */
 static stage_row cbc_arr_MIGR_ADOM0x50046[] = {
     ROW(_change_value_for_hpc, "waf,http-protocol-parameter-restriction", 39, 1, no_state, 0),
+    ROW(_change_cookie_security_mode, "waf,cookie-security", 19, 1, change_cookie_security_mode_state, 16),
 };
 stage_table c3_arr_MIGR_ADOM0x50046 = STAGE(0x50046, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50046);
 
@@ -80,6 +89,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50050[] = {
     ROW(_remove_default_local_admin_certificate, "system,admin-certificate,local", 30, 1, no_state, 0),
     ROW(_change_local_admin_certificate, "system,admin-certificate,local", 30, 1, change_local_admin_certificate_state, 8),
     ROW(_change_ca_admin_certificate, "system,admin-certificate,ca", 27, 1, no_state, 0),
+    ROW(_migr_cookie_timeout_sitepublish, "waf,site-publish-helper,rule", 28, 1, no_state, 0),
     ROW(_av_vir_file_copy, "", 0, 1, av_vir_file_copy_state, 4),
     ROW(_remove_signature_scoring, "waf,signature", 13, 1, no_state, 0),
     ROW(_encrypt_local_certificate_key, "system", 6, 1, no_state, 0),
@@ -104,6 +114,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50055[] = {
     ROW(_change_server_pool_ssl_cipher, "server-policy,server-pool", 25, 1, no_state, 0),
     ROW(_change_policy_ssl_cipher, "server-policy,policy", 20, 1, no_state, 0),
     ROW(_change_real_browser_enforcement, "waf", 3, 1, change_real_browser_enforcement_state, 16),
+    ROW(_change_cookie_security_mode2, "waf,cookie-security", 19, 1, change_cookie_security_mode2_state, 528),
 };
 stage_table c3_arr_MIGR_ADOM0x50055 = STAGE(0x50055, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50055);
 
@@ -127,6 +138,7 @@ stage_table c3_arr_MIGR_ADOM0x5005b = STAGE(0x5005b, STAGE_ADOM, cbc_arr_MIGR_AD
 
 /* Release 6.01. */
 static stage_row cbc_arr_MIGR_ADOM0x60001[] = {
+    ROW(_erase_allow_time_under_wrong_condition, "waf,cookie-security", 19, 1, erase_allow_time_under_wrong_condition_state, 16),
     ROW(_erase_data_analysis_from_web_protection_in_offline, "waf,web-protection-profile", 26, 1, no_state, 0),
     ROW(_erase_fast_forward_from_server_policy_setting, "server-policy,setting", 21, 1, no_state, 0),
 };
@@ -142,6 +154,8 @@ stage_table c3_arr_MIGR_ADOM0x60002 = STAGE(0x60002, STAGE_ADOM, cbc_arr_MIGR_AD
 
 /* Release 6.10. */
 static stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
+    ROW(_sync_cookie_security_mode, "waf,cookie-security", 19, 1, sync_cookie_security_mode_state, 4),
+    ROW(_rename_sph_rule_prop, "waf,site-publish-helper,rule", 28, 1, no_state, 0),
     ROW(_remove_all_autolearn, "", 0, 1, remove_all_autolearn_state, 4),
     ROW(_erase_file_compress, "waf", 3, 1, no_state, 0),
     ROW(_adjust_ml_policy2, "waf,machine-learning-policy", 27, 1, no_state, 0),
@@ -196,6 +210,7 @@ stage_table *const all_stages[] = {
     &c3_arr_MIGR_ADOM0x50032,
     &c3_arr_MIGR_ADOM0x50033,
     &c3_arr_MIGR_ADOM0x50034,
+    &c3_arr_MIGR_ADOM0x5003c,
     &c3_arr_MIGR_ADOM0x50046,
     &c3_arr_MIGR_ADOM0x50050,
     &c3_arr_MIGR_ADOM0x50053,

@@ -11,6 +11,7 @@ extern "C" {
 extern stage_table c3_arr_MIGR_ADOM0x50032;
 extern stage_table c3_arr_MIGR_ADOM0x50033;
 extern stage_table c3_arr_MIGR_ADOM0x50034;
+extern stage_table c3_arr_MIGR_ADOM0x5003c;
 extern stage_table c3_arr_MIGR_ADOM0x50046;
 extern stage_table c3_arr_MIGR_ADOM0x50050;
 extern stage_table c3_arr_MIGR_ADOM0x50053;
