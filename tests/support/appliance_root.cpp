@@ -131,8 +131,7 @@ Listing ApplianceRoot::listing() const
     return listing;
 }
 
-/* As a user who is not root: a user namespace of our own, in which we may chroot. */
-static bool may_chroot()
+bool may_chroot()
 {
     if (geteuid() == 0)
         return true;

@@ -60,6 +60,10 @@ struct ChildResult {
  */
 ChildResult run_in_root(const std::filesystem::path &root, const std::function<int()> &work, unsigned seconds = 120);
 
+/* Whether this process may call chroot. As a user who is not root it moves to a user namespace of its own first, so a
+ * child should ask, and only a process of one thread. */
+bool may_chroot();
+
 std::string gzip(const std::string &text);
 std::string gunzip(const std::string &bytes); /* throws when it is no whole gzip text */
 

@@ -1,0 +1,194 @@
+/* The library as its host sees it: loaded by hand into a C program, found by the names of functions and records. */
+#include "support/appliance_root.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <sstream>
+#include <vector>
+
+using namespace support;
+
+namespace {
+
+struct HostResult {
+    int         exit_code;
+    std::string out;
+};
+
+HostResult run_host(const ApplianceRoot &appliance, std::vector<std::string> action)
+{
+    std::vector<std::string> words = {C_HOST, MIGR_BUILD_DIR, appliance.path().string()};
+    words.insert(words.end(), action.begin(), action.end());
+    std::vector<char *> arguments;
+    for (std::string &word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    int pipe_ends[2];
+    EXPECT_EQ(pipe2(pipe_ends, O_CLOEXEC), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        dup2(pipe_ends[1], STDOUT_FILENO);
+        if (may_chroot())
+            execv(C_HOST, arguments.data());
+        _exit(127);
+    }
+    close(pipe_ends[1]);
+    HostResult result = {};
+    char       part[4096];
+    for (ssize_t got; (got = read(pipe_ends[0], part, sizeof part)) > 0;)
+        result.out.append(part, static_cast<size_t>(got));
+    close(pipe_ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+/* The names that the library does not export. */
+std::string missing(std::vector<std::string> names)
+{
+    ApplianceRoot appliance;
+    names.insert(names.begin(), "symbols");
+    HostResult         host = run_host(appliance, names);
+    std::istringstream lines(host.out);
+    std::string        name, there, none;
+    size_t             seen = 0;
+    for (; lines >> name >> there; seen++)
+        if (there == "no")
+            none += name + " ";
+    EXPECT_EQ(host.exit_code, 0) << host.out;
+    EXPECT_EQ(seen, names.size() - 1) << host.out;
+    return none;
+}
+
+constexpr char headers_540[] = "#config-version=QA-A1X-5.40-CV-build0100-140101:r\n#conf_file_ver=17\n";
+constexpr char headers_621[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:r\n#conf_file_ver=17\n";
+
+/* A block that no migration looks at, and one that a migration would add if it were not there. */
+constexpr char block[] = "config server-policy setting\nend\nconfig router nowhere\n    set name x\nend\n";
+
+TEST(Host, FindsWhatTheDriverHas)
+{
+    EXPECT_EQ(missing({"migr_main_do_all", "migr_machine_learning_upgrade", "new_config_file_GUI", "get_config_version",
+                       "parse_version", "setup_tree", "adjust_tree", "migr_main_func", "migr_main_adom",
+                       "do_other_migr_jobs", "global_sig_db_open", "global_sig_db_close", "free_tmp_tree",
+                       "free_migr_tree", "get_osimage_version", "get_config_version_and_save_first_line",
+                       "save_second_line_of_config_file", "get_cvw_type"}),
+              "");
+}
+
+TEST(Host, FindsTheMechanismsThatTheDriverCalls)
+{
+    EXPECT_EQ(missing({"migr_hardcode", "new_config_update", "sync_cli_with_sig_db", "migr_fix_all_files",
+                       "process_delete", "process_modify", "__build_updatefile_tree", "find_notp_bridge_node",
+                       "update_to_vdom", "file_conversion"}),
+              "");
+}
+
+TEST(Host, FindsWhatTheTreeHas)
+{
+    EXPECT_EQ(missing({"parse_config", "get_first_word", "get_path_name", "get_second_name", "get_set_value",
+                       "get_raw_name", "check_value_finish", "add_to_tail", "cp_node_content", "copy_node",
+                       "free_node", "write_node", "new_config_file", "migr_find_node", "_migr_find_node",
+                       "migr_get_childnode", "migr_move_node", "cfg_add_conf", "cfg_del_conf", "make_config_node",
+                       "move_prop_2_bottom", "get_cvw_opmode"}),
+              "");
+}
+
+TEST(Host, FindsTheRecords)
+{
+    EXPECT_EQ(missing({"migr_main", "migr_sub", "tmp_tree_root", "bak_line", "vdom_update_flag", "sig_db",
+                       "done_sigid_check", "predefined_disable_sig_head", "found_node", "is_found", "qb01a",
+                       "notp_bridge_main", "top", "sub", "EMPTY_NODE", "EOB_NODE"}),
+              "");
+}
+
+TEST(Host, FindsNoNameThatBelongsToOthers)
+{
+    /* Words of everyday use stay inside their files: a host or the C library may have its own. */
+    EXPECT_EQ(missing({"init", "cbm", "fns", "ver_idx", "round_brk", "binfo", "pinfo"}),
+              "init cbm fns ver_idx round_brk binfo pinfo ");
+}
+
+TEST(Host, NeedsItsPlatformLoadedFirst)
+{
+    ApplianceRoot appliance;
+    HostResult    host = run_host(appliance, {"without-platform"});
+    EXPECT_EQ(host.exit_code, 2);
+    EXPECT_NE(host.out.find("undefined symbol"), std::string::npos) << host.out;
+}
+
+TEST(Host, ReadsAVersion)
+{
+    ApplianceRoot appliance;
+    appliance.write_gzip("/data/config/sys_global.conf.gz", std::string(headers_540) + block);
+    Listing    before = appliance.listing();
+    HostResult host = run_host(appliance, {"version", "/data/config/sys_global.conf.gz"});
+    EXPECT_EQ(host.exit_code, 0);
+    EXPECT_EQ(host.out, "version 0x50028\n"
+                        "EMPTY_NODE 6 EOB_NODE 7 tmp_tree_root 0\n"
+                        "vdom_update_flag 0 is_found 0 qb01a 0\n"
+                        "found_node null sig_db closed\n"
+                        "cfg 0 img 0 build 0 to 0 mode 0 modified 0 domain \"\"\n"
+                        "model  first second old root kind 0\n");
+    EXPECT_EQ(appliance.listing(), before);
+}
+
+TEST(Host, UpgradesAnAppliance)
+{
+    ApplianceRoot appliance;
+    appliance.write("/data/etc/update_config", "");
+    appliance.write_gzip("/data/config/sys_global.conf.gz", std::string(headers_540) + block);
+    appliance.write_gzip("/data/config/sys_domain.root.conf.gz", std::string(headers_540) + block);
+    HostResult host = run_host(appliance, {"upgrade"});
+    EXPECT_EQ(host.exit_code, 0);
+    EXPECT_EQ(host.out, "global_sig_db_open: db is NULL \n"
+                        "pass over /data/config/sys_global.conf.gz, mode 0\n"
+                        "pass over /data/config/sys_domain.root.conf.gz, mode 1\n"
+                        "upgraded\n"
+                        "EMPTY_NODE 6 EOB_NODE 7 tmp_tree_root 1\n"
+                        "vdom_update_flag 0 is_found 0 qb01a 0\n"
+                        "found_node null sig_db closed\n"
+                        "cfg 0x50028 img 0x60015 build 100 to 727 mode 1 modified 1 domain \"root\"\n"
+                        "model A-A1X- first #config-version=QA-A1X-6.21-CV-build0727-191023:r\n"
+                        "second #conf_file_ver=17\n"
+                        "old #config-version=QA-A1X-5.40-CV-build0100-140101:r\n"
+                        "root kind 1\n");
+    EXPECT_EQ(appliance.read_gzip("/data/config/sys_global.conf.gz"), std::string(headers_621) + block);
+    EXPECT_EQ(appliance.read_gzip("/data/config/sys_domain.root.conf.gz"), std::string(headers_621) + block);
+}
+
+TEST(Host, WritesAPlainFileFromAContextThatItFilledItself)
+{
+    ApplianceRoot appliance;
+    appliance.write("/data/etc/update_config", "");
+    appliance.write_gzip("/backup.gz", std::string(headers_540) + block);
+    HostResult host = run_host(appliance, {"by-hand", "/backup.gz", "/out.conf"});
+    EXPECT_EQ(host.exit_code, 0);
+    EXPECT_EQ(host.out.substr(0, host.out.find("EMPTY_NODE")), "parse_version 0\n"
+                                                               "setup_tree 0\n"
+                                                               "top server-policy,setting\n"
+                                                               "top router,nowhere\n"
+                                                               "  set name=x\n"
+                                                               "adjust_tree 0\n"
+                                                               "new_config_file_GUI 0\n");
+    EXPECT_EQ(appliance.read("/out.conf"), std::string(headers_621) + block);
+    EXPECT_EQ(appliance.read_gzip("/backup.gz"), std::string(headers_540) + block);
+}
+
+TEST(Host, UpgradesAMachineLearningFile)
+{
+    ApplianceRoot appliance;
+    appliance.write("/in", "#config-version=QA-A1X-5.40-CV-build0100-140101:r\nconfig router nowhere\nend\n");
+    HostResult host = run_host(appliance, {"machine-learning", "/in", "/out"});
+    EXPECT_EQ(host.exit_code, 0) << host.out;
+    EXPECT_EQ(host.out.substr(0, host.out.find('\n')), "machine learning 0");
+    EXPECT_EQ(appliance.read("/out"),
+              "#config-version=QA-A1X-6.21-CV-build0727-191023:r\nconfig router nowhere\nend\n");
+}
+
+} // namespace
