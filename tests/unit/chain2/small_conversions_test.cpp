@@ -90,6 +90,8 @@ TEST_F(SmallConversions, WithoutMemoryInputRulesAreLeftHalfDone)
     ASSERT_EQ(parse("config waf input-rule\nedit 1\nconfig l\n" + times(3, "edit e\nnext\n") + "end\nnext\nend\n"), 0);
     with_failing_nodes(2, migr_input_rule);
     EXPECT_EQ(dump(*block()->edit_list->config_list), "edit e\n  set type-checked=enable\nedit e\nedit e\n");
+    with_failing_values(1, migr_input_rule);
+    EXPECT_EQ(dump(*block()->edit_list->config_list), "edit e\n  set type-checked=enable\nedit e\nedit e\n");
 }
 
 TEST_F(SmallConversions, RobotBlocksTakeTheirMarksAlong)
