@@ -9,6 +9,7 @@
 
 #include "stages/policy/content_routing.h"
 #include "stages/policy/cookie_security.h"
+#include "stages/policy/log_policies.h"
 #include "stages/policy/protection_rules.h"
 #include "stages/policy/server_policies.h"
 #include "stages/system/certificate_files.h"
@@ -51,11 +52,15 @@ static stage_row cbc_arr_MIGR_ADOM0x50032[] = {
     ROW(_migr_change_persistence_policy, "server-policy,persistence-policy", 32, 1, no_state, 0),
     ROW(_migr_change_signature_filter_list, "waf,signature", 13, 1, migr_change_signature_filter_list_state, 8),
     ROW(_migr_change_content_routing, "server-policy,http-content-routing-policy", 41, 1, migr_change_content_routing_state, 24),
+    ROW(_migr_change_corvo_log_policy, "log,corvolog-policy", 19, 1, migr_change_corvo_log_policy_state, 8),
+    ROW(_migr_change_sys_siem_policy, "log,siem-policy", 15, 1, migr_change_sys_siem_policy_state, 8),
 };
 stage_table c3_arr_MIGR_ADOM0x50032 = STAGE(0x50032, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50032);
 
 /* Release 5.51. */
 static stage_row cbc_arr_MIGR_ADOM0x50033[] = {
+    ROW(_migr_del_snmp_community_interface, "system,snmp,community", 21, 1, no_state, 0),
+    ROW(_migr_del_snmp_user_interface, "system,snmp,user", 16, 1, no_state, 0),
     ROW(_migr_change_replace_msg2, "system,replacemsg", 17, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x50033 = STAGE(0x50033, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50033);
@@ -69,6 +74,8 @@ stage_table c3_arr_MIGR_ADOM0x50034 = STAGE(0x50034, STAGE_ADOM, cbc_arr_MIGR_AD
 /* Release 5.60. */
 static stage_row cbc_arr_MIGR_ADOM0x5003c[] = {
     ROW(_migr_move_cookie_poison, "waf,web-protection-profile,inline-protection", 44, 1, migr_move_cookie_poison_state, 536),
+    ROW(_migr_del_cookie_poison_log, "log,attack-log", 14, 1, no_state, 0),
+    ROW(_migr_del_memory_log_config, "log", 3, 1, no_state, 0),
     ROW(_migr_move_site_publish_rule, "waf,site-publish-helper,rule", 28, 1, migr_move_site_publish_rule_state, 536),
 };
 stage_table c3_arr_MIGR_ADOM0x5003c = STAGE(0x5003c, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5003c);
@@ -92,6 +99,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50050[] = {
     ROW(_migr_cookie_timeout_sitepublish, "waf,site-publish-helper,rule", 28, 1, no_state, 0),
     ROW(_av_vir_file_copy, "", 0, 1, av_vir_file_copy_state, 4),
     ROW(_remove_signature_scoring, "waf,signature", 13, 1, no_state, 0),
+    ROW(_remove_show_all_log, "log,attack-log", 14, 1, no_state, 0),
     ROW(_encrypt_local_certificate_key, "system", 6, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x50050 = STAGE(0x50050, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50050);
@@ -113,6 +121,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50055[] = {
     ROW(_add_server_policy_setting, "", 0, 3, add_server_policy_setting_state, 16),
     ROW(_change_server_pool_ssl_cipher, "server-policy,server-pool", 25, 1, no_state, 0),
     ROW(_change_policy_ssl_cipher, "server-policy,policy", 20, 1, no_state, 0),
+    ROW(_remove_log_reports_config, "log,reports", 11, 1, no_state, 0),
     ROW(_change_real_browser_enforcement, "waf", 3, 1, change_real_browser_enforcement_state, 16),
     ROW(_change_cookie_security_mode2, "waf,cookie-security", 19, 1, change_cookie_security_mode2_state, 528),
 };
@@ -136,6 +145,12 @@ static stage_row cbc_arr_MIGR_ADOM0x5005b[] = {
 };
 stage_table c3_arr_MIGR_ADOM0x5005b = STAGE(0x5005b, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005b);
 
+/* Release 6.00. */
+static stage_row cbc_arr_MIGR_ADOM0x60000[] = {
+    ROW(_change_log_attack_log_packet_log, "log,attack-log", 14, 1, change_log_attack_log_packet_log_state, 4),
+};
+stage_table c3_arr_MIGR_ADOM0x60000 = STAGE(0x60000, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60000);
+
 /* Release 6.01. */
 static stage_row cbc_arr_MIGR_ADOM0x60001[] = {
     ROW(_erase_allow_time_under_wrong_condition, "waf,cookie-security", 19, 1, erase_allow_time_under_wrong_condition_state, 16),
@@ -155,6 +170,7 @@ stage_table c3_arr_MIGR_ADOM0x60002 = STAGE(0x60002, STAGE_ADOM, cbc_arr_MIGR_AD
 /* Release 6.10. */
 static stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
     ROW(_sync_cookie_security_mode, "waf,cookie-security", 19, 1, sync_cookie_security_mode_state, 4),
+    ROW(_trim_cl_prop, "log,corvolog-policy", 19, 1, no_state, 0),
     ROW(_rename_sph_rule_prop, "waf,site-publish-helper,rule", 28, 1, no_state, 0),
     ROW(_remove_all_autolearn, "", 0, 1, remove_all_autolearn_state, 4),
     ROW(_erase_file_compress, "waf", 3, 1, no_state, 0),
@@ -217,6 +233,7 @@ stage_table *const all_stages[] = {
     &c3_arr_MIGR_ADOM0x50055,
     &c3_arr_MIGR_ADOM0x5005a,
     &c3_arr_MIGR_ADOM0x5005b,
+    &c3_arr_MIGR_ADOM0x60000,
     &c3_arr_MIGR_ADOM0x60001,
     &c3_arr_MIGR_ADOM0x60002,
     &c3_arr_MIGR_ADOM0x6000a,

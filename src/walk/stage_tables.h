@@ -18,6 +18,7 @@ extern stage_table c3_arr_MIGR_ADOM0x50053;
 extern stage_table c3_arr_MIGR_ADOM0x50055;
 extern stage_table c3_arr_MIGR_ADOM0x5005a;
 extern stage_table c3_arr_MIGR_ADOM0x5005b;
+extern stage_table c3_arr_MIGR_ADOM0x60000;
 extern stage_table c3_arr_MIGR_ADOM0x60001;
 extern stage_table c3_arr_MIGR_ADOM0x60002;
 extern stage_table c3_arr_MIGR_ADOM0x6000a;

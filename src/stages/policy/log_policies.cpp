@@ -1,0 +1,122 @@
+#include "stages/policy/log_policies.h"
+
+#include "driver/run_context.h"
+#include "walk/toolkit.h"
+
+#include <cstring>
+
+/* ---- 5.50 ---- */
+
+/*
+ * A log policy named one server by flat sets. It now has a list of servers, whose one entry takes the sets, in reverse
+ * order. The list is made at the first visit within the policy, so a policy without sets and nested configs gets none.
+ *
+ * The visits behind the last policy make one more list, in a sentinel, where nobody sees it. It is not forgotten: in a
+ * file with a second config of the scope, that config's first policy loses its sets to it.
+ */
+static void fill_server_list(config_node **list_edit, const char *list_name)
+{
+    if (top_edt_set_end()) {
+        *list_edit = nullptr;
+        return;
+    }
+    if (!*list_edit)
+        *list_edit = cnd_add_edit(cnd_add_config(top[2], "%s", list_name), "1");
+    if (*list_edit)
+        cnd_mv(top[4], *list_edit);
+}
+
+void _migr_change_corvo_log_policy(int32_t, void *block, int32_t *)
+{
+    fill_server_list(&static_cast<migr_change_corvo_log_policy_state *>(block)->list_edit, "corvolog-server-list");
+}
+
+void _migr_change_sys_siem_policy(int32_t, void *block, int32_t *)
+{
+    fill_server_list(&static_cast<migr_change_sys_siem_policy_state *>(block)->list_edit, "siem-server-list");
+}
+
+/* ---- 5.51 ---- */
+
+/* A host that may ask for SNMP is no longer bound to an interface. */
+void _del_interface_under_host(void)
+{
+    if (sub_cfg_is("hosts") && sub_edt_set_is("interface"))
+        cnd_del(sub[4]);
+}
+
+void _migr_del_snmp_community_interface(int32_t, void *, int32_t *)
+{
+    _del_interface_under_host();
+}
+
+void _migr_del_snmp_user_interface(int32_t, void *, int32_t *)
+{
+    _del_interface_under_host();
+}
+
+/* ---- 5.60 ---- */
+
+/* Cookie poisoning became cookie security, also in the list of what packets are logged for. A list that had the old
+ * word twice loses both and gets no new one. */
+void _migr_del_cookie_poison_log(int32_t, void *, int32_t *)
+{
+    if (top_cfg_set_is("packet-log") && cnd_filter_value(top[3], 1, "cookie-poison") == 1)
+        cnd_append_value(top[3], 1, "cookie-security");
+}
+
+/* Logging to memory went away, the choice of the disk for traffic with it, and the limit of a log file's size. */
+void _migr_del_memory_log_config(int32_t, void *, int32_t *)
+{
+    if (top_suffix_is("traffic-log") && top_cfg_set_is("disk-log"))
+        cnd_del(top[3]);
+    if (top_suffix_is("disk") && top_cfg_set_is("max-log-file-size"))
+        cnd_del(top[3]);
+    if (top_suffix_is("memory") && top_cfg_set_end())
+        cnd_del_from(top[1], &migr_main.root);
+}
+
+/* ---- 5.80 ---- */
+
+/* All attack logs are shown. */
+void _remove_show_all_log(int32_t, void *, int32_t *)
+{
+    if (top_cfg_set_is("show-all-log"))
+        cnd_del(top[3]);
+}
+
+/* ---- 5.85 ---- */
+
+/* Reports lost their queries and their mail addresses. */
+void _remove_log_reports_config(int32_t, void *, int32_t *)
+{
+    if (sub_cfg_set_end() && cnd_name_in(sub[1], 3, "queryset_option", "query_option", "output_addresses"))
+        cnd_del(sub[1]);
+}
+
+/* ---- 6.00 ---- */
+
+/*
+ * Packets are logged for machine learning too, in every file: its word joins the list, or makes one. A word that only
+ * begins with it counts as well, and a set of an earlier config of the scope counts for the later ones.
+ */
+void _change_log_attack_log_packet_log(int32_t, void *block, int32_t *)
+{
+    auto *state = static_cast<change_log_attack_log_packet_log_state *>(block);
+    if (top_cfg_set_end() && !state->seen)
+        cnd_add_prop(top[1], "packet-log", "machine-learning");
+    if (!top_cfg_set_is("packet-log"))
+        return;
+    if (!top[3]->value || !strstr(top[3]->value, "machine-learning"))
+        cnd_append_value(top[3], 1, "machine-learning");
+    state->seen = 1;
+}
+
+/* ---- 6.10 ---- */
+
+/* The servers of a log policy agree on the algorithm by themselves. */
+void _trim_cl_prop(int32_t, void *, int32_t *)
+{
+    if (sub_edt_set_is("enc-algorithm"))
+        cnd_del(sub[4]);
+}
