@@ -9,7 +9,7 @@ extern "C" {
 #endif
 
 #define MIGR_POLICY_ROWS 64
-#define MIGR_FARM_ROWS   1024
+#define MIGR_FARM_ROWS 1024
 
 /* A pair of texts, cut at 63 characters: deployment mode and farm, or vserver and interface. */
 typedef struct policy_pair policy_pair;

@@ -284,8 +284,8 @@ void migr_system_hasyncd(void)
 }
 
 /*
- * 4.35 to 4.40: the attack types that are found by signatures are one event now. The old words stay beside it. A
- * community without sets was a place where the old conversion never came past: so it is here.
+ * 4.35 to 4.40: the attack types that are found by signatures are one event now. The old words stay beside it. An
+ * upgrade never gets past a community without sets: so it has always been.
  */
 int32_t migr_snmp_events(void)
 {
@@ -378,8 +378,8 @@ void moved_to_advanced(const char *name, const char *value)
 }
 
 /*
- * 4.40 to 4.42: a routing policy was one rule, and became a list of rules, of which the old one is the first. The servers
- * of a farm that routes by content got a priority each.
+ * 4.40 to 4.42: a routing policy was one rule, and became a list of rules, of which the old one is the first. The
+ * servers of a farm that routes by content got a priority each.
  */
 int32_t migr_mod_content_routing_policy(void)
 {

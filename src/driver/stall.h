@@ -1,4 +1,4 @@
-/* Places where an upgrade never comes past what it found in a file. */
+/* Places where an upgrade never gets past what it found in a file. */
 #ifndef MIGR_DRIVER_STALL_H
 #define MIGR_DRIVER_STALL_H
 

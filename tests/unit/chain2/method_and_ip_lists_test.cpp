@@ -8,23 +8,30 @@ using namespace support;
 namespace {
 
 class Lists : public TreeTest {
-protected:
+  protected:
     void SetUp() override
     {
         TreeTest::SetUp();
         migr_ip_list_id = 0;
     }
 
-    config_node *block() { return migr_main.root.top_list; }
-    std::string  all() { return dump(migr_main.root); }
+    config_node *block()
+    {
+        return migr_main.root.top_list;
+    }
+    std::string all()
+    {
+        return dump(migr_main.root);
+    }
 };
 
 constexpr char profile_text[] = "config first\nend\nconfig waf http-protocol-parameter-restriction\nend\n"
                                 "config waf web-protection-profile inline-protection\n"
                                 "edit p\nset allow-request get\nset allow-method-exceptions x\nnext\nend\n";
 
-constexpr char list_text[] = "config first\nend\nconfig server-policy service predefined\nend\n"
-                             "config waf black-ipaddress-list\nedit a\nset ip 1.1.1.1\nnext\nedit b\nset ip 2.2.2.2\nnext\nend\n";
+constexpr char list_text[] =
+    "config first\nend\nconfig server-policy service predefined\nend\n"
+    "config waf black-ipaddress-list\nedit a\nset ip 1.1.1.1\nnext\nedit b\nset ip 2.2.2.2\nnext\nend\n";
 
 TEST_F(Lists, OldSetsAreMarkedAndNotTakenOut)
 {
@@ -71,9 +78,9 @@ TEST_F(Lists, WithoutMemoryAMethodStaysUnmarked)
         int         failing;
         std::string expected;
     } cases[] = {
-        {1, "top first\n" + rest + old_sets},                                                   /* the table */
-        {2, "top first\n" + table + rest + old_sets},                                           /* the entry */
-        {3, "top first\n" + table + "  edit p\n" + rest + old_sets},                            /* the reference */
+        {1, "top first\n" + rest + old_sets},                        /* the table */
+        {2, "top first\n" + table + rest + old_sets},                /* the entry */
+        {3, "top first\n" + table + "  edit p\n" + rest + old_sets}, /* the reference */
         {4, "top first\n" + table + "  edit p\n" + rest + "    set allow-method-policy=p\n" + old_sets}, /* the copy */
     };
     for (const auto &one : cases) {
@@ -88,8 +95,9 @@ TEST_F(Lists, WithoutMemoryForOneSetTheNextOneGoesOn)
     ASSERT_EQ(parse(profile_text), 0);
     with_failing_values(2, migr_method_process); /* the copy of the first set */
     EXPECT_EQ(dump(*block()->next), "edit p\n  set allow-method-exception=x\n");
-    EXPECT_EQ(dump(*block()->next->next->next),
-              "edit p\n  set allow-method-policy=p\n  set allow-request=get\n  set allow-method-exceptions=x deleted\n");
+    EXPECT_EQ(
+        dump(*block()->next->next->next),
+        "edit p\n  set allow-method-policy=p\n  set allow-request=get\n  set allow-method-exceptions=x deleted\n");
 }
 
 TEST_F(Lists, OldListsAreMarked)
@@ -120,14 +128,16 @@ TEST_F(Lists, ATableThatIsThereTakesMoreMembers)
               0);
     config_node *list = block()->next->next;
     handle_ip_list(block(), list, 0);
-    EXPECT_EQ(dump(*block()->next), "edit mine\n  config members\n    edit 7\n    edit 8\n    edit 0\n      set ip=1.1.1.1\n");
+    EXPECT_EQ(dump(*block()->next),
+              "edit mine\n  config members\n    edit 7\n    edit 8\n    edit 0\n      set ip=1.1.1.1\n");
     EXPECT_EQ(list->deleted, 1);
 }
 
 TEST_F(Lists, ATableWithoutAPlaceForMembersLeavesTheOldList)
 {
     for (const char *table : {"config waf ip-list\nend\n", "config waf ip-list\nedit mine\nnext\nend\n"}) {
-        ASSERT_EQ(parse(std::string("config first\nend\n") + table + "config list\nedit a\nset ip 1.1.1.1\nnext\nend\n"), 0);
+        ASSERT_EQ(
+            parse(std::string("config first\nend\n") + table + "config list\nedit a\nset ip 1.1.1.1\nnext\nend\n"), 0);
         std::string before = all();
         handle_ip_list(block(), block()->next->next, 0);
         EXPECT_EQ(all(), before);
@@ -154,11 +164,11 @@ TEST_F(Lists, WithoutMemoryForAMemberTheListEndsThereAndIsMarked)
         std::string expected;
         int         numbers;
     } cases[] = {
-        {4, "", 0},                                  /* the empty entry */
-        {5, empty, 1},                               /* the first member */
-        {6, empty + "edit 1\n", 2},                  /* its address */
+        {4, "", 0},                                   /* the empty entry */
+        {5, empty, 1},                                /* the first member */
+        {6, empty + "edit 1\n", 2},                   /* its address */
         {7, empty + "edit 1\n  set ip=1.1.1.1\n", 2}, /* its type */
-        {8, empty + first, 2},                       /* the second member */
+        {8, empty + first, 2},                        /* the second member */
     };
     for (const auto &one : cases) {
         migr_ip_list_id = 0;

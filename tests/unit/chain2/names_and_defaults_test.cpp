@@ -8,8 +8,11 @@ using namespace support;
 namespace {
 
 class NamesAndDefaults : public TreeTest {
-protected:
-    config_node *block() { return migr_main.root.top_list; }
+  protected:
+    config_node *block()
+    {
+        return migr_main.root.top_list;
+    }
 };
 
 TEST_F(NamesAndDefaults, SetsWithoutAValueAreNoTrouble)

@@ -11,14 +11,17 @@ using namespace support;
 namespace {
 
 class ServerPolicies : public TreeTest {
-protected:
+  protected:
     void TearDown() override
     {
         qb01a = 0;
         TreeTest::TearDown();
     }
 
-    config_node *block() { return migr_main.root.top_list; }
+    config_node *block()
+    {
+        return migr_main.root.top_list;
+    }
 
     /* The first edit of the only block. */
     config_node *edit(const std::string &content)
@@ -64,16 +67,18 @@ TEST_F(ServerPolicies, ReplacedSetsAreMarkedAndNotTakenOut)
 TEST_F(ServerPolicies, SetsWithoutAValueAreNoTrouble)
 {
     config_node *policy = edit("");
-    for (const char *name : {"port", "pserver", "persistent-server-sessions", "vserver", "interface", "ssl-client", "service",
-                             "deployment-mode", "pservers", "http-conversion", "http-conversion-policy", "x"})
+    for (const char *name :
+         {"port", "pserver", "persistent-server-sessions", "vserver", "interface", "ssl-client", "service",
+          "deployment-mode", "pservers", "http-conversion", "http-conversion-policy", "x"})
         cfg_add_conf(name, nullptr, MIGR_SET, policy);
     migr_check_one_policy(policy, 1);
     migr_check_one_policy_session(policy);
     migr_one_peservers_check(policy);
     migr_one_wafwebprotectionprofile_inlineprotection_check(policy);
-    EXPECT_EQ(dump(*policy), "set x\nset http-conversion-policy\nset http-conversion\nset pservers\nset deployment-mode\n"
-                             "set service\nset ssl-client deleted\nset interface\nset vserver\n"
-                             "set persistent-server-sessions\nset pserver\nset port\n");
+    EXPECT_EQ(dump(*policy),
+              "set x\nset http-conversion-policy\nset http-conversion\nset pservers\nset deployment-mode\n"
+              "set service\nset ssl-client deleted\nset interface\nset vserver\n"
+              "set persistent-server-sessions\nset pserver\nset port\n");
 }
 
 TEST_F(ServerPolicies, AServiceWithoutAValueGivesAnEmptyHttpsService)
@@ -86,11 +91,12 @@ TEST_F(ServerPolicies, AServiceWithoutAValueGivesAnEmptyHttpsService)
 
 TEST_F(ServerPolicies, BlocksWithNullValuesAreNoTrouble)
 {
-    ASSERT_EQ(parse("config system settings\nset opmode offline\nend\n"
-                    "config server-policy vserver\nedit v\nset interface port1\nnext\nedit w\nnext\nend\n"
-                    "config server-policy policy\nedit p\nset a 1\nset vserver v\nset b 1\nnext\nedit q\nset b 1\nnext\nend\n"
-                    "config server-policy pservers\nedit f\nconfig list\nedit 1\nnext\nend\nnext\nend\n"),
-              0);
+    ASSERT_EQ(
+        parse("config system settings\nset opmode offline\nend\n"
+              "config server-policy vserver\nedit v\nset interface port1\nnext\nedit w\nnext\nend\n"
+              "config server-policy policy\nedit p\nset a 1\nset vserver v\nset b 1\nnext\nedit q\nset b 1\nnext\nend\n"
+              "config server-policy pservers\nedit f\nconfig list\nedit 1\nnext\nend\nnext\nend\n"),
+        0);
     config_node *vservers = block()->next;
     config_node *policies = vservers->next;
     cfg_add_conf("interface", nullptr, MIGR_SET, vservers->edit_list->next);
@@ -116,7 +122,9 @@ TEST_F(ServerPolicies, TheTableOfPoliciesTakes64Rows)
         policies += "edit p" + number + "\nset deployment-mode m" + number + "\nset pservers f" + number + "\nnext\n";
         farms += "edit f" + number + "\nnext\n";
     }
-    ASSERT_EQ(parse("config server-policy policy\n" + policies + "end\nconfig server-policy pservers\n" + farms + "end\n"), 0);
+    ASSERT_EQ(
+        parse("config server-policy policy\n" + policies + "end\nconfig server-policy pservers\n" + farms + "end\n"),
+        0);
     migr_policy_process();
     EXPECT_EQ(policy_change_count, 64);
     EXPECT_STREQ(_pinfo[0].first, "m0");
@@ -146,16 +154,21 @@ TEST_F(ServerPolicies, LongModesAndFarmNamesAreCutAt63Characters)
 {
     std::string long_text(70, 'x');
     ASSERT_EQ(parse("config server-policy policy\n"
-                    "edit p\nset deployment-mode " + long_text + "\nset pservers f\nnext\n"
-                    "edit q\nset deployment-mode m\nset pservers " + long_text + "\nnext\nend\n"
-                    "config server-policy pservers\nedit f\nnext\nedit " + long_text + "\nnext\nend\n"),
+                    "edit p\nset deployment-mode " +
+                    long_text +
+                    "\nset pservers f\nnext\n"
+                    "edit q\nset deployment-mode m\nset pservers " +
+                    long_text +
+                    "\nnext\nend\n"
+                    "config server-policy pservers\nedit f\nnext\nedit " +
+                    long_text + "\nnext\nend\n"),
               0);
     migr_policy_process();
     EXPECT_EQ(dump(*block()->next), "edit f\n  set type=" + std::string(63, 'x') + "\n");
 }
 
 class ServerFarms : public ServerPolicies {
-protected:
+  protected:
     void SetUp() override
     {
         ServerPolicies::SetUp();
@@ -173,7 +186,9 @@ TEST_F(ServerFarms, ScanGathersServers)
                     "edit 1\nset port 80\nset pserver a\nnext\n"
                     "edit 2\nset pservers b\nset port-number 81\nset a-port 3\nnext\n"
                     "end\nconfig other\nedit 1\nset pserver c\nnext\nend\nnext\n"
-                    "edit f2\nset comment c\nconfig list\nedit 1\nset pserver " + long_text + "\nnext\nend\nnext\n"
+                    "edit f2\nset comment c\nconfig list\nedit 1\nset pserver " +
+                    long_text +
+                    "\nnext\nend\nnext\n"
                     "edit f3\nset type t3\nconfig list\nend\nnext\n"
                     "edit f4\nset type t4\nnext\n"
                     "edit f5\nset comment c\nconfig list\nedit 1\nnext\nend\nnext\n"
@@ -183,10 +198,8 @@ TEST_F(ServerFarms, ScanGathersServers)
     migr_check_server_farms();
     EXPECT_EQ(dump(migr_main.root), before);
     ASSERT_EQ(migr_pfarms_cnt, 4);
-    const char *expected[4][4] = {{"f1", "t1", "a", "80"},
-                                  {"f1", "t1", "b", "81"},
-                                  {"f2", "t1", nullptr, ""},
-                                  {"f5", "t1", "", ""}};
+    const char *expected[4][4] = {
+        {"f1", "t1", "a", "80"}, {"f1", "t1", "b", "81"}, {"f2", "t1", nullptr, ""}, {"f5", "t1", "", ""}};
     for (int i = 0; i < 4; i++) {
         EXPECT_STREQ(migr_pfarms_array[i].farm, expected[i][0]);
         EXPECT_STREQ(migr_pfarms_array[i].type, expected[i][1]);
@@ -199,7 +212,8 @@ TEST_F(ServerFarms, ScanGathersServers)
 
 TEST_F(ServerFarms, TheCountRunsOnAndStaysWithinTheTable)
 {
-    std::string farm = "edit f\nset type t\nconfig list\n" + times(600, "edit 1\nset pserver a\nnext\n") + "end\nnext\n";
+    std::string farm =
+        "edit f\nset type t\nconfig list\n" + times(600, "edit 1\nset pserver a\nnext\n") + "end\nnext\n";
     ASSERT_EQ(parse("config server-policy pservers\n" + farm + "end\n"), 0);
     migr_check_server_farms();
     EXPECT_EQ(migr_pfarms_cnt, 600);
@@ -219,9 +233,9 @@ TEST_F(PoliciesWithoutMemory, APredefinedProfileLacksTheSetThatFailed)
 {
     const std::string text = "config waf web-protection-profile inline-protection\n"
                              "edit \"Inline High Level Security\"\nset a 1\nset b 2\nset c 3\nset d 4\nnext\nend\n";
-    const char *action = "set cookie-poison-action=alert\n";
-    const char *cookie = "set cookie-poison=enable\n";
-    const char *session = "set http-session-management=enable\n";
+    const char       *action = "set cookie-poison-action=alert\n";
+    const char       *cookie = "set cookie-poison=enable\n";
+    const char       *session = "set http-session-management=enable\n";
     for (int failing = 1; failing <= 3; failing++) {
         ASSERT_EQ(parse(text), 0);
         EXPECT_EQ(with_failing_nodes(failing, migr_predefine_change), 3);

@@ -8,9 +8,15 @@ using namespace support;
 namespace {
 
 class SmallConversions : public TreeTest {
-protected:
-    config_node *block() { return migr_main.root.top_list; }
-    std::string  all() { return dump(migr_main.root); }
+  protected:
+    config_node *block()
+    {
+        return migr_main.root.top_list;
+    }
+    std::string all()
+    {
+        return dump(migr_main.root);
+    }
 
     void expect_unchanged(void (*migration)())
     {
@@ -22,9 +28,12 @@ protected:
 
 TEST_F(SmallConversions, LimitsThatWentDownAreMarkedAndTheirCopiesAreNot)
 {
-    ASSERT_EQ(parse("config waf brute-force-login\nedit 1\nset block-period 60\nconfig list\nedit 1\nnext\nend\nnext\nend\n"), 0);
+    ASSERT_EQ(
+        parse("config waf brute-force-login\nedit 1\nset block-period 60\nconfig list\nedit 1\nnext\nend\nnext\nend\n"),
+        0);
     migr_brute_force_login();
-    EXPECT_EQ(dump(*block()), "edit 1\n  config list\n    edit 1\n      set block-period=60\n  set block-period=60 deleted\n");
+    EXPECT_EQ(dump(*block()),
+              "edit 1\n  config list\n    edit 1\n      set block-period=60\n  set block-period=60 deleted\n");
 }
 
 TEST_F(SmallConversions, LimitsWithoutAValueStay)
@@ -37,11 +46,14 @@ TEST_F(SmallConversions, LimitsWithoutAValueStay)
 
 TEST_F(SmallConversions, WithoutMemoryALimitIsNotMarked)
 {
-    ASSERT_EQ(parse("config waf brute-force-login\nedit 1\nset block-period 60\nconfig list\nedit 1\nnext\nedit 2\nnext\nend\n"
-                    "next\nend\n"),
-              0);
+    ASSERT_EQ(
+        parse(
+            "config waf brute-force-login\nedit 1\nset block-period 60\nconfig list\nedit 1\nnext\nedit 2\nnext\nend\n"
+            "next\nend\n"),
+        0);
     with_failing_nodes(2, migr_brute_force_login);
-    EXPECT_EQ(dump(*block()), "edit 1\n  config list\n    edit 1\n      set block-period=60\n    edit 2\n  set block-period=60\n");
+    EXPECT_EQ(dump(*block()),
+              "edit 1\n  config list\n    edit 1\n      set block-period=60\n    edit 2\n  set block-period=60\n");
 }
 
 TEST_F(SmallConversions, SetsWithoutAValueAreNoTrouble)
@@ -67,7 +79,8 @@ TEST_F(SmallConversions, SetsWithoutAValueAreNoTrouble)
     cfg_add_conf("mode", nullptr, MIGR_SET, named(block(), "system,ha"));
     for (void (*migration)() : {migr_xml_protection_rule_filter, migr_system_hasyncd})
         expect_unchanged(migration);
-    for (int32_t (*migration)() : {migr_snmp_events, migr_mod_packet_log, migr_advanced, migr_mod_content_routing_policy}) {
+    for (int32_t (*migration)() :
+         {migr_snmp_events, migr_mod_packet_log, migr_advanced, migr_mod_content_routing_policy}) {
         std::string before = all();
         EXPECT_EQ(migration(), 0);
         EXPECT_EQ(all(), before);
@@ -152,11 +165,12 @@ TEST_F(SmallConversions, LoggedAttacksAreLookedAtUpTo511Characters)
 
 TEST_F(SmallConversions, WithoutMemoryAValueStays)
 {
-    ASSERT_EQ(parse("config system snmp community\nedit 1\nset events waf-sql-attack\nnext\nend\n"
-                    "config log attack-log\nset packet-log xss-attack\nend\n"
-                    "config waf web-protection-profile inline-protection\nedit p\nset x-forwarded-for enable\nnext\nend\n"
-                    "config system ha\nset mode master\nend\n"),
-              0);
+    ASSERT_EQ(
+        parse("config system snmp community\nedit 1\nset events waf-sql-attack\nnext\nend\n"
+              "config log attack-log\nset packet-log xss-attack\nend\n"
+              "config waf web-protection-profile inline-protection\nedit p\nset x-forwarded-for enable\nnext\nend\n"
+              "config system ha\nset mode master\nend\n"),
+        0);
     std::string before = all();
     with_failing_values(
         1,

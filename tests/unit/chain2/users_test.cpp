@@ -8,8 +8,11 @@ using namespace support;
 namespace {
 
 class Users : public TreeTest {
-protected:
-    config_node *block() { return migr_main.root.top_list; }
+  protected:
+    config_node *block()
+    {
+        return migr_main.root.top_list;
+    }
 };
 
 TEST_F(Users, BindingOfAGroup)
@@ -81,11 +84,13 @@ TEST_F(Users, WithoutMemoryTheMembersThatAreLeftStay)
 
 TEST_F(Users, WithoutMemoryAGroupGoesOnWithoutAuthType)
 {
-    const std::string text = "config user user-group\n"
-                             "edit a\nconfig members\nedit 1\nset name n\nset type t\nnext\nend\nnext\nend\n"
-                             "config waf http-authen http-authen-rule\n"
-                             "edit r\nconfig rule\nedit 1\nset authen-type digest\nset user-group a\nnext\nend\nnext\nend\n";
-    const std::string members = "config members\n    edit 1\n      set type=t\n      set name=n\n      set type deleted\n";
+    const std::string text =
+        "config user user-group\n"
+        "edit a\nconfig members\nedit 1\nset name n\nset type t\nnext\nend\nnext\nend\n"
+        "config waf http-authen http-authen-rule\n"
+        "edit r\nconfig rule\nedit 1\nset authen-type digest\nset user-group a\nnext\nend\nnext\nend\n";
+    const std::string members =
+        "config members\n    edit 1\n      set type=t\n      set name=n\n      set type deleted\n";
     ASSERT_EQ(parse(text), 0);
     with_failing_nodes(1, migr_user_process);
     EXPECT_EQ(dump(*block()), "edit a\n  " + members);
