@@ -27,9 +27,9 @@ struct modify_rule {
 /* The part of a rule line ahead of its first comma. */
 struct left_side {
     const char *comma;
-    const char *token;           /* the "<" of the last token */
-    size_t      name_length;     /* of the text in its brackets */
-    bool        is_top;          /* the token opens the line: the rule renames a top-level config */
+    const char *token;            /* the "<" of the last token */
+    size_t      name_length;      /* of the text in its brackets */
+    bool        is_top;           /* the token opens the line: the rule renames a top-level config */
     size_t      directory_length; /* of the main directory, which stands at the line's start */
 };
 

@@ -19,7 +19,7 @@ extern "C" {
 /* Subsection headers, without the brackets. */
 #define MIGR_DELETE_RULES "DELETE"
 #define MIGR_MODIFY_RULES "MODIFY"
-#define MIGR_READD_RULES  "READD"
+#define MIGR_READD_RULES "READD"
 
 /* 1 when the line's first character behind white space is "#", otherwise 0. */
 int32_t is_comment(const char *line);
