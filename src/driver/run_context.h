@@ -60,6 +60,9 @@ extern config_node tmp_tree_root;    /* kind 1: what a step of the global file l
 extern char        bak_line[MIGR_LINE_SIZE]; /* the file's own version line as read */
 extern int32_t     vdom_update_flag; /* 1 while a file from before 5.10 is on its way to the split */
 
+/* The image's signature database, open for the whole run; null without one. */
+extern struct signature_database *sig_db;
+
 #ifdef __cplusplus
 }
 #endif

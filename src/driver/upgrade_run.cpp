@@ -4,6 +4,7 @@
 #include "driver/migr.h"
 #include "driver/version_lines.h"
 #include "filejobs/file_jobs.h"
+#include "platform/platform.h"
 #include "rules/rules.h"
 #include "signature/reconcile.h"
 #include "tree/config_text.h"

@@ -3,13 +3,10 @@
 #define MIGR_DRIVER_UPGRADE_RUN_H
 
 #include "driver/run_context.h"
-#include "platform/platform.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-extern signature_database *sig_db; /* open for the whole run; null without a database */
 
 /* See migr.h. */
 void    migr_main_do_all(void);
