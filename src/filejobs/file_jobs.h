@@ -8,6 +8,10 @@
 extern "C" {
 #endif
 
+/* The jobs, in order, and the certificate folders, one per kind; both end with a null. */
+extern int32_t (*const fix_func_array[])(int32_t from_version);
+extern const char *const cert_dirs2fix[];
+
 /* Runs all jobs for a run that started from `from_version`. The last job's result; 0 means success. */
 int32_t migr_fix_all_files(int32_t from_version);
 

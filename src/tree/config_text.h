@@ -78,6 +78,9 @@ void write_node(config_node *node, int32_t depth, FILE *stream);
  * of the stream. */
 int32_t write_tree(config_node *node, int32_t depth, FILE *stream);
 
+/* Turns a top-level node's name into the words of its `config` line, in place. */
+void commas_to_blanks(char *name);
+
 /* Writes header lines and tree to /tmp/system2.conf, copies that to /var/log, and compresses it over `path`.
  * 0, or -1; when the compression fails the stored file is gone, and its copy in /var/log is what is left. */
 int32_t new_config_file(const char *path);

@@ -93,13 +93,6 @@ void put_line(const char *keyword, const config_node *node, bool with_value, FIL
     put("\n", stream);
 }
 
-void commas_to_blanks(char *name)
-{
-    for (; *name; name++)
-        if (*name == ',')
-            *name = ' ';
-}
-
 /* Writes a child's own line. Gives the line that closes its block, or null when it opens none. */
 const char *write_child(config_node *child, line kind, FILE *stream)
 {
@@ -184,6 +177,13 @@ void keep_plain_copy(const char *path)
 }
 
 } // namespace
+
+void commas_to_blanks(char *name)
+{
+    for (; *name; name++)
+        if (*name == ',')
+            *name = ' ';
+}
 
 int32_t write_tree(config_node *node, int32_t depth, FILE *stream)
 {

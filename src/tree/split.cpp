@@ -1,0 +1,203 @@
+#include "tree/split.h"
+
+#include "driver/run_context.h"
+#include "platform/platform.h"
+#include "tree/config_text.h"
+#include "tree/file_effects.h"
+#include "tree/text_reader.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <strings.h>
+#include <unistd.h>
+
+path_node_array global_node;
+path_node_array domain_node;
+
+namespace {
+
+constexpr char syntax_file[] = "/etc/syntax_v510.txt";
+constexpr char global_text[] = "/tmp/system_global.conf";
+constexpr char domain_text[] = "/tmp/system_domain.root.conf";
+constexpr char global_file[] = "/data/config/sys_global.conf.gz";
+constexpr char domain_file[] = "/data/config/sys_domain.root.conf.gz";
+
+/* Where a path of that scope goes; null for a word that is no scope. */
+path_node_array *array_of_scope(const char *scope)
+{
+    if (strcasecmp(scope, "GLOBAL") == 0 || strcasecmp(scope, "BOTH") == 0)
+        return &global_node;
+    return strcasecmp(scope, "DOMAIN") == 0 ? &domain_node : nullptr;
+}
+
+bool is_path_type(const char *type)
+{
+    return strcasecmp(type, "TABLE") == 0 || strcasecmp(type, "COMPLEX") == 0;
+}
+
+/* 0, or -1 without memory. What a full array cannot take is dropped without a word. */
+int32_t add_path(path_node_array *array, const char *path)
+{
+    if (array->count >= MIGR_PATH_NAMES)
+        return 0;
+    char *copy = strdup(path);
+    if (!copy)
+        return -1;
+    array->names[array->count++] = copy;
+    return 0;
+}
+
+/* One line: scope, type, path. A line without these is dropped. 0, or -1 without memory. */
+int32_t load_syntax_line(char *line)
+{
+    if (line[0] == '#')
+        return 0;
+    char             word[MIGR_NAME_SIZE];
+    char            *rest = get_first_word(line, word);
+    path_node_array *array = array_of_scope(word);
+    rest = get_first_word(rest, word);
+    if (!array || !is_path_type(word) || !get_second_name(rest, word))
+        return 0;
+    char path[MIGR_NAME_SIZE];
+    get_path_name(word, path);
+    get_raw_name(path);
+    return add_path(array, path);
+}
+
+/* The stream of a top-level config. A path of both arrays is global; null for one of neither, which is dropped. */
+FILE *stream_of(const config_node *node, FILE *global_stream, FILE *domain_stream)
+{
+    if (is_path_node(node->name, &global_node))
+        return global_stream;
+    return is_path_node(node->name, &domain_node) ? domain_stream : nullptr;
+}
+
+/* The node's own output flags are not asked here: old splits carry marked top-level configs along. */
+int32_t write_top(config_node *node, FILE *stream)
+{
+    commas_to_blanks(node->name);
+    fprintf(stream, "config %s\n", node->name);
+    int32_t result = write_tree(node, 1, stream);
+    fputs("end\n", stream);
+    return result;
+}
+
+/* 0, or -1 when a config was not written whole. */
+int32_t write_split(config_node *root, FILE *global_stream, FILE *domain_stream)
+{
+    if (!root || root->kind != MIGR_ROOT)
+        return 0;
+    int32_t result = 0;
+    for (config_node *child = root->top_list; child; child = child->next) {
+        FILE *stream = stream_of(child, global_stream, domain_stream);
+        if (stream && write_top(child, stream) != 0)
+            result = -1;
+    }
+    return result;
+}
+
+/* Both texts, closed whatever happens. 0 when all of both has reached the files. */
+int32_t write_both(FILE *global_stream, FILE *domain_stream)
+{
+    for (FILE *stream : {global_stream, domain_stream})
+        fprintf(stream, "%s%s", migr_main.first_line, migr_main.second_line);
+    int32_t result = write_split(&migr_main.root, global_stream, domain_stream);
+    for (FILE *stream : {global_stream, domain_stream})
+        if (close_written(stream) != 0)
+            result = -1;
+    return result;
+}
+
+/* A domain text that cannot be opened leaves the global one behind, empty. */
+int32_t write_texts()
+{
+    unlink(global_text);
+    unlink(domain_text);
+    FILE *global_stream = create_private_file(global_text);
+    if (!global_stream)
+        return -1;
+    FILE *domain_stream = create_private_file(domain_text);
+    if (!domain_stream) {
+        fclose(global_stream);
+        return -1;
+    }
+    if (write_both(global_stream, domain_stream) == 0)
+        return 0;
+    unlink(global_text);
+    unlink(domain_text);
+    return -1;
+}
+
+/* Compresses over the stored file, which is not unlinked first. A failure leaves the other text behind. */
+int32_t store(const char *text, const char *file)
+{
+    if (cvgzip(text, file) >= 0)
+        return 0;
+    message("[update_signature]: [cvgzip] compress failed\n");
+    unlink(text);
+    return -1;
+}
+
+} // namespace
+
+int32_t update_to_vdom(void)
+{
+    init_path_node(&global_node);
+    init_path_node(&domain_node);
+    int32_t result = load_syntax_to_path_node_array(syntax_file);
+    if (result == 0)
+        result = vdom_new_config_file();
+    release_path_node(&global_node);
+    release_path_node(&domain_node);
+    return result;
+}
+
+int32_t load_syntax_to_path_node_array(const char *path)
+{
+    text_reader stream;
+    if (open_text(&stream, path) != 0) {
+        puts("ERROR: open syntax file err.");
+        return -1;
+    }
+    int32_t result = 0;
+    while (result == 0 && read_line(&stream, migr_main.line_buf))
+        result = load_syntax_line(migr_main.line_buf);
+    close_text(&stream);
+    return result;
+}
+
+void init_path_node(path_node_array *array)
+{
+    *array = {};
+}
+
+void release_path_node(path_node_array *array)
+{
+    for (int32_t i = 0; i < array->count; i++)
+        free(array->names[i]);
+    array->count = 0;
+}
+
+int32_t is_path_node(const char *name, const path_node_array *array)
+{
+    for (int32_t i = 0; i < array->count; i++)
+        if (strcmp(array->names[i], name) == 0)
+            return 1;
+    return 0;
+}
+
+int32_t vdom_new_config_file(void)
+{
+    if (write_texts() != 0)
+        return -1;
+    if (store(global_text, global_file) != 0 || store(domain_text, domain_file) != 0)
+        return -1;
+    unlink(global_text);
+    unlink(domain_text);
+    return 0;
+}
+
+void vdom_write_node(config_node *root, FILE *global_stream, FILE *domain_stream)
+{
+    write_split(root, global_stream, domain_stream);
+}
