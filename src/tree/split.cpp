@@ -99,13 +99,12 @@ int32_t write_split(config_node *root, FILE *global_stream, FILE *domain_stream)
 /* Both texts, closed whatever happens. 0 when all of both has reached the files. */
 int32_t write_both(FILE *global_stream, FILE *domain_stream)
 {
-    for (FILE *stream : {global_stream, domain_stream})
-        fprintf(stream, "%s%s", migr_main.first_line, migr_main.second_line);
-    int32_t result = write_split(&migr_main.root, global_stream, domain_stream);
-    for (FILE *stream : {global_stream, domain_stream})
-        if (close_written(stream) != 0)
-            result = -1;
-    return result;
+    fprintf(global_stream, "%s%s", migr_main.first_line, migr_main.second_line);
+    fprintf(domain_stream, "%s%s", migr_main.first_line, migr_main.second_line);
+    int32_t split = write_split(&migr_main.root, global_stream, domain_stream);
+    int32_t global_closed = close_written(global_stream);
+    int32_t domain_closed = close_written(domain_stream);
+    return split == 0 && global_closed == 0 && domain_closed == 0 ? 0 : -1;
 }
 
 /* A domain text that cannot be opened leaves the global one behind, empty. */
