@@ -52,6 +52,24 @@ constexpr const char *predefined_profiles[] = {
 /* The database lists this class, and no profile may have it added. */
 constexpr char unlisted_main_class[] = "110000000";
 
+/* An entry of the list of stale identifiers, and its place in the index over the list. */
+struct listed_signature {
+    stale_signature   entry; /* first, so that an entry's address is its record's */
+    listed_signature *same_bucket;
+};
+
+/* Each file with predefined profiles looks all their entries up, so the list has an index beside it. */
+constexpr size_t  stale_buckets = 4096;
+listed_signature *stale_index[stale_buckets];
+
+listed_signature **bucket_of(const char *bare)
+{
+    uint32_t hash = 2166136261u;
+    for (; *bare; bare++)
+        hash = (hash ^ static_cast<unsigned char>(*bare)) * 16777619u;
+    return &stale_index[hash % stale_buckets];
+}
+
 /* Messages carry the name of the file that these checks were once part of. */
 void say(const char *what)
 {
@@ -354,12 +372,15 @@ void add_sigid_list(const char *id)
 {
     if (!id || *id == '\0')
         return;
-    auto *entry = static_cast<stale_signature *>(malloc(sizeof(stale_signature)));
-    if (!entry)
+    auto *listed = static_cast<listed_signature *>(malloc(sizeof(listed_signature)));
+    if (!listed)
         return;
-    make_bare(id, entry->id);
-    entry->next = predefined_disable_sig_head;
-    predefined_disable_sig_head = entry;
+    make_bare(id, listed->entry.id);
+    listed->entry.next = predefined_disable_sig_head;
+    predefined_disable_sig_head = &listed->entry;
+    listed_signature **bucket = bucket_of(listed->entry.id);
+    listed->same_bucket = *bucket;
+    *bucket = listed;
 }
 
 int32_t check_sigid_list(const char *id)
@@ -368,8 +389,8 @@ int32_t check_sigid_list(const char *id)
         return 0;
     char bare[SIGNATURE_ID_SIZE];
     make_bare(id, bare);
-    for (const stale_signature *entry = predefined_disable_sig_head; entry; entry = entry->next)
-        if (strcmp(entry->id, bare) == 0)
+    for (const listed_signature *listed = *bucket_of(bare); listed; listed = listed->same_bucket)
+        if (strcmp(listed->entry.id, bare) == 0)
             return 1;
     return 0;
 }
@@ -378,6 +399,7 @@ void free_sigid_list(void)
 {
     while (stale_signature *entry = predefined_disable_sig_head) {
         predefined_disable_sig_head = entry->next;
-        free(entry);
+        free(reinterpret_cast<listed_signature *>(entry));
     }
+    memset(stale_index, 0, sizeof stale_index);
 }
