@@ -1,9 +1,11 @@
 #include "mechanisms.h"
 
 #include "driver/upgrade_run.h"
+#include "platform/platform.h"
 #include "rules/rules.h"
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <dirent.h>
