@@ -1,4 +1,5 @@
 #include "driver/upgrade_run.h"
+#include "platform/platform.h"
 
 #include "driver/migr.h"
 #include "mechanisms.h"
