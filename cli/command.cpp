@@ -1,1 +1,117 @@
-static int unused_file; int *command_placeholder = &unused_file;
+#include "command.h"
+
+#include "console.h"
+#include "subcommands.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <fcntl.h>
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+#include <sstream>
+#include <unistd.h>
+
+namespace command {
+
+namespace {
+
+/* In the order in which --help shows them. */
+constexpr void (*subcommands[])(CLI::App &, Action &) = {
+    add_upgrade,
+    add_rollback,
+    add_version,
+    add_ml,
+};
+
+constexpr char footer[] = "Exit status: 0 all done, or nothing to do; 1 some file was not upgraded, and why has been "
+                          "told; 2 wrong usage or unusable root, nothing was touched; 3 the run failed and the "
+                          "snapshot was put back.";
+
+/* A file that migr opens must not get the number of a standard stream. */
+void open_missing_streams()
+{
+    for (int fd = 0; fd <= 2; fd++)
+        if (fcntl(fd, F_GETFD) < 0)
+            open("/dev/null", O_RDWR);
+}
+
+/* A pager that goes, or a file that may grow no further, is an error of that one call and must not end a run. */
+void ignore_deadly_signals()
+{
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+/* With a zone of its own making, the C library looks for no zone file in the appliance's folder. */
+void settle_time_zone()
+{
+    setenv("TZ", "UTC0", 1);
+    tzset();
+}
+
+/* libcrypto reads no configuration and loads its provider now, while the root folder is still the machine's. */
+void settle_libcrypto()
+{
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr);
+    EVP_MD_free(EVP_MD_fetch(nullptr, "SHA256", nullptr));
+    unsigned char byte = 0;
+    RAND_bytes(&byte, 1);
+}
+
+int print_help(const CLI::App &app, const CLI::Success &asked)
+{
+    std::ostringstream out, ignored;
+    app.exit(asked, out, ignored);
+    fputs(out.str().c_str(), stdout);
+    return static_cast<int>(Status::done);
+}
+
+int run_action(const Action &action)
+{
+    try {
+        return static_cast<int>(action());
+    } catch (const Failure &failure) {
+        complain(failure.what());
+        return static_cast<int>(failure.status);
+    } catch (const PathError &error) {
+        complain(failure_of(error, error.path).what());
+        return static_cast<int>(Status::unusable);
+    } catch (const std::exception &error) {
+        complain(error.what());
+        return static_cast<int>(Status::unusable);
+    }
+}
+
+} // namespace
+
+void prepare_process()
+{
+    open_missing_streams();
+    ignore_deadly_signals();
+    settle_time_zone();
+    settle_libcrypto();
+}
+
+int run_command(int count, const char *const *arguments)
+{
+    prepare_process();
+    Action   chosen;
+    CLI::App app("Carries the configuration of an appliance forward to this image's release.", "migr");
+    app.require_subcommand(1);
+    app.footer(footer);
+    for (auto add : subcommands)
+        add(app, chosen);
+    try {
+        app.parse(count, arguments);
+    } catch (const CLI::Success &asked) {
+        return print_help(app, asked);
+    } catch (const CLI::ParseError &error) {
+        complain(std::string(error.what()) + ". See: migr --help");
+        return static_cast<int>(Status::unusable);
+    }
+    return run_action(chosen);
+}
+
+} // namespace command

@@ -1,4 +1,6 @@
-int main()
+#include "command.h"
+
+int main(int count, char **arguments)
 {
-    return 0;
+    return command::run_command(count, arguments);
 }

@@ -192,13 +192,9 @@ int32_t get_config_version(const char *path)
     return scan.code;
 }
 
-int32_t get_config_version_and_save_first_line(const char *path)
+int32_t save_first_line(text_reader *reader)
 {
-    text_reader reader;
-    if (open_text(&reader, path ? path : unpacked_file) != 0)
-        return -1;
-    const char *mark = find_header_line(&reader, version_mark);
-    close_text(&reader);
+    const char *mark = find_header_line(reader, version_mark);
     if (!mark)
         return -1;
     snprintf(migr_main.model_text, sizeof migr_main.model_text, "%s", mark + sizeof version_mark);
@@ -211,17 +207,32 @@ int32_t get_config_version_and_save_first_line(const char *path)
     return scan.code;
 }
 
+int32_t save_second_line(text_reader *reader)
+{
+    if (!find_header_line(reader, second_mark))
+        return -1;
+    copy_line(migr_main.second_line);
+    return 0;
+}
+
+int32_t get_config_version_and_save_first_line(const char *path)
+{
+    text_reader reader;
+    if (open_text(&reader, path ? path : unpacked_file) != 0)
+        return -1;
+    int32_t code = save_first_line(&reader);
+    close_text(&reader);
+    return code;
+}
+
 int32_t save_second_line_of_config_file(void)
 {
     text_reader reader;
     if (open_text(&reader, unpacked_file) != 0)
         return -1;
-    const char *mark = find_header_line(&reader, second_mark);
+    int32_t result = save_second_line(&reader);
     close_text(&reader);
-    if (!mark)
-        return -1;
-    copy_line(migr_main.second_line);
-    return 0;
+    return result;
 }
 
 /* Everything of parse_version behind the unpacking. */

@@ -8,6 +8,7 @@
 #define MIGR_DRIVER_VERSION_LINES_H
 
 #include "driver/run_context.h"
+#include "tree/text_reader.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -26,6 +27,10 @@ int32_t get_config_version_and_save_first_line(const char *path);
 
 /* Reads the second header line of /tmp/system1.conf into migr_main. 0, or -1 when there is none. */
 int32_t save_second_line_of_config_file(void);
+
+/* The two above on a text in memory, from its beginning; the line found stays in line_buf. */
+int32_t save_first_line(text_reader *reader);
+int32_t save_second_line(text_reader *reader);
 
 /* Copies the model out of bak_line, up to the second dash, so that of a model without a dash the version follows it.
  * `output` holds MIGR_LINE_SIZE bytes. 0, or -1 for null or without a version line. */

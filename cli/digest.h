@@ -1,0 +1,29 @@
+/* SHA-256 of files, by libcrypto. */
+#pragma once
+
+#include <memory>
+#include <openssl/evp.h>
+#include <string>
+#include <string_view>
+
+namespace command {
+
+class Sha256 {
+public:
+    Sha256();
+    void        add(std::string_view bytes);
+    std::string hex(); /* ends the sum */
+
+private:
+    std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX *)> context_;
+};
+
+std::string sha256(std::string_view bytes);
+
+/* The sum of what is left to read. Throws PathError, naming `path`. */
+std::string sha256_of_file(int fd, const std::string &path);
+
+/* Copies what is left to read, and gives its sum. Throws PathError, naming the path at fault. */
+std::string copy_and_sum(int from, const std::string &from_path, int to, const std::string &to_path);
+
+} // namespace command

@@ -1,0 +1,37 @@
+/* What can go wrong, as the operator learns of it. */
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace command {
+
+/* The command's exit status. */
+enum class Status {
+    done = 0,       /* all done, or nothing to do */
+    left_alone = 1, /* some file could not be carried forward; its reason has been told */
+    unusable = 2,   /* wrong usage or unusable root; nothing was touched */
+    failed = 3,     /* the run failed and all is as it was before */
+};
+
+/* A failure whose text names the file, what is wrong with it and the next step. */
+struct Failure : std::runtime_error {
+    Failure(Status status_of_exit, const std::string &text) : std::runtime_error(text), status(status_of_exit) {}
+    Status status;
+};
+
+/* A system call that failed on a path. Whoever knows what the path belongs to makes a Failure of it. */
+struct PathError {
+    std::string doing; /* "read", "write" */
+    std::string path;
+    int         error; /* errno */
+};
+
+/* What an operator can do about an errno. */
+std::string next_step(int error);
+
+/* "PATH: cannot DOING it: why. What to do." */
+Failure failure_of(const PathError &error, const std::string &shown_path);
+
+} // namespace command

@@ -1,0 +1,52 @@
+/* A file descriptor that closes itself, and whole reads and writes on one. */
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+
+namespace command {
+
+class Fd {
+public:
+    Fd() = default;
+    explicit Fd(int fd) : fd_(fd) {}
+    Fd(Fd &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Fd &operator=(Fd &&other) noexcept
+    {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~Fd() { reset(); }
+
+    int  get() const { return fd_; }
+    void reset()
+    {
+        if (fd_ >= 0)
+            close(fd_);
+        fd_ = -1;
+    }
+    explicit operator bool() const { return fd_ >= 0; }
+
+private:
+    int fd_ = -1;
+};
+
+/* The two ends of a pipe, closed on exec. */
+struct Pipe {
+    Pipe();
+    Fd read_end;
+    Fd write_end;
+};
+
+/* Reads up to the end. Throws PathError, naming `path`. */
+std::string read_all(int fd, const std::string &path);
+
+/* Throws PathError, naming `path`, unless all was written. */
+void write_all(int fd, std::string_view bytes, const std::string &path);
+
+/* Throws PathError, naming `path`, unless the disk has it. */
+void sync_to_disk(int fd, const std::string &path);
+
+} // namespace command

@@ -1,0 +1,16 @@
+/* Unpacking in memory. */
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace command {
+
+bool looks_like_gzip(std::string_view bytes);
+
+/* The text of all members, or nothing when the bytes are damaged, cut short, or unpack to more than a configuration
+ * may hold. */
+std::optional<std::string> gunzip(std::string_view bytes);
+
+} // namespace command

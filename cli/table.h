@@ -1,0 +1,14 @@
+/* A table of texts for a terminal. */
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace command {
+
+using Row = std::vector<std::string>;
+
+/* Prints the rows with their columns aligned; those numbered in `right` to the right. Texts may be anything. */
+void show_table(const std::vector<Row> &rows, const std::vector<size_t> &right);
+
+} // namespace command
