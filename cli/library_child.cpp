@@ -24,8 +24,7 @@ using Clock = std::chrono::steady_clock;
 
 /* Where its descriptors stand; it has no others. */
 constexpr int progress_number = 3;
-constexpr int lock_number = 4;
-constexpr int first_unused = 5;
+constexpr int first_unused = 5; /* behind the lock */
 
 /* What a record says. The text of a record is cut, so that each is written in one piece. */
 enum class Note : uint32_t { pass, stall, no_start, done };
@@ -53,30 +52,29 @@ void tell(Note note, std::string_view text)
 }
 
 /* Moves the child's descriptors out of each other's way first, then to their numbers. */
-void arrange_descriptors(int records, int output, int lock)
+void arrange_descriptors(int input, int records, int output, int lock)
 {
-    int        nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    std::array from = {nothing, output, output, records, lock};
+    std::array from = {input, output, output, records, lock};
     for (int &fd : from)
         fd = fcntl(fd, F_DUPFD_CLOEXEC, first_unused);
     for (int number = 0; number < first_unused; number++)
         if (dup2(from[static_cast<size_t>(number)], number) < 0)
-            _exit(1);
+            throw PathError{"arrange the descriptors of", "a process", errno};
     close_range(first_unused, ~0U, 0);
     told_on = progress_number;
 }
 
 int be_library(const Root &root, const std::function<void()> &work, int records, int output)
 {
+    told_on = records;
+    int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC); /* the appliance's folder need not have one */
     try {
         root.enter();
-        arrange_descriptors(records, output, root.fd());
+        arrange_descriptors(nothing, records, output, root.fd());
     } catch (const PathError &error) {
-        told_on = records;
         tell(Note::no_start, failure_of(error, root.shows(error.path)).what());
         return 1;
     } catch (const Failure &failure) {
-        told_on = records;
         tell(Note::no_start, failure.what());
         return 1;
     }

@@ -11,11 +11,11 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-using nlohmann::json;
-
 namespace command {
 
 namespace {
+
+using Object = nlohmann::ordered_json; /* keys stay in the order in which they are written here */
 
 const char *word(Result result)
 {
@@ -70,6 +70,8 @@ void show_notes(const Report &report)
 void show_trouble(const Report &report)
 {
     complain(report.trouble);
+    if (report.dry_run)
+        return complain("This was a dry run on a copy. Nothing in " + report.root + " was changed.");
     if (report.restored)
         complain("Everything was put back as it was, from the snapshot " + report.snapshot + ".");
     for (const std::string &difference : report.not_restored)
@@ -94,30 +96,30 @@ void show_next_steps(const Report &report)
     say("To go back:            migr rollback " + shell_word(report.root));
 }
 
-json to_json(const FileReport &file)
+Object to_json(const FileReport &file)
 {
-    auto release = [](int32_t code) { return code < 0 ? json() : json(release_text(code)); };
+    auto release = [](int32_t code) { return code < 0 ? Object() : Object(release_text(code)); };
     return {{"file", printable(file.name)},
             {"before", release(file.before)},
             {"after", release(file.after)},
             {"result", word(file.result)},
-            {"reason", file.reason.empty() ? json() : json(printable(file.reason))},
+            {"reason", file.reason.empty() ? Object() : Object(printable(file.reason))},
             {"size", file.size},
             {"seconds", std::chrono::duration<double>(file.time).count()},
             {"empty_set_lines", file.empty_sets}};
 }
 
-json printable_list(const std::vector<std::string> &texts)
+Object printable_list(const std::vector<std::string> &texts)
 {
-    json list = json::array();
+    Object list = Object::array();
     for (const std::string &text : texts)
         list.push_back(printable(text));
     return list;
 }
 
-json text_or_null(const std::string &text)
+Object text_or_null(const std::string &text)
 {
-    return text.empty() ? json() : json(printable(text));
+    return text.empty() ? Object() : Object(printable(text));
 }
 
 } // namespace
@@ -144,10 +146,10 @@ void show(const Report &report)
 
 std::string json_text(const Report &report)
 {
-    json files = json::array();
+    Object files = Object::array();
     for (const FileReport &file : report.files)
         files.push_back(to_json(file));
-    json all = {{"root", printable(report.root)},
+    Object all = {{"root", printable(report.root)},
                 {"image_release", release_text(get_osimage_version())},
                 {"dry_run", report.dry_run},
                 {"status", static_cast<int>(report.status)},
