@@ -12,6 +12,7 @@
 #include "stages/policy/log_policies.h"
 #include "stages/policy/protection_rules.h"
 #include "stages/policy/server_policies.h"
+#include "stages/policy/small_settings.h"
 #include "stages/system/certificate_files.h"
 #include "stages/system/feature_cleanup.h"
 #include "stages/system/high_availability.h"
@@ -48,12 +49,14 @@ static stage_row cbc_arr_MIGR_ADOM0x50032[] = {
     ROW(_migr_change_replace_msg, "system,replacemsg", 17, 1, no_state, 0),
     ROW(_migr_change_protocol_constraints, "waf,http-protocol-parameter-restriction", 39, 1, migr_change_protocol_constraints_state, 528),
     ROW(_migr_change_protocol_constraints_exception, "waf,http-constraints-exceptions", 31, 1, no_state, 0),
+    ROW(_migr_change_wad_auto_restore, "wad,website", 11, 1, no_state, 0),
     ROW(_migr_change_custom_protection_rule, "waf,custom-protection-rule", 26, 1, migr_change_custom_protection_rule_state, 2072),
     ROW(_migr_change_persistence_policy, "server-policy,persistence-policy", 32, 1, no_state, 0),
     ROW(_migr_change_signature_filter_list, "waf,signature", 13, 1, migr_change_signature_filter_list_state, 8),
     ROW(_migr_change_content_routing, "server-policy,http-content-routing-policy", 41, 1, migr_change_content_routing_state, 24),
     ROW(_migr_change_corvo_log_policy, "log,corvolog-policy", 19, 1, migr_change_corvo_log_policy_state, 8),
     ROW(_migr_change_sys_siem_policy, "log,siem-policy", 15, 1, migr_change_sys_siem_policy_state, 8),
+    ROW(_migr_change_sys_global, "system,global", 13, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x50032 = STAGE(0x50032, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50032);
 
@@ -62,6 +65,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50033[] = {
     ROW(_migr_del_snmp_community_interface, "system,snmp,community", 21, 1, no_state, 0),
     ROW(_migr_del_snmp_user_interface, "system,snmp,user", 16, 1, no_state, 0),
     ROW(_migr_change_replace_msg2, "system,replacemsg", 17, 1, no_state, 0),
+    ROW(_migr_change_wccp_passwd_name, "system,wccp", 11, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x50033 = STAGE(0x50033, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50033);
 
@@ -119,6 +123,7 @@ stage_table c3_arr_MIGR_ADOM0x50053 = STAGE(0x50053, STAGE_ADOM, cbc_arr_MIGR_AD
 /* Release 5.85. */
 static stage_row cbc_arr_MIGR_ADOM0x50055[] = {
     ROW(_add_server_policy_setting, "", 0, 3, add_server_policy_setting_state, 16),
+    ROW(_del_sys_admin_jsconsole, "system,admin", 12, 1, no_state, 0),
     ROW(_change_server_pool_ssl_cipher, "server-policy,server-pool", 25, 1, no_state, 0),
     ROW(_change_policy_ssl_cipher, "server-policy,policy", 20, 1, no_state, 0),
     ROW(_remove_log_reports_config, "log,reports", 11, 1, no_state, 0),
@@ -129,6 +134,9 @@ stage_table c3_arr_MIGR_ADOM0x50055 = STAGE(0x50055, STAGE_ADOM, cbc_arr_MIGR_AD
 
 /* Release 5.90. */
 static stage_row cbc_arr_MIGR_ADOM0x5005a[] = {
+    ROW(_change_global_uds_server, "system,global", 13, 1, no_state, 0),
+    ROW(_change_system_uds_server, "system,uds,server", 17, 1, no_state, 0),
+    ROW(_add_system_passwd_policy, "system,global", 13, 1, add_system_passwd_policy_state, 8),
     ROW(_change_server_side_sni, "server-policy,", 14, 2, change_server_side_sni_state, 544),
     ROW(_change_server_pool_https_health, "server-policy,server-pool", 25, 1, no_state, 0),
     ROW(_change_server_policy_https_health, "server-policy,health", 20, 1, no_state, 0),
@@ -155,13 +163,16 @@ stage_table c3_arr_MIGR_ADOM0x60000 = STAGE(0x60000, STAGE_ADOM, cbc_arr_MIGR_AD
 static stage_row cbc_arr_MIGR_ADOM0x60001[] = {
     ROW(_erase_allow_time_under_wrong_condition, "waf,cookie-security", 19, 1, erase_allow_time_under_wrong_condition_state, 16),
     ROW(_erase_data_analysis_from_web_protection_in_offline, "waf,web-protection-profile", 26, 1, no_state, 0),
+    ROW(_update_system_advanced, "system,advanced", 15, 1, update_system_advanced_state, 4),
     ROW(_erase_fast_forward_from_server_policy_setting, "server-policy,setting", 21, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x60001 = STAGE(0x60001, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60001);
 
 /* Release 6.02. */
 static stage_row cbc_arr_MIGR_ADOM0x60002[] = {
+    ROW(_remove_geo_db_dir, "", 0, 1, no_state, 0),
     ROW(_update_snmp_and_ha, "system", 6, 1, no_state, 0),
+    ROW(_adjust_ml_policy, "waf,machine-learning-policy", 27, 1, no_state, 0),
     ROW(_check_xff_cond, "waf,x-forwarded-for", 19, 1, check_xff_cond_state, 24),
     ROW(_correct_wrong_server_pool_prop, "server-policy,server-pool", 25, 1, no_state, 0),
 };
@@ -169,6 +180,7 @@ stage_table c3_arr_MIGR_ADOM0x60002 = STAGE(0x60002, STAGE_ADOM, cbc_arr_MIGR_AD
 
 /* Release 6.10. */
 static stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
+    ROW(_purge_corvo_box, "system,corvobox", 15, 1, no_state, 0),
     ROW(_sync_cookie_security_mode, "waf,cookie-security", 19, 1, sync_cookie_security_mode_state, 4),
     ROW(_trim_cl_prop, "log,corvolog-policy", 19, 1, no_state, 0),
     ROW(_rename_sph_rule_prop, "waf,site-publish-helper,rule", 28, 1, no_state, 0),
@@ -176,6 +188,7 @@ static stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
     ROW(_erase_file_compress, "waf", 3, 1, no_state, 0),
     ROW(_adjust_ml_policy2, "waf,machine-learning-policy", 27, 1, no_state, 0),
     ROW(_cleanup_old_wvs, "wvs", 3, 1, cleanup_old_wvs_state, 4),
+    ROW(_purge_white_list, "server-policy,pattern,predefined-global-white-list-group", 56, 1, no_state, 0),
     ROW(_adjust_ha_interface, "", 0, 3, adjust_ha_interface_state, 816),
     ROW(_adjust_cert_conf, "", 0, 1, no_state, 0),
     ROW(_purge_fur_rule, "waf,file-upload-restriction-rule", 32, 1, purge_fur_rule_state, 4),
