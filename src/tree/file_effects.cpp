@@ -14,9 +14,11 @@ FILE *create_private_file(const char *path)
     if (fd < 0)
         return nullptr;
     FILE *stream = fdopen(fd, "w+");
-    if (!stream)
-        close(fd);
-    return stream;
+    if (stream)
+        return stream;
+    close(fd);
+    unlink(path);
+    return nullptr;
 }
 
 int32_t close_written(FILE *stream)

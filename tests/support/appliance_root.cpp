@@ -105,6 +105,13 @@ void ApplianceRoot::database(const std::string &sql) const
         throw std::runtime_error("signature.db: " + why);
 }
 
+std::ostream &operator<<(std::ostream &out, const Entry &entry)
+{
+    bool gzip_file = entry.content.compare(0, 2, "\x1f\x8b") == 0;
+    return out << entry.type << " " << std::oct << entry.mode << std::dec << " "
+               << (gzip_file ? gunzip(entry.content) : entry.content);
+}
+
 static Entry entry_of(const fs::path &path)
 {
     struct stat st = {};

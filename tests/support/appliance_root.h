@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <iosfwd>
 #include <map>
 #include <string>
 
@@ -16,6 +17,9 @@ struct Entry {
 
     bool operator==(const Entry &) const = default;
 };
+
+/* How an entry shows in a test's messages. */
+std::ostream &operator<<(std::ostream &out, const Entry &entry);
 
 /* Path relative to the root ("data/config/x") to entry, in path order. */
 using Listing = std::map<std::string, Entry>;

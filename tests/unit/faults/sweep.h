@@ -1,0 +1,34 @@
+/*
+ * A sweep: the whole upgrade of an appliance, once for each call that the library makes, and that call fails.
+ *
+ * Whatever fails, the run ends by itself and loses no memory, and each stored file is afterwards as it was, or as the
+ * undisturbed run leaves it, or, where its compression failed, gone with its plain text in /var/log.
+ */
+#pragma once
+
+#include "faults.h"
+#include "support/appliance_root.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace sweep {
+
+struct Appliance {
+    std::function<void(const support::ApplianceRoot &)> lay_out;
+
+    /* Every stored file that a run may write, also those that a run makes. */
+    std::vector<std::string> stored;
+
+    /* The texts between the old one and the upgraded one that a file may stop at, by path and for all files. */
+    std::function<bool(const std::string &path, const std::string &text)> may_stop_at;
+
+    /* Files and folders besides the stored ones that a run may change, as prefixes of paths without the first "/". */
+    std::vector<std::string> touched;
+};
+
+/* Runs the sweep and reports what is wrong as failures of the current test. How many calls it made fail. */
+size_t run(const Appliance &appliance, faults::Kind kind, faults::Span span);
+
+} // namespace sweep
