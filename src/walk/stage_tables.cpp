@@ -117,6 +117,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50053[] = {
     ROW(_change_cert_login, "system,global", 13, 1, no_state, 0),
     ROW(_remove_ocsp_stapling, "server-policy,policy", 20, 1, remove_ocsp_stapling_state, 24),
     ROW(_add_crl_group, "system,certificate", 18, 2, add_crl_group_state, 16),
+    ROW(_change_offline_session_timeout, "system,settings", 15, 1, no_state, 0),
 };
 stage_table c3_arr_MIGR_ADOM0x50053 = STAGE(0x50053, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50053);
 

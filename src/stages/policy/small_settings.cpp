@@ -33,6 +33,11 @@ void _migr_change_wccp_passwd_name(int32_t, void *, int32_t *)
         cnd_rename(top[3], "password");
 }
 
+/* ---- 5.83 ---- */
+
+/* The time limit of offline sessions needs no change after all; the row stays in its place. */
+void _change_offline_session_timeout(int32_t, void *, int32_t *) {}
+
 /* ---- 5.85 ---- */
 
 /* The console left the administrators' dashboards. */

@@ -21,6 +21,7 @@ extern "C" {
 void _migr_change_wad_auto_restore(int32_t round, void *state, int32_t *progress);
 void _migr_change_sys_global(int32_t round, void *state, int32_t *progress);
 void _migr_change_wccp_passwd_name(int32_t round, void *state, int32_t *progress);
+void _change_offline_session_timeout(int32_t round, void *state, int32_t *progress);
 void _del_sys_admin_jsconsole(int32_t round, void *state, int32_t *progress);
 void _change_global_uds_server(int32_t round, void *state, int32_t *progress);
 void _change_system_uds_server(int32_t round, void *state, int32_t *progress);
