@@ -95,11 +95,29 @@ config_node *new_set(const char *name, const char *value)
     return nullptr;
 }
 
+config_node *make_set(const char *name, const char *value)
+{
+    config_node *set = new_set(name, nullptr);
+    if (set && value)
+        set_node_value(set, value);
+    return set;
+}
+
 config_node *copy_of(const config_node *node)
 {
     config_node *copy = new_node(node->kind);
     if (!copy || cp_node_content(node, copy) == 0)
         return copy;
+    release_node(copy);
+    return nullptr;
+}
+
+config_node *copy_of_block(const config_node *block)
+{
+    config_node *copy = new_node(block->kind);
+    if (!copy || copy_node(block, copy) == 0)
+        return copy;
+    free_node(copy);
     release_node(copy);
     return nullptr;
 }

@@ -34,11 +34,17 @@ config_node *last_set(const config_node *owner);
 /* The last node of a list, null for an empty one. */
 config_node *last_of(config_node *list);
 
-/* New nodes that stand in no list yet; null without memory. Names are cut at 127 characters, a null value stays null.
- * copy_of copies the record, output flags included, and the value, but no lists. */
+/*
+ * New nodes that stand in no list yet; null without memory. Names are cut at 127 characters, a null value stays null.
+ *   make_set        as new_set, but a set whose value could not be had stands without one
+ *   copy_of         copies the record, output flags included, and the value, but no lists
+ *   copy_of_block   copies all that hangs below as well
+ */
 config_node *named_node(const char *name, uint32_t kind);
 config_node *new_set(const char *name, const char *value);
+config_node *make_set(const char *name, const char *value);
 config_node *copy_of(const config_node *node);
+config_node *copy_of_block(const config_node *block);
 
 /* Adds a set at the head of the owner's sets. False without memory, and then nothing has changed. */
 bool add_set(config_node *owner, const char *name, const char *value);

@@ -1,14 +1,30 @@
 #include "chain/hardcode.h"
 
 #include "chain/aggregate_binding.h"
+#include "chain/log_model.h"
 #include "chain/method_and_ip_lists.h"
 #include "chain/names_and_defaults.h"
+#include "chain/predefined_merge.h"
+#include "chain/protection_rules.h"
 #include "chain/release_41.h"
 #include "chain/releases_53_to_54.h"
 #include "chain/releases_to_52.h"
 #include "chain/server_policies.h"
 #include "chain/small_conversions.h"
 #include "chain/users.h"
+
+#include <span>
+
+using migration = int32_t (*)(void);
+
+/* The first result that is not 0, and what stands behind that migration does not run; else 0. */
+static int32_t run_until_one_fails(std::span<const migration> migrations)
+{
+    for (migration run : migrations)
+        if (int32_t result = run())
+            return result;
+    return 0;
+}
 
 /* Each step is its migrations, in their order. */
 
@@ -25,6 +41,9 @@ int32_t migr_hardcode_v410tov411(void)
     migr_predefine_change();
     migr_policy_process();
     migr_policy_offline();
+    migr_log_server_protec_rule();
+    migr_server_protec_exp();
+    migr_log_process();
     return 0;
 }
 
@@ -50,26 +69,36 @@ int32_t migr_hardcode_v420tov430(void)
     migr_serverpolicy_pservers();
     migr_wafwebprotectionprofile_inlineprotection();
     migr_system_hasyncd();
+    migr_log_server_protec_rule();
     return 0;
 }
 
 int32_t migr_hardcode_v430tov432(void)
 {
-    return 0;
+    return migr_server_protection_rule();
 }
 
 int32_t migr_hardcode_v433tov435(void)
 {
-    return 0;
+    migr_server_protection_rule();
+    static constexpr migration migrations[] = {
+        migr_server_protection_rule_add_lfi,
+        migr_http_pro_pa_res,
+    };
+    return run_until_one_fails(migrations);
 }
 
 int32_t migr_hardcode_v435tov440(void)
 {
-    migr_snmp_events();
-    migr_mod_packet_log();
-    migr_x_forward();
-    migr_advanced();
-    return 0;
+    static constexpr migration migrations[] = {
+        migr_sp_rule_to_signature_rule,
+        migr_custom_pro_rule,
+        migr_snmp_events,
+        migr_mod_packet_log,
+        migr_x_forward,
+        migr_advanced,
+    };
+    return run_until_one_fails(migrations);
 }
 
 int32_t migr_hardcode_v440tov442(void)
@@ -90,6 +119,7 @@ int32_t migr_hardcode_v446tov500(void)
     change_admin_usergrp_name();
     migr_del_is_default();
     migr_del_priority();
+    migr_add_bad_robot_to_signature();
     migr_del_server_farm();
     migr_change_admin_accprofile_name();
     migr_bypass_config_modify();
@@ -159,20 +189,39 @@ int32_t migr_hardcode_v536tov540(void)
     return 0;
 }
 
-/* A step runs for a section of exactly its release; a release that the update file does not name has its step skipped.
- * Only an allocation that fails in the steps to 4.35 and 4.40 stops the chain. */
+/* The predefined configuration joins a file of 4.30 when its own blocks have their new shapes. */
+static int32_t reach_430()
+{
+    migr_hardcode_v420tov430();
+    return migr_preconfig();
+}
+
+/* Only an allocation that fails in the steps to 4.35 and 4.40 stops the chain; all others give 0. */
 static constexpr struct {
-    int32_t version;
-    int32_t (*step)(void);
+    int32_t   version;
+    migration step;
 } steps[] = {
-    {0x4000a, migr_hardcode_v40tov41},   {0x4000b, migr_hardcode_v410tov411}, {0x40014, migr_hardcode_v411tov420},
-    {0x4001e, migr_hardcode_v420tov430}, {0x40020, migr_hardcode_v430tov432}, {0x40023, migr_hardcode_v433tov435},
-    {0x40028, migr_hardcode_v435tov440}, {0x4002a, migr_hardcode_v440tov442}, {0x4002b, migr_hardcode_v442tov443},
-    {0x50000, migr_hardcode_v446tov500}, {0x5000a, migr_hardcode_v500tov510}, {0x50014, migr_hardcode_v510tov520},
-    {0x5001e, migr_hardcode_v520tov530}, {0x50020, migr_hardcode_v530tov532}, {0x50021, migr_hardcode_v532tov533},
-    {0x50023, migr_hardcode_v534tov535}, {0x50024, migr_hardcode_v535tov536}, {0x50028, migr_hardcode_v536tov540},
+    {0x4000a, migr_hardcode_v40tov41},   /* 4.10 */
+    {0x4000b, migr_hardcode_v410tov411}, /* 4.11 */
+    {0x40014, migr_hardcode_v411tov420}, /* 4.20 */
+    {0x4001e, reach_430},                /* 4.30 */
+    {0x40020, migr_hardcode_v430tov432}, /* 4.32 */
+    {0x40023, migr_hardcode_v433tov435}, /* 4.35 */
+    {0x40028, migr_hardcode_v435tov440}, /* 4.40 */
+    {0x4002a, migr_hardcode_v440tov442}, /* 4.42 */
+    {0x4002b, migr_hardcode_v442tov443}, /* 4.43 */
+    {0x50000, migr_hardcode_v446tov500}, /* 5.0 */
+    {0x5000a, migr_hardcode_v500tov510}, /* 5.10 */
+    {0x50014, migr_hardcode_v510tov520}, /* 5.20 */
+    {0x5001e, migr_hardcode_v520tov530}, /* 5.30 */
+    {0x50020, migr_hardcode_v530tov532}, /* 5.32 */
+    {0x50021, migr_hardcode_v532tov533}, /* 5.33 */
+    {0x50023, migr_hardcode_v534tov535}, /* 5.35 */
+    {0x50024, migr_hardcode_v535tov536}, /* 5.36 */
+    {0x50028, migr_hardcode_v536tov540}, /* 5.40 */
 };
 
+/* A step runs for a section of exactly its release: one that the update file does not name has its step skipped. */
 int32_t migr_hardcode(const update_section *section)
 {
     for (const auto &row : steps)
@@ -183,4 +232,5 @@ int32_t migr_hardcode(const update_section *section)
 
 void forget_pass_nodes(void)
 {
+    forget_merged_nodes();
 }

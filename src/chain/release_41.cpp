@@ -48,14 +48,16 @@ void free_item_list(void)
     }
 }
 
-static void push_item(const char *name)
+/* False without memory. */
+static bool push_item(const char *name)
 {
     auto *item = static_cast<item_record *>(calloc(1, sizeof(item_record)));
     if (!item)
-        return;
+        return false;
     memcpy(item->name, name, sizeof item->name);
     item->next = item_list.next;
     item_list.next = item;
+    return true;
 }
 
 static bool is_old_redirection(const config_node *rule)
@@ -69,30 +71,45 @@ static bool is_old_redirection(const config_node *rule)
 static bool names_removed_rule(const config_node *entry)
 {
     for (const config_node *set = entry->set_list; set; set = set->next)
-        if (named(set, "url-rewrite-rule-name") && search_item_name_from_list(value_of(set)))
+        if (named(set, "url-rewrite-rule-name") && set->value && search_item_name_from_list(set->value))
             return true;
     return false;
+}
+
+static void drop_entries_of_removed_rules(config_node **entries)
+{
+    while (*entries) {
+        if (names_removed_rule(*entries))
+            *entries = (*entries)->next;
+        else
+            entries = &(*entries)->next;
+    }
 }
 
 void delete_item_from_group(config_node *policies)
 {
     for (config_node *policy = edits_of(policies); policy; policy = policy->next)
-        for (config_node *entry = entries_of(policy); entry; entry = entry->next)
-            if (names_removed_rule(entry))
-                unlink_node(&policy->config_list->edit_list, entry);
+        if (policy->config_list)
+            drop_entries_of_removed_rules(&policy->config_list->edit_list);
+}
+
+/* A rule whose name cannot be kept stays, since the policies would go on naming it. */
+static void remove_old_redirections(config_node **rules)
+{
+    while (*rules) {
+        if (is_old_redirection(*rules) && push_item((*rules)->name))
+            *rules = (*rules)->next;
+        else
+            rules = &(*rules)->next;
+    }
 }
 
 /* 4.10 rewrites requests and no longer redirects them by these rules, so they leave, and whatever names them. */
 void url_writing_rule(void)
 {
     free_item_list();
-    config_node *rules = _migr_find_node("waf,url-rewrite,url-rewrite-rule");
-    for (config_node *rule = edits_of(rules); rule; rule = rule->next) {
-        if (!is_old_redirection(rule))
-            continue;
-        unlink_node(&rules->edit_list, rule);
-        push_item(rule->name);
-    }
+    if (config_node *rules = _migr_find_node("waf,url-rewrite,url-rewrite-rule"))
+        remove_old_redirections(&rules->edit_list);
     delete_item_from_group(_migr_find_node("waf,url-rewrite,url-rewrite-policy"));
     free_item_list();
 }

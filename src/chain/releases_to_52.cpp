@@ -245,17 +245,6 @@ static int32_t tell_no_memory()
     return -1;
 }
 
-/* A copy with all that hangs below, in no list; null without memory. */
-static config_node *copy_of_block(const config_node *block)
-{
-    config_node *copy = new_node(block->kind);
-    if (!copy || copy_node(block, copy) == 0)
-        return copy;
-    free_node(copy);
-    release_node(copy);
-    return nullptr;
-}
-
 int32_t build_certi_config_tree(void)
 {
     for (config_node *block = migr_main.root.top_list; block; block = block->next) {

@@ -28,15 +28,6 @@ void keep(char (&field)[64], const char *text)
     field[length] = '\0';
 }
 
-/* A set whose value could not be had stands without one; null when there is no memory for the set. */
-config_node *make_set(const char *name, const char *value)
-{
-    config_node *set = new_set(name, nullptr);
-    if (set)
-        set_node_value(set, value);
-    return set;
-}
-
 bool push_set(config_node *edit, const char *name, const char *value)
 {
     config_node *set = make_set(name, value);

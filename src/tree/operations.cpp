@@ -14,9 +14,9 @@ int32_t      is_found;
 /* A value with its NUL fits a buffer of this size, or is refused. */
 static constexpr size_t value_room = 4096;
 
-void migr_find_node(config_node *node, int32_t depth, const char *path)
+void find_node_into(config_node *node, const char *path, config_node **found, int32_t *hit)
 {
-    if (is_found == 1 || !node)
+    if (*hit == 1 || !node)
         return;
     config_node *child = nullptr;
     if (node->kind == MIGR_ROOT)
@@ -25,12 +25,17 @@ void migr_find_node(config_node *node, int32_t depth, const char *path)
         child = node->edit_list;
     for (; child; child = child->next) {
         if (strcmp(child->name, path) == 0) {
-            is_found = 1;
-            found_node = child;
+            *hit = 1;
+            *found = child;
             return;
         }
-        migr_find_node(child, depth + 1, path);
+        find_node_into(child, path, found, hit);
     }
+}
+
+void migr_find_node(config_node *node, int32_t, const char *path)
+{
+    find_node_into(node, path, &found_node, &is_found);
 }
 
 config_node *_migr_find_node(const char *path)

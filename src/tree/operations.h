@@ -19,6 +19,9 @@ extern int32_t      is_found;
  */
 void migr_find_node(config_node *node, int32_t depth, const char *path);
 
+/* The same search, with result slots of the caller's. */
+void find_node_into(config_node *node, const char *path, config_node **found, int32_t *hit);
+
 /* Clears the slots, searches the main tree, and gives the node or null. */
 config_node *_migr_find_node(const char *path);
 
