@@ -1,5 +1,6 @@
 /* What no text of a configuration can show: sets without a value, texts that are empty, and what a process remembers.
  */
+#include "in_root.h"
 #include "stages/policy/small_settings.h"
 #include "stages/shared/remove_folder.h"
 #include "support/appliance_root.h"
@@ -40,76 +41,88 @@ class PolicyCallbacks : public TreeTest {
 
 TEST_F(PolicyCallbacks, LimitWithoutValueBecomesZero)
 {
-    ASSERT_EQ(parse("config waf http-protocol-parameter-restriction\nedit 1\n"
-                    "set max-http-body-length x\nset max-url-parameter x\nnext\nend\n"),
-              0);
-    drop_values(&migr_main.root, "max-http-body-length");
-    drop_values(&migr_main.root, "max-url-parameter");
-    run(&c3_arr_MIGR_ADOM0x50032);
-    EXPECT_EQ(written(&migr_main.root), "config waf http-protocol-parameter-restriction\n"
-                                        "    edit 1\n"
-                                        "        set max-http-body-length 0\n"
-                                        "        set max-url-parameter\n"
-                                        "        set max-http-content-length 65535\n"
-                                        "        set max-http-request-length 65535\n"
-                                        "        set max-cookie-in-request 16\n"
-                                        "    next\n"
-                                        "end\n");
+    in_root([] {
+        ASSERT_EQ(parse("config waf http-protocol-parameter-restriction\nedit 1\n"
+                        "set max-http-body-length x\nset max-url-parameter x\nnext\nend\n"),
+                  0);
+        drop_values(&migr_main.root, "max-http-body-length");
+        drop_values(&migr_main.root, "max-url-parameter");
+        run(&c3_arr_MIGR_ADOM0x50032);
+        EXPECT_EQ(written(&migr_main.root), "config waf http-protocol-parameter-restriction\n"
+                                            "    edit 1\n"
+                                            "        set max-http-body-length 0\n"
+                                            "        set max-url-parameter\n"
+                                            "        set max-http-content-length 65535\n"
+                                            "        set max-http-request-length 65535\n"
+                                            "        set max-cookie-in-request 16\n"
+                                            "    next\n"
+                                            "end\n");
+    });
 }
 
 TEST_F(PolicyCallbacks, ExpressionAndTargetWithoutValueCountAsEmpty)
 {
-    ASSERT_EQ(parse("config waf custom-protection-rule\nedit 1\nset expression x\nset case-sensitive enable\n"
-                    "config meet-targets\nedit 1\nset target x\nnext\nend\nnext\nend\n"),
-              0);
-    drop_values(&migr_main.root, "expression");
-    drop_values(&migr_main.root, "target");
-    run(&c3_arr_MIGR_ADOM0x50032);
-    /* A target's blank is there, its name is not. */
-    EXPECT_EQ(written(&migr_main.root), "config waf custom-protection-rule\n"
-                                        "    edit 1\n"
-                                        "        config meet-condition \n"
-                                        "            edit 1 \n"
-                                        "                set request-target  \n"
-                                        "            next\n"
-                                        "        end\n"
-                                        "    next\n"
-                                        "end\n");
+    in_root([] {
+        ASSERT_EQ(parse("config waf custom-protection-rule\nedit 1\nset expression x\nset case-sensitive enable\n"
+                        "config meet-targets\nedit 1\nset target x\nnext\nend\nnext\nend\n"),
+                  0);
+        drop_values(&migr_main.root, "expression");
+        drop_values(&migr_main.root, "target");
+        run(&c3_arr_MIGR_ADOM0x50032);
+        /* A target's blank is there, its name is not. */
+        EXPECT_EQ(written(&migr_main.root), "config waf custom-protection-rule\n"
+                                            "    edit 1\n"
+                                            "        config meet-condition \n"
+                                            "            edit 1 \n"
+                                            "                set request-target  \n"
+                                            "            next\n"
+                                            "        end\n"
+                                            "    next\n"
+                                            "end\n");
+    });
 }
 
 TEST_F(PolicyCallbacks, PacketLogWithoutValueGetsTheWordBehindABlank)
 {
-    ASSERT_EQ(parse("config log attack-log\nset packet-log x\nend\n"), 0);
-    drop_values(&migr_main.root, "packet-log");
-    run(&c3_arr_MIGR_ADOM0x60000);
-    EXPECT_STREQ(migr_main.root.top_list->set_list->value, " machine-learning");
+    in_root([] {
+        ASSERT_EQ(parse("config log attack-log\nset packet-log x\nend\n"), 0);
+        drop_values(&migr_main.root, "packet-log");
+        run(&c3_arr_MIGR_ADOM0x60000);
+        EXPECT_STREQ(migr_main.root.top_list->set_list->value, " machine-learning");
+    });
 }
 
 TEST_F(PolicyCallbacks, EmptyPacketLogGetsTheWordBehindABlank)
 {
-    ASSERT_EQ(parse("config log attack-log\nset packet-log cookie-poison cookie-poison\nend\n"), 0);
-    run(&c3_arr_MIGR_ADOM0x5003c);
-    ASSERT_STREQ(migr_main.root.top_list->set_list->value, "");
-    run(&c3_arr_MIGR_ADOM0x60000);
-    EXPECT_STREQ(migr_main.root.top_list->set_list->value, " machine-learning");
+    in_root([] {
+        ASSERT_EQ(parse("config log attack-log\nset packet-log cookie-poison cookie-poison\nend\n"), 0);
+        run(&c3_arr_MIGR_ADOM0x5003c);
+        ASSERT_STREQ(migr_main.root.top_list->set_list->value, "");
+        run(&c3_arr_MIGR_ADOM0x60000);
+        EXPECT_STREQ(migr_main.root.top_list->set_list->value, " machine-learning");
+    });
 }
 
 TEST_F(PolicyCallbacks, TimeoutWithoutValueBecomesZero)
 {
-    ASSERT_EQ(parse("config waf site-publish-helper rule\nedit 1\nset cookie-timeout x\nnext\nend\n"), 0);
-    drop_values(&migr_main.root, "cookie-timeout");
-    run(&c3_arr_MIGR_ADOM0x50050);
-    EXPECT_STREQ(migr_main.root.top_list->edit_list->set_list->value, "0");
+    in_root([] {
+        ASSERT_EQ(parse("config waf site-publish-helper rule\nedit 1\nset cookie-timeout x\nnext\nend\n"), 0);
+        drop_values(&migr_main.root, "cookie-timeout");
+        run(&c3_arr_MIGR_ADOM0x50050);
+        EXPECT_STREQ(migr_main.root.top_list->edit_list->set_list->value, "0");
+    });
 }
 
 TEST_F(PolicyCallbacks, ServerListHiddenInASentinelLeavesNothingBehind)
 {
-    ASSERT_EQ(parse("config log siem-policy\nend\nconfig log siem-policy\nedit 1\nset server a\nnext\nend\n"), 0);
-    run(&c3_arr_MIGR_ADOM0x50032);
-    EXPECT_EQ(EMPTY_NODE.config_list, nullptr);
-    EXPECT_EQ(EOB_NODE.config_list, nullptr);
-    EXPECT_EQ(EMPTY_NODE.kind, static_cast<uint32_t>(MIGR_EMPTY));
-    EXPECT_EQ(EOB_NODE.kind, static_cast<uint32_t>(MIGR_END));
+    in_root([] {
+        ASSERT_EQ(parse("config log siem-policy\nend\nconfig log siem-policy\nedit 1\nset server a\nnext\nend\n"), 0);
+        run(&c3_arr_MIGR_ADOM0x50032);
+        EXPECT_EQ(EMPTY_NODE.config_list, nullptr);
+        EXPECT_EQ(EOB_NODE.config_list, nullptr);
+        EXPECT_EQ(EMPTY_NODE.kind, static_cast<uint32_t>(MIGR_EMPTY));
+        EXPECT_EQ(EOB_NODE.kind, static_cast<uint32_t>(MIGR_END));
+    });
 }
 
 /* The folder is looked for once in a process, whether it is there or not. */
