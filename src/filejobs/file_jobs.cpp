@@ -15,10 +15,11 @@ int32_t (*const fix_func_array[])(int32_t from_version) = {
 };
 
 const char *const cert_dirs2fix[] = {
-    "/data/etc/cert/local",  "/data/etc/cert/signca",     "/data/etc/cert/ca",
-    "/data/etc/cert/intmed", "/data/etc/cert/remote",     "/data/etc/cert/crl",
-    "/data/etc/cert/tslca",  "/data/etc/cert/xml_server", "/data/etc/cert/xml_client",
-    nullptr,
+    "/data/etc/cert/local",      "/data/etc/cert/signca",
+    "/data/etc/cert/ca",         "/data/etc/cert/intmed",
+    "/data/etc/cert/remote",     "/data/etc/cert/crl",
+    "/data/etc/cert/tslca",      "/data/etc/cert/xml_server",
+    "/data/etc/cert/xml_client", nullptr,
 };
 
 namespace {

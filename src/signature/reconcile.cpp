@@ -156,8 +156,7 @@ int32_t read_main_classes(db_object *query, main_classes *classes)
 {
     if (!add_column(query, DB_FIELD_TEXT, 17))
         return -1;
-    const db_row *row =
-        run_query(query, "select main_class_id from class_map where discard=0 group by main_class_id;");
+    const db_row *row = run_query(query, "select main_class_id from class_map where discard=0 group by main_class_id;");
     if (!row)
         return -1;
     for (; row; row = row->next) {

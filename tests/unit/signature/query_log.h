@@ -19,7 +19,7 @@ enum class Breaks {
 struct QueryLog {
     Breaks                   breaks = Breaks::nothing;
     std::vector<std::string> queries;
-    std::vector<std::string> fields; /* "type/width" */
+    std::vector<std::string> fields;   /* "type/width" */
     int                      open = 0; /* query objects that nobody has released */
 };
 

@@ -56,7 +56,7 @@ std::string entries_of(const config_node *list)
 }
 
 class Reconcile : public testing::Test {
-protected:
+  protected:
     ApplianceRoot root;
 
     /* Runs `work` with the database open. Gives what it printed; the folder is as it was. */
@@ -83,7 +83,7 @@ protected:
 
 } // namespace
 
-TEST_F(Reconcile, asks_each_type_its_own_question)
+TEST_F(Reconcile, AsksEachTypeItsOwnQuestion)
 {
     run([] {
         for (int32_t type = 1; type <= 8; type++)
@@ -103,7 +103,7 @@ TEST_F(Reconcile, asks_each_type_its_own_question)
     });
 }
 
-TEST_F(Reconcile, tells_stale_from_known)
+TEST_F(Reconcile, TellsStaleFromKnown)
 {
     std::string printed = run([] {
         EXPECT_EQ(0, check_sigdb_by_id(1, "010000000"));
@@ -121,7 +121,7 @@ TEST_F(Reconcile, tells_stale_from_known)
     EXPECT_EQ("", printed);
 }
 
-TEST_F(Reconcile, refuses_other_types)
+TEST_F(Reconcile, RefusesOtherTypes)
 {
     std::string printed = run([] {
         for (int32_t type : {0, 9, -1, INT32_MAX, INT32_MIN})
@@ -132,7 +132,7 @@ TEST_F(Reconcile, refuses_other_types)
     EXPECT_EQ(support::times(5, "migr_hardcode: Got wrong table type.\n"), printed);
 }
 
-TEST_F(Reconcile, names_a_missing_identifier_before_a_missing_database)
+TEST_F(Reconcile, NamesAMissingIdentifierBeforeAMissingDatabase)
 {
     std::string printed = run(
         [] {
@@ -154,10 +154,9 @@ struct Break {
     int32_t     reverse;
 };
 
-class BrokenDatabase : public Reconcile, public testing::WithParamInterface<Break> {
-};
+class BrokenDatabase : public Reconcile, public testing::WithParamInterface<Break> {};
 
-TEST_P(BrokenDatabase, is_no_reason_to_mark_anything)
+TEST_P(BrokenDatabase, IsNoReasonToMarkAnything)
 {
     std::string printed = run([] {
         query_log.breaks = GetParam().what;
@@ -183,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(Ways, BrokenDatabase,
                                          Break{Breaks::null_data, "Invalid data pointer.", -1, 0},
                                          Break{Breaks::last_null_data, "Invalid data pointer.", -1, 0}));
 
-TEST_F(Reconcile, leaves_all_without_a_database_file)
+TEST_F(Reconcile, LeavesAllWithoutADatabaseFile)
 {
     std::string printed = run(
         [] {
@@ -196,7 +195,7 @@ TEST_F(Reconcile, leaves_all_without_a_database_file)
     EXPECT_EQ(support::times(2, "migr_hardcode: db is NULL \n"), printed);
 }
 
-TEST_F(Reconcile, leaves_all_when_the_database_file_is_none)
+TEST_F(Reconcile, LeavesAllWhenTheDatabaseFileIsNone)
 {
     for (const char *content : {"", "no database at all, only some text that is long enough to be looked at"}) {
         root.write("/data/etc/signature.db", content);
@@ -211,7 +210,7 @@ TEST_F(Reconcile, leaves_all_when_the_database_file_is_none)
     }
 }
 
-TEST_F(Reconcile, says_when_a_config_is_absent)
+TEST_F(Reconcile, SaysWhenAConfigIsAbsent)
 {
     std::string printed = run([] {
         EXPECT_EQ(-1, signature_disable_check_with_db());
@@ -229,7 +228,7 @@ TEST_F(Reconcile, says_when_a_config_is_absent)
     EXPECT_EQ("", printed);
 }
 
-TEST_F(Reconcile, marks_and_unlinks_nothing)
+TEST_F(Reconcile, MarksAndUnlinksNothing)
 {
     run([] {
         ASSERT_EQ(0, support::parse(signature_config(profile("mine", "alert_only_list", {"1", "010000005", "2"}))));
@@ -238,7 +237,7 @@ TEST_F(Reconcile, marks_and_unlinks_nothing)
     });
 }
 
-TEST_F(Reconcile, treats_an_entry_that_a_rule_has_marked_like_any_other)
+TEST_F(Reconcile, TreatsAnEntryThatARuleHasMarkedLikeAnyOther)
 {
     run([] {
         ASSERT_EQ(0, support::parse(signature_config(profile("mine", "main_class_list", {"020000000"}))));
@@ -248,7 +247,7 @@ TEST_F(Reconcile, treats_an_entry_that_a_rule_has_marked_like_any_other)
     });
 }
 
-TEST_F(Reconcile, passes_over_a_filter_without_a_value)
+TEST_F(Reconcile, PassesOverAFilterWithoutAValue)
 {
     std::string printed = run([] {
         ASSERT_EQ(0, support::parse(signature_config(profile("mine", "filter_list", {"1"}) +
@@ -263,7 +262,7 @@ TEST_F(Reconcile, passes_over_a_filter_without_a_value)
     EXPECT_EQ(support::times(3, "migr_hardcode: format id is NULL.\n"), printed);
 }
 
-TEST_F(Reconcile, stops_asking_at_a_filters_first_stale_signature)
+TEST_F(Reconcile, StopsAskingAtAFiltersFirstStaleSignature)
 {
     run([] {
         ASSERT_EQ(0, support::parse(signature_config("edit mine\nconfig filter_list\nedit 1\nset signature_id 1\n"
@@ -273,7 +272,7 @@ TEST_F(Reconcile, stops_asking_at_a_filters_first_stale_signature)
     });
 }
 
-TEST_F(Reconcile, asks_for_predefined_profiles_in_the_first_file_only)
+TEST_F(Reconcile, AsksForPredefinedProfilesInTheFirstFileOnly)
 {
     run([] {
         std::string predefined = profile("Drupal", "alert_only_list", {"1", "010000005"});
@@ -292,12 +291,13 @@ TEST_F(Reconcile, asks_for_predefined_profiles_in_the_first_file_only)
         query_log.queries.clear();
         ASSERT_EQ(0, support::parse(signature_config(profile("Drupal", "main_class_list", {"1", "010000000"}))));
         EXPECT_EQ(0, sync_cli_with_sig_db());
-        EXPECT_EQ(std::vector<std::string>{"select main_class_id from class_map where discard=0 group by main_class_id;"},
-                  query_log.queries);
+        std::vector<std::string> reverse = {
+            "select main_class_id from class_map where discard=0 group by main_class_id;"};
+        EXPECT_EQ(reverse, query_log.queries);
     });
 }
 
-TEST_F(Reconcile, keeps_a_hundred_entries_of_a_list_in_mind)
+TEST_F(Reconcile, KeepsAHundredEntriesOfAListInMind)
 {
     std::string sql = tables;
     for (int id = 100; id < 203; id++)
@@ -320,7 +320,7 @@ TEST_F(Reconcile, keeps_a_hundred_entries_of_a_list_in_mind)
         sql);
 }
 
-TEST_F(Reconcile, adds_classes_a_second_time_that_stand_behind_the_hundredth_entry)
+TEST_F(Reconcile, AddsClassesASecondTimeThatStandBehindTheHundredthEntry)
 {
     run([] {
         std::vector<std::string> ids;
@@ -337,7 +337,7 @@ TEST_F(Reconcile, adds_classes_a_second_time_that_stand_behind_the_hundredth_ent
     });
 }
 
-TEST_F(Reconcile, adds_no_more_than_a_hundred_classes)
+TEST_F(Reconcile, AddsNoMoreThanAHundredClasses)
 {
     std::string sql = tables + "INSERT INTO class_map VALUES ('110000000', '', 0);";
     for (int id = 100; id < 220; id++)
@@ -357,7 +357,7 @@ TEST_F(Reconcile, adds_no_more_than_a_hundred_classes)
 }
 
 /* Twelve digits with quotes are 14 characters; longer ones lose their closing quote, and are bare without one more. */
-TEST_F(Reconcile, cuts_long_classes)
+TEST_F(Reconcile, CutsLongClasses)
 {
     run(
         [] {
@@ -376,7 +376,7 @@ TEST_F(Reconcile, cuts_long_classes)
                  "('32345678901234567890', '', 0);");
 }
 
-TEST_F(Reconcile, compares_classes_exactly)
+TEST_F(Reconcile, ComparesClassesExactly)
 {
     run([] {
         id_count = 4;
@@ -389,7 +389,7 @@ TEST_F(Reconcile, compares_classes_exactly)
     });
 }
 
-TEST_F(Reconcile, starts_each_profile_anew)
+TEST_F(Reconcile, StartsEachProfileAnew)
 {
     run([] {
         ASSERT_EQ(0, support::parse(signature_config(profile("one", "main_class_list", {"010000000"}) +
@@ -400,7 +400,7 @@ TEST_F(Reconcile, starts_each_profile_anew)
     });
 }
 
-TEST_F(Reconcile, lists_stale_identifiers_newest_first)
+TEST_F(Reconcile, ListsStaleIdentifiersNewestFirst)
 {
     run([] {
         add_sigid_list(nullptr);
@@ -430,7 +430,7 @@ TEST_F(Reconcile, lists_stale_identifiers_newest_first)
     });
 }
 
-TEST_F(Reconcile, forgets_a_stale_identifier_when_memory_runs_out)
+TEST_F(Reconcile, ForgetsAStaleIdentifierWhenMemoryRunsOut)
 {
     run([] {
         add_sigid_list("1");
@@ -443,7 +443,7 @@ TEST_F(Reconcile, forgets_a_stale_identifier_when_memory_runs_out)
 }
 
 /* Each class takes five allocations: three nodes and two values. */
-TEST_F(Reconcile, stops_adding_when_memory_runs_out)
+TEST_F(Reconcile, StopsAddingWhenMemoryRunsOut)
 {
     std::string printed = run([] {
         for (size_t failing = 1; failing <= 10; failing++) {
@@ -462,12 +462,12 @@ TEST_F(Reconcile, stops_adding_when_memory_runs_out)
 }
 
 /* Wherever memory runs out, and for however long, only what the database was asked about for sure is marked. */
-TEST_F(Reconcile, outlives_memory_running_out_anywhere)
+TEST_F(Reconcile, OutlivesMemoryRunningOutAnywhere)
 {
     run([] {
         std::string text = signature_config(profile("Drupal", "main_class_list", {"1", "020000000"}) +
                                             profile("mine", "alert_only_list", {"1", "010000005"}));
-        size_t calls = 0;
+        size_t      calls = 0;
         for (bool lasting : {false, true}) {
             for (size_t failing = 1; failing == 1 || failing <= calls; failing++) {
                 ASSERT_EQ(0, support::parse(text));
@@ -490,7 +490,7 @@ TEST_F(Reconcile, outlives_memory_running_out_anywhere)
 }
 
 /* Domain files of one run share the list of stale identifiers; the next run in the process starts from nothing. */
-TEST_F(Reconcile, begins_anew_in_each_run)
+TEST_F(Reconcile, BeginsAnewInEachRun)
 {
     static const std::string header = "#config-version=QA-A1X-6.20-CV-build0100-180101:opmode=0\n#conf_file_ver=1\n";
     static const std::string upgraded = "#config-version=QA-A1X-6.21-CV-build0727-191023:opmode=0\n#conf_file_ver=1\n";

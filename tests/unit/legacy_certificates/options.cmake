@@ -1,0 +1,1 @@
+target_link_options(${test} PRIVATE -Wl,--wrap=scandir)
