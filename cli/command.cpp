@@ -23,6 +23,7 @@ constexpr void (*subcommands[])(CLI::App &, Action &) = {
     add_rollback,
     add_version,
     add_ml,
+    add_lint,
 };
 
 constexpr char footer[] = "Exit status: 0 all done, or nothing to do; 1 some file was not upgraded, and why has been "

@@ -13,6 +13,7 @@
 #include "chain/small_conversions.h"
 #include "chain/users.h"
 
+#include <iterator>
 #include <span>
 
 using migration = int32_t (*)(void);
@@ -220,6 +221,11 @@ static constexpr struct {
     {0x50024, migr_hardcode_v535tov536}, /* 5.36 */
     {0x50028, migr_hardcode_v536tov540}, /* 5.40 */
 };
+
+int32_t chain_step_version(int32_t index)
+{
+    return index >= 0 && index < static_cast<int32_t>(std::size(steps)) ? steps[index].version : -1;
+}
 
 /* A step runs for a section of exactly its release: one that the update file does not name has its step skipped. */
 int32_t migr_hardcode(const update_section *section)
