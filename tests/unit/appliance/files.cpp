@@ -1,4 +1,4 @@
-#include "../../../appliance/files.h"
+#include "files.h"
 
 #include "support/appliance_root.h"
 

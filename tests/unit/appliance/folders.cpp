@@ -1,6 +1,6 @@
 #include "in_root.h"
 
-#include "../../../appliance/folders.h"
+#include "folders.h"
 
 using support::ApplianceRoot;
 
