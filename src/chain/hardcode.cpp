@@ -190,11 +190,19 @@ int32_t migr_hardcode_v536tov540(void)
     return 0;
 }
 
-/* The predefined configuration joins a file of 4.30 when its own blocks have their new shapes. */
+/* The predefined configuration joins a file of 4.30 when the file's own blocks have their new shapes. */
 static int32_t reach_430()
 {
     migr_hardcode_v420tov430();
-    return migr_preconfig();
+    migr_preconfig();
+    return 0;
+}
+
+/* A predefined rule that lacks a set is better than no upgrade. */
+static int32_t reach_432()
+{
+    migr_hardcode_v430tov432();
+    return 0;
 }
 
 /* Only an allocation that fails in the steps to 4.35 and 4.40 stops the chain; all others give 0. */
@@ -206,7 +214,7 @@ static constexpr struct {
     {0x4000b, migr_hardcode_v410tov411}, /* 4.11 */
     {0x40014, migr_hardcode_v411tov420}, /* 4.20 */
     {0x4001e, reach_430},                /* 4.30 */
-    {0x40020, migr_hardcode_v430tov432}, /* 4.32 */
+    {0x40020, reach_432},                /* 4.32 */
     {0x40023, migr_hardcode_v433tov435}, /* 4.35 */
     {0x40028, migr_hardcode_v435tov440}, /* 4.40 */
     {0x4002a, migr_hardcode_v440tov442}, /* 4.42 */
