@@ -89,6 +89,11 @@ TEST_P(LintFiles, FindWhatTheySay)
 
 INSTANTIATE_TEST_SUITE_P(Command, LintFiles, testing::ValuesIn(update_files()), file_name);
 
+TEST(Lint, TheImagesOwnFileIsClean)
+{
+    EXPECT_EQ((std::vector<std::string>{}), findings_of(read(MIGR_SOURCE_DIR "/image/update_config")));
+}
+
 TEST(Lint, ANulHidesTheRestOfItsLine)
 {
     std::string text = read(LINT_FILES "/clean.update") + std::string("[DELETE]\n<lab bench>\0<slot>\n", 28);
