@@ -170,17 +170,26 @@ int32_t open_child(block_stack *stack, uint32_t kind, char *text)
 
 enum class keyword { config, edit, set, close, other };
 
+/* The first letter tells which words are left to compare: every line of a configuration comes through here. */
 keyword keyword_of(const char *word)
 {
-    if (strcasecmp(word, "set") == 0)
-        return keyword::set;
-    if (strcasecmp(word, "edit") == 0)
-        return keyword::edit;
-    if (strcasecmp(word, "next") == 0 || strcasecmp(word, "end") == 0)
-        return keyword::close;
-    if (strcasecmp(word, "config") == 0)
-        return keyword::config;
-    return keyword::other;
+    auto is = [word](const char *other) { return strcasecmp(word, other) == 0; };
+    switch (word[0]) {
+    case 's':
+    case 'S':
+        return is("set") ? keyword::set : keyword::other;
+    case 'e':
+    case 'E':
+        return is("end") ? keyword::close : is("edit") ? keyword::edit : keyword::other;
+    case 'n':
+    case 'N':
+        return is("next") ? keyword::close : keyword::other;
+    case 'c':
+    case 'C':
+        return is("config") ? keyword::config : keyword::other;
+    default:
+        return keyword::other;
+    }
 }
 
 /* Reads lines into the innermost open block until the outermost has closed or the text ends. */

@@ -67,48 +67,75 @@ line line_of(const config_node *owner, uint32_t list)
     return owner->kind != MIGR_EDIT && list == 2 ? line::edit : line::config;
 }
 
-void put(const char *text, FILE *stream)
+/* Text on its way to a stream. A line is many small pieces, and a call to the stream for each would cost more than all
+ * else here. */
+struct text_output {
+    FILE  *stream;
+    size_t used;
+    char   text[65536];
+};
+
+void flush(text_output *output)
 {
-    fwrite_unlocked(text, 1, strlen(text), stream);
+    fwrite_unlocked(output->text, 1, output->used, output->stream);
+    output->used = 0;
 }
 
-void indent(int32_t depth, FILE *stream)
+void put(const char *text, size_t length, text_output *output)
+{
+    if (length > sizeof output->text - output->used) {
+        flush(output);
+        if (length > sizeof output->text) {
+            fwrite_unlocked(text, 1, length, output->stream);
+            return;
+        }
+    }
+    memcpy(output->text + output->used, text, length);
+    output->used += length;
+}
+
+void put(const char *text, text_output *output)
+{
+    put(text, strlen(text), output);
+}
+
+void indent(int32_t depth, text_output *output)
 {
     static constexpr char    blanks[] = "                                ";
     static constexpr int32_t levels = (sizeof blanks - 1) / 4;
     for (; depth > levels; depth -= levels)
-        fwrite_unlocked(blanks, 1, sizeof blanks - 1, stream);
+        put(blanks, sizeof blanks - 1, output);
     if (depth > 0)
-        fwrite_unlocked(blanks, 4, static_cast<size_t>(depth), stream);
+        put(blanks, 4 * static_cast<size_t>(depth), output);
 }
 
-void put_line(const char *keyword, const config_node *node, bool with_value, FILE *stream)
+void put_line(const char *keyword, const config_node *node, bool with_value, text_output *output)
 {
-    put(keyword, stream);
-    put(node->name, stream);
+    put(keyword, output);
+    put(node->name, output);
     if (with_value && node->value) {
-        put(" ", stream);
-        put(node->value, stream);
+        put(" ", 1, output);
+        put(node->value, output);
     }
-    put("\n", stream);
+    put("\n", 1, output);
 }
 
 /* Writes a child's own line. Gives the line that closes its block, or null when it opens none. */
-const char *write_child(config_node *child, line kind, FILE *stream)
+const char *write_child(config_node *child, line kind, text_output *output)
 {
     switch (kind) {
     case line::set:
-        put_line("set ", child, true, stream);
+        put_line("set ", child, true, output);
         return nullptr;
     case line::top:
         commas_to_blanks(child->name);
-        put_line("config ", child, false, stream);
+        put_line("config ", child, false, output);
         return "end\n";
     case line::edit:
-        put_line("edit ", child, true, stream);
+        put_line("edit ", child, true, output);
         return "next\n";
     default:
-        put_line("config ", child, true, stream);
+        put_line("config ", child, true, output);
         return "end\n";
     }
 }
@@ -128,10 +155,10 @@ config_node *next_child(written_block *block)
     }
 }
 
-int32_t write_blocks(written_stack *stack, int32_t depth, FILE *stream)
+int32_t write_blocks(written_stack *stack, int32_t depth, text_output *output)
 {
     while (stack->depth > 0) {
-        if (ferror_unlocked(stream))
+        if (ferror_unlocked(output->stream))
             return -1;
         written_block *block = &stack->blocks[stack->depth - 1];
         auto           inner = depth + static_cast<int32_t>(stack->depth) - 1;
@@ -140,12 +167,12 @@ int32_t write_blocks(written_stack *stack, int32_t depth, FILE *stream)
             stack->depth--;
             if (!block->closing)
                 continue;
-            indent(inner - 1, stream);
-            put(block->closing, stream);
+            indent(inner - 1, output);
+            put(block->closing, output);
             continue;
         }
-        indent(inner, stream);
-        const char *closing = write_child(child, line_of(block->owner, block->list), stream);
+        indent(inner, output);
+        const char *closing = write_child(child, line_of(block->owner, block->list), output);
         if (closing && push_block(stack, {child, closing, nullptr, 0}) != 0)
             return -1;
     }
@@ -155,8 +182,8 @@ int32_t write_blocks(written_stack *stack, int32_t depth, FILE *stream)
 /* Header lines and tree. The stream is closed whatever happens; 0 when all of it has reached the file. */
 int32_t write_whole_file(FILE *stream)
 {
-    put(migr_main.first_line, stream);
-    put(migr_main.second_line, stream);
+    fputs(migr_main.first_line, stream);
+    fputs(migr_main.second_line, stream);
     int32_t result = write_tree(&migr_main.root, 0, stream);
     return close_written(stream) == 0 ? result : -1;
 }
@@ -190,11 +217,15 @@ int32_t write_tree(config_node *node, int32_t depth, FILE *stream)
     if (!node || node->kind >= MIGR_EMPTY)
         return 0;
     written_stack stack = {};
-    int32_t       result = push_block(&stack, {node, nullptr, nullptr, 0});
+    text_output   output;
+    output.stream = stream;
+    output.used = 0;
+    int32_t result = push_block(&stack, {node, nullptr, nullptr, 0});
     if (result == 0)
-        result = write_blocks(&stack, depth, stream);
+        result = write_blocks(&stack, depth, &output);
+    flush(&output);
     free(stack.blocks);
-    return result;
+    return ferror_unlocked(stream) ? -1 : result;
 }
 
 void write_node(config_node *node, int32_t depth, FILE *stream)

@@ -45,16 +45,55 @@ void set_suffix(const stage_row *row, const char *name)
         memcpy(sbuf_suffix, name + skipped, length - skipped + 1);
 }
 
+/* Which rows of a stage have a name in their scope. Every position of the walk asks that for the config in top[1], and
+ * nearly always it is the name asked for last. */
+struct scope_memory {
+    const stage_table *stage;
+    char               name[MIGR_NAME_SIZE];
+    uint64_t           rows; /* bit N for row N */
+};
+
+constexpr int32_t remembered_rows = 64;
+
+scope_memory remembered;
+
+void remember_scopes(const char *name)
+{
+    if (remembered.stage == fns && strcmp(remembered.name, name) == 0)
+        return;
+    remembered.stage = fns;
+    strcpy(remembered.name, name);
+    remembered.rows = 0;
+    for (int32_t index = 0; index < fns->row_count && index < remembered_rows; index++)
+        if (in_scope(&fns->rows[index], name))
+            remembered.rows |= uint64_t{1} << index;
+}
+
+/* The first row from `index` on that has the remembered name in its scope, or row_count. */
+int32_t next_in_scope(int32_t index)
+{
+    if (index < remembered_rows && remembered.rows >> index != 0)
+        return index + __builtin_ctzll(remembered.rows >> index);
+    if (index < remembered_rows)
+        index = remembered_rows;
+    while (index < fns->row_count && !in_scope(&fns->rows[index], remembered.name))
+        index++;
+    return index;
+}
+
 /* Offers the current position to all rows of the stage. A row in front may have renamed the config in top[1]. */
 void cb_loop()
 {
-    for (stage_row *row = fns->rows; row < fns->rows + fns->row_count; row++) {
-        if (!is_active(row) || !in_scope(row, top[1]->name))
+    remember_scopes(top[1]->name);
+    for (int32_t index = next_in_scope(0); index < fns->row_count; index = next_in_scope(index + 1)) {
+        stage_row *row = &fns->rows[index];
+        if (!is_active(row))
             continue;
         set_suffix(row, top[1]->name);
         row->func(round, row->state, &row->skip_round);
         if (!row->finished && row->max_round > round)
             round_brk = 0;
+        remember_scopes(top[1]->name);
     }
 }
 
@@ -188,6 +227,7 @@ void prepare_stage(stage_table *stage)
 void walk_stage(run_context *context, stage_table *stage)
 {
     fns = stage;
+    remembered.stage = nullptr;
     hold_deleted_nodes(1);
     for (round = 1; round <= last_round; round++) {
         round_brk = 1;

@@ -161,6 +161,18 @@ FILE *fault_fopen(const char *path, const char *mode)
     return no_file("fopen", EACCES) ? nullptr : fopen(path, mode);
 }
 
+int fault_fprintf(FILE *stream, const char *format, ...)
+{
+    bool failed = no_file("fprintf", ENOSPC);
+    if (failed)
+        replace_descriptor(stream, full_disk);
+    va_list arguments;
+    va_start(arguments, format);
+    int printed = vfprintf(stream, format, arguments);
+    va_end(arguments);
+    return failed && fflush(stream) != 0 ? -1 : printed;
+}
+
 int fault_fputs(const char *text, FILE *stream)
 {
     if (!no_file("fputs", ENOSPC))
@@ -265,6 +277,12 @@ int fault_rename(const char *from, const char *to)
 int fault_rmdir(const char *path)
 {
     return no_file("rmdir", EACCES) ? -1 : rmdir(path);
+}
+
+int fault_scandir(const char *path, struct dirent ***entries, int (*select)(const struct dirent *),
+                  int (*compare)(const struct dirent **, const struct dirent **))
+{
+    return no_file("scandir", EACCES) ? -1 : scandir(path, entries, select, compare);
 }
 
 int fault_stat(const char *path, struct stat *st)

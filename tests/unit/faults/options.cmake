@@ -2,8 +2,8 @@
 # library's own calls do: the platform, the tests and the C library keep theirs.
 set(swept_calls
   malloc calloc realloc strdup strndup
-  access close closedir dirfd fclose fdopen fflush fopen fputs fread fstat fsync fwrite fwrite_unlocked lseek lstat mkdir
-  mount nftw open opendir read readdir rename rmdir stat unlink unlinkat write
+  access close closedir dirfd fclose fdopen fflush fopen fprintf fputs fread fstat fsync fwrite fwrite_unlocked lseek lstat mkdir
+  mount nftw open opendir read readdir rename rmdir scandir stat unlink unlinkat write
   copy_dir copy_file crwinit_cert_dir cvgunzip cvgzip db_open global_white_list_read_db init_db_object)
 set(renames "")
 foreach(call ${swept_calls})

@@ -1,0 +1,201 @@
+/*
+ * What becomes of a configuration in a pass: parsed, walked by every stage, written, released. Beside it the work that
+ * no upgrade can do without, unpacking the text and packing it again. The argument is the text's size in megabytes; for
+ * EditList... the number of edits in thousands.
+ */
+#include "generate.h"
+#include "ratios.h"
+#include "sandbox.h"
+
+#include "driver/migr.h"
+#include "tree/config_text.h"
+#include "walk/walk.h"
+
+#include <libdeflate.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace {
+
+constexpr char plain_file[] = "/tmp/plain.conf";
+constexpr char written_file[] = "/tmp/written.conf";
+
+using Generator = std::string(size_t argument);
+
+std::string megabytes(size_t argument)
+{
+    return bench::header_lines() + bench::configuration(argument * 1000000);
+}
+
+std::string thousand_edits(size_t argument)
+{
+    return bench::header_lines() + bench::edit_list(argument * 1000);
+}
+
+void need(bool good, const char *what)
+{
+    if (good)
+        return;
+    fprintf(stderr, "%s failed\n", what);
+    exit(1);
+}
+
+/* Lays the text out as a plain file and gives its size. */
+size_t lay_out(const std::string &text)
+{
+    FILE *stream = fopen(plain_file, "w");
+    need(stream && fwrite(text.data(), 1, text.size(), stream) == text.size() && fclose(stream) == 0, "laying out");
+    return text.size();
+}
+
+void parse()
+{
+    memset(static_cast<void *>(&migr_main), 0, sizeof migr_main);
+    migr_main.cfg_version = 0x50028;
+    migr_main.img_version = MIGR_RELEASE_IMAGE;
+    need(setup_tree(&migr_main, plain_file) == 0, "setup_tree");
+}
+
+void release()
+{
+    free_node(&migr_main.root);
+    migr_release_nodes();
+}
+
+void write()
+{
+    need(new_config_file_GUI(written_file) == 0, "new_config_file_GUI");
+}
+
+void finish(benchmark::State &state, size_t size)
+{
+    state.SetBytesProcessed(static_cast<int64_t>(size) * state.iterations());
+    remove(plain_file);
+    remove(written_file);
+}
+
+template <Generator generate> void Parse(benchmark::State &state)
+{
+    size_t size = lay_out(generate(static_cast<size_t>(state.range(0))));
+    for (auto _ : state) {
+        parse();
+        state.PauseTiming();
+        release();
+        state.ResumeTiming();
+    }
+    finish(state, size);
+}
+
+template <Generator generate> void Walk(benchmark::State &state)
+{
+    size_t size = lay_out(generate(static_cast<size_t>(state.range(0))));
+    for (auto _ : state) {
+        state.PauseTiming();
+        parse();
+        state.ResumeTiming();
+        new_config_update(&migr_main);
+        state.PauseTiming();
+        release();
+        state.ResumeTiming();
+    }
+    finish(state, size);
+}
+
+template <Generator generate> void Write(benchmark::State &state)
+{
+    size_t size = lay_out(generate(static_cast<size_t>(state.range(0))));
+    parse();
+    for (auto _ : state)
+        write();
+    release();
+    finish(state, size);
+}
+
+template <Generator generate> void Release(benchmark::State &state)
+{
+    size_t size = lay_out(generate(static_cast<size_t>(state.range(0))));
+    for (auto _ : state) {
+        state.PauseTiming();
+        parse();
+        state.ResumeTiming();
+        release();
+    }
+    finish(state, size);
+}
+
+std::string packed(const std::string &text)
+{
+    std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)> tool(libdeflate_alloc_compressor(6),
+                                                                                 libdeflate_free_compressor);
+    std::string bytes(libdeflate_gzip_compress_bound(tool.get(), text.size()), '\0');
+    bytes.resize(libdeflate_gzip_compress(tool.get(), text.data(), text.size(), bytes.data(), bytes.size()));
+    return bytes;
+}
+
+template <Generator generate> void Unpack(benchmark::State &state)
+{
+    std::string text = generate(static_cast<size_t>(state.range(0)));
+    std::string bytes = packed(text);
+    for (auto _ : state) {
+        std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor *)> tool(
+            libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+        need(libdeflate_gzip_decompress(tool.get(), bytes.data(), bytes.size(), text.data(), text.size(), nullptr) ==
+                 LIBDEFLATE_SUCCESS,
+             "unpacking");
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(text.size()) * state.iterations());
+}
+
+template <Generator generate> void Pack(benchmark::State &state)
+{
+    std::string text = generate(static_cast<size_t>(state.range(0)));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(packed(text));
+    state.SetBytesProcessed(static_cast<int64_t>(text.size()) * state.iterations());
+}
+
+void sizes(benchmark::internal::Benchmark *one)
+{
+    one->Arg(1)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond);
+}
+
+void edits(benchmark::internal::Benchmark *one)
+{
+    one->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(Unpack<megabytes>)->Name("Unpack")->Apply(sizes);
+BENCHMARK(Pack<megabytes>)->Name("Pack")->Apply(sizes);
+BENCHMARK(Parse<megabytes>)->Name("Parse")->Apply(sizes);
+BENCHMARK(Write<megabytes>)->Name("Write")->Apply(sizes);
+BENCHMARK(Release<megabytes>)->Name("Release")->Apply(sizes);
+BENCHMARK(Walk<megabytes>)->Name("Walk")->Apply(sizes);
+
+BENCHMARK(Parse<thousand_edits>)->Name("EditListParse")->Apply(edits);
+BENCHMARK(Write<thousand_edits>)->Name("EditListWrite")->Apply(edits);
+BENCHMARK(Release<thousand_edits>)->Name("EditListRelease")->Apply(edits);
+BENCHMARK(Walk<thousand_edits>)->Name("EditListWalk")->Apply(edits);
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::CPUInfo::Get(); /* reads /proc, which the sandbox does not have */
+    bench::RatioReporter reporter({
+        {"parse + write, to unpacking + packing", {"Parse", "Write"}, {"Unpack", "Pack"}},
+        {"walk, to parse + write", {"Walk"}, {"Parse", "Write"}},
+        {"walk of one list, to parse + write", {"EditListWalk"}, {"EditListParse", "EditListWrite"}},
+    });
+    bench::enter_sandbox();
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    bench::leave_sandbox();
+    benchmark::Shutdown();
+}
