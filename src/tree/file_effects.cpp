@@ -1,5 +1,7 @@
 #include "tree/file_effects.h"
 
+#include "platform/platform.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -60,6 +62,30 @@ static int open_target(const char *target, mode_t mode)
     return open(target, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
 }
 
+static int32_t copy_link(const char *source, const char *target)
+{
+    char    leads_to[4096];
+    ssize_t length = readlink(source, leads_to, sizeof leads_to - 1);
+    if (length < 0)
+        return -1;
+    leads_to[length] = '\0';
+    unlink(target);
+    return symlink(leads_to, target);
+}
+
+static int32_t copy_regular(const char *source, const char *target, mode_t mode)
+{
+    int from = open(source, O_RDONLY | O_CLOEXEC);
+    if (from < 0)
+        return -1;
+    int     to = open_target(target, mode);
+    int32_t result = to < 0 ? -1 : copy_bytes(from, to);
+    if (to >= 0 && close(to) != 0)
+        result = -1;
+    close(from);
+    return result;
+}
+
 int32_t copy_over(const char *source, const char *target)
 {
     char        inside[4096];
@@ -69,16 +95,13 @@ int32_t copy_over(const char *source, const char *target)
         snprintf(inside, sizeof inside, "%s/%s", target, slash ? slash + 1 : source);
         target = inside;
     }
-    int from = open(source, O_RDONLY | O_CLOEXEC);
-    if (from < 0)
+    if (lstat(source, &st) != 0)
         return -1;
-    mode_t  mode = fstat(from, &st) == 0 ? st.st_mode & 07777 : 0600;
-    int     to = open_target(target, mode);
-    int32_t result = to < 0 ? -1 : copy_bytes(from, to);
-    if (to >= 0 && close(to) != 0)
-        result = -1;
-    close(from);
-    return result;
+    if (S_ISLNK(st.st_mode))
+        return copy_link(source, target);
+    if (S_ISDIR(st.st_mode))
+        return make_folder(target, st.st_mode & 0777) == 0 ? copy_dir(source, target) : -1;
+    return copy_regular(source, target, st.st_mode & 07777);
 }
 
 static int remove_entry(const char *path, const struct stat *, int kind, struct FTW *)

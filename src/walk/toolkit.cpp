@@ -9,10 +9,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <openssl/crypto.h>
 
 namespace {
 
-constexpr size_t value_room = 4096;     /* a formatted value with its NUL */
+constexpr size_t value_room = 4096;     /* a formatted value with its NUL; it may be a secret, so none stays behind */
 constexpr size_t short_name_room = 127; /* some names end one character earlier than the record allows */
 constexpr size_t compared = MIGR_NAME_SIZE;
 
@@ -97,7 +98,9 @@ config_node *cnd_add_prop(config_node *parent, const char *name, const char *for
     va_start(arguments, format);
     vsnprintf(value, sizeof value, format, arguments);
     va_end(arguments);
-    return cnd_add(parent, MIGR_SET, name, value);
+    config_node *node = cnd_add(parent, MIGR_SET, name, value);
+    OPENSSL_cleanse(value, strlen(value));
+    return node;
 }
 
 config_node *cnd_add_prop_front(config_node *parent, const char *name, const char *format, ...)
@@ -208,7 +211,9 @@ config_node *cnd_fmt_value(config_node *node, const char *format, ...)
     va_start(arguments, format);
     vsnprintf(value, sizeof value, format, arguments);
     va_end(arguments);
-    return set_node_value(node, value) == 0 ? node : nullptr;
+    int32_t result = set_node_value(node, value);
+    OPENSSL_cleanse(value, strlen(value));
+    return result == 0 ? node : nullptr;
 }
 
 /* Drops listed words from `words`, a list separated by blanks, in place: what is kept never outgrows what was there. */
@@ -299,10 +304,14 @@ char *cnd_read_prop(const char *format, int32_t unused, ...)
     FILE *stream = fopen(path, "rte");
     if (!stream)
         return nullptr;
+    setvbuf(stream, nullptr, _IONBF, 0); /* the file may be a key: no second copy of it */
     size_t got = fread(subf_prop_file, 1, CND_TEXT_SIZE - 1, stream);
     fclose(stream);
     subf_prop_file[got] = '\0';
-    return got == 0 || got >= too_large ? nullptr : subf_prop_file;
+    if (got > 0 && got < too_large)
+        return subf_prop_file;
+    OPENSSL_cleanse(subf_prop_file, got);
+    return nullptr;
 }
 
 int32_t cnd_name_is(config_node *node, const char *name)

@@ -25,7 +25,8 @@ constexpr char mask_of(size_t index)
     return static_cast<char>(0x35 + index % 29);
 }
 
-/* The phrase as the library holds it: masked, so that it stands whole in no file. */
+/* The phrase as the library holds it: masked, so that it stands whole in no file. The reader takes it for volatile,
+ * or a compiler would put the plain phrase together beforehand. */
 constexpr std::array<char, phrase_length> masked_phrase()
 {
     std::array<char, phrase_length> masked = {};
@@ -39,8 +40,9 @@ constexpr std::array<char, phrase_length> masked_phrase()
 void get_pri_key(char *buffer, int32_t)
 {
     static constexpr std::array<char, phrase_length> masked = masked_phrase();
+    const volatile char                             *letters = masked.data();
     for (size_t i = 0; i < phrase_length; i++)
-        buffer[i] = static_cast<char>(masked[i] ^ mask_of(i));
+        buffer[i] = static_cast<char>(letters[i] ^ mask_of(i));
     buffer[phrase_length] = '\0';
 }
 

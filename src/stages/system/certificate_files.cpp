@@ -56,7 +56,8 @@ static void load_password(const char *folder)
 }
 
 /* Encrypts a key's value. The platform takes the closing quote of the text away, and it comes back here. Without
- * memory, and when nothing comes back, the clear key stays. */
+ * memory, and when nothing comes back, the clear key stays. Nothing of it stays behind an encrypted text that is
+ * shorter. */
 static void encrypt_key(config_node *key)
 {
     size_t length = strlen(key->value);
@@ -73,6 +74,7 @@ static void encrypt_key(config_node *key)
         return;
     }
     strcpy(text + encrypted, "\"");
+    OPENSSL_cleanse(text + encrypted + sizeof "\"", room - encrypted - sizeof "\"");
     OPENSSL_cleanse(key->value, length);
     free(key->value);
     key->value = text;

@@ -12,7 +12,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-/* A stream on a new or emptied target, which nobody may read who could not read the source. */
+/* A stream on a new or emptied target, which nobody may read who could not read the source. Without a buffer: a block
+ * that does not fit on the disk is to be seen when it is written. */
 static FILE *open_copy(FILE *source, const char *target)
 {
     struct stat st = {};
@@ -21,7 +22,9 @@ static FILE *open_copy(FILE *source, const char *target)
     if (fd < 0)
         return nullptr;
     FILE *stream = fdopen(fd, "wb");
-    if (!stream)
+    if (stream)
+        setvbuf(stream, nullptr, _IONBF, 0);
+    else
         close(fd);
     return stream;
 }
@@ -53,7 +56,6 @@ int32_t legacy_migr_copyfile(const char *source, const char *target)
         return -1;
     }
     int32_t result = copy_blocks(from, to);
-    fflush(to);
     fsync(fileno(to));
     fclose(from);
     fclose(to);

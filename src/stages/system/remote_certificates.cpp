@@ -102,14 +102,14 @@ static void extend_template_file(int fd)
 
 /*
  * From 6.10 on a certificate request asks for alternative names. The template is a file, so this is done once per
- * process; while there is no template it is looked for again. Nothing that runs beside this makes one, so once per
- * configuration is often enough.
+ * process; while there is no template it is looked for again. No migration makes one, so within a configuration once is
+ * often enough.
  */
 void _adjust_cert_conf(int32_t, void *, int32_t *)
 {
     static int32_t            done;
     static const config_node *looked_at;
-    if (done || looked_at == top[1])
+    if (done || (looked_at == top[1] && cnd_is_normal(top[1])))
         return;
     looked_at = top[1];
     int fd = open("/data/etc/cert/cert.conf", O_RDWR | O_CLOEXEC);

@@ -154,10 +154,13 @@ static void look_for_customized_page(adjust_replacemsg_state *state)
 static void take_page_out(adjust_replacemsg_state *state)
 {
     static constexpr int32_t most = sizeof state->pages / sizeof *state->pages;
-    if (top_edt_is("pre-login-disclaimer"))
+    if (top_edt_is("pre-login-disclaimer")) {
         state->disclaimer = cnd_detach(top[2]);
-    else if (state->count < most)
-        state->pages[state->count++] = cnd_detach(top[2]);
+        return;
+    }
+    config_node *page = state->count < most ? cnd_detach(top[2]) : nullptr;
+    if (page)
+        state->pages[state->count++] = page;
 }
 
 /* A page in a group has a text, named otherwise than before, a code and a group, and nothing else. */
@@ -176,16 +179,14 @@ static void convert_page(config_node *page)
 }
 
 /* Puts the pages into a group of their own, in their old order. False when the group cannot be made. */
-static bool group_pages(adjust_replacemsg_state *state)
+static bool group_pages(const adjust_replacemsg_state *state)
 {
     config_node *list = cnd_add_config(cnd_add_edit(top[1], "User-customized-message"), "page-list");
     if (!list)
         return false;
-    while (state->count > 0) {
-        config_node *page = state->pages[--state->count];
-        cnd_attach(page, list);
-        if (page)
-            convert_page(page);
+    for (int32_t i = state->count - 1; i >= 0; i--) {
+        cnd_attach(state->pages[i], list);
+        convert_page(state->pages[i]);
     }
     return true;
 }
@@ -210,10 +211,11 @@ static void name_group_in_policies(const char *group)
 
 static void end_messages(adjust_replacemsg_state *state)
 {
-    if (state->customized && !group_pages(state))
-        return;
+    bool grouped = !state->customized || group_pages(state);
     /* Pages that are all as the image has them are gone: its defaults serve now. */
     state->count = 0;
+    if (!grouped)
+        return;
     if (state->disclaimer)
         move_disclaimer(state->disclaimer);
     state->disclaimer = nullptr;

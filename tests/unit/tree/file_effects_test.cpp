@@ -112,7 +112,27 @@ TEST_F(FileEffects, CopyFailsWithoutSourceOrFolder)
     EXPECT_EQ(copy_over(at("/from").c_str(), at("/nowhere/to").c_str()), -1);
     EXPECT_EQ(root.listing(), before);
     EXPECT_EQ(copy_over(at("/from").c_str(), "/dev/full"), -1);
-    EXPECT_EQ(copy_over(at("/tmp").c_str(), at("/to").c_str()), -1);
+}
+
+TEST_F(FileEffects, CopyTakesALinkAsALink)
+{
+    root.write("/real", "content");
+    root.link("/from", "real");
+    root.write("/to", "old");
+    EXPECT_EQ(copy_over(at("/from").c_str(), at("/to").c_str()), 0);
+    EXPECT_EQ(root.listing().at("to"), (Entry{'l', 0, "real"}));
+    EXPECT_EQ(root.read("/real"), "content");
+}
+
+TEST_F(FileEffects, CopyTakesAFolderWithAllBelow)
+{
+    root.write("/from/below/file", "content", 0640);
+    EXPECT_EQ(copy_over(at("/from").c_str(), at("/to").c_str()), 0);
+    EXPECT_EQ(root.read("/to/below/file"), "content");
+    EXPECT_EQ(copy_over(at("/from").c_str(), at("/to").c_str()), 0);
+    EXPECT_EQ(root.read("/to/from/below/file"), "content");
+    EXPECT_EQ(copy_over(at("/from").c_str(), at("/nowhere/to").c_str()), -1);
+    EXPECT_FALSE(root.exists("/nowhere"));
 }
 
 TEST_F(FileEffects, RemoveTreeTakesAllBelowAndFollowsNoLink)
