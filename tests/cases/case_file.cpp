@@ -20,12 +20,22 @@ struct Section {
     throw std::runtime_error(file + ":" + std::to_string(line) + ": " + why);
 }
 
+/* A blank behind a backslash belongs to its word. */
 std::vector<std::string> words_of(const std::string &line)
 {
     std::istringstream       in(line);
     std::vector<std::string> words;
-    for (std::string word; in >> word;)
-        words.push_back(word);
+    bool                     goes_on = false;
+    for (std::string word; in >> word;) {
+        bool unfinished = word.ends_with('\\');
+        if (unfinished)
+            word.back() = ' ';
+        if (goes_on)
+            words.back() += word;
+        else
+            words.push_back(word);
+        goes_on = unfinished;
+    }
     return words;
 }
 
