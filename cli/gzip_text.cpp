@@ -1,5 +1,6 @@
 #include "gzip_text.h"
 
+#include <algorithm>
 #include <libdeflate.h>
 #include <memory>
 
@@ -20,18 +21,18 @@ using Unpacker = std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_de
 bool unpack_member(const Unpacker &unpacker, std::string_view &bytes, std::string &text)
 {
     size_t before = text.size();
-    for (size_t room = bytes.size() * 4 + 4096; before + room / 2 <= text_limit; room *= 2) {
+    size_t most = text_limit - before;
+    for (size_t room = std::min(bytes.size() * 4 + 4096, most);; room = std::min(room * 2, most)) {
         text.resize(before + room);
         size_t used = 0, made = 0;
         auto   result = libdeflate_gzip_decompress_ex(unpacker.get(), bytes.data(), bytes.size(),
                                                       text.data() + before, room, &used, &made);
-        if (result == LIBDEFLATE_INSUFFICIENT_SPACE)
+        if (result == LIBDEFLATE_INSUFFICIENT_SPACE && room < most)
             continue;
         text.resize(before + made);
-        bytes.remove_prefix(result == LIBDEFLATE_SUCCESS ? used : 0);
-        return result == LIBDEFLATE_SUCCESS && text.size() <= text_limit;
+        bytes.remove_prefix(used);
+        return result == LIBDEFLATE_SUCCESS;
     }
-    return false;
 }
 
 } // namespace

@@ -11,7 +11,7 @@ Interrupts::Interrupts()
 {
     sigset_t held = {};
     sigemptyset(&held);
-    for (int signal : {SIGINT, SIGTERM, SIGHUP})
+    for (int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP})
         sigaddset(&held, signal);
     fd_ = Fd(signalfd(-1, &held, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!fd_)

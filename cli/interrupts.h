@@ -1,4 +1,4 @@
-/* SIGINT, SIGTERM and SIGHUP as something to be asked for: a run must not die half-way, it has something to put back. */
+/* SIGINT, SIGQUIT, SIGTERM and SIGHUP as something to be asked for: a run must not die half-way, it has something to put back. */
 #pragma once
 
 #include "file_descriptor.h"

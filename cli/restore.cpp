@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <iterator>
 #include <optional>
 #include <ranges>
 #include <sys/stat.h>
@@ -18,10 +19,16 @@ namespace command {
 
 namespace {
 
-/* What a killed run leaves outside the places: the library's temporary files. They hold configuration text. */
-constexpr const char *library_leftovers[] = {
-    "/tmp/system1.conf",           "/tmp/system2.conf",  "/tmp/system_global.conf",
-    "/tmp/system_domain.root.conf", "/qx_migr_unzip_tmp",
+/* What a killed run leaves outside the places: temporary files of the library and of the platform's compressor. They
+ * hold configuration text. */
+const Place leftovers[] = {
+    {"/tmp", "system1.conf"},
+    {"/tmp", "system2.conf"},
+    {"/tmp", "system_global.conf"},
+    {"/tmp", "system_domain.root.conf"},
+    {"/tmp", ".new-[0-9]*-[0-9]*", true},
+    {"/", "qx_migr_unzip_tmp"},
+    {"/", ".new-[0-9]*-[0-9]*", true},
 };
 
 std::optional<Entry> entry_if_there(const std::string &path)
@@ -37,8 +44,9 @@ std::optional<Entry> entry_if_there(const std::string &path)
 
 void remove_leftovers(const Manifest &manifest)
 {
-    for (const char *path : library_leftovers)
-        unlink(path);
+    for (const auto &[path, entry] : look_at({std::begin(leftovers), std::end(leftovers)}))
+        if (entry.type == 'f' && entry.uid == geteuid())
+            unlink(path.c_str());
     for (const Place &place : manifest.places)
         unlink(beside((place.folder == "/" ? "" : place.folder) + "/x").c_str());
     for (const auto &[path, entry] : manifest.entries)

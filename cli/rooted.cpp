@@ -46,12 +46,12 @@ void enter_own_namespace()
     write_setting("/proc/self/gid_map", gid + " " + gid + " 1");
 }
 
-/* What is left is the power over files. Above all no CAP_SYS_ADMIN: the library's remount of /data must not reach the
+/* What is left is the power over files, and over the blocks that a disk keeps back for root. Above all no CAP_SYS_ADMIN: the library's remount of /data must not reach the
  * mounts of the machine. */
 void keep_only_file_rights()
 {
     static constexpr uint32_t kept = 1U << CAP_CHOWN | 1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH |
-                                     1U << CAP_FOWNER | 1U << CAP_FSETID;
+                                     1U << CAP_FOWNER | 1U << CAP_FSETID | 1U << CAP_SYS_RESOURCE;
     __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
     __user_cap_data_struct   rights[2] = {};
     if (syscall(SYS_capget, &header, rights) != 0)

@@ -255,8 +255,7 @@ std::chrono::microseconds time_of(const LibraryRun &run, const std::string &name
     return time;
 }
 
-FileReport outcome(const Upgrade &upgrade, const LibraryRun &run, const ConfigFolder &after, const StoredFile &file,
-                   const Surroundings &around)
+FileReport outcome(const Upgrade &upgrade, const LibraryRun &run, const StoredFile &file, const Surroundings &around)
 {
     const StoredFile *before = upgrade.before.find(file.name);
     FileReport        outcome;
@@ -270,22 +269,27 @@ FileReport outcome(const Upgrade &upgrade, const LibraryRun &run, const ConfigFo
         outcome.empty_sets = file.facts.empty_sets;
     if (outcome.result != Result::left_alone)
         return outcome;
-    /* The global file may be new by now; what counts is what the library saw. */
-    const ConfigFolder &seen = file.is_global() ? after : upgrade.before;
-    outcome.reason = why_not_upgraded(seen, file.facts, around);
+    outcome.reason = why_not_upgraded(upgrade.before, file.facts, around);
     if (outcome.reason.empty())
         outcome.reason = "A rule of the update file or a migration could not be applied to it. What the library said "
                          "may tell more; the update file may have to be mended.";
     return outcome;
 }
 
-std::vector<std::string> lines_of(const std::string &text)
+/* A hostile configuration can make the library talk without end. */
+std::vector<std::string> notes_of(const std::string &output)
 {
+    static constexpr size_t  most = 200;
     std::vector<std::string> lines;
-    std::istringstream       stream(text);
+    std::istringstream       stream(output);
     for (std::string line; std::getline(stream, line);)
         if (!line.empty())
             lines.push_back(line);
+    if (lines.size() <= most)
+        return lines;
+    std::string rest = "(and " + std::to_string(lines.size() - most) + " lines more)";
+    lines.resize(most);
+    lines.push_back(rest);
     return lines;
 }
 
@@ -308,7 +312,7 @@ std::string run_and_verify(const Upgrade &upgrade)
     prepare(upgrade);
     Surroundings around = surroundings_of(upgrade);
     LibraryRun   run = run_upgrade(upgrade);
-    upgrade.report.notes = lines_of(run.output);
+    upgrade.report.notes = notes_of(run.output);
     if (!run.trouble().empty())
         return run.trouble();
     ConfigFolder after = inspect_folder(upgrade.root, Depth::whole);
@@ -316,7 +320,7 @@ std::string run_and_verify(const Upgrade &upgrade)
     if (!lost.empty())
         return lost;
     for (const StoredFile &file : after.files)
-        upgrade.report.files.push_back(outcome(upgrade, run, after, file, around));
+        upgrade.report.files.push_back(outcome(upgrade, run, file, around));
     upgrade.report.status = status_of(upgrade.report.files);
     clear_unfinished(upgrade.root);
     return "";
