@@ -29,6 +29,13 @@ namespace {
 
 constexpr size_t most_empty_sets = 10;
 
+/* "5.50-CV" begins with a release, "100D" does not. */
+bool begins_with_release(const std::string &text)
+{
+    size_t digits = text.find_first_not_of("0123456789");
+    return digits != 0 && digits != std::string::npos && text[digits] == '.';
+}
+
 /* The model stands ahead of the release; of one without a dash the version line's own reader gives both. */
 std::string model_of_version_line()
 {
@@ -37,7 +44,7 @@ std::string model_of_version_line()
         return "";
     text.resize(strlen(text.c_str()));
     size_t dash = text.find('-');
-    if (dash != std::string::npos && dash + 1 < text.size() && isdigit(static_cast<unsigned char>(text[dash + 1])))
+    if (dash != std::string::npos && begins_with_release(text.substr(dash + 1)))
         text.resize(dash);
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
         text.pop_back();

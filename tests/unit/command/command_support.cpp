@@ -1,0 +1,177 @@
+#include "command_support.h"
+
+#include "command.h"
+#include "driver/migr.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace support {
+
+/* These tests write much to disk and wait for it; in memory they need not. */
+[[maybe_unused]] static const bool in_memory = [] {
+    return !getenv("TMPDIR") && access("/dev/shm", W_OK | X_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
+}();
+
+constexpr char empty_database[] = "CREATE TABLE class_map(main_class_id, sub_class_id, discard);"
+                                  "CREATE TABLE signature_rule(signature_id, FP_mitigation, score);";
+
+std::string headers(const std::string &release, const std::string &model)
+{
+    return "#config-version=" + model + "-" + release + "-CV-build0601-170328:x\n#conf_file_ver=1\n";
+}
+
+static void write_image(const ApplianceRoot &root, const std::string &etc, const std::string &syntax_folder)
+{
+    root.write(etc + "/update_config", "# no rules\n");
+    root.write(etc + "/system.conf.predefine", "#predefined\n");
+    root.write(syntax_folder + "/syntax_v510.txt", "GLOBAL TABLE \"system global\"\n");
+}
+
+TinyImage::TinyImage()
+{
+    folder_.database(empty_database);
+    folder_.folder("/image");
+    fs::rename(folder_.path() / "data/etc/signature.db", folder_.path() / "image/signature.db");
+    write_image(folder_, "/image", "/image");
+}
+
+TinyAppliance::TinyAppliance()
+{
+    config("sys_global.conf.gz", "5.50", "config system global\n    set hostname \"box\"\nend\n");
+    config("sys_domain.root.conf.gz", "5.50", "config server-policy policy\n    edit \"p\"\n    next\nend\n");
+    write_image(*this, "/data/etc", "/etc");
+    database(empty_database);
+}
+
+void TinyAppliance::config(const std::string &name, const std::string &release, const std::string &text) const
+{
+    write_gzip("/data/config/" + name, headers(release) + text);
+}
+
+void TinyAppliance::drop(const std::string &inside) const
+{
+    fs::remove_all(path() / fs::path(inside).relative_path());
+}
+
+Listing TinyAppliance::without_snapshots() const
+{
+    Listing all = listing();
+    std::erase_if(all, [](const auto &one) { return one.first == "var/lib" || one.first.starts_with("var/lib/"); });
+    return all;
+}
+
+std::vector<std::string> TinyAppliance::snapshots() const
+{
+    std::vector<std::string> names;
+    fs::path                 folder = path() / "var/lib/migr/snapshots";
+    if (!fs::exists(folder))
+        return names;
+    for (const fs::directory_entry &entry : fs::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+static std::string drain(int fd)
+{
+    std::string text;
+    char        part[65536];
+    lseek(fd, 0, SEEK_SET);
+    for (ssize_t got; (got = read(fd, part, sizeof part)) > 0;)
+        text.append(part, static_cast<size_t>(got));
+    close(fd);
+    return text;
+}
+
+Outcome run_process(const std::function<int()> &work, const Setup &setup)
+{
+    int out = memfd_create("out", MFD_CLOEXEC);
+    int err = memfd_create("err", MFD_CLOEXEC);
+    fflush(nullptr);
+    pid_t child = fork();
+    if (child < 0)
+        throw std::runtime_error("fork failed");
+    if (child == 0) {
+        dup2(out, STDOUT_FILENO);
+        dup2(err, STDERR_FILENO);
+        if (setup)
+            setup();
+        int status = work();
+        fflush(nullptr);
+        _exit(testing::Test::HasFailure() ? 70 : status);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    Outcome outcome;
+    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    outcome.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    outcome.out = drain(out);
+    outcome.err = drain(err);
+    return outcome;
+}
+
+Outcome migr(const std::vector<std::string> &arguments, const Setup &setup)
+{
+    return run_process(
+        [&] {
+            std::vector<const char *> all = {"migr"};
+            for (const std::string &argument : arguments)
+                all.push_back(argument.c_str());
+            return command::run_command(static_cast<int>(all.size()), all.data());
+        },
+        setup);
+}
+
+Outcome run_request(const command::UpgradeRequest &request, const Setup &setup)
+{
+    return run_process(
+        [&] {
+            command::prepare_process();
+            return static_cast<int>(command::upgrade(request));
+        },
+        setup);
+}
+
+void become_nobody()
+{
+    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)
+        throw std::runtime_error("cannot become another user");
+}
+
+void give_to_nobody(const std::string &path)
+{
+    auto give = [](const fs::path &one) {
+        if (lchown(one.c_str(), nobody, nobody) != 0)
+            throw std::runtime_error("cannot give away " + one.string());
+    };
+    give(path);
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(path))
+        give(entry.path());
+}
+
+bool users_may_chroot()
+{
+    Outcome tried = run_process([] { return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 ? 0 : 1; }, become_nobody);
+    return tried.status == 0;
+}
+
+bool is_clean(const std::string &text)
+{
+    return std::none_of(text.begin(), text.end(), [](char c) {
+        auto byte = static_cast<unsigned char>(c);
+        return (byte < 0x20 && c != '\n') || byte == 0x7f;
+    });
+}
+
+} // namespace support

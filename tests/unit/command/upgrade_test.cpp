@@ -1,0 +1,313 @@
+/* A run that goes well, and everything that is told about it. */
+#include "command_support.h"
+
+#include "driver/migr.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fcntl.h>
+
+using namespace support;
+using nlohmann::json;
+
+namespace {
+
+std::string first_line(const ApplianceRoot &root, const std::string &path)
+{
+    std::string text = root.read_gzip(path);
+    return text.substr(0, text.find('\n'));
+}
+
+constexpr char upgraded_line[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:x";
+
+} // namespace
+
+TEST(Upgrade, CarriesAllFilesForward)
+{
+    TinyAppliance box;
+    Outcome       run = migr({"upgrade", box.root()});
+    EXPECT_EQ(run.status, 0) << run.all();
+    EXPECT_EQ(first_line(box, "/data/config/sys_global.conf.gz"), upgraded_line);
+    EXPECT_EQ(first_line(box, "/data/config/sys_domain.root.conf.gz"), upgraded_line);
+    EXPECT_TRUE(box.exists("/var/log/sys_global.conf"));
+    EXPECT_FALSE(box.exists("/tmp/system1.conf"));
+}
+
+TEST(Upgrade, TellsFilesAndReleasesAheadAndATableBehind)
+{
+    TinyAppliance box;
+    Outcome       run = migr({"upgrade", box.root()});
+    EXPECT_EQ(run.err, "");
+    size_t ahead = run.out.find("sys_domain.root.conf.gz: will be upgraded from 5.50 to 6.21\n");
+    size_t snapshot = run.out.find("Snapshot: " + box.root() + "/var/lib/migr/snapshots/");
+    size_t progress = run.out.find("[2/2] sys_domain.root.conf.gz\n");
+    size_t table = run.out.find("FILE                     BEFORE  AFTER  RESULT");
+    size_t look = run.out.find("zcat " + box.root() + "/data/config/sys_global.conf.gz | less\n");
+    size_t back = run.out.find("migr rollback " + box.root() + "\n");
+    ASSERT_NE(back, std::string::npos) << run.out;
+    EXPECT_TRUE(ahead < snapshot && snapshot < progress && progress < table && table < look && look < back) << run.out;
+    EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    6.21   upgraded"), std::string::npos) << run.out;
+}
+
+TEST(Upgrade, MakesMissingTmpAndLogFolders)
+{
+    TinyAppliance box;
+    box.drop("/tmp");
+    box.drop("/var");
+    Outcome run = migr({"upgrade", box.root()});
+    EXPECT_EQ(run.status, 0) << run.all();
+    struct stat st = {};
+    ASSERT_EQ(stat((box.root() + "/tmp").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 01777U);
+    EXPECT_TRUE(box.exists("/var/log/sys_domain.root.conf"));
+}
+
+TEST(Upgrade, ASecondRunHasNothingToDo)
+{
+    TinyAppliance box;
+    migr({"upgrade", box.root()});
+    Listing before = box.listing();
+    Outcome run = migr({"upgrade", box.root()});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.out.find("Nothing to do."), std::string::npos) << run.out;
+    EXPECT_EQ(box.listing(), before);
+}
+
+TEST(Upgrade, LeavesADomainFileOfTheImagesReleaseAsItIs)
+{
+    TinyAppliance box;
+    box.config("sys_domain.new.conf.gz", "6.21", "config system a\nend\n");
+    std::string before = box.read("/data/config/sys_domain.new.conf.gz");
+    Outcome     run = migr({"upgrade", box.root()});
+    EXPECT_EQ(run.status, 0) << run.all();
+    EXPECT_NE(run.out.find("sys_domain.new.conf.gz   6.21    6.21   up to date"), std::string::npos) << run.out;
+    EXPECT_EQ(box.read("/data/config/sys_domain.new.conf.gz"), before);
+}
+
+TEST(Upgrade, TakesAFileWithFurtherEndingForADomainFile)
+{
+    TinyAppliance box;
+    box.config("backup.conf.gz.old", "5.60", "config system a\nend\n");
+    Outcome run = migr({"upgrade", box.root()});
+    EXPECT_EQ(run.status, 0) << run.all();
+    EXPECT_EQ(first_line(box, "/data/config/backup.conf.gz.old"), upgraded_line);
+}
+
+TEST(Upgrade, LaysTheImagesFilesIn)
+{
+    TinyAppliance box;
+    TinyImage     image;
+    box.write("/data/etc/update_config", "# of an older image\n", 0640);
+    box.drop("/etc");
+    Outcome run = migr({"upgrade", box.root(), "--image", image.path()});
+    EXPECT_EQ(run.status, 0) << run.all();
+    Listing after = box.listing();
+    EXPECT_EQ(after["data/etc/update_config"], (Entry{'f', 0640, "# no rules\n"}));
+    EXPECT_EQ(after["etc/syntax_v510.txt"].mode, 0644U);
+    EXPECT_EQ(after["data/etc/signature.db"].content, image.folder().read("/image/signature.db"));
+    EXPECT_EQ(after.count("data/etc/.migr-new"), 0U);
+    migr({"rollback", box.root()});
+    EXPECT_EQ(box.read("/data/etc/update_config"), "# of an older image\n");
+    EXPECT_FALSE(box.exists("/etc/syntax_v510.txt"));
+}
+
+TEST(Upgrade, NeedsTheImagesFiles)
+{
+    TinyAppliance box;
+    box.drop("/data/etc/signature.db");
+    box.drop("/etc/syntax_v510.txt");
+    Listing before = box.listing();
+    Outcome run = migr({"upgrade", box.root()});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find(box.root() + "/etc/syntax_v510.txt"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find(box.root() + "/data/etc/signature.db"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("--image"), std::string::npos) << run.err;
+    EXPECT_EQ(box.listing(), before);
+}
+
+TEST(Upgrade, NeedsTheImageFoldersFiles)
+{
+    TinyAppliance box;
+    TinyImage     image;
+    unlink((image.path() + "/update_config").c_str());
+    Listing before = box.listing();
+    Outcome run = migr({"upgrade", box.root(), "--image", image.path()});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find(image.path() + "/update_config (No such file or directory)"), std::string::npos) << run.err;
+    EXPECT_EQ(box.listing(), before);
+}
+
+TEST(Upgrade, NeedsAnAppliance)
+{
+    ApplianceRoot empty;
+    Outcome       run = migr({"upgrade", empty.path().string()});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("sys_global.conf.gz is not there"), std::string::npos) << run.err;
+    EXPECT_EQ(migr({"upgrade", empty.path().string() + "/none"}).status, 2);
+    EXPECT_EQ(migr({"rollback", empty.path().string()}).status, 2);
+}
+
+TEST(Upgrade, RefusesAPipeInAFilesPlace)
+{
+    TinyAppliance box;
+    ASSERT_EQ(mkfifo((box.root() + "/data/config/sys_domain.x.conf.gz").c_str(), 0600), 0);
+    Outcome run = migr({"upgrade", box.root()});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("sys_domain.x.conf.gz is no ordinary file"), std::string::npos) << run.err;
+    EXPECT_TRUE(box.snapshots().empty());
+}
+
+TEST(Upgrade, TwoRunsNeverMeet)
+{
+    TinyAppliance box;
+    int           held = open(box.root().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(held, LOCK_EX | LOCK_NB), 0);
+    for (const char *what : {"upgrade", "rollback"}) {
+        Outcome run = migr({what, box.root()});
+        EXPECT_EQ(run.status, 2);
+        EXPECT_NE(run.err.find("another migr is at work there"), std::string::npos) << run.err;
+    }
+    close(held);
+    EXPECT_EQ(migr({"upgrade", box.root()}).status, 0);
+}
+
+TEST(Upgrade, DryRunLeavesTheApplianceAlone)
+{
+    TinyAppliance box;
+    TinyImage     image;
+    box.link("/data/etc/cert/link", "/data/etc/update_config");
+    box.drop("/tmp");
+    Listing before = box.listing();
+    Outcome run = migr({"upgrade", "--dry-run", box.root(), "--image", image.path()});
+    EXPECT_EQ(run.status, 0) << run.all();
+    EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    6.21   upgraded"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("Nothing in " + box.root() + " was changed"), std::string::npos) << run.out;
+    EXPECT_EQ(run.out.find("Snapshot"), std::string::npos) << run.out;
+    EXPECT_EQ(box.listing(), before);
+}
+
+TEST(Upgrade, DryRunCleansUpItsCopy)
+{
+    TinyAppliance box;
+    ApplianceRoot scratch;
+    std::string   folder = scratch.path().string() + "/tmp";
+    Outcome       run = migr({"upgrade", "--dry-run", box.root()}, [&] { setenv("TMPDIR", folder.c_str(), 1); });
+    EXPECT_EQ(run.status, 0) << run.all();
+    EXPECT_TRUE(std::filesystem::is_empty(folder));
+}
+
+TEST(Upgrade, JsonIsOneDocument)
+{
+    TinyAppliance box;
+    box.config("sys_domain.old.conf.gz", "5.60", "config system a\n    set b\nend\n");
+    Outcome run = migr({"upgrade", "--json", box.root()});
+    EXPECT_EQ(run.status, 1);
+    json report = json::parse(run.out);
+    EXPECT_EQ(report["status"], 1);
+    EXPECT_EQ(report["image_release"], "6.21");
+    EXPECT_EQ(report["root"], box.root());
+    EXPECT_EQ(report["trouble"], nullptr);
+    ASSERT_EQ(report["files"].size(), 3U);
+    json global = report["files"][0];
+    EXPECT_EQ(global["file"], "sys_global.conf.gz");
+    EXPECT_EQ(global["before"], "5.50");
+    EXPECT_EQ(global["after"], "6.21");
+    EXPECT_EQ(global["result"], "upgraded");
+    EXPECT_GT(global["size"], 0);
+    json old = report["files"][1];
+    EXPECT_EQ(old["result"], "left alone");
+    EXPECT_NE(old["reason"].get<std::string>().find("line 4"), std::string::npos) << old;
+    EXPECT_EQ(report["snapshot"], box.root() + "/var/lib/migr/snapshots/" + box.snapshots().at(0));
+}
+
+TEST(Upgrade, JsonTellsFailuresToo)
+{
+    ApplianceRoot empty;
+    Outcome       run = migr({"upgrade", "--json", empty.path().string()});
+    EXPECT_EQ(run.status, 2);
+    json report = json::parse(run.out);
+    EXPECT_EQ(report["status"], 2);
+    EXPECT_NE(report["trouble"].get<std::string>().find("is not there"), std::string::npos);
+    EXPECT_EQ(run.err, "");
+}
+
+TEST(Upgrade, WarnsOfASetWithoutValueInTheResult)
+{
+    TinyAppliance           box;
+    command::UpgradeRequest request;
+    request.root = box.root();
+    request.library = [] {
+        std::string text = headers("6.21") + "config a\n    set b \n    set c 1\nend\n";
+        std::string packed = gzip(text);
+        int         fd = open("/data/config/sys_global.conf.gz", O_WRONLY | O_TRUNC);
+        if (write(fd, packed.data(), packed.size()) < 0)
+            _exit(1);
+        close(fd);
+    };
+    Outcome run = run_request(request);
+    EXPECT_EQ(run.status, 1); /* the other file was not upgraded */
+    EXPECT_NE(run.out.find("warning: sys_global.conf.gz, line 4: a `set` without a value"), std::string::npos)
+        << run.all();
+}
+
+TEST(Upgrade, ShowsWhatTheLibrarySaid)
+{
+    TinyAppliance           box;
+    command::UpgradeRequest request;
+    request.root = box.root();
+    request.library = [] {
+        printf("opendir err!");
+        fprintf(stderr, "a message with \x1b[31mcolour\n");
+    };
+    Outcome run = run_request(request);
+    EXPECT_NE(run.out.find("  opendir err!"), std::string::npos) << run.all();
+    EXPECT_NE(run.out.find("  a message with \\x1b[31mcolour\n"), std::string::npos) << run.all();
+}
+
+TEST(Upgrade, TellsTheLibraryOfTheSmallModel)
+{
+    for (const char *model : {"QQB01A", "QA-A1X"}) {
+        TinyAppliance box;
+        box.write_gzip("/data/config/sys_global.conf.gz", headers("5.50", model) + "config a\nend\n");
+        command::UpgradeRequest request;
+        request.root = box.root();
+        request.library = [] { printf("small %d\n", qb01a); };
+        Outcome run = run_request(request);
+        EXPECT_NE(run.out.find(std::string("  small ") + (model[1] == 'Q' ? "1" : "0")), std::string::npos) << run.all();
+    }
+}
+
+TEST(Upgrade, TheRealProgramEndsWithTheSameStatus)
+{
+    TinyAppliance box;
+    Outcome       run = run_process([&] {
+        return execl(MIGR_BUILD_DIR "/migr", "migr", "upgrade", box.root().c_str(), static_cast<char *>(nullptr));
+    });
+    EXPECT_EQ(run.status, 0) << run.all();
+    EXPECT_EQ(first_line(box, "/data/config/sys_global.conf.gz"), upgraded_line);
+}
+
+TEST(Usage, WrongUsageIsTwo)
+{
+    EXPECT_EQ(migr({}).status, 2);
+    EXPECT_EQ(migr({"upgrade"}).status, 2);
+    EXPECT_EQ(migr({"upgrade", "/", "--timeout", "0"}).status, 2);
+    EXPECT_EQ(migr({"upgrade", "/", "--timeout", "soon"}).status, 2);
+    Outcome run = migr({"upgrade", "/", "--\x1b[31mred"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_TRUE(is_clean(run.err)) << run.err;
+}
+
+TEST(Usage, HelpForEachSubcommand)
+{
+    for (const char *what : {"upgrade", "rollback", "version", "ml"}) {
+        Outcome run = migr({what, "--help"});
+        EXPECT_EQ(run.status, 0);
+        EXPECT_NE(run.out.find(std::string("migr ") + what), std::string::npos) << run.out;
+        EXPECT_NE(migr({"--help"}).out.find(what), std::string::npos);
+    }
+}
