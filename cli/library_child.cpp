@@ -185,6 +185,16 @@ End listen(Listener &listener, Fd &records, Fd &output, std::chrono::millisecond
     return listener.run.end;
 }
 
+/* What a killed child had said by then. */
+void hear_the_rest(Listener &listener, const Fd &records, const Fd &output)
+{
+    while (records && take_bytes(records.get(), listener.records, std::string::npos))
+        ;
+    take_records(listener);
+    while (output && take_bytes(output.get(), listener.run.output, most_output))
+        ;
+}
+
 /* A child that said that it was done, and then did not end well, is not done. */
 void take_wait_status(LibraryRun &run, int status)
 {
@@ -235,12 +245,14 @@ LibraryRun run_library(const Root &root, const std::function<void()> &work, std:
     LibraryRun run;
     Listener   listener = {run, progress, {}};
     End        end = listen(listener, records.read_end, output.read_end, timeout, interrupts);
-    if (end == End::interrupted || end == End::timed_out)
-        child.kill();
-    int status = child.wait();
+    if (end != End::interrupted && end != End::timed_out) {
+        take_wait_status(run, child.wait());
+        return run;
+    }
+    child.kill();
+    child.wait();
+    hear_the_rest(listener, records.read_end, output.read_end);
     run.end = end;
-    if (end != End::interrupted && end != End::timed_out)
-        take_wait_status(run, status);
     return run;
 }
 

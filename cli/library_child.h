@@ -38,7 +38,7 @@ struct LibraryRun {
     std::vector<Pass> passes;   /* the last one is that of the file being worked on when it ended */
     std::string       output;   /* what it printed, standard output and error, the first part of it */
 
-    /* "The upgrade crashed (Segmentation fault) at sys_global.conf.gz." Empty when all went well. */
+    /* "The upgrade crashed (Segmentation fault), at sys_global.conf.gz." Empty when all went well. */
     std::string trouble() const;
 };
 

@@ -1,11 +1,14 @@
 /* Runs that go wrong: everything must be as it was before, and the operator must learn what happened at which file. */
 #include "command_support.h"
 
+#include "command.h"
 #include "driver/migr.h"
 #include "driver/run_context.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -72,7 +75,7 @@ TEST(FailingRun, Crash)
             signal(SIGSEGV, SIG_DFL);
             raise(SIGSEGV);
         },
-        "The upgrade was killed (Segmentation fault) at sys_domain.root.conf.gz.");
+        "The upgrade was killed (Segmentation fault), at sys_domain.root.conf.gz.");
 }
 
 TEST(FailingRun, Killed)
@@ -84,7 +87,7 @@ TEST(FailingRun, Killed)
             begin_and_harm(global_path);
             raise(SIGKILL);
         },
-        "The upgrade was killed (Killed) at sys_global.conf.gz.");
+        "The upgrade was killed (Killed), at sys_global.conf.gz.");
 }
 
 TEST(FailingRun, EndsEarly)
@@ -400,4 +403,93 @@ TEST(FullDisk, AResultDoesNotFit)
         << run.all();
     EXPECT_EQ(box.read("/data/config/sys_domain.large.conf.gz"), before);
     EXPECT_NE(run.out.find("sys_global.conf.gz        5.50    6.21   upgraded"), std::string::npos) << run.out;
+}
+
+namespace {
+
+/* A small disk of its own, in a mount namespace of its own; false where that is not allowed. */
+bool mount_small_disk(const std::string &path)
+{
+    return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("disk", path.c_str(), "tmpfs", 0, "size=600k,mode=755") == 0;
+}
+
+std::string bytes_that_do_not_pack(size_t count)
+{
+    std::string bytes;
+    uint32_t    state = 1;
+    while (bytes.size() < count) {
+        state = state * 1664525 + 1013904223;
+        bytes += static_cast<char>('0' + (state >> 24) % 64);
+    }
+    return bytes;
+}
+
+/* Copies a box to a small disk and does this there. 77 where no disk can be mounted. */
+Outcome on_small_disk(const TinyAppliance &box, const std::function<int(const std::string &root)> &work)
+{
+    ApplianceRoot disk;
+    std::string   root = disk.path().string() + "/tmp";
+    return run_process([&] {
+        if (!mount_small_disk(root))
+            return 77;
+        fs::copy(box.root(), root, fs::copy_options::recursive);
+        return work(root);
+    });
+}
+
+void fill_disk(const std::string &root, off_t left = 0)
+{
+    int         fd = open((root + "/fill").c_str(), O_WRONLY | O_CREAT, 0600);
+    std::string page(4096, 'x');
+    while (write(fd, page.data(), page.size()) > 0)
+        ;
+    if (ftruncate(fd, lseek(fd, 0, SEEK_CUR) - left) != 0)
+        _exit(1);
+    close(fd);
+}
+
+} // namespace
+
+TEST(FullDisk, NoRoomForTheSnapshot)
+{
+    TinyAppliance box;
+    Outcome       run = on_small_disk(box, [](const std::string &root) {
+        fill_disk(root, 2 * 4096); /* for two files, and not for the manifest */
+        const char *arguments[] = {"migr", "upgrade", root.c_str()};
+        int         status = command::run_command(3, arguments);
+        EXPECT_TRUE(fs::exists(root + global_path));
+        EXPECT_FALSE(fs::exists(root + "/tmp/system1.conf"));
+        return status;
+    });
+    if (run.status == 77)
+        GTEST_SKIP() << "no right to mount";
+    EXPECT_EQ(run.status, 2) << run.all();
+    EXPECT_NE(run.err.find("No space left on device. Make room on that disk"), std::string::npos) << run.err;
+}
+
+TEST(FullDisk, TheWayBackNeedsNoMoreRoomThanThereWas)
+{
+    TinyAppliance box;
+    std::string   text = headers("5.50") + "config a\n    set b " + bytes_that_do_not_pack(120'000) + "\nend\n";
+    box.write_gzip(global_path, text);
+    std::string before = box.read(global_path);
+    Outcome     run = on_small_disk(box, [&](const std::string &root) {
+        command::prepare_process();
+        command::UpgradeRequest request;
+        request.root = root;
+        request.library = [] {
+            write_file("/data/config/sys_global.conf.gz", "harmed, and by itself no larger than before");
+            fill_disk("/data/config"); /* in a place, so it goes, but only what is gone first makes room */
+            fill_disk("");
+            abort();
+        };
+        int status = static_cast<int>(command::upgrade(request));
+        EXPECT_EQ(fs::file_size(root + global_path), before.size());
+        return status;
+    });
+    if (run.status == 77)
+        GTEST_SKIP() << "no right to mount";
+    EXPECT_EQ(run.status, 3) << run.all();
+    EXPECT_NE(run.err.find("Everything was put back as it was"), std::string::npos) << run.all();
 }
