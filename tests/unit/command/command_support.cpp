@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -94,7 +95,7 @@ static std::string drain(int fd)
     return text;
 }
 
-Outcome run_process(const std::function<int()> &work, const Setup &setup)
+Outcome run_process(const std::function<int()> &work, const Ahead &ahead)
 {
     int out = memfd_create("out", MFD_CLOEXEC);
     int err = memfd_create("err", MFD_CLOEXEC);
@@ -105,8 +106,8 @@ Outcome run_process(const std::function<int()> &work, const Setup &setup)
     if (child == 0) {
         dup2(out, STDOUT_FILENO);
         dup2(err, STDERR_FILENO);
-        if (setup)
-            setup();
+        if (ahead)
+            ahead();
         int status = work();
         fflush(nullptr);
         _exit(testing::Test::HasFailure() ? 70 : status);
@@ -121,7 +122,7 @@ Outcome run_process(const std::function<int()> &work, const Setup &setup)
     return outcome;
 }
 
-Outcome migr(const std::vector<std::string> &arguments, const Setup &setup)
+Outcome migr(const std::vector<std::string> &arguments, const Ahead &ahead)
 {
     return run_process(
         [&] {
@@ -130,23 +131,24 @@ Outcome migr(const std::vector<std::string> &arguments, const Setup &setup)
                 all.push_back(argument.c_str());
             return command::run_command(static_cast<int>(all.size()), all.data());
         },
-        setup);
+        ahead);
 }
 
-Outcome run_request(const command::UpgradeRequest &request, const Setup &setup)
+Outcome run_request(const command::UpgradeRequest &request, const Ahead &ahead)
 {
     return run_process(
         [&] {
             command::prepare_process();
             return static_cast<int>(command::upgrade(request));
         },
-        setup);
+        ahead);
 }
 
 void become_nobody()
 {
     if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)
         throw std::runtime_error("cannot become another user");
+    prctl(PR_SET_DUMPABLE, 1); /* as it is for a program that such a user starts */
 }
 
 void give_to_nobody(const std::string &path)

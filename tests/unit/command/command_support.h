@@ -62,19 +62,19 @@ struct Outcome {
 };
 
 /* What a test changes in the process ahead of the command. */
-using Setup = std::function<void()>;
+using Ahead = std::function<void()>;
 
 /* `migr ARGUMENTS...` */
-Outcome migr(const std::vector<std::string> &arguments, const Setup &setup = {});
+Outcome migr(const std::vector<std::string> &arguments, const Ahead &ahead = {});
 
 /* An upgrade in a process of its own, with another function in the library's place if the request says so. */
-Outcome run_request(const command::UpgradeRequest &request, const Setup &setup = {});
+Outcome run_request(const command::UpgradeRequest &request, const Ahead &ahead = {});
 
 /* Runs anything in a process of its own, and gives what it printed. */
-Outcome run_process(const std::function<int()> &work, const Setup &setup = {});
+Outcome run_process(const std::function<int()> &work, const Ahead &ahead = {});
 
-/* The user "nobody", as whom a test looks at permission bits. */
-constexpr unsigned nobody = 65534;
+/* A user who is nobody here, as whom a test looks at permission bits. */
+constexpr unsigned nobody = 12345; /* not the number that stands for owners from outside a user namespace */
 void become_nobody();
 void give_to_nobody(const std::string &path); /* with all below */
 

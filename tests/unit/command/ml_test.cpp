@@ -1,0 +1,133 @@
+/* migr ml */
+#include "command_support.h"
+
+#include "command.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace support;
+
+namespace {
+
+constexpr char old_line[] = "#config-version=QA-A1X-6.19-CV-build0601-170328:x\n";
+constexpr char new_line[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:x\n";
+constexpr char tree[] = "config waf machine-learning-policy\n    edit \"1\"\n        set a 1\n    next\nend\n";
+
+class Ml : public testing::Test {
+  protected:
+    Outcome run(const std::string &input, const std::string &output, const Ahead &ahead = {}) const
+    {
+        return migr({"ml", path(input), path(output)}, ahead);
+    }
+    std::string path(const std::string &name) const
+    {
+        return box.path().string() + "/" + name;
+    }
+    void expect_untouched(const Outcome &outcome, int status, const Listing &before, const std::string &reason) const
+    {
+        EXPECT_EQ(outcome.status, status) << outcome.all();
+        EXPECT_NE(outcome.all().find(reason), std::string::npos) << outcome.all();
+        EXPECT_EQ(box.listing(), before);
+    }
+
+    ApplianceRoot box;
+};
+
+} // namespace
+
+TEST_F(Ml, WritesTheUpgradedFile)
+{
+    box.write("/in", std::string(old_line) + tree, 0644);
+    Outcome outcome = run("in", "out");
+    EXPECT_EQ(outcome.status, 0) << outcome.all();
+    EXPECT_EQ(outcome.out, path("in") + ": upgraded from 6.19 to 6.21, in " + path("out") + "\n");
+    EXPECT_EQ(box.read("/out"), std::string(new_line) + tree);
+    EXPECT_EQ(box.read("/in"), std::string(old_line) + tree);
+    EXPECT_EQ(box.listing()["out"].mode, 0600U);
+    EXPECT_EQ(box.listing().size(), ApplianceRoot().listing().size() + 2); /* nothing beside it stays */
+}
+
+TEST_F(Ml, InputMayBeOutput)
+{
+    box.write("/in", std::string(old_line) + tree, 0640);
+    EXPECT_EQ(run("in", "in").status, 0);
+    EXPECT_EQ(box.listing()["in"], (Entry{'f', 0640, std::string(new_line) + tree}));
+}
+
+TEST_F(Ml, ALinkAsOutputStaysALink)
+{
+    box.write("/in", std::string(old_line) + tree);
+    box.write("/real", "old");
+    box.link("/out", "real");
+    EXPECT_EQ(run("in", "out").status, 0);
+    EXPECT_EQ(box.read("/real"), std::string(new_line) + tree);
+    EXPECT_EQ(box.listing()["out"].type, 'l');
+}
+
+TEST_F(Ml, RelativePaths)
+{
+    box.write("/in", std::string(old_line) + tree);
+    Outcome outcome = run_process([&] {
+        if (chdir(box.path().c_str()) != 0)
+            return 1;
+        const char *arguments[] = {"migr", "ml", "in", "out"};
+        return command::run_command(4, arguments);
+    });
+    EXPECT_EQ(outcome.status, 0) << outcome.all();
+    EXPECT_EQ(box.read("/out"), std::string(new_line) + tree);
+}
+
+TEST_F(Ml, ABadInputLosesNothing)
+{
+    box.write("/out", "old");
+    box.write("/in", std::string(old_line) + "config a\n    set b\nend\n");
+    Listing before = box.listing();
+    expect_untouched(run("in", "out"), 1, before, "It has a `set` without a value in line 3.");
+    expect_untouched(run("in", "in"), 1, before, "It has a `set` without a value in line 3.");
+}
+
+TEST_F(Ml, NoVersion)
+{
+    box.write("/out", "old");
+    box.write("/in", tree);
+    expect_untouched(run("in", "out"), 1, box.listing(), "It has no version line");
+}
+
+TEST_F(Ml, NotOlderThanTheImage)
+{
+    box.write("/out", "old");
+    box.write("/in", std::string(new_line) + tree);
+    expect_untouched(run("in", "out"), 0, box.listing(), "is at 6.21 already. Nothing to do.");
+}
+
+TEST_F(Ml, APackedInput)
+{
+    box.write_gzip("/in", std::string(old_line) + tree);
+    expect_untouched(run("in", "out"), 1, box.listing(), "is a gzip file");
+}
+
+TEST_F(Ml, NoInput)
+{
+    expect_untouched(run("none", "out"), 2, box.listing(), "/none: cannot read it: No such file or directory");
+}
+
+TEST_F(Ml, NoFolderForTheOutput)
+{
+    box.write("/in", std::string(old_line) + tree);
+    expect_untouched(run("in", "none/out"), 3, box.listing(), "/none/out is as it was.");
+}
+
+TEST_F(Ml, AFullDisk)
+{
+    box.write("/out", "old");
+    box.write("/in", std::string(old_line) + "config a\n    set b " + std::string(50'000, 'x') + "\nend\n");
+    Outcome outcome = run("in", "out", [] {
+        rlimit limit = {20'000, 20'000};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    expect_untouched(outcome, 3, box.listing(), "The result could not be written.");
+    EXPECT_EQ(box.read("/out"), "old");
+}
