@@ -2,48 +2,17 @@
 #include "places.h"
 #include "restore.h"
 #include "snapshot.h"
+#include "temporary_folder.h"
 #include "upgrade.h"
 
-#include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
 namespace command {
 
 namespace {
-
-class TemporaryFolder {
-public:
-    TemporaryFolder()
-    {
-        std::string pattern = (fs::temp_directory_path() / "migr-dry-run-XXXXXX").string();
-        if (!mkdtemp(pattern.data()))
-            throw failure_of({"make a folder in", fs::temp_directory_path(), errno}, fs::temp_directory_path());
-        path_ = pattern;
-    }
-    ~TemporaryFolder()
-    {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder &) = delete;
-    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
-
-    std::string make(const char *name) const
-    {
-        std::string path = path_ / name;
-        if (mkdir(path.c_str(), 0700) != 0)
-            throw failure_of({"make", path, errno}, path);
-        return path;
-    }
-
-private:
-    fs::path path_;
-};
 
 /* A copy is a snapshot with another place of storage, put back somewhere else. */
 void copy_appliance(const Root &from, const Root &to, const std::string &store_path, Interrupts &interrupts)
@@ -69,7 +38,7 @@ void upgrade_copy(const UpgradeRequest &request, Interrupts &interrupts, Report 
         throw Failure(Status::unusable, origin.shown() + ": the last upgrade was cut off. Roll it back first (migr "
                                                          "rollback), or run the upgrade itself, which does so.");
     origin.lock();
-    TemporaryFolder temporary;
+    TemporaryFolder temporary("dry-run");
     Root            copy(temporary.make("root"), origin.shown());
     copy_appliance(origin, copy, temporary.make("store"), interrupts);
     upgrade_root(copy, request, interrupts, report);
