@@ -31,6 +31,7 @@ int32_t migr_del_servicestatus_item(void)
     return 0;
 }
 
+/* Events are logged from the first one on, so there is no threshold. */
 int32_t migr_del_threshold_prop(void)
 {
     config_node *block = walk_to("log,event-log");
@@ -40,7 +41,7 @@ int32_t migr_del_threshold_prop(void)
     return 0;
 }
 
-/* The global file keeps its settings: its certificates have left it. */
+/* A domain verifies without OCSP from 5.30 on. The global file keeps its setting: its certificates have left it. */
 int32_t migr_del_ocsp_prop(void)
 {
     if (migr_main.mode != MIGR_GLOBAL)
@@ -48,6 +49,7 @@ int32_t migr_del_ocsp_prop(void)
     return 0;
 }
 
+/* Known robots are not logged by packet any more. */
 int32_t migr_del_allow_robot_prop_in_attack_log(void)
 {
     filter_attack_packet_log(del_allow_robot_prop);
@@ -175,6 +177,7 @@ int32_t migr_del_vzone_ip(void)
     return 0;
 }
 
+/* A custom rule names main classes of signatures, and each is taken whole or not. */
 int32_t migr_change_sig_name(void)
 {
     for (config_node *rule = edits_of(walk_to("waf,custom-access,rule")); rule; rule = rule->next) {

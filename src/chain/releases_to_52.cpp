@@ -105,6 +105,7 @@ int32_t migr_bypass_config_modify(void)
     return 0;
 }
 
+/* Alert mail is called so in 5.0. */
 int32_t migr_change_name_log_alertemail(void)
 {
     if (config_node *block = walk_to("log,alertemail"))
@@ -144,7 +145,7 @@ void filter_attack_packet_log(word_filter *filter)
         filter_words(first_set(block, "packet-log"), filter);
 }
 
-/* 5.0 raises no events of XML and robots any more, nor logs bad robots by packet. */
+/* 5.0 raises no events of XML and robots any more. The first event of a list was never looked at, and stays. */
 int32_t migr_del_snmp_community_xml_prop_and_robot(void)
 {
     for (config_node *edit = edits_of(walk_to("system,snmp,community")); edit; edit = edit->next)
@@ -152,6 +153,7 @@ int32_t migr_del_snmp_community_xml_prop_and_robot(void)
     return 0;
 }
 
+/* 5.0 logs no bad robots by packet any more, the first of a list excepted. */
 int32_t migr_del_bad_robot_prop_in_attack_log(void)
 {
     filter_attack_packet_log(del_bad_robot_prop);
@@ -289,6 +291,7 @@ int32_t migr_move_certi_config_to_adom(void)
     return 0;
 }
 
+/* A domain does not keep the passwords of the keys that it was given. */
 int32_t migr_del_certi_local_passwd(void)
 {
     if (migr_main.mode == MIGR_GLOBAL)

@@ -99,17 +99,19 @@ void _change_local_certificate(int32_t, void *state, int32_t *)
     edit->is_request = 0;
 }
 
-/* The same for the tables that hold a certificate alone. */
+/* Certificates of authorities move from files into their entries, like those of the appliance. */
 void _change_ca_certificate(int32_t, void *, int32_t *)
 {
     _top_edt_load_prop("cert/ca", "cer", "certificate");
 }
 
+/* So do intermediate certificates. */
 void _change_intermediate_certificate(int32_t, void *, int32_t *)
 {
     _top_edt_load_prop("cert/intmed", "cer", "certificate");
 }
 
+/* So do revocation lists. */
 void _change_crl_certificate(int32_t, void *, int32_t *)
 {
     _top_edt_load_prop("cert/crl", "crl", "certificate");
@@ -144,6 +146,7 @@ void _change_local_admin_certificate(int32_t, void *state, int32_t *)
     *edit = {};
 }
 
+/* The authorities that administrators are checked against move likewise. */
 void _change_ca_admin_certificate(int32_t, void *, int32_t *)
 {
     _top_edt_load_prop("globalcert/ca", "cer", "certificate");

@@ -165,11 +165,13 @@ void _adjust_policy_ssl(config_node *node)
     }
 }
 
+/* 5.83 has no SSL 3 and no weak ciphers; the switches for them leave a policy. */
 void _remove_policy_ssl3(int32_t, void *, int32_t *)
 {
     _adjust_policy_ssl(top[4]);
 }
 
+/* They leave a pool's members as well. */
 void _change_server_pool_ssl(int32_t, void *, int32_t *)
 {
     if (sub_cfg_is("pserver-list"))
@@ -194,6 +196,7 @@ void _change_server_pool_ssl_cipher(int32_t, void *, int32_t *)
         drop_seed_ciphers(sub[4]);
 }
 
+/* A policy loses the same two. */
 void _change_policy_ssl_cipher(int32_t, void *, int32_t *)
 {
     if (top_edt_set_is("ssl-custom-cipher"))
