@@ -25,7 +25,7 @@ foreach(package migr migr-platform)
   install(FILES ${CMAKE_BINARY_DIR}/generated/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
 
-install(FILES cli/migr.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES cli/migr.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 OPTIONAL)
 install(FILES cli/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME migr)
 install(DIRECTORY ${MIGR_IMAGE_DIR}/ DESTINATION ${CMAKE_INSTALL_DATADIR}/migr/image)
 install(DIRECTORY samples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/migr/samples USE_SOURCE_PERMISSIONS)
