@@ -1,10 +1,21 @@
 #include "chain/protection_rules.h"
 
 #include "chain/hardcode.h"
+#include "driver/migr.h"
 #include "sweeps.h"
 #include "tree/operations.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 using namespace support;
+
+/* Ends the process as a host would, and tells what the tree has become. */
+void migr_on_stall(const char *where)
+{
+    fprintf(stderr, "%s: %zu targets", where, length_of(migr_main.root.top_list->edit_list->config_list->edit_list));
+    exit(3);
+}
 
 namespace {
 
@@ -105,6 +116,12 @@ TEST_F(ProtectionRules, AKindOfRuleWithoutTargetsLeavesTheListEmpty)
     ASSERT_EQ(parse("config waf custom-protection-rule\nedit 1\nnext\nend\n"), 0);
     add_meet_targets(block()->edit_list, 2);
     EXPECT_EQ(dump(*block()), "edit 1\n  config meet-targets\n");
+}
+
+TEST_F(ProtectionRules, ACustomRuleWithoutSetsIsNeverPassed)
+{
+    ASSERT_EQ(parse("config waf custom-protection-rule\nedit 1\nset type data-leakage\nnext\nedit 2\nnext\nend\n"), 0);
+    EXPECT_EXIT(migr_custom_pro_rule(), testing::ExitedWithCode(3), "^migr_custom_pro_rule: 3 targets$");
 }
 
 TEST_F(ProtectionRules, AnEntryThatIsNotThereIsNotFilled)
