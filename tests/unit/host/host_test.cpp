@@ -99,6 +99,23 @@ TEST(Host, FindsWhatTheTreeHas)
               "");
 }
 
+TEST(Host, FindsTheChainUpTo440)
+{
+    EXPECT_EQ(missing({"waf_input_rule", "url_writing_rule", "delete_item_from_group", "search_item_name_from_list",
+                       "free_item_list", "item_list", "migr_preconfig", "migr_init_node_list",
+                       "migr_find_insert_point", "insert_sub_to_main", "insert_node", "migr_node_filter",
+                       "migr_dump_to_file", "migr_merge_find_node", "pre_node_info", "sub_node_info",
+                       "migr_log_process", "migr_log_server_protec_rule", "migr_server_protec_exp",
+                       "migr_server_protection_rule", "migr_server_protection_rule_add_lfi", "migr_http_pro_pa_res",
+                       "migr_sp_rule_to_signature_rule", "migr_custom_pro_rule", "migr_add_bad_robot_to_signature",
+                       "add_waf_signature", "add_sig_alert_node", "add_sig_medium_node", "add_sig_high_node",
+                       "add_meet_targets", "migr_hardcode_v40tov41", "migr_hardcode_v410tov411",
+                       "migr_hardcode_v420tov430", "migr_hardcode_v430tov432", "migr_hardcode_v433tov435",
+                       "migr_hardcode_v435tov440"}),
+              "");
+    EXPECT_EQ(missing({"max_node_num"}), "max_node_num ");
+}
+
 TEST(Host, FindsTheRecords)
 {
     EXPECT_EQ(missing({"migr_main", "migr_sub", "tmp_tree_root", "bak_line", "vdom_update_flag", "sig_db",
