@@ -1,0 +1,53 @@
+/* What the fuzzers share. */
+#pragma once
+
+#include "driver/run_context.h"
+#include "tree/config_text.h"
+#include "tree/node_store.h"
+#include "tree/text_reader.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace fuzzing {
+
+/* A reader over a text in memory. */
+inline text_reader reader_of(std::string_view text)
+{
+    text_reader reader = {static_cast<char *>(malloc(text.size() + 1)), text.size(), 0};
+    memcpy(reader.text, text.data(), text.size());
+    return reader;
+}
+
+inline void begin()
+{
+    memset(&migr_main, 0, sizeof migr_main);
+    migr_main.root.kind = MIGR_ROOT;
+}
+
+/* Parses a configuration into the tree of migr_main, as far as it can be parsed. */
+inline int32_t plant(std::string_view text)
+{
+    text_reader reader = reader_of(text);
+    int32_t     result = parse_config(&reader, &migr_main.root);
+    close_text(&reader);
+    return result;
+}
+
+inline std::string written(config_node *root)
+{
+    char  *text = nullptr;
+    size_t size = 0;
+    FILE  *stream = open_memstream(&text, &size);
+    write_node(root, 0, stream);
+    fclose(stream);
+    std::string copy(text, size);
+    free(text);
+    return copy;
+}
+
+} // namespace fuzzing

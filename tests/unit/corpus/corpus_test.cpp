@@ -1,0 +1,58 @@
+/* Feeds each fuzzer's stored inputs to it: what once was found stays found. */
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+extern "C" {
+int fuzz_config(const uint8_t *data, size_t size);
+int fuzz_rules(const uint8_t *data, size_t size);
+int fuzz_syntax(const uint8_t *data, size_t size);
+}
+
+namespace {
+
+using fuzz_target = int (*)(const uint8_t *data, size_t size);
+
+std::string read(const fs::path &path)
+{
+    std::ifstream      in(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+void feed(const char *corpus, fuzz_target target)
+{
+    size_t count = 0;
+    for (const fs::directory_entry &entry : fs::directory_iterator(fs::path(MIGR_SOURCE_DIR "/fuzz/corpus") / corpus)) {
+        SCOPED_TRACE(entry.path().string());
+        std::string bytes = read(entry.path());
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(0, target(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()));
+        testing::internal::GetCapturedStdout();
+        count++;
+    }
+    EXPECT_LT(0u, count);
+}
+
+} // namespace
+
+TEST(Corpus, Config)
+{
+    feed("config", fuzz_config);
+}
+
+TEST(Corpus, Rules)
+{
+    feed("rules", fuzz_rules);
+}
+
+TEST(Corpus, Syntax)
+{
+    feed("syntax", fuzz_syntax);
+}
