@@ -17,7 +17,7 @@ add_custom_command(OUTPUT ${faulty_library}
           ${faulty_library}
   DEPENDS migr_static ${CMAKE_CURRENT_BINARY_DIR}/faults.syms VERBATIM)
 add_custom_target(faulty_library DEPENDS ${faulty_library})
-add_dependencies(${test} faulty_library)
+add_dependencies(${test} faulty_library migr_image)
 set_target_properties(${test} PROPERTIES LINK_DEPENDS ${faulty_library})
 # Ahead of every other archive, and whole, so that nothing is left for the ordinary library to supply.
 target_link_options(${test} PRIVATE -Wl,--whole-archive ${faulty_library} -Wl,--no-whole-archive)

@@ -2,7 +2,8 @@
  * A sweep: the whole upgrade of an appliance, once for each call that the library makes, and that call fails.
  *
  * Whatever fails, the run ends by itself and loses no memory, and each stored file is afterwards as it was, or as the
- * undisturbed run leaves it, or, where its compression failed, gone with its plain text in /var/log.
+ * undisturbed run leaves it, or at a text that the appliance names, or, where its compression failed, gone with its
+ * plain text in /var/log. A new appliance is a record of what it has and what may become of it.
  */
 #pragma once
 
@@ -28,7 +29,8 @@ struct Appliance {
     std::vector<std::string> touched;
 };
 
-/* Runs the sweep and reports what is wrong as failures of the current test. How many calls it made fail. */
-size_t run(const Appliance &appliance, faults::Kind kind, faults::Span span);
+/* Runs the sweep and reports what is wrong as failures of the current test. Of more than `most` calls every so-manieth
+ * fails, so that `most` do. How many calls the undisturbed run makes. */
+size_t run(const Appliance &appliance, faults::Kind kind, faults::Span span, size_t most = 10000);
 
 } // namespace sweep
