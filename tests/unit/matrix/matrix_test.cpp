@@ -1,0 +1,178 @@
+/*
+ * No release is without a road: the files of every release that the update file, the version chain or the stages name,
+ * from 3.30 on, come out at the image's release, parse, and are left alone by a second run.
+ */
+#include "driver/migr.h"
+#include "driver/version_lines.h"
+#include "support/appliance_root.h"
+#include "support/trees.h"
+#include "walk/stages.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+
+namespace fs = std::filesystem;
+using support::ApplianceRoot;
+
+namespace {
+
+std::string text_of(const fs::path &path)
+{
+    std::ifstream      in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+std::string release_text(int32_t version)
+{
+    return std::to_string(version >> 16) + "." + std::to_string(version & 0xffff);
+}
+
+/* A block that no rule, step or stage knows: several lines in a value, quotes, escapes, unusual names. */
+constexpr char unknown_block[] = R"(config nobody knows this-block
+    set plain a  b   c
+    set quoted "say \"hello\" \\"
+    set "two words" "first line
+   config not a block
+	end of the "quote" is still open \"
+last line"
+    set percent 100%%d%s%n
+    edit "an \ entry"
+        set $HOME `reboot`
+        config Deep
+            set x '"'
+        end
+    next
+    config inner
+        edit 1
+        next
+    end
+end
+)";
+
+/* The tree from which all files are made: what the sample appliance has in its global file and in one domain. */
+struct RichTree {
+    std::string global;
+    std::string domain;
+};
+
+/* A file's text without its two header lines. */
+std::string body_of(const std::string &text)
+{
+    return text.substr(text.find('\n', text.find('\n') + 1) + 1);
+}
+
+const RichTree &rich_tree()
+{
+    static const RichTree tree = [] {
+        fs::path config = fs::path(MIGR_SOURCE_DIR) / "samples/branch-office-5.50/data/config";
+        return RichTree{body_of(text_of(config / "sys_global.conf")),
+                        unknown_block + body_of(text_of(config / "sys_domain.root.conf")) +
+                            "config system default_rptlang\n    set language english\nend\n"};
+    }();
+    return tree;
+}
+
+std::string file_of(const std::string &release, const std::string &body)
+{
+    return "#config-version=QA-A1X-" + release + "-CV-build0100-120101:opmode=0:vdom=0\n#conf_file_ver=4711\n" + body;
+}
+
+std::set<int32_t> all_releases()
+{
+    std::set<int32_t> releases = {(3 << 16) + 30, (3 << 16) + 99};
+    std::string       update_file = text_of(fs::path(MIGR_BUILD_DIR) / "image/update_config");
+    const std::regex  section(R"((?:^|\n)\[(\d+)\.(\d+)\])");
+    for (std::sregex_iterator found(update_file.begin(), update_file.end(), section), end; found != end; ++found)
+        releases.insert((std::stoi((*found)[1]) << 16) + std::stoi((*found)[2]));
+    for (stage_table *const *stage = all_stages; *stage; stage++)
+        releases.insert((*stage)->version);
+    /* One release ahead of each as well: it gets all that the release brings. */
+    for (int32_t release : std::set<int32_t>(releases))
+        if ((release & 0xffff) > 0)
+            releases.insert(release - 1);
+    releases.erase(MIGR_RELEASE_IMAGE);
+    return releases;
+}
+
+void lay_out(const ApplianceRoot &root, int32_t version)
+{
+    fs::path image = fs::path(MIGR_BUILD_DIR) / "image";
+    root.write("/data/etc/update_config", text_of(image / "update_config"));
+    root.write("/data/etc/system.conf.predefine", text_of(image / "system.conf.predefine"));
+    root.write("/data/etc/signature.db", text_of(image / "signature.db"));
+    root.write("/etc/syntax_v510.txt", text_of(image / "syntax_v510.txt"));
+    std::string release = release_text(version);
+    if (version < MIGR_RELEASE_5_10) {
+        root.write_gzip("/data/config/sys_global.conf.gz",
+                        file_of(release, rich_tree().global + rich_tree().domain));
+        return;
+    }
+    root.write_gzip("/data/config/sys_global.conf.gz", file_of(release, rich_tree().global));
+    root.write_gzip("/data/config/sys_domain.root.conf.gz", file_of(release, rich_tree().domain));
+}
+
+support::ChildResult upgrade(const ApplianceRoot &root)
+{
+    return support::run_in_root(root.path(), [] {
+        migr_main_do_all();
+        return 0;
+    });
+}
+
+bool is_at_image(const ApplianceRoot &root, const std::string &path)
+{
+    return support::run_in_root(root.path(), [&] {
+               return get_config_version(path.c_str()) == MIGR_RELEASE_IMAGE ? 0 : 1;
+           }).exit_code == 0;
+}
+
+void expect_whole(const ApplianceRoot &root, const std::string &path)
+{
+    ASSERT_TRUE(root.exists(path)) << path;
+    EXPECT_TRUE(is_at_image(root, path)) << path;
+    support::TextFile plain(root.read_gzip(path));
+    EXPECT_EQ(0, setup_tree(&migr_main, plain.path())) << path << " does not parse";
+    EXPECT_NE(nullptr, migr_main.root.top_list) << path << " is empty";
+    migr_release_nodes();
+}
+
+} // namespace
+
+TEST(Matrix, EveryReleaseHasARoad)
+{
+    for (int32_t version : all_releases()) {
+        SCOPED_TRACE("release " + release_text(version));
+        ApplianceRoot root;
+        lay_out(root, version);
+        support::ChildResult child = upgrade(root);
+        ASSERT_EQ(0, child.exit_code) << "signal " << child.signal << "\n" << child.err;
+        expect_whole(root, "/data/config/sys_global.conf.gz");
+        expect_whole(root, "/data/config/sys_domain.root.conf.gz");
+        if (testing::Test::HasFailure())
+            return;
+
+        support::Listing once = root.listing();
+        EXPECT_EQ(0, upgrade(root).exit_code);
+        EXPECT_TRUE(once == root.listing()) << "a second upgrade changed something";
+
+        /* Before 5.10 a block that the syntax file does not name is lost in the split. */
+        bool kept = root.read_gzip("/data/config/sys_domain.root.conf.gz").find(unknown_block) != std::string::npos;
+        EXPECT_EQ(version >= MIGR_RELEASE_5_10, kept) << "the block that nothing knows";
+    }
+}
+
+TEST(Matrix, AReleaseNewerThanTheImageIsLeftAlone)
+{
+    ApplianceRoot root;
+    lay_out(root, MIGR_RELEASE_IMAGE + 1);
+    support::Listing before = root.listing();
+    EXPECT_EQ(0, upgrade(root).exit_code);
+    EXPECT_TRUE(before == root.listing());
+}
