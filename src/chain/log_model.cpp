@@ -1,6 +1,7 @@
 #include "chain/log_model.h"
 
 #include "chain/blocks.h"
+#include "tree/node_store.h"
 #include "tree/operations.h"
 
 #include <cstddef>
@@ -52,12 +53,17 @@ config_node *reuse(config_node *block, const char *name, config_node *set)
     return block;
 }
 
-/* Where one old block becomes two: a copy behind it, with these sets. Null without memory. */
+/* Where one old block becomes two: a second one behind it, with these sets. What else the old one holds hangs below
+ * both from then on, so that a rule of the release which changes it in one changes it in the other: old update files
+ * rely on it. Null without memory. */
 config_node *split_off(config_node *block, const char *name, config_node *sets)
 {
-    config_node *copy = copy_of_block(block);
+    config_node *copy = copy_of(block);
     if (!copy)
         return nullptr;
+    copy->edit_list = block->edit_list;
+    copy->config_list = block->config_list;
+    share_nodes_of_pass();
     insert_behind(block, copy);
     return reuse(copy, name, sets);
 }
@@ -223,17 +229,6 @@ void place_facility(log_blocks *blocks, config_node *setting, config_node *facil
         blocks->syslogd = split_off(setting, "log,syslogd", facility);
 }
 
-/* A copy of the setting with all that it has left. */
-config_node *split_off_rest(config_node *setting, const char *name)
-{
-    config_node *copy = copy_of_block(setting);
-    if (!copy)
-        return nullptr;
-    set_node_name(copy, name);
-    insert_behind(setting, copy);
-    return copy;
-}
-
 /* Sending to a server became a matter of policies, and a server that is in use gets one. */
 void enable_syslog(log_blocks *blocks, config_node *setting, config_node *status)
 {
@@ -242,7 +237,7 @@ void enable_syslog(log_blocks *blocks, config_node *setting, config_node *status
         blocks->syslog_entry = add_policy_entry(policy, "\"syslog-policy-1\"");
     }
     if (!blocks->syslogd)
-        blocks->syslogd = split_off_rest(setting, "log,syslogd");
+        blocks->syslogd = split_off(setting, "log,syslogd", setting->set_list);
     push(status, blocks->syslogd);
 }
 

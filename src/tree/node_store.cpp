@@ -21,6 +21,7 @@ struct stored_node {
 store_link pass_store = {&pass_store, &pass_store};
 store_link run_store = {&run_store, &run_store};
 int32_t    held;
+int32_t    shared;
 
 stored_node *record_of(config_node *node)
 {
@@ -88,6 +89,7 @@ int32_t keep_for_run(config_node *node)
 void release_pass_nodes(void)
 {
     release_store(&pass_store);
+    shared = 0;
 }
 
 void release_run_nodes(void)
@@ -100,7 +102,12 @@ void hold_deleted_nodes(int32_t hold)
     held = hold;
 }
 
+void share_nodes_of_pass(void)
+{
+    shared = 1;
+}
+
 int32_t deleted_nodes_are_held(void)
 {
-    return held;
+    return held || shared;
 }

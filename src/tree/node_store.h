@@ -34,6 +34,12 @@ void release_run_nodes(void);
  * may still have to go through it. The store frees it with the rest of the pass.
  */
 void hold_deleted_nodes(int32_t hold);
+
+/* Two nodes have come to hold the same children: from now until the pass ends free_node frees nothing, and the store
+ * frees each node once. */
+void share_nodes_of_pass(void);
+
+/* Whether free_node has to leave everything to the store. */
 int32_t deleted_nodes_are_held(void);
 
 #ifdef __cplusplus

@@ -122,7 +122,7 @@ TEST_F(LogModel, WhatCannotBeSplitOffIsMissing)
     EXPECT_EQ(dump(migr_main.root), "top log,traffic-log\n  set status=enable\n"
                                     "top log,event-log\n  set status=enable\n"
                                     "top log,attack-log\n  set status=enable\n");
-    convert_without(2, "config log sensitivity\nset type a\nset enable-traffic-packet-log b\nset mask c\nend\n");
+    convert_without(1, "config log sensitivity\nset type a\nset enable-traffic-packet-log b\nset mask c\nend\n");
     EXPECT_EQ(dump(migr_main.root), "top log,attack-log\n  set packet-log=a\n  set mask=c\n");
 }
 
@@ -177,8 +177,9 @@ TEST_F(LogModel, GoesOnWithoutAnyAllocation)
             EXPECT_EQ(block("log,disk,filter"), nullptr);
             EXPECT_NE(block("log,traffic-log"), nullptr);
             EXPECT_EQ(block("log,alertemail"), block("log,email-policy")->next);
-        });
-    EXPECT_GT(asked, 30u);
+        },
+        true);
+    EXPECT_GT(asked, 10u);
 }
 
 } // namespace

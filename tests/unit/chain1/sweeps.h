@@ -20,9 +20,20 @@ inline void expect_tree(const config_node *node, std::set<const config_node *> *
         }
 }
 
+/* The same within each block: two blocks may hold the same children. */
+inline void expect_blocks(const config_node *root)
+{
+    for (const config_node *block = root->top_list; block; block = block->next) {
+        std::set<const config_node *> seen;
+        expect_tree(block, &seen);
+    }
+}
+
 /* Calls `migration` on `text` for each allocation that it makes, which then fails, and with all behind it failing too.
- * `check` sees the tree afterwards. Gives how many allocations there are when none fails. */
-template <typename Migration, typename Check> size_t sweep(std::string_view text, Migration migration, Check check)
+ * `check` sees the tree afterwards. Gives how many allocations there are when none fails. `shares`: the migration lets
+ * blocks share what hangs below them. */
+template <typename Migration, typename Check>
+size_t sweep(std::string_view text, Migration migration, Check check, bool shares = false)
 {
     auto run = [&](size_t number, bool lasting) {
         SCOPED_TRACE("allocation " + std::to_string(number) + (lasting ? " and all behind it" : ""));
@@ -32,7 +43,10 @@ template <typename Migration, typename Check> size_t sweep(std::string_view text
         size_t asked = support::allocations();
         support::fail_allocation(0);
         std::set<const config_node *> seen;
-        expect_tree(&migr_main.root, &seen);
+        if (shares)
+            expect_blocks(&migr_main.root);
+        else
+            expect_tree(&migr_main.root, &seen);
         check(number, result);
         return asked;
     };
