@@ -15,17 +15,29 @@ time_t                      now;
 
 static char   wanted[128];
 static size_t wanted_size;
-static size_t found;
+static size_t freed;
+static size_t wiped;
 
 void look_for(const std::string &secret)
 {
     wanted_size = secret.copy(wanted, sizeof wanted);
-    found = 0;
+    freed = 0;
+    wiped = 0;
 }
 
 size_t found_in_freed_memory()
 {
-    return found;
+    return freed;
+}
+
+size_t found_in_wiped_memory()
+{
+    return wiped;
+}
+
+static bool holds_wanted(const void *block, size_t size)
+{
+    return wanted_size > 0 && memmem(block, size, wanted, wanted_size);
 }
 
 bool block_holds(const char *block, const std::string &secret)
@@ -41,14 +53,20 @@ static std::string shown(const char *text)
 extern "C" {
 
 void __real_free(void *block);
+void __real_OPENSSL_cleanse(void *buffer, size_t size);
 void __real_key_encrypt(char *text);
 time_t __real_time(time_t *result);
 
 void __wrap_free(void *block)
 {
-    if (block && wanted_size > 0 && memmem(block, malloc_usable_size(block), wanted, wanted_size))
-        found++;
+    freed += block && holds_wanted(block, malloc_usable_size(block));
     __real_free(block);
+}
+
+void __wrap_OPENSSL_cleanse(void *buffer, size_t size)
+{
+    wiped += holds_wanted(buffer, size);
+    __real_OPENSSL_cleanse(buffer, size);
 }
 
 void __wrap_key_encrypt(char *text)
