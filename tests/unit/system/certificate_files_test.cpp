@@ -121,8 +121,8 @@ TEST_F(CertificateFiles, OnlyAdministrationsKeysFromFilesStayClear)
         EXPECT_TRUE(material::is_same_key(key, from_file, passphrase));
         std::string from_admin_file = value_in(after_stage(admin, 0x50050), "private-key");
         EXPECT_EQ(key, from_admin_file);
-        std::string stood = value_in(after_stage(one_edit("system admin-certificate local", inline_key), 0x50050),
-                                     "private-key");
+        std::string stood =
+            value_in(after_stage(one_edit("system admin-certificate local", inline_key), 0x50050), "private-key");
         EXPECT_TRUE(material::is_same_key(key, stood, passphrase));
         std::string both = after_stage(one_edit("system certificate local", inline_key), 0x50050);
         EXPECT_EQ(both.find("private-key"), both.find("private-key " + beginning_of_encrypted));

@@ -160,10 +160,11 @@ TEST(AntivirusFiles, WithoutTheFolderForLogs)
 TEST(MachineLearning, ThreatModelGoesWithAnOlderImage)
 {
     auto kept = [](int32_t image) {
-        std::string after = after_pass("config waf machine-learning-policy\nedit 1\nset threat-model x\nnext\nend\n", [&] {
-            migr_main.img_version = image;
-            run_row("_adjust_ml_policy2");
-        });
+        std::string after =
+            after_pass("config waf machine-learning-policy\nedit 1\nset threat-model x\nnext\nend\n", [&] {
+                migr_main.img_version = image;
+                run_row("_adjust_ml_policy2");
+            });
         return after.find("threat-model") != std::string::npos;
     };
     EXPECT_FALSE(kept(0x6000a));
@@ -174,7 +175,8 @@ TEST(MachineLearning, ThreatModelGoesWithAnOlderImage)
 
 TEST(MachineLearning, SetsWithoutValues)
 {
-    after_pass("config waf machine-learning-policy\nedit 1\nset strictness-level-anomaly123456 x\nset action-definitely y\nnext\nend\n",
+    after_pass("config waf machine-learning-policy\nedit 1\nset strictness-level-anomaly123456 x\nset "
+               "action-definitely y\nnext\nend\n",
                [] {
                    config_node *set = migr_main.root.top_list->edit_list->set_list;
                    for (config_node *each : {set, set->next}) {

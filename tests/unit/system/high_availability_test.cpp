@@ -36,10 +36,11 @@ TEST(HaInterface, EachAllocationMayFail)
         });
         EXPECT_EQ(std::string::npos, after.find("-gateway"));
         without_table += after.find("router-policy") == std::string::npos;
-        whole_results += after.find("set oif p\n        set src a/32\n        set gateway g4\n        set priority 199") !=
-                             std::string::npos &&
-                         after.find("set oif p\n        set src b/128\n        set gateway g6\n        set priority 198") !=
-                             std::string::npos;
+        whole_results +=
+            after.find("set oif p\n        set src a/32\n        set gateway g4\n        set priority 199") !=
+                std::string::npos &&
+            after.find("set oif p\n        set src b/128\n        set gateway g6\n        set priority 198") !=
+                std::string::npos;
     } while (made >= failing);
     EXPECT_EQ(1u, without_table);
     EXPECT_EQ(1u, whole_results);
@@ -57,7 +58,8 @@ TEST(HaInterface, AFailedRouteIsTriedAgain)
             run_row("_adjust_ha_interface");
             support::fail_allocation(0);
         });
-        EXPECT_NE(std::string::npos, after.find("set src c/32\n        set gateway g4\n        set priority 199")) << failing;
+        EXPECT_NE(std::string::npos, after.find("set src c/32\n        set gateway g4\n        set priority 199"))
+            << failing;
         EXPECT_EQ(std::string::npos, after.find("set src a/32")) << failing;
     }
 }
@@ -84,7 +86,8 @@ TEST(HaInterface, SetsWithoutValues)
 
 TEST(SnmpEvents, SetsWithoutValues)
 {
-    after_pass("config system ha\nset mode x\nset tunnel x\nend\nconfig system snmp user\nedit 1\nset trapevent x\nnext\nend\n",
+    after_pass("config system ha\nset mode x\nset tunnel x\nend\nconfig system snmp user\nedit 1\nset trapevent "
+               "x\nnext\nend\n",
                [] {
                    config_node *cluster = migr_main.root.top_list;
                    forget_value(cluster->set_list);

@@ -58,7 +58,7 @@ std::string self_signed(EVP_PKEY *key)
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
     X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 86400);
     X509_set_pubkey(certificate.get(), key);
-    X509_NAME *name = X509_get_subject_name(certificate.get());
+    X509_NAME  *name = X509_get_subject_name(certificate.get());
     const auto *text = reinterpret_cast<const unsigned char *>("www.example.com");
     X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, text, -1, -1, 0);
     X509_set_issuer_name(certificate.get(), name);

@@ -7,10 +7,10 @@
 namespace material {
 
 /* Clear private keys in PEM form, one of each kind for the whole program. */
-const std::string &rsa_key();         /* 2048 bits, the form of old appliances: "BEGIN RSA PRIVATE KEY" */
-const std::string &rsa_key_pkcs8();   /* the same key: "BEGIN PRIVATE KEY" */
-const std::string &ec_key();          /* P-256: "BEGIN EC PRIVATE KEY" */
-const std::string &certificate();     /* signed with the RSA key by itself, PEM */
+const std::string &rsa_key();       /* 2048 bits, the form of old appliances: "BEGIN RSA PRIVATE KEY" */
+const std::string &rsa_key_pkcs8(); /* the same key: "BEGIN PRIVATE KEY" */
+const std::string &ec_key();        /* P-256: "BEGIN EC PRIVATE KEY" */
+const std::string &certificate();   /* signed with the RSA key by itself, PEM */
 
 /* The text with lines of remarks ahead of it, as tools that write PEM put them there, `size` bytes in all. */
 std::string padded(const std::string &pem, size_t size);

@@ -82,11 +82,13 @@ Paths changed_by(const std::string &before, int32_t release)
     return differences(then, snapshot());
 }
 
-const Paths scanner = {"/var/log/wvs/db",       "/var/log/wvs/db/a",     "/var/log/wvs/report", "/var/log/wvs/report/a",
-                       "/data/etc/wvs/other",   "/data/etc/wvs/other/a", "/data/etc/wvs/profile/a"};
+const Paths scanner = {"/var/log/wvs/db",        "/var/log/wvs/db/a",   "/var/log/wvs/report",
+                       "/var/log/wvs/report/a",  "/data/etc/wvs/other", "/data/etc/wvs/other/a",
+                       "/data/etc/wvs/profile/a"};
 const Paths auto_learning = {"/var/log/autolearn_adom", "/var/log/autolearn_adom/a", "/var/log/autolearn_adom/a/b"};
 const Paths request_template = {"/data/etc/cert/cert.conf"};
-const Paths antivirus_5_80 = {"/var/log/vir",    "/var/log/vir.lastgood", "/var/log/virext", "/var/log/virext.lastgood",
+const Paths antivirus_5_80 = {"/var/log/vir",      "/var/log/vir.lastgood",
+                              "/var/log/virext",   "/var/log/virext.lastgood",
                               "/var/log/libav.so", "/var/log/aven.fc.lastgood"};
 const Paths antivirus_6_20 = {"/var/log/vir", "/var/log/vir.lastgood", "/var/log/virext", "/var/log/virext.lastgood",
                               "/var/log/libav.so"};
@@ -133,7 +135,8 @@ TEST_F(OnceGuards, JobsOfAWholeWalk)
 TEST_F(OnceGuards, SecondFileOfAProcess)
 {
     expect_in_root(root, [] {
-        EXPECT_EQ(together({scanner, auto_learning, request_template, antivirus_6_20}), changed_by(with_scanner, release_6_02));
+        EXPECT_EQ(together({scanner, auto_learning, request_template, antivirus_6_20}),
+                  changed_by(with_scanner, release_6_02));
         EXPECT_EQ(auto_learning, changed_by(with_scanner, release_6_02));
         EXPECT_EQ(together({auto_learning, antivirus_5_80}), changed_by(plain, release_5_70));
         EXPECT_EQ(Paths{}, changed_by(with_scanner, release_6_11));

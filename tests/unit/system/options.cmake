@@ -3,3 +3,5 @@
 foreach(call malloc calloc realloc strdup free OPENSSL_cleanse key_encrypt mount time)
   target_link_options(${test} PRIVATE -Wl,--wrap=${call})
 endforeach()
+# Callbacks are looked up by their names.
+target_link_options(${test} PRIVATE -rdynamic)

@@ -40,7 +40,8 @@ void run_row(const std::string &callback)
 
 std::string after_row(std::string_view before, const std::string &callback, const PassFile &file)
 {
-    return after_pass(before, [&] { run_row(callback); }, file);
+    return after_pass(
+        before, [&] { run_row(callback); }, file);
 }
 
 std::string after_stage(std::string_view before, int32_t version, const PassFile &file)
@@ -59,7 +60,8 @@ std::string after_stage(std::string_view before, int32_t version, const PassFile
 
 std::string after_walk(std::string_view before, const PassFile &file)
 {
-    return after_pass(before, [] { new_config_update(&migr_main); }, file);
+    return after_pass(
+        before, [] { new_config_update(&migr_main); }, file);
 }
 
 std::string expect_in_root(const support::ApplianceRoot &root, const std::function<void()> &work)

@@ -37,7 +37,7 @@ class OcspRefs : public testing::Test {
     }
 };
 
-constexpr char template_path[] = "/data/etc/cert/cert.conf";
+constexpr char    template_path[] = "/data/etc/cert/cert.conf";
 const std::string marker = "[req_distinguished_name]\n";
 const std::string extensions = "# The extensions to add to a certificate request\nreq_extensions = v3_req\n\n";
 const std::string section = "\n[v3_req]\nbasicConstraints = CA:FALSE\nsubjectAltName = San (eg, multiple domain name)";
@@ -126,13 +126,14 @@ TEST_F(OcspRefs, WithoutMemoryNothingIsAdded)
 /* Whichever allocation fails, the walk ends, properties of old releases are gone and no block is lost. */
 TEST(ReorgCertRemote, EachAllocationMayFail)
 {
-    const std::string before = "config server-policy policy\nedit a\nset ocspstapling-group g\nset certificate c1\nnext\n"
-                               "edit b\nset ocspstapling-group g\nset certificate c2\nnext\nend\n"
-                               "config system certificate remote\nedit g\nset ocsp_url u\nset comment x\n"
-                               "set certificate r\nnext\nend\n";
-    size_t            failing = 1; /* the first one is the state's block */
-    size_t            made = 0;
-    size_t            whole_results = 0;
+    const std::string before =
+        "config server-policy policy\nedit a\nset ocspstapling-group g\nset certificate c1\nnext\n"
+        "edit b\nset ocspstapling-group g\nset certificate c2\nnext\nend\n"
+        "config system certificate remote\nedit g\nset ocsp_url u\nset comment x\n"
+        "set certificate r\nnext\nend\n";
+    size_t failing = 1; /* the first one is the state's block */
+    size_t made = 0;
+    size_t whole_results = 0;
     do {
         failing++;
         std::string after = after_pass(before, [&] {
@@ -143,9 +144,10 @@ TEST(ReorgCertRemote, EachAllocationMayFail)
         });
         EXPECT_EQ(std::string::npos, after.find("ocspstapling-group"));
         EXPECT_NE(std::string::npos, after.find("config system certificate ocsp-stapling"));
-        whole_results += after.find("edit \"g-1\" \n        set local-cert c2\n        set certificate r\n        set ocsp_url u\n"
-                                    "        set comment x\n") != std::string::npos &&
-                         after.find("set local-cert c1") != std::string::npos;
+        whole_results +=
+            after.find("edit \"g-1\" \n        set local-cert c2\n        set certificate r\n        set ocsp_url u\n"
+                       "        set comment x\n") != std::string::npos &&
+            after.find("set local-cert c1") != std::string::npos;
     } while (made >= failing);
     EXPECT_GE(failing, 15u);
     EXPECT_EQ(1u, whole_results);

@@ -39,17 +39,17 @@ std::string without_escapes(const std::string &in)
 TEST(PagePlaces, LoginPage)
 {
     for (const char *text : {"<form><h1>a</h1>|b", "x<FORM a><H1 b>c</H1>|d</h1>", "<h1>0</h1><form><h1></h1>|",
-                             "<form>|abc", "<form a=b>|", "<h1><form>|", "<form<h1>a</h1>|", "<form><h1</h1>|",
-                             "", "<h1>a</h1>", "<form", "<form a", "<form><h1>", "</h1><form><h1", "<for m>"})
+                             "<form>|abc", "<form a=b>|", "<h1><form>|", "<form<h1>a</h1>|", "<form><h1</h1>|", "",
+                             "<h1>a</h1>", "<form", "<form a", "<form><h1>", "</h1><form><h1", "<for m>"})
         EXPECT_EQ(text, place(_find_login_insert_location, unmarked(text)));
     EXPECT_EQ(nullptr, _find_login_insert_location(nullptr));
 }
 
 TEST(PagePlaces, ChangeOfPassword)
 {
-    for (const char *text : {"<div a>1 |<div b>sph_username<div c>sph_username</h2>", "|<div sph_username",
-                             "</h2>a</h2>|b</H2>", "", "sph_username<div ></h2>", "<div>sph_username</h2>",
-                             "<DIV a>sph_username", "</H2>", "</h2"})
+    for (const char *text :
+         {"<div a>1 |<div b>sph_username<div c>sph_username</h2>", "|<div sph_username", "</h2>a</h2>|b</H2>", "",
+          "sph_username<div ></h2>", "<div>sph_username</h2>", "<DIV a>sph_username", "</H2>", "</h2"})
         EXPECT_EQ(text, place(_find_login_change_pwd_location, unmarked(text)));
     EXPECT_EQ(nullptr, _find_login_change_pwd_location(nullptr));
 }
@@ -173,8 +173,8 @@ TEST(AdjustReplacemsg, EachLaterAllocationMayFail)
             run_row("_adjust_replacemsg");
             support::fail_allocation(0);
         });
-        bool has_disclaimer = after.find("set msg z") != std::string::npos;
-        bool names_group = after.find("set replacemsg User-customized-message") != std::string::npos;
+        bool        has_disclaimer = after.find("set msg z") != std::string::npos;
+        bool        names_group = after.find("set replacemsg User-customized-message") != std::string::npos;
         EXPECT_NE(std::string::npos, after.find("edit login\n                set msg x\n            next\n"));
         EXPECT_EQ(failing > 10, has_disclaimer) << failing;
         EXPECT_EQ(failing < 11 || failing > 12, names_group) << failing;

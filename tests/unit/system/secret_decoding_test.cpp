@@ -41,7 +41,7 @@ std::string key_of(const char *phrase)
 std::string base64(const unsigned char *bytes, size_t size)
 {
     std::string text((size + 2) / 3 * 4 + 1, '\0');
-    int length = EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()), bytes, static_cast<int>(size));
+    int         length = EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()), bytes, static_cast<int>(size));
     text.resize(static_cast<size_t>(length));
     return text;
 }
@@ -135,7 +135,8 @@ TEST(SecretDecoding, OpensWhatWasEncoded)
     for (size_t i = 0; i < all_bytes.size(); i++)
         all_bytes[i] = static_cast<char>(i * 37);
     for (const Plain &plain : {plain_of(""), plain_of("cGFzc3dvcmQ="), all_bytes})
-        for (const std::string &vector : {std::string("\x11\x22\x33\x44"), std::string(4, '\0'), std::string("\xff\xff\xff\xff")}) {
+        for (const std::string &vector :
+             {std::string("\x11\x22\x33\x44"), std::string(4, '\0'), std::string("\xff\xff\xff\xff")}) {
             std::string text = encoded(plain, vector);
             EXPECT_EQ(112u, text.size());
             EXPECT_EQ(plain, decoded(text));
@@ -179,13 +180,16 @@ TEST(SecretDecoding, ShortAndWrongTexts)
 static std::string resource_with(const std::string &password)
 {
     auto *bytes = reinterpret_cast<const unsigned char *>(password.data());
-    return "config system azure-resource\nset pass \"ENC " + encoded(plain_of(base64(bytes, password.size()))) + "\"\nend\n";
+    return "config system azure-resource\nset pass \"ENC " + encoded(plain_of(base64(bytes, password.size()))) +
+           "\"\nend\n";
 }
 
 TEST(SecretDecoding, PasswordOfACloudResource)
 {
-    const std::string begin = "config system mesh-connectors\n    set name azure-resource\n    set type azure\n    set pass ";
-    for (const char *password : {"p", "pw", "pass", "a b%s%n\\x", "sixty characters, the most that ever fits, or even a few le."})
+    const std::string begin =
+        "config system mesh-connectors\n    set name azure-resource\n    set type azure\n    set pass ";
+    for (const char *password :
+         {"p", "pw", "pass", "a b%s%n\\x", "sixty characters, the most that ever fits, or even a few le."})
         EXPECT_EQ(begin + password + "\nend\n", after_row(resource_with(password), "_reorg_azure_res"));
     /* A NUL ends it. */
     EXPECT_EQ(begin + "before\nend\n", after_row(resource_with(std::string("before\0behind", 13)), "_reorg_azure_res"));

@@ -30,8 +30,8 @@ class Subfolders : public testing::Test {
 
 TEST_F(Subfolders, LoseTheirFilesAndNothingElse)
 {
-    for (const char *file : {"/data/x/here", "/data/x/.hidden", "/data/x/a/one", "/data/x/a/.hidden", "/data/x/a/deep/file",
-                             "/data/x/b c/two words", "/data/x/.a/file", "/data/y/a/file"})
+    for (const char *file : {"/data/x/here", "/data/x/.hidden", "/data/x/a/one", "/data/x/a/.hidden",
+                             "/data/x/a/deep/file", "/data/x/b c/two words", "/data/x/.a/file", "/data/y/a/file"})
         root.write(file, "x");
     root.folder("/data/x/empty");
     EXPECT_EQ((std::vector<std::string>{"data/x/a/one", "data/x/b c/two words"}), gone_after_clearing("/data/x"));
@@ -74,7 +74,8 @@ TEST_F(Subfolders, NamesAreNames)
     root.write("/data/x/; rm -rf y;/file", "x");
     root.write("/data/x/$(touch z)/-rf", "x");
     root.write("/data/y/file", "x");
-    EXPECT_EQ((std::vector<std::string>{"data/x/$(touch z)/-rf", "data/x/; rm -rf y;/file"}), gone_after_clearing("/data/x"));
+    EXPECT_EQ((std::vector<std::string>{"data/x/$(touch z)/-rf", "data/x/; rm -rf y;/file"}),
+              gone_after_clearing("/data/x"));
 }
 
 /* A folder that cannot be opened keeps its files. */

@@ -127,8 +127,9 @@ TEST(CipherList, SeedSuitesGoByPrefix)
     EXPECT_EQ("  A   B  ", without_seed("  A   B  "));
     EXPECT_EQ("SEED SEED-SH DHE-DSS-SEED", without_seed("SEED SEED-SH DHE-DSS-SEED"));
     EXPECT_EQ("RC4-SHA", without_seed("RC4-SHA"));
-    EXPECT_EQ("DHE-RSA-SEED-SHA ECDHE-RSA-RC4-SHA ECDHE-ECDSA-RC4-SHA ECDH-RSA-RC4-SHA ECDH-ECDSA-RC4-SHA RC4-SHA RC4-MD5",
-              without_seed(old_default));
+    EXPECT_EQ(
+        "DHE-RSA-SEED-SHA ECDHE-RSA-RC4-SHA ECDHE-ECDSA-RC4-SHA ECDH-RSA-RC4-SHA ECDH-ECDSA-RC4-SHA RC4-SHA RC4-MD5",
+        without_seed(old_default));
 }
 
 TEST(CipherList, LongLists)

@@ -52,9 +52,9 @@ static std::string shown(const char *text)
 
 extern "C" {
 
-void __real_free(void *block);
-void __real_OPENSSL_cleanse(void *buffer, size_t size);
-void __real_key_encrypt(char *text);
+void   __real_free(void *block);
+void   __real_OPENSSL_cleanse(void *buffer, size_t size);
+void   __real_key_encrypt(char *text);
 time_t __real_time(time_t *result);
 
 void __wrap_free(void *block)

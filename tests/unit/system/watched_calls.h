@@ -27,8 +27,8 @@ extern std::vector<MountCall> mounts;
 /* What time() gives; 0: the real time. */
 extern time_t now;
 
-/* From now on counts the blocks of memory that still hold `secret` when they are freed, and the buffers that hold it when
- * they are wiped; an empty text stops it. */
+/* From now on counts the blocks of memory that still hold `secret` when they are freed, and the buffers that hold it
+ * when they are wiped; an empty text stops it. */
 void   look_for(const std::string &secret);
 size_t found_in_freed_memory();
 size_t found_in_wiped_memory();

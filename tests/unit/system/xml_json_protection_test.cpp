@@ -45,7 +45,8 @@ std::string set(const std::string &name, const std::string &value)
 /* An edit as the callback makes it. */
 std::string made_policy(const std::string &name, const std::string &detection)
 {
-    return "    edit " + name + " \n" + set(detection, "enable") + "        config  input-rule-list \n        end\n    next\n";
+    return "    edit " + name + " \n" + set(detection, "enable") +
+           "        config  input-rule-list \n        end\n    next\n";
 }
 
 const std::string xml_table = "config waf xml-validation policy\nend\n";
@@ -55,20 +56,21 @@ const std::string xml_table = "config waf xml-validation policy\nend\n";
 TEST_F(MadeUpNames, CountOnFromTheTime)
 {
     expect_in_root(root, [] {
-        std::string before = inline_profiles(profile("a", set("xml-protocol-detection", "disable")) +
-                                             profile("b", set("json-protocol-detection", "disable")) +
-                                             profile("c", set("json-protocol-detection", "x") + set("xml-protocol-detection", "x"))) +
-                             "config waf xml-validation policy\n    edit old\n    next\nend\n";
-        EXPECT_EQ(inline_profiles(profile("a", set("xml-validation-policy", "gen_edt_1700000000")) +
-                                  profile("b", set("json-validation-policy", "gen_edt_1700000001")) +
-                                  profile("c", set("xml-validation-policy", "gen_edt_1700000003") +
-                                                   set("json-validation-policy", "gen_edt_1700000002"))) +
-                      "config waf xml-validation policy\n" +
-                      made_policy("gen_edt_1700000003", "enable-signature-detection") +
-                      made_policy("gen_edt_1700000000", "enable-signature-detection") + "    edit old\n    next\nend\n" +
-                      "config waf json-validation policy\n" + made_policy("gen_edt_1700000002", "enable-attack-signatures") +
-                      made_policy("gen_edt_1700000001", "enable-attack-signatures") + "end\n",
-                  after_row(before, "_adjust_xml_json_profile"));
+        std::string before =
+            inline_profiles(profile("a", set("xml-protocol-detection", "disable")) +
+                            profile("b", set("json-protocol-detection", "disable")) +
+                            profile("c", set("json-protocol-detection", "x") + set("xml-protocol-detection", "x"))) +
+            "config waf xml-validation policy\n    edit old\n    next\nend\n";
+        EXPECT_EQ(
+            inline_profiles(profile("a", set("xml-validation-policy", "gen_edt_1700000000")) +
+                            profile("b", set("json-validation-policy", "gen_edt_1700000001")) +
+                            profile("c", set("xml-validation-policy", "gen_edt_1700000003") +
+                                             set("json-validation-policy", "gen_edt_1700000002"))) +
+                "config waf xml-validation policy\n" + made_policy("gen_edt_1700000003", "enable-signature-detection") +
+                made_policy("gen_edt_1700000000", "enable-signature-detection") + "    edit old\n    next\nend\n" +
+                "config waf json-validation policy\n" + made_policy("gen_edt_1700000002", "enable-attack-signatures") +
+                made_policy("gen_edt_1700000001", "enable-attack-signatures") + "end\n",
+            after_row(before, "_adjust_xml_json_profile"));
     });
 }
 
@@ -99,7 +101,8 @@ TEST_F(MadeUpNames, JsonTableWaitsForAFileWithTheXmlTable)
         std::string profiles = inline_profiles(profile("a", set("json-protocol-detection", "x")));
         EXPECT_EQ(inline_profiles(profile("a", set("json-validation-policy", "gen_edt_1700000000"))),
                   after_row(profiles, "_adjust_xml_json_profile"));
-        EXPECT_EQ(xml_table + "config waf json-validation policy\nend\n", after_row(xml_table, "_adjust_xml_json_profile"));
+        EXPECT_EQ(xml_table + "config waf json-validation policy\nend\n",
+                  after_row(xml_table, "_adjust_xml_json_profile"));
     });
 }
 
@@ -109,9 +112,11 @@ TEST_F(MadeUpNames, WithPoliciesOfOnesOwn)
 {
     expect_in_root(root, [] {
         std::string before =
-            xml_table + inline_profiles(profile("a", set("xml-validation-policy", "\"\"") + set("xml-protocol-detection", "x")) +
-                                        profile("b", set("json-protocol-detection", "1") + set("json-protocol-detection", "2")));
-        EXPECT_EQ("config waf xml-validation policy\n" + made_policy("gen_edt_1700000000", "enable-signature-detection") +
+            xml_table +
+            inline_profiles(profile("a", set("xml-validation-policy", "\"\"") + set("xml-protocol-detection", "x")) +
+                            profile("b", set("json-protocol-detection", "1") + set("json-protocol-detection", "2")));
+        EXPECT_EQ("config waf xml-validation policy\n" +
+                      made_policy("gen_edt_1700000000", "enable-signature-detection") +
                       "end\nconfig waf json-validation policy\n" +
                       made_policy("gen_edt_1700000002", "enable-attack-signatures") + "end\n" +
                       inline_profiles(profile("a", set("xml-validation-policy", "\"\"") +
@@ -132,8 +137,9 @@ TEST_F(MadeUpNames, JsonProfilesTouchXmlPoliciesToo)
                            made_policy("gen_edt_1700000001", "enable-attack-signatures") +
                            made_policy("gen_edt_1700000000", "enable-attack-signatures") + "end\n";
         std::string before =
-            table + inline_profiles(profile("a", set("xml-validation-policy", "p") + set("json-protocol-detection", "x")) +
-                                    profile("b", set("json-protocol-detection", "x")));
+            table +
+            inline_profiles(profile("a", set("xml-validation-policy", "p") + set("json-protocol-detection", "x")) +
+                            profile("b", set("json-protocol-detection", "x")));
         EXPECT_EQ("config waf xml-validation policy\n" + profile("p", on) + profile("\"\"", on) + "end\n" + json +
                       inline_profiles(profile("a", set("xml-validation-policy", "p") +
                                                        set("json-validation-policy", "gen_edt_1700000000")) +
@@ -159,7 +165,9 @@ TEST_F(MadeUpNames, OfTheThirtyThirdProfileAreLost)
 TEST_F(MadeUpNames, WithoutValues)
 {
     expect_in_root(root, [] {
-        std::string before = xml_table + inline_profiles(profile("a", set("xml-validation-policy", "p") + set("xml-protocol-detection", "x")));
+        std::string before =
+            xml_table +
+            inline_profiles(profile("a", set("xml-validation-policy", "p") + set("xml-protocol-detection", "x")));
         std::string after = after_pass(before, [] {
             config_node *first = migr_main.root.top_list->next->edit_list->set_list;
             for (config_node *set : {first, first->next}) {
@@ -191,7 +199,8 @@ TEST_F(MadeUpNames, EachAllocationMayFail)
 {
     expect_in_root(root, [] {
         std::string before =
-            xml_table + inline_profiles(profile("a", set("json-protocol-detection", "x") + set("xml-protocol-detection", "x")));
+            xml_table +
+            inline_profiles(profile("a", set("json-protocol-detection", "x") + set("xml-protocol-detection", "x")));
         size_t failing = 1; /* the first one is the state's block */
         size_t made = 0;
         do {
@@ -210,7 +219,8 @@ TEST_F(MadeUpNames, EachAllocationMayFail)
 
 TEST(XmlExceptions, WithoutValues)
 {
-    after_pass("config waf device-reputation reputation-exceptions\nedit a\nconfig list\nedit 1\nset feature-name x\nnext\nend\nnext\nend\n",
+    after_pass("config waf device-reputation reputation-exceptions\nedit a\nconfig list\nedit 1\nset feature-name "
+               "x\nnext\nend\nnext\nend\n",
                [] {
                    config_node *entry = migr_main.root.top_list->edit_list->config_list->edit_list;
                    free(entry->set_list->value);
@@ -241,7 +251,7 @@ TEST(XmlTrimming, Mask)
     auto mask_of = [](const std::string &sets) {
         uint32_t mask = 0;
         after_pass("config system settings\n" + sets + "end\n", [&] {
-            config_node *settings = migr_main.root.top_list;
+            config_node           *settings = migr_main.root.top_list;
             trim_xml_by_mode_state state = {};
             top[1] = settings;
             for (config_node *set = settings->set_list; set; set = set->next) {
