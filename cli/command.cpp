@@ -20,6 +20,7 @@ namespace {
 /* In the order in which --help shows them. */
 constexpr void (*subcommands[])(CLI::App &, Action &) = {
     add_convert,
+    add_explain,
     add_upgrade,
     add_rollback,
     add_version,

@@ -24,8 +24,6 @@ namespace command {
 
 namespace {
 
-constexpr int32_t certificates_in_configuration = 0x50050; /* 5.80: certificates and keys are read from their files */
-
 /* ---- where the result goes ---- */
 
 bool goes_to_standard_output(const ConvertRequest &request)
@@ -105,7 +103,7 @@ void write_both(const ConvertRequest &request, const Root &root)
     }
 }
 
-/* ---- checks and warnings ---- */
+/* ---- checks ---- */
 
 bool becomes_two(const SingleFile &file)
 {
@@ -128,22 +126,6 @@ void check_output(const ConvertRequest &request, const SingleFile &file)
                                             ", which is from before 5.10. Name a folder with -o.");
     if (!becomes_two(file) && folder)
         throw Failure(Status::unusable, request.output + " is a folder. Name a file with -o.");
-}
-
-void warn(const SingleFile &file)
-{
-    bool certificates = std::any_of(file.names.begin(), file.names.end(),
-                                    [](const std::string &name) { return name.starts_with("system,certificate"); });
-    if (file.is_domain() && file.facts.release < MIGR_RELEASE_5_20)
-        complain("warning: " + file.shown +
-                 ": up to 5.20 a domain's certificate blocks (config system certificate) "
-                 "come from the global file, which is not there. They are missing from the "
-                 "result. Upgrade the whole appliance with: migr upgrade");
-    else if (certificates && file.facts.release < certificates_in_configuration)
-        complain("warning: " + file.shown +
-                 ": up to 5.80 certificates and keys lay in files of the appliance, which "
-                 "are not there. The result names them without their content. Upgrade the "
-                 "whole appliance with: migr upgrade");
 }
 
 /* ---- the run ---- */
@@ -176,16 +158,6 @@ void run_in(const Root &root, const std::string &image, const SingleFile &file, 
     require_upgraded(report, file);
 }
 
-std::string read_syntax(const std::string &image)
-{
-    std::string path = image + "/syntax_v510.txt";
-    open_image(image);
-    Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd)
-        throw PathError{"read", path, errno};
-    return read_all(fd.get(), path);
-}
-
 /* It is as new as the image, or newer: it goes through as it is. */
 Status pass_through(const ConvertRequest &request, const SingleFile &file)
 {
@@ -203,7 +175,7 @@ Status pass_through(const ConvertRequest &request, const SingleFile &file)
 Status convert(const ConvertRequest &request)
 {
     std::string     image = image_folder(request.image);
-    std::string     syntax = read_syntax(image);
+    std::string     syntax = syntax_of_image(image);
     Interrupts      interrupts;
     TemporaryFolder temporary("convert");
     Root            root(temporary.make("root"), "the throw-away root folder");
@@ -211,7 +183,7 @@ Status convert(const ConvertRequest &request)
     if (is_current(file.facts))
         return pass_through(request, file);
     check_output(request, file);
-    warn(file);
+    warn_of_what_is_missing(file);
     run_in(root, image, file, interrupts);
     if (becomes_two(file))
         write_both(request, root);

@@ -31,7 +31,8 @@ void copy_appliance(const Root &from, const Root &to, const std::string &store_p
 
 } // namespace
 
-void upgrade_copy(const UpgradeRequest &request, Interrupts &interrupts, Report &report)
+void upgrade_copy(const UpgradeRequest &request, Interrupts &interrupts, Report &report,
+                  const std::function<void(const Root &)> &look)
 {
     Root origin(request.root);
     if (!unfinished_snapshot(origin).empty())
@@ -43,6 +44,8 @@ void upgrade_copy(const UpgradeRequest &request, Interrupts &interrupts, Report 
     copy_appliance(origin, copy, temporary.make("store"), interrupts);
     upgrade_root(copy, request, interrupts, report);
     report.snapshot.clear();
+    if (look)
+        look(copy);
 }
 
 } // namespace command

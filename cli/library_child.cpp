@@ -37,7 +37,8 @@ struct RecordHead {
 
 constexpr size_t longest_text = 2048;
 
-int told_on = -1; /* the pipe of records; in the child alone */
+int         told_on = -1; /* the pipe of records; in the child alone */
+std::string path_of_pass;
 
 void tell(Note note, std::string_view text)
 {
@@ -235,6 +236,11 @@ std::string LibraryRun::trouble() const
     return "The upgrade " + how_it_ended(*this) + at + ".";
 }
 
+const std::string &current_pass()
+{
+    return path_of_pass;
+}
+
 LibraryRun run_library(const Root &root, const std::function<void()> &work, std::chrono::milliseconds timeout,
                        Interrupts &interrupts, Progress &progress)
 {
@@ -261,8 +267,10 @@ LibraryRun run_library(const Root &root, const std::function<void()> &work, std:
 /* The library's hooks. They do nothing in a process that is not the library's child. */
 extern "C" void migr_on_file(const char *path, uint32_t)
 {
-    if (command::told_on >= 0)
-        command::tell(command::Note::pass, path);
+    if (command::told_on < 0)
+        return;
+    command::path_of_pass = path;
+    command::tell(command::Note::pass, path);
 }
 
 extern "C" void migr_on_stall(const char *where)

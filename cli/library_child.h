@@ -49,4 +49,7 @@ struct LibraryRun {
 LibraryRun run_library(const Root &root, const std::function<void()> &work, std::chrono::milliseconds timeout,
                        Interrupts &interrupts, Progress &progress);
 
+/* In the child: the path of the file that the library is working on. */
+const std::string &current_pass();
+
 } // namespace command

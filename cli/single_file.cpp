@@ -4,10 +4,12 @@
 #include "driver/run_context.h"
 #include "failure.h"
 #include "gzip_text.h"
+#include "image_files.h"
 #include "outline.h"
 #include "platform/platform.h"
 #include "tree/split.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -20,9 +22,10 @@ namespace command {
 
 namespace {
 
-constexpr char   domain_prefix[] = "sys_domain.";
-constexpr char   syntax_copy[] = "/syntax.txt"; /* of the image's syntax file */
-constexpr size_t longest_domain = 127;          /* the library keeps no more of it */
+constexpr char    domain_prefix[] = "sys_domain.";
+constexpr char    syntax_copy[] = "/syntax.txt";           /* of the image's syntax file */
+constexpr int32_t certificates_in_configuration = 0x50050; /* 5.80: certificates and keys are read from their files */
+constexpr size_t  longest_domain = 127;                    /* the library keeps no more of it */
 
 /* ---- reading ---- */
 
@@ -229,6 +232,32 @@ SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, c
     file.stored = domain_prefix + file.domain + ".conf.gz";
     store_as_domain(file, root, look.outline.headers);
     return file;
+}
+
+void warn_of_what_is_missing(const SingleFile &file)
+{
+    bool certificates = std::any_of(file.names.begin(), file.names.end(),
+                                    [](const std::string &name) { return name.starts_with("system,certificate"); });
+    if (file.is_domain() && file.facts.release < MIGR_RELEASE_5_20)
+        complain("warning: " + file.shown +
+                 ": up to 5.20 a domain's certificate blocks (config system certificate) "
+                 "come from the global file, which is not there. They are missing from the "
+                 "result. Upgrade the whole appliance with: migr upgrade");
+    else if (certificates && file.facts.release < certificates_in_configuration)
+        complain("warning: " + file.shown +
+                 ": up to 5.80 certificates and keys lay in files of the appliance, which "
+                 "are not there. The result names them without their content. Upgrade the "
+                 "whole appliance with: migr upgrade");
+}
+
+std::string syntax_of_image(const std::string &image)
+{
+    open_image(image); /* all of them, so that the message names all that are missing */
+    std::string path = image + "/syntax_v510.txt";
+    Fd          fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd)
+        throw PathError{"read", path, errno};
+    return read_all(fd.get(), path);
 }
 
 } // namespace command

@@ -36,4 +36,11 @@ struct SingleFile {
  */
 SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, const std::string &syntax);
 
+/* Says on standard error what the result lacks, as other files of the appliance are not there. */
+void warn_of_what_is_missing(const SingleFile &file);
+
+/* The text of the syntax file in an image's folder. Throws Failure, also when others of the image's files are missing.
+ */
+std::string syntax_of_image(const std::string &image);
+
 } // namespace command

@@ -29,8 +29,9 @@ Status upgrade(const UpgradeRequest &request);
  */
 void upgrade_root(const Root &root, const UpgradeRequest &request, Interrupts &interrupts, Report &report);
 
-/* The same on a copy in a temporary folder, which goes in the end. */
-void upgrade_copy(const UpgradeRequest &request, Interrupts &interrupts, Report &report);
+/* The same on a copy in a temporary folder, which goes in the end. `look`, if given, may look at it before. */
+void upgrade_copy(const UpgradeRequest &request, Interrupts &interrupts, Report &report,
+                  const std::function<void(const Root &)> &look = {});
 
 /* Throws Failure unless the folder is that of an appliance and can be written. */
 void check_usable(const Root &root);

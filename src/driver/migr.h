@@ -77,9 +77,15 @@ extern int32_t qb01a;
  *   migr_on_file    a pass over `path` begins; `mode` is an enum migr_mode
  *   migr_on_stall   the configuration has reached one of the places that never return; the hook should end the
  *                   process, since the library waits for ever behind it
+ *   migr_on_section a part of the work on the tree in migr_main is done. `version` is the release that the part belongs
+ *                   to, and `phase` names it: "read" (the file's own release; nothing has been changed yet), then for
+ *                   each update section "bridges" (4.0 alone), "step", "delete", "modify" and "readd", then "stage" for
+ *                   each stage, then "signatures" (the image's release). The hook may copy the tree but must leave it
+ *                   as it is
  */
 void migr_on_file(const char *path, uint32_t mode) __attribute__((weak));
 void migr_on_stall(const char *where) __attribute__((weak));
+void migr_on_section(int32_t version, const char *phase) __attribute__((weak));
 
 #ifdef __cplusplus
 }

@@ -75,12 +75,19 @@ void end_pass()
     unlink(unpacked_file);
 }
 
+void tell_host(int32_t version, const char *phase)
+{
+    if (migr_on_section)
+        migr_on_section(version, phase);
+}
+
 /* The bridges of the old release, and what stood on them, leave before the step of that very section runs. */
 void drop_old_bridges()
 {
     notp_bridge_main = {};
     find_notp_bridge_node(&migr_main.root, 0);
     free_notp_bridges();
+    tell_host(MIGR_RELEASE_4_0, "bridges");
 }
 
 int32_t apply_section(update_section *section)
@@ -89,11 +96,17 @@ int32_t apply_section(update_section *section)
         drop_old_bridges();
     if (migr_hardcode(section) == -1)
         return -1;
+    tell_host(section->version, "step");
     if (process_delete(&section->delete_list) == -1)
         return -1;
+    tell_host(section->version, "delete");
     if (process_modify(&section->modify_list, 0, section->version) == -1)
         return -1;
-    return process_modify(&section->readd_list, 1, section->version);
+    tell_host(section->version, "modify");
+    if (process_modify(&section->readd_list, 1, section->version) == -1)
+        return -1;
+    tell_host(section->version, "readd");
+    return 0;
 }
 
 /* A pass starts with an empty list. A host that fills the context itself leaves it zeroed, or full from its last call. */
@@ -126,12 +139,14 @@ bool is_domain_file(const char *name, const char *path)
 
 int32_t adjust_tree(void)
 {
+    tell_host(migr_main.cfg_version, "read");
     int32_t result = apply_sections();
     migr_main.modified = 1;
     if (result != 0)
         return -1;
     new_config_update(&migr_main);
     sync_cli_with_sig_db();
+    tell_host(migr_main.img_version, "signatures");
     migr_main.modified = 1;
     return 0;
 }

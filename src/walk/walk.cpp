@@ -1,5 +1,6 @@
 #include "walk/walk.h"
 
+#include "driver/migr.h"
 #include "tree/node_store.h"
 #include "walk/cursors.h"
 
@@ -238,6 +239,8 @@ void walk_stage(run_context *context, stage_table *stage)
     }
     hold_deleted_nodes(0);
     empty_sentinels();
+    if (migr_on_section)
+        migr_on_section(stage->version, "stage");
 }
 
 int32_t new_config_update(run_context *context)
