@@ -33,6 +33,6 @@ void __migr_list_del(migr_list *prev, migr_list *next)
 void migr_list_del(migr_list *element)
 {
     __migr_list_del(element->prev, element->next);
-    element->next = reinterpret_cast<migr_list *>(unlinked_next);
-    element->prev = reinterpret_cast<migr_list *>(unlinked_prev);
+    element->next = reinterpret_cast<migr_list *>(unlinked_next); // NOLINT(performance-no-int-to-ptr)
+    element->prev = reinterpret_cast<migr_list *>(unlinked_prev); // NOLINT(performance-no-int-to-ptr)
 }
