@@ -50,10 +50,20 @@ fs::path ApplianceRoot::on_disk(const std::string &path) const
     return path_ / fs::path(path).relative_path();
 }
 
+/* Folders with the mode 0700, whatever the umask of whoever runs the tests. */
+static void make_folders(const fs::path &folder)
+{
+    if (fs::is_directory(folder))
+        return;
+    make_folders(folder.parent_path());
+    if (mkdir(folder.c_str(), 0700) != 0 || chmod(folder.c_str(), 0700) != 0)
+        throw std::runtime_error("cannot make " + folder.string());
+}
+
 void ApplianceRoot::write(const std::string &path, const std::string &content, unsigned mode) const
 {
     fs::path target = on_disk(path);
-    fs::create_directories(target.parent_path());
+    make_folders(target.parent_path());
     std::ofstream out(target, std::ios::binary | std::ios::trunc);
     out << content;
     out.close();
@@ -68,13 +78,13 @@ void ApplianceRoot::write_gzip(const std::string &path, const std::string &conte
 
 void ApplianceRoot::folder(const std::string &path, unsigned mode) const
 {
-    fs::create_directories(on_disk(path));
+    make_folders(on_disk(path));
     chmod(on_disk(path).c_str(), mode);
 }
 
 void ApplianceRoot::link(const std::string &path, const std::string &target) const
 {
-    fs::create_directories(on_disk(path).parent_path());
+    make_folders(on_disk(path).parent_path());
     fs::create_symlink(target, on_disk(path));
 }
 
