@@ -66,7 +66,7 @@ void lay_out(const Journey &journey, const ApplianceRoot &root)
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(sample)) {
         std::string path = entry.path().lexically_relative(sample).string();
         if (path.find('/') == std::string::npos && !entry.is_directory())
-            continue; /* the sample's own README */
+            continue; /* the sample's own README, and the names of its empty folders */
         if (entry.is_symlink())
             root.link("/" + path, fs::read_symlink(entry.path()).string());
         else if (entry.is_directory())
@@ -76,6 +76,9 @@ void lay_out(const Journey &journey, const ApplianceRoot &root)
         else
             root.write("/" + path, text_of(entry.path()));
     }
+    std::istringstream empty_folders(text_of(sample / "empty-folders"));
+    for (std::string folder; std::getline(empty_folders, folder);)
+        root.folder("/" + folder);
     fs::path image = fs::path(MIGR_BUILD_DIR) / "image";
     root.write("/data/etc/update_config", text_of(image / "update_config"));
     root.write("/data/etc/system.conf.predefine", text_of(image / "system.conf.predefine"));

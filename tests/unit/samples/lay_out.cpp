@@ -56,6 +56,17 @@ TEST(LayOut, CompressesConfigurationsAndNothingElse)
     }
 }
 
+TEST(LayOut, MakesFoldersThatHoldNothing)
+{
+    ApplianceRoot root;
+    fs::remove_all(root.path());
+    ASSERT_EQ(run(SCRIPT + " parts-dealer-3.30 " + root.path().string()), 0);
+    Listing listing = root.listing();
+    Entry   folder = {'d', 0700, ""};
+    EXPECT_EQ(listing["data/etc/xmlproxy/certs/2008_old"], folder);
+    EXPECT_EQ(listing.count("empty-folders"), 0u);
+}
+
 TEST(LayOut, TakesAPathAndGivesTheSameBytesAgain)
 {
     ApplianceRoot one;
