@@ -82,8 +82,10 @@ int32_t next_in_scope(int32_t index)
     return index;
 }
 
-/* Offers the current position to all rows of the stage. A row in front may have renamed the config in top[1]. */
-void cb_loop()
+} // namespace
+
+/* A row in front may have renamed the config in top[1]. */
+void cb_loop(void)
 {
     remember_scopes(top[1]->name);
     for (int32_t index = next_in_scope(0); index < fns->row_count; index = next_in_scope(index + 1)) {
@@ -98,8 +100,7 @@ void cb_loop()
     }
 }
 
-/* Moves a level on: gives the next node and reads its successor at once, so that a callback may unlink the node; at
- * the end of the list it offers the end visit and gives null. */
+/* The successor is read at once, so that a callback may unlink the node. */
 config_node *do_next(config_node **next, config_node **slot)
 {
     config_node *node = *next;
@@ -112,6 +113,8 @@ config_node *do_next(config_node **next, config_node **slot)
     *slot = &EMPTY_NODE;
     return nullptr;
 }
+
+namespace {
 
 /* A set list has its end visit even when it is empty. */
 void walk_sets(config_node *next, config_node **slot)
@@ -178,7 +181,8 @@ void walk_tree(config_node *next)
     }
 }
 
-/* Closes a round: a row that has had all its rounds is done with the stage. */
+} // namespace
+
 void cb_reset_stg_st(stage_table *stage)
 {
     for (stage_row *row = stage->rows; row < stage->rows + stage->row_count; row++) {
@@ -188,6 +192,8 @@ void cb_reset_stg_st(stage_table *stage)
             row->skip_round = 0;
     }
 }
+
+namespace {
 
 void init()
 {
