@@ -1,7 +1,7 @@
 /*
  * What becomes of a configuration in a pass: parsed, walked by every stage, written, released. Beside it the work that
  * no upgrade can do without, unpacking the text and packing it again. The argument is the text's size in megabytes; for
- * EditList... the number of edits in thousands.
+ * EditList..., one list of nothing but edits, their number in thousands.
  */
 #include "generate.h"
 #include "ratios.h"
@@ -12,6 +12,7 @@
 #include "walk/walk.h"
 
 #include <libdeflate.h>
+#include <malloc.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -79,15 +80,26 @@ void finish(benchmark::State &state, size_t size)
     remove(written_file);
 }
 
+/* What the heap holds. */
+size_t allocated()
+{
+    struct mallinfo2 heap = mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+}
+
 template <Generator generate> void Parse(benchmark::State &state)
 {
     size_t size = lay_out(generate(static_cast<size_t>(state.range(0))));
+    size_t before = allocated();
+    size_t tree = 0;
     for (auto _ : state) {
         parse();
         state.PauseTiming();
+        tree = allocated() - before;
         release();
         state.ResumeTiming();
     }
+    state.counters["tree/text"] = static_cast<double>(tree) / static_cast<double>(size);
     finish(state, size);
 }
 

@@ -2,8 +2,14 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <unistd.h>
 
 namespace bench {
+
+RatioReporter::RatioReporter(std::vector<Ratio> ratios)
+    : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular), ratios_(std::move(ratios))
+{
+}
 
 void RatioReporter::ReportRuns(const std::vector<Run> &runs)
 {

@@ -18,7 +18,7 @@ struct Ratio {
 
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
-    explicit RatioReporter(std::vector<Ratio> ratios) : ratios_(std::move(ratios)) {}
+    explicit RatioReporter(std::vector<Ratio> ratios);
 
     void ReportRuns(const std::vector<Run> &runs) override;
     void Finalize() override;

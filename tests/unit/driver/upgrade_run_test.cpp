@@ -568,6 +568,32 @@ TEST_F(UpgradeRun, WithoutAnUpdateFileNothingIsUpgradedAndTheRunIsFinished)
     expect_no_leftovers();
 }
 
+TEST_F(UpgradeRun, AMissingUpdateFileIsSuchAFailure)
+{
+    store(global_path, text_of("5.40"));
+    store(domain_path("root"), text_of("5.40"));
+    Listing     before = appliance.listing();
+    ChildResult child = run();
+    EXPECT_EQ(child.exit_code, 0) << child.err;
+    EXPECT_EQ(child.out, no_database);
+    EXPECT_EQ(appliance.listing(), before);
+    appliance.write("/data/etc/update_config", ""); /* the next run tries again */
+    ASSERT_EQ(run().exit_code, 0);
+    expect_stored(global_path, text_of("6.21"));
+    expect_stored(domain_path("root"), text_of("6.21"));
+}
+
+TEST_F(UpgradeRun, ABadRuleIsSuchAFailure)
+{
+    appliance.write("/data/etc/update_config", "[5.50]\n[DELETE]\nno path\n");
+    store(global_path, text_of("5.40"));
+    store(domain_path("newer"), text_of("5.50")); /* for which that section is not loaded */
+    ASSERT_EQ(run().exit_code, 0);
+    EXPECT_EQ(appliance.read_gzip(global_path), text_of("5.40"));
+    expect_stored(domain_path("newer"), text_of("6.21"));
+    expect_no_leftovers();
+}
+
 TEST_F(UpgradeRun, BridgesGoAheadOfTheStepOf40)
 {
     store(global_path, text_of("5.40"));
