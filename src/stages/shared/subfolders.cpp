@@ -1,6 +1,7 @@
 #include "stages/shared/subfolders.h"
 
 #include <cstdio>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,8 +26,8 @@ void _clear_all_sub_dir(const char *path)
     while (const dirent *entry = readdir(folder)) {
         char        subfolder[255];
         struct stat st = {};
-        if (snprintf(subfolder, sizeof subfolder, "%s/%s", path, entry->d_name) < 0)
-            continue;
+        snprintf(subfolder, sizeof subfolder, "%s/", path);
+        strncat(subfolder, entry->d_name, sizeof subfolder - strlen(subfolder) - 1);
         if (entry->d_name[0] != '.' && stat(subfolder, &st) == 0 && S_ISDIR(st.st_mode))
             remove_files_in(subfolder);
     }

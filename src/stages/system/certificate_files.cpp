@@ -21,8 +21,8 @@ config_node *_top_edt_load_prop(const char *folder, const char *extension, const
     if (!text)
         return nullptr;
     bool         plain = strcmp(property, "passwd") == 0;
-    config_node *set = plain ? cnd_add_prop(top[2], property, "%s", text)
-                             : cnd_add_prop(top[2], property, "\"%s\"", text);
+    config_node *set =
+        plain ? cnd_add_prop(top[2], property, "%s", text) : cnd_add_prop(top[2], property, "\"%s\"", text);
     OPENSSL_cleanse(text, strlen(text));
     return set;
 }

@@ -27,7 +27,7 @@ void _change_ca_admin_certificate(int32_t round, void *state, int32_t *progress)
 void _encrypt_local_certificate_key(int32_t round, void *state, int32_t *progress);
 
 /* At the end of an edit: adds the property from the file that the edit's name, the folder below /data/etc and the
- * extension name. The new set, or null: away from an edit's end, for a file that cannot be read or has over 4093 bytes. */
+ * extension name. The new set, or null: away from an edit's end, for a file that cannot be read or is too long. */
 config_node *_top_edt_load_prop(const char *folder, const char *extension, const char *property);
 
 /* Puts a backslash before each quote and backslash of a set's value, and double quotes around it. The node, or null

@@ -17,8 +17,8 @@
 static FILE *open_copy(FILE *source, const char *target)
 {
     struct stat st = {};
-    mode_t      mode = fstat(fileno(source), &st) == 0 ? st.st_mode & 0777 : 0600;
-    int         fd = open(target, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+    fstat(fileno(source), &st);
+    int fd = open(target, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, st.st_mode & 0777);
     if (fd < 0)
         return nullptr;
     FILE *stream = fdopen(fd, "wb");

@@ -12,7 +12,7 @@ struct adjust_ha_interface_state {
     const char  *mgmt_interface; /* the management interface as written, from round 2 on; not owned */
     char         src_ip[128];    /* its addresses as host routes, in round 3 */
     char         src_ip6[128];
-    char        *gateway;        /* owned, from round 2 until the last visit */
+    char        *gateway; /* owned, from round 2 until the last visit */
     char        *gateway6;
 };
 static_assert(sizeof(adjust_ha_interface_state) == 816);

@@ -312,7 +312,7 @@ void _reorg_cert_remote(int32_t round, void *state, int32_t *)
         forget_references(refs);
 }
 
-static constexpr char connector_folder[] = "/etc/cert/mesh_connector/oci_private_key";
+static constexpr char   connector_folder[] = "/etc/cert/mesh_connector/oci_private_key";
 static constexpr size_t connector_path_room = 127;
 
 /* The one file in the connector's folder, folders not counted, as a path. False when there is none or more than one. */
@@ -322,8 +322,8 @@ static bool find_only_key(DIR *folder, char *path)
     while (const dirent *entry = readdir(folder)) {
         char        candidate[connector_path_room];
         struct stat st = {};
-        if (snprintf(candidate, sizeof candidate, "%s/%s", connector_folder, entry->d_name) < 0)
-            continue;
+        snprintf(candidate, sizeof candidate, "%s/", connector_folder);
+        strncat(candidate, entry->d_name, sizeof candidate - strlen(candidate) - 1);
         if (entry->d_name[0] == '.' || (stat(candidate, &st) == 0 && S_ISDIR(st.st_mode)))
             continue;
         if (found)

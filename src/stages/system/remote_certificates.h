@@ -4,7 +4,7 @@
 
 #include "walk/stages.h"
 
-/* Who refers to a group of remote certificates. The first reference that finds its group becomes the group's primary. */
+/* Who refers to a group of remote certificates. The first reference that finds its group becomes its primary. */
 enum ocsp_ref_kind : uint32_t {
     OCSP_PRIMARY = 0,
     OCSP_POOL_MEMBER = 1,

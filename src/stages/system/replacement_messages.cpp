@@ -8,6 +8,7 @@
 
 #include <cstring>
 
+/* clang-format off */
 const rmsg_tag taglist[20] = {
     {"%%URL%%", "www.example.com/", 1},
     {"%%SOURCE_IP%%", "192.168.1.11", 1},
@@ -30,6 +31,7 @@ const rmsg_tag taglist[20] = {
     {"%%CAPTCHA_REQ_DATA%%", "", 4},
     {"%%CAPTCHA_IMG_SRC%%", "", 4},
 };
+/* clang-format on */
 
 /* Texts to insert; they go through a format pass, which halves their percent signs. */
 static constexpr char reply_heading[] = "<h2>%%%%REPLY_TAG%%%%</h2>";

@@ -28,9 +28,9 @@ struct rmsg_tag {
 extern const rmsg_tag taglist[20];
 
 /* Where new text goes in a page's text, or null when the page has no such place. `text` may be null. */
-char *_find_login_insert_location(char *text);      /* behind the form's heading, or behind the form's tag */
-char *_find_login_change_pwd_location(char *text);  /* ahead of the user name's box, or behind the last heading */
-char *_find_challenge_insert_location(char *text);  /* behind the heading that holds the reply tag */
+char *_find_login_insert_location(char *text);     /* behind the form's heading, or behind the form's tag */
+char *_find_login_change_pwd_location(char *text); /* ahead of the user name's box, or behind the last heading */
+char *_find_challenge_insert_location(char *text); /* behind the heading that holds the reply tag */
 
 /* Removes every line feed in place; carriage returns stay. */
 void _cvt_rmsg_value(char *text);

@@ -126,7 +126,7 @@ char *get_ssl_custom_cipher_value_585(const char *value)
     return without_tokens(value, is_seed);
 }
 
-/* From 5.52 on the switch "ssl" alone stands for all protocols; a member that lists every one of them says just that. */
+/* From 5.52 on the switch "ssl" alone stands for all protocols; a member that lists every one of them says just so. */
 void _change_server_pool_ssl_protocol(int32_t, void *state, int32_t *)
 {
     static constexpr uint32_t all_protocols = 31;
