@@ -7,7 +7,7 @@
 namespace command {
 
 class ChildProcess {
-public:
+  public:
     /* The child runs `work` and ends with what it gives; it must call die_with_parent() when its credentials are
      * settled, since a change of them makes the kernel forget. */
     explicit ChildProcess(const std::function<int()> &work);
@@ -18,7 +18,7 @@ public:
     void kill();
     int  wait(); /* its wait status */
 
-private:
+  private:
     pid_t pid_ = -1;
     int   status_ = 0;
 };

@@ -9,12 +9,12 @@
 namespace command {
 
 class Sha256 {
-public:
+  public:
     Sha256();
     void        add(std::string_view bytes);
     std::string hex(); /* ends the sum */
 
-private:
+  private:
     std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX *)> context_;
 };
 

@@ -18,8 +18,8 @@ namespace {
 void copy_appliance(const Root &from, const Root &to, const std::string &store_path, Interrupts &interrupts)
 {
     Fd          store(open(store_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    std::string manifest = from.run(
-        [&] { return json(manifest_text(store_files(places_of_dry_run(), store.get()))); }, &interrupts);
+    std::string manifest =
+        from.run([&] { return json(manifest_text(store_files(places_of_dry_run(), store.get()))); }, &interrupts);
     to.run(
         [&] {
             make_as_stored(parse_manifest(manifest), store.get(), Owners::leave);

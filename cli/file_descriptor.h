@@ -9,7 +9,7 @@
 namespace command {
 
 class Fd {
-public:
+  public:
     Fd() = default;
     explicit Fd(int fd) : fd_(fd) {}
     Fd(Fd &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
@@ -18,18 +18,27 @@ public:
         std::swap(fd_, other.fd_);
         return *this;
     }
-    ~Fd() { reset(); }
+    ~Fd()
+    {
+        reset();
+    }
 
-    int  get() const { return fd_; }
+    int get() const
+    {
+        return fd_;
+    }
     void reset()
     {
         if (fd_ >= 0)
             close(fd_);
         fd_ = -1;
     }
-    explicit operator bool() const { return fd_ >= 0; }
+    explicit operator bool() const
+    {
+        return fd_ >= 0;
+    }
 
-private:
+  private:
     int fd_ = -1;
 };
 

@@ -25,8 +25,8 @@ bool unpack_member(const Unpacker &unpacker, std::string_view &bytes, std::strin
     for (size_t room = std::min(bytes.size() * 4 + 4096, most);; room = std::min(room * 2, most)) {
         text.resize(before + room);
         size_t used = 0, made = 0;
-        auto   result = libdeflate_gzip_decompress_ex(unpacker.get(), bytes.data(), bytes.size(),
-                                                      text.data() + before, room, &used, &made);
+        auto   result = libdeflate_gzip_decompress_ex(unpacker.get(), bytes.data(), bytes.size(), text.data() + before,
+                                                      room, &used, &made);
         if (result == LIBDEFLATE_INSUFFICIENT_SPACE && room < most)
             continue;
         text.resize(before + made);

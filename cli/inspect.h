@@ -25,7 +25,10 @@ struct ConfigFacts {
     std::vector<uint64_t> empty_sets; /* lines of `set` without a value, the first ones; only with Depth::whole */
 
     /* It can be read whole and has both header lines. */
-    bool is_sound() const { return error == 0 && gzip && release >= 0 && second_line; }
+    bool is_sound() const
+    {
+        return error == 0 && gzip && release >= 0 && second_line;
+    }
 };
 
 enum class Depth { headers, whole };
@@ -37,7 +40,10 @@ struct StoredFile {
     uint32_t    owner = 0;
     bool        special = false; /* neither a file nor a folder nor a link to such: it could block whoever opens it */
 
-    bool is_global() const { return name == global_name; }
+    bool is_global() const
+    {
+        return name == global_name;
+    }
 };
 
 /* The folder as it stands. */
@@ -46,7 +52,10 @@ struct ConfigFolder {
     std::vector<StoredFile>  files; /* the global file first, the others by name */
 
     const StoredFile *find(const std::string &name) const;
-    const StoredFile *global() const { return find(global_name); }
+    const StoredFile *global() const
+    {
+        return find(global_name);
+    }
 };
 
 /* Reads an appliance's configuration folder. Throws Failure. */

@@ -92,11 +92,11 @@ constexpr size_t most_output = 1 << 20;
 
 /* What has come from the child so far. */
 struct Listener {
-    LibraryRun       &run;
-    Progress         &progress;
-    std::string       records;
-    int64_t           pass_began = 0;
-    Clock::duration   idle{0}; /* since the last record */
+    LibraryRun     &run;
+    Progress       &progress;
+    std::string     records;
+    int64_t         pass_began = 0;
+    Clock::duration idle{0}; /* since the last record */
 };
 
 std::string file_name(const std::string &path)

@@ -66,9 +66,9 @@ Place place_from(const json &from)
 
 json to_json(const std::string &path, const Entry &entry)
 {
-    json out = {{"path", encoded(path)}, {"type", std::string(1, entry.type)},
+    json out = {{"path", encoded(path)},     {"type", std::string(1, entry.type)},
                 {"mode", octal(entry.mode)}, {"uid", entry.uid},
-                {"gid", entry.gid}, {"changed", {entry.seconds, entry.nanoseconds}}};
+                {"gid", entry.gid},          {"changed", {entry.seconds, entry.nanoseconds}}};
     if (entry.type == 'l')
         out["target"] = encoded(entry.target);
     if (entry.type == 'f') {

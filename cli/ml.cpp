@@ -37,7 +37,7 @@ fs::path full_path(const std::string &path)
 
 ConfigFacts check_input(const Root &machine, const fs::path &input, const std::string &shown)
 {
-    json found = machine.run([&] {
+    json        found = machine.run([&] {
         ConfigFacts facts = inspect_file(input, Depth::whole);
         if (facts.error != 0)
             throw failure_of({"read", shown, facts.error}, shown);

@@ -16,7 +16,7 @@ namespace command {
 struct Place {
     std::string folder;
     std::string name;
-    bool        pattern = false;        /* the name is a shell pattern */
+    bool        pattern = false;         /* the name is a shell pattern */
     bool        keeps_additions = false; /* reached only through a link: others may use it too, so what came there since
                                             is none of ours */
 };

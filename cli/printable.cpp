@@ -119,9 +119,8 @@ std::string shell_word(std::string_view text)
 
 size_t columns(std::string_view printable_text)
 {
-    return static_cast<size_t>(std::count_if(printable_text.begin(), printable_text.end(), [](char byte) {
-        return (static_cast<uint8_t>(byte) & 0xc0) != 0x80;
-    }));
+    return static_cast<size_t>(std::count_if(printable_text.begin(), printable_text.end(),
+                                             [](char byte) { return (static_cast<uint8_t>(byte) & 0xc0) != 0x80; }));
 }
 
 } // namespace command

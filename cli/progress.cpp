@@ -66,8 +66,8 @@ void Progress::draw(const std::string &file)
     static constexpr size_t width = 30;
     size_t                  done = begun_ - 1;
     size_t                  filled = width * done / expected_;
-    std::string             line = "[" + std::string(filled, '#') + std::string(width - filled, '.') + "] " +
-                       std::to_string(done) + "/" + std::to_string(expected_) + " " + printable(file);
+    std::string line = "[" + std::string(filled, '#') + std::string(width - filled, '.') + "] " + std::to_string(done) +
+                       "/" + std::to_string(expected_) + " " + printable(file);
     fprintf(stream_, "\r%s\x1b[K", cut(line, terminal_columns(stream_) - 1).c_str());
     fflush(stream_);
     drawn_ = true;

@@ -7,7 +7,7 @@
 namespace command {
 
 class Progress {
-public:
+  public:
     /* `stream` null: shows nothing. */
     Progress(FILE *stream, size_t expected_passes);
     ~Progress(); /* leaves the line of the bar */
@@ -17,7 +17,7 @@ public:
     void begins(const std::string &file);
     void ends(); /* the last pass is done */
 
-private:
+  private:
     void draw(const std::string &file);
 
     FILE  *stream_;

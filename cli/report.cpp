@@ -54,7 +54,7 @@ void show_reasons(const Report &report)
             say(file.name + " was left alone. " + file.reason);
         for (uint64_t line : file.empty_sets)
             say("warning: " + file.name + ", line " + std::to_string(line) +
-                     ": a `set` without a value came out. The next upgrade would refuse the file; give it a value.");
+                ": a `set` without a value came out. The next upgrade would refuse the file; give it a value.");
     }
 }
 
@@ -77,14 +77,16 @@ void show_trouble(const Report &report)
     for (const std::string &difference : report.not_restored)
         complain("not put back: " + difference);
     if (!report.restored && !report.snapshot.empty())
-        complain("The snapshot " + report.snapshot + " could not be put back in full. Put right what stands above, "
-                 "then run: migr rollback " + shell_word(report.root));
+        complain("The snapshot " + report.snapshot +
+                 " could not be put back in full. Put right what stands above, "
+                 "then run: migr rollback " +
+                 shell_word(report.root));
 }
 
 void show_next_steps(const Report &report)
 {
-    auto good = std::find_if(report.files.begin(), report.files.end(),
-                             [](const FileReport &file) { return file.result == Result::upgraded; });
+    auto        good = std::find_if(report.files.begin(), report.files.end(),
+                                    [](const FileReport &file) { return file.result == Result::upgraded; });
     std::string root = report.root == "/" ? "" : report.root;
     if (report.dry_run)
         say("Dry run: this was done to a copy. Nothing in " + report.root + " was changed.");
@@ -150,15 +152,15 @@ std::string json_text(const Report &report)
     for (const FileReport &file : report.files)
         files.push_back(to_json(file));
     Object all = {{"root", printable(report.root)},
-                {"image_release", release_text(get_osimage_version())},
-                {"dry_run", report.dry_run},
-                {"status", static_cast<int>(report.status)},
-                {"trouble", text_or_null(report.trouble)},
-                {"restored", report.restored},
-                {"not_restored", printable_list(report.not_restored)},
-                {"snapshot", text_or_null(report.snapshot)},
-                {"files", std::move(files)},
-                {"notes", printable_list(report.notes)}};
+                  {"image_release", release_text(get_osimage_version())},
+                  {"dry_run", report.dry_run},
+                  {"status", static_cast<int>(report.status)},
+                  {"trouble", text_or_null(report.trouble)},
+                  {"restored", report.restored},
+                  {"not_restored", printable_list(report.not_restored)},
+                  {"snapshot", text_or_null(report.snapshot)},
+                  {"files", std::move(files)},
+                  {"notes", printable_list(report.notes)}};
     return all.dump(2, ' ', true);
 }
 

@@ -35,18 +35,25 @@ Status show_snapshots(const Root &root)
     return Status::done;
 }
 
+/* That of a run that was cut off goes ahead of the newest: a clock that was put back must not mislead. */
+std::string default_snapshot(const Root &root, const std::vector<SnapshotSummary> &snapshots)
+{
+    std::string unfinished = unfinished_snapshot(root);
+    return unfinished.empty() ? snapshots.back().name : unfinished;
+}
+
 std::string chosen_snapshot(const Root &root, const std::string &asked)
 {
     std::vector<SnapshotSummary> snapshots = list_snapshots(root);
     if (snapshots.empty())
         throw Failure(Status::unusable, root.shown() + " has no snapshots, so there is nothing to go back to.");
     if (asked.empty())
-        return snapshots.back().name;
-    bool known = std::any_of(snapshots.begin(), snapshots.end(),
-                             [&](const SnapshotSummary &one) { return one.name == asked; });
+        return default_snapshot(root, snapshots);
+    bool known =
+        std::any_of(snapshots.begin(), snapshots.end(), [&](const SnapshotSummary &one) { return one.name == asked; });
     if (!known)
-        throw Failure(Status::unusable, root.shown() + " has no snapshot " + asked +
-                                            ". See which it has: migr rollback --list");
+        throw Failure(Status::unusable,
+                      root.shown() + " has no snapshot " + asked + ". See which it has: migr rollback --list");
     return asked;
 }
 

@@ -44,8 +44,8 @@ void enter_own_namespace()
                                         "namespaces for others). Run migr as root.");
 }
 
-/* What is left is the power over files, and over the blocks that a disk keeps back for root. Above all no CAP_SYS_ADMIN: the library's remount of /data must not reach the
- * mounts of the machine. */
+/* What is left is the power over files, and over the blocks that a disk keeps back for root. Above all no
+ * CAP_SYS_ADMIN: the library's remount of /data must not reach the mounts of the machine. */
 void keep_only_file_rights()
 {
     static constexpr uint32_t kept = 1U << CAP_CHOWN | 1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH |

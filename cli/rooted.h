@@ -19,14 +19,26 @@ namespace command {
 using nlohmann::json;
 
 class Root {
-public:
+  public:
     /* Throws Failure when `path` is no folder. Messages name `shown_as` in its place, if given. */
     explicit Root(const std::string &path, const std::string &shown_as = "");
 
-    const std::string &path() const { return path_; }
-    const std::string &shown() const { return shown_; }
-    bool               is_machine_root() const { return machine_root_; }
-    int                fd() const { return fd_.get(); }
+    const std::string &path() const
+    {
+        return path_;
+    }
+    const std::string &shown() const
+    {
+        return shown_;
+    }
+    bool is_machine_root() const
+    {
+        return machine_root_;
+    }
+    int fd() const
+    {
+        return fd_.get();
+    }
 
     /* How messages call a path inside ("/data/config/x"). */
     std::string shows(const std::string &inside) const;
@@ -49,7 +61,7 @@ public:
      */
     void enter() const;
 
-private:
+  private:
     std::string path_;
     std::string shown_;
     Fd          fd_;

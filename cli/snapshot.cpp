@@ -243,7 +243,7 @@ std::string make_snapshot(const Root &root, bool image_files, const std::string 
 
 std::vector<SnapshotSummary> list_snapshots(const Root &root)
 {
-    json found = root.run([&] {
+    json                         found = root.run([&] {
         json list = json::array();
         for (const std::string &name : snapshot_names())
             if (is_whole(name))

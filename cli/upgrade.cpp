@@ -11,8 +11,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <fcntl.h>
+#include <filesystem>
 #include <sstream>
 #include <sys/stat.h>
 
@@ -227,8 +227,8 @@ std::string loss(const ConfigFolder &before, const ConfigFolder &after)
     for (const StoredFile &file : before.files)
         if (file.facts.is_sound() && !after.find(file.name)->facts.is_sound())
             return file.name + " could not be read after the upgrade.";
-    bool crossed = before.global()->facts.release < MIGR_RELEASE_5_10 &&
-                   after.global()->facts.release >= MIGR_RELEASE_5_10;
+    bool crossed =
+        before.global()->facts.release < MIGR_RELEASE_5_10 && after.global()->facts.release >= MIGR_RELEASE_5_10;
     const StoredFile *domain = after.find(first_domain_name);
     if (crossed && !(domain && domain->facts.is_sound()))
         return std::string(global_name) + " is from before 5.10, and no " + first_domain_name +

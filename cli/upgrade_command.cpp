@@ -8,8 +8,8 @@ namespace command {
 
 void add_upgrade(CLI::App &app, Action &chosen)
 {
-    auto request = std::make_shared<UpgradeRequest>();
-    auto timeout = std::make_shared<unsigned>(600);
+    auto  request = std::make_shared<UpgradeRequest>();
+    auto  timeout = std::make_shared<unsigned>(600);
     auto *upgrade_app = app.add_subcommand("upgrade", "Upgrade the configuration files of an appliance");
     upgrade_app->add_option("ROOT", request->root, "The appliance's root folder (\"/\" on the appliance itself)")
         ->required();

@@ -45,7 +45,7 @@ class TinyAppliance : public ApplianceRoot {
     void drop(const std::string &inside) const; /* removes a file or folder */
 
     /* All but what migr keeps for itself. */
-    Listing without_snapshots() const;
+    Listing                  without_snapshots() const;
     std::vector<std::string> snapshots() const;
 };
 
@@ -75,8 +75,8 @@ Outcome run_process(const std::function<int()> &work, const Ahead &ahead = {});
 
 /* A user who is nobody here, as whom a test looks at permission bits. */
 constexpr unsigned nobody = 12345; /* not the number that stands for owners from outside a user namespace */
-void become_nobody();
-void give_to_nobody(const std::string &path); /* with all below */
+void               become_nobody();
+void               give_to_nobody(const std::string &path); /* with all below */
 
 /* Whether such a user can change its root folder on this machine. */
 bool users_may_chroot();

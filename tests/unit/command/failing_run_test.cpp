@@ -12,8 +12,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <fcntl.h>
 #include <csignal>
+#include <fcntl.h>
 
 namespace fs = std::filesystem;
 using namespace support;
@@ -361,6 +361,18 @@ TEST(CutOffRun, IsPutBackByTheNextUpgrade)
     EXPECT_NE(run.out.find("The last upgrade was cut off. Putting back what was before it"), std::string::npos);
     EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    6.21   upgraded"), std::string::npos) << run.out;
     EXPECT_FALSE(box.exists("/var/lib/migr/unfinished"));
+}
+
+TEST(CutOffRun, IsWhatARollbackPutsBack)
+{
+    TinyAppliance box;
+    std::string   first = box.read(global_path);
+    migr({"upgrade", box.root()});
+    box.config("sys_global.conf.gz", "5.60", "config later\nend\n");
+    migr({"upgrade", box.root()});
+    box.write("/var/lib/migr/unfinished", box.snapshots().at(0)); /* the clock had been put back */
+    EXPECT_EQ(migr({"rollback", box.root()}).status, 0);
+    EXPECT_EQ(box.read(global_path), first);
 }
 
 TEST(CutOffRun, AMarkWithoutItsSnapshotCountsForNothing)

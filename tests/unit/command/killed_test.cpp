@@ -12,8 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fcntl.h>
 #include <csignal>
+#include <fcntl.h>
 #include <set>
 
 using namespace support;
@@ -23,9 +23,9 @@ namespace {
 enum class Victim { command, child };
 
 struct Traced {
-    long calls = 0;       /* of all processes */
+    long calls = 0; /* of all processes */
     bool killed = false;
-    int  status = -1;     /* the command's exit status, -1 when killed */
+    int  status = -1; /* the command's exit status, -1 when killed */
 };
 
 [[noreturn]] void be_command(const std::vector<std::string> &arguments)
@@ -96,20 +96,45 @@ struct Box {
     }
 };
 
+/* A sanitized process takes long to fork, and what dies by a kill is not what sanitizers look at. */
+#ifdef __SANITIZE_ADDRESS__
+constexpr int points = 10;
+#else
+constexpr int points = 50;
+#endif
+
+long calls_of_a_run(Victim victim)
+{
+    Box one;
+    return run_traced(one.upgrade, victim, -1).calls;
+}
+
 /* Kills at that point, rolls back if there is something to roll back, and expects that all is as before, and that a
- * second upgrade goes through. */
-void expect_way_back(Victim victim, long point)
+ * second upgrade goes through. False if the run had ended by then: no two take quite the same number of calls. */
+bool expect_way_back(Victim victim, long point)
 {
     Box    one;
     Traced traced = run_traced(one.upgrade, victim, point);
-    ASSERT_TRUE(traced.killed) << point;
+    if (!traced.killed)
+        return false;
     Outcome back = migr({"rollback", one.box.root()});
     bool    nothing_yet = back.status == 2 && back.err.find("has no snapshots") != std::string::npos;
     EXPECT_TRUE(back.status == 0 || nothing_yet) << point << back.err;
     EXPECT_EQ(one.box.without_snapshots(), one.before) << point;
     Outcome again = migr(one.upgrade);
     EXPECT_EQ(again.status, 0) << point << again.all();
-    EXPECT_EQ(one.box.read_gzip("/data/config/sys_global.conf.gz").substr(0, 27), "#config-version=QA-A1X-6.21") << point;
+    EXPECT_EQ(one.box.read_gzip("/data/config/sys_global.conf.gz").substr(0, 27), "#config-version=QA-A1X-6.21")
+        << point;
+    return true;
+}
+
+void expect_way_back_from_everywhere(Victim victim)
+{
+    long calls = calls_of_a_run(victim);
+    int  kills = 0;
+    for (int at = 0; at < points && !testing::Test::HasFailure(); at++)
+        kills += expect_way_back(victim, 1 + calls * at / points);
+    EXPECT_GE(kills, points * 9 / 10);
 }
 
 /* The same without a rollback in between: the second upgrade takes care of the first. */
@@ -130,32 +155,20 @@ bool may_trace()
     return run_traced(one.upgrade, Victim::command, -1).status == 0;
 }
 
-constexpr int points = 50;
-
-long calls_of_a_run(Victim victim)
-{
-    Box one;
-    return run_traced(one.upgrade, victim, -1).calls;
-}
-
 } // namespace
 
 TEST(Killed, TheCommandAtFiftyPoints)
 {
     if (!may_trace())
         GTEST_SKIP() << "no right to trace";
-    long calls = calls_of_a_run(Victim::command);
-    for (int at = 0; at < points && !HasFailure(); at++)
-        expect_way_back(Victim::command, 1 + calls * at / points);
+    expect_way_back_from_everywhere(Victim::command);
 }
 
 TEST(Killed, AChildAtFiftyPoints)
 {
     if (!may_trace())
         GTEST_SKIP() << "no right to trace";
-    long calls = calls_of_a_run(Victim::child);
-    for (int at = 0; at < points && !HasFailure(); at++)
-        expect_way_back(Victim::child, 1 + calls * at / points);
+    expect_way_back_from_everywhere(Victim::child);
 }
 
 TEST(Killed, TheSecondUpgradeNeedsNoRollback)
@@ -163,8 +176,8 @@ TEST(Killed, TheSecondUpgradeNeedsNoRollback)
     if (!may_trace())
         GTEST_SKIP() << "no right to trace";
     long calls = calls_of_a_run(Victim::command);
-    for (int at = 0; at < 12 && !HasFailure(); at++)
-        expect_second_run(1 + calls * at / 12);
+    for (int at = 0; at < points / 4 && !HasFailure(); at++)
+        expect_second_run(1 + calls * at / (points / 4));
 }
 
 TEST(Killed, ARollbackCanBeRunAgain)
@@ -175,10 +188,10 @@ TEST(Killed, ARollbackCanBeRunAgain)
     std::vector<std::string> rollback = {"rollback", whole.box.root()};
     migr(whole.upgrade);
     long calls = run_traced(rollback, Victim::child, -1).calls;
-    for (int at = 0; at < 12 && !HasFailure(); at++) {
+    for (int at = 0; at < points / 4 && !HasFailure(); at++) {
         Box one;
         migr(one.upgrade);
-        run_traced({"rollback", one.box.root()}, Victim::child, 1 + calls * at / 12);
+        run_traced({"rollback", one.box.root()}, Victim::child, 1 + calls * at / (points / 4));
         EXPECT_EQ(migr({"rollback", one.box.root()}).status, 0) << at;
         EXPECT_EQ(one.box.without_snapshots(), one.before) << at;
     }

@@ -111,7 +111,8 @@ TEST(LeftAlone, GlobalFileWithoutVersion)
     Listing before = box.listing();
     Outcome run = migr({"upgrade", box.root()});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.out.find("sys_global.conf.gz was left alone. It has no version line"), std::string::npos) << run.all();
+    EXPECT_NE(run.out.find("sys_global.conf.gz was left alone. It has no version line"), std::string::npos)
+        << run.all();
     EXPECT_EQ(box.listing(), before);
 }
 
@@ -162,7 +163,8 @@ TEST(EmptySets, AreFoundAsTheParserFindsThem)
     EXPECT_EQ(facts_of(head + "end\nset swallowed\nset found\n").empty_sets, Lines{5}); /* a stray end */
     EXPECT_EQ(facts_of(head + "config a\nset b\nend\nset c\nend\nset d\n").empty_sets, (Lines{4, 6, 8}));
     EXPECT_EQ(facts_of("").empty_sets, Lines{});
-    EXPECT_EQ(facts_of("set skipped\n").empty_sets, Lines{}); /* the first line is the version line, whatever it holds */
+    EXPECT_EQ(facts_of("set skipped\n").empty_sets,
+              Lines{}); /* the first line is the version line, whatever it holds */
     std::string many = head;
     for (int at = 0; at < 100; at++)
         many += "set a\n";

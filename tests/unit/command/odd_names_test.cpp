@@ -16,9 +16,15 @@ using namespace support;
 namespace {
 
 const char *const odd_names[] = {
-    "sys_domain.with blank.conf.gz",   "sys_domain.new\nline.conf.gz", "sys_domain.\x1b[31mred\x1b[0m.conf.gz",
-    "sys_domain.zw\xc3\xb6lf.conf.gz", "sys_domain.\xff\xfe.conf.gz",  "sys_domain.$(touch pwned).conf.gz",
-    "sys_domain.%s%n.conf.gz",         "-rf.conf.gz",                  "sys_domain.'\"\\.conf.gz",
+    "sys_domain.with blank.conf.gz",
+    "sys_domain.new\nline.conf.gz",
+    "sys_domain.\x1b[31mred\x1b[0m.conf.gz",
+    "sys_domain.zw\xc3\xb6lf.conf.gz",
+    "sys_domain.\xff\xfe.conf.gz",
+    "sys_domain.$(touch pwned).conf.gz",
+    "sys_domain.%s%n.conf.gz",
+    "-rf.conf.gz",
+    "sys_domain.'\"\\.conf.gz",
 };
 
 /* What a terminal gets to see of a command. */
@@ -105,7 +111,8 @@ TEST(Terminal, ShowsABarThatKeepsToItsLine)
     box.config(long_name, "5.50", "config a\nend\n");
     box.config(odd_names[2], "5.50", "config a\nend\n");
     std::string shown = on_terminal({"upgrade", box.root()});
-    EXPECT_NE(shown.find("\r[..............................] 0/4 sys_global.conf.gz\x1b[K"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("\r[..............................] 0/4 sys_global.conf.gz\x1b[K"), std::string::npos)
+        << shown;
     EXPECT_NE(shown.find("\r[##############################] 4/4 done\x1b[K\r\n"), std::string::npos) << shown;
     EXPECT_EQ(shown.find("\x1b[31m"), std::string::npos) << shown;
     for (size_t at = shown.find("\r["); at != std::string::npos; at = shown.find("\r[", at + 1))

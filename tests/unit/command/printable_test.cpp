@@ -22,16 +22,21 @@ TEST(Printable, WritesControlsOut)
     EXPECT_EQ(printable("a\nb\tc\rd"), "a\\nb\\tc\\x0dd");
     EXPECT_EQ(printable("\x1b]0;title\x07"), "\\x1b]0;title\\x07");
     EXPECT_EQ(printable(std::string_view("\0\x7f", 2)), "\\x00\\x7f");
-    EXPECT_EQ(printable("\xc2\x9b" "31m"), "\\xc2\\x9b31m");           /* the one-character form of ESC [ */
-    EXPECT_EQ(printable("\xe2\x80\xae" "fdp"), "\\xe2\\x80\\xae" "fdp"); /* right-to-left override */
+    EXPECT_EQ(printable("\xc2\x9b"
+                        "31m"),
+              "\\xc2\\x9b31m"); /* the one-character form of ESC [ */
+    EXPECT_EQ(printable("\xe2\x80\xae"
+                        "fdp"),
+              "\\xe2\\x80\\xae"
+              "fdp"); /* right-to-left override */
 }
 
 TEST(Printable, WritesBytesThatAreNoTextOut)
 {
     EXPECT_EQ(printable("\xff\xfe"), "\\xff\\xfe");
-    EXPECT_EQ(printable("\xc0\x80"), "\\xc0\\x80");         /* an overlong NUL */
+    EXPECT_EQ(printable("\xc0\x80"), "\\xc0\\x80");          /* an overlong NUL */
     EXPECT_EQ(printable("\xed\xa0\x80"), "\\xed\\xa0\\x80"); /* half of a pair */
-    EXPECT_EQ(printable("\xe2\x82"), "\\xe2\\x82");         /* cut short */
+    EXPECT_EQ(printable("\xe2\x82"), "\\xe2\\x82");          /* cut short */
     EXPECT_EQ(printable("\xf5\x80\x80\x80"), "\\xf5\\x80\\x80\\x80");
     EXPECT_EQ(printable("\xe0\x80\x9b"), "\\xe0\\x80\\x9b");
 }

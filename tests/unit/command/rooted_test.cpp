@@ -14,8 +14,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <fcntl.h>
 #include <csignal>
+#include <fcntl.h>
 
 using namespace support;
 using command::json;
@@ -75,10 +75,11 @@ TEST(Rooted, TheLibrarysChildIsConfined)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "root has more to give up";
-    EXPECT_EQ(seen_by_library(show_confinement, [] {
-                  for (int extra = 0; extra < 50; extra++)
-                      (void)!dup(0);
-              }),
+    EXPECT_EQ(seen_by_library(show_confinement,
+                              [] {
+                                  for (int extra = 0; extra < 50; extra++)
+                                      (void)!dup(0);
+                              }),
               confined);
 }
 

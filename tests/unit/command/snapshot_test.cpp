@@ -28,9 +28,9 @@ void fill_places(const TinyAppliance &box)
     box.write("/data/etc/ws_security/w", "w");
     box.write("/data/etc/wvs/profile/p", "p");
     box.write("/etc/cert/mesh_connector/oci_private_key/k", "k");
-    for (const char *name : {"sys_old.conf", "vir", "virext", "vir.lastgood", "libav.so", "aven.fc.lastgood",
-                             "data_analysis/d", "data_analysis_adom/d", "da_pdfdir/d", "geo_db/d", "wvs/db/d",
-                             "autolearn_adom/d"})
+    for (const char *name :
+         {"sys_old.conf", "vir", "virext", "vir.lastgood", "libav.so", "aven.fc.lastgood", "data_analysis/d",
+          "data_analysis_adom/d", "da_pdfdir/d", "geo_db/d", "wvs/db/d", "autolearn_adom/d"})
         box.write(std::string("/var/log/") + name, name);
     box.link("/data/etc/cert/link", "local/root/a b.key");
     box.folder("/data/etc/cert/empty", 0710);
@@ -50,10 +50,10 @@ void wreck()
     for (const char *path : {"/data/etc/xmlproxy", "/data/etc/wvs", "/etc/cert/mesh_connector", "/var/log/da_pdfdir",
                              "/data/etc/cert/empty", "/data/etc/ws_security/w"})
         fs::remove_all(path);
-    for (const char *path : {"/data/etc/wvs/new", "/data/etc/cert/local/root/new/er", "/data/config/.left",
-                             "/var/log/sys_new.conf", "/var/log/virus", "/data/etc/ws_security/w/now a folder",
-                             "/tmp/system1.conf", "/tmp/system2.conf", "/tmp/.new-12-0", "/qx_migr_unzip_tmp",
-                             "/data/etc/cert/.migr-new", "/var/log/.migr-new"}) {
+    for (const char *path :
+         {"/data/etc/wvs/new", "/data/etc/cert/local/root/new/er", "/data/config/.left", "/var/log/sys_new.conf",
+          "/var/log/virus", "/data/etc/ws_security/w/now a folder", "/tmp/system1.conf", "/tmp/system2.conf",
+          "/tmp/.new-12-0", "/qx_migr_unzip_tmp", "/data/etc/cert/.migr-new", "/var/log/.migr-new"}) {
         fs::create_directories(fs::path(path).parent_path());
         close(open(path, O_WRONLY | O_CREAT, 0600));
     }
@@ -223,8 +223,8 @@ TEST(Rollback, RefusesADamagedSnapshotAndTouchesNothing)
 
     std::string changed_manifest = manifest;
     changed_manifest.replace(changed_manifest.find("\"0600\""), 6, "\"0666\"");
-    for (const std::string &damaged : {changed_manifest, manifest.substr(0, manifest.size() / 2), std::string("{}"),
-                                       std::string("")}) {
+    for (const std::string &damaged :
+         {changed_manifest, manifest.substr(0, manifest.size() / 2), std::string("{}"), std::string("")}) {
         box.write(folder + "/manifest.json", damaged);
         run = migr({"rollback", box.root()});
         EXPECT_EQ(run.status, 2);
@@ -276,8 +276,8 @@ TEST(Rollback, FollowsNoLinkOutOfTheRoot)
     TinyAppliance box;
     ApplianceRoot outside;
     outside.write("/secret", "secret");
-    std::string   target = outside.path().string() + "/secret";
-    fs::path      up;
+    std::string target = outside.path().string() + "/secret";
+    fs::path    up;
     for (int level = 0; level < 20; level++)
         up /= "..";
     box.link("/data/etc/cert/absolute", target);

@@ -277,7 +277,8 @@ TEST(Upgrade, TellsTheLibraryOfTheSmallModel)
         request.root = box.root();
         request.library = [] { printf("small %d\n", qb01a); };
         Outcome run = run_request(request);
-        EXPECT_NE(run.out.find(std::string("  small ") + (model[1] == 'Q' ? "1" : "0")), std::string::npos) << run.all();
+        EXPECT_NE(run.out.find(std::string("  small ") + (model[1] == 'Q' ? "1" : "0")), std::string::npos)
+            << run.all();
     }
 }
 

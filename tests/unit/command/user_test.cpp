@@ -75,8 +75,9 @@ TEST_F(User, UnreadableFile)
     Listing before = box.without_snapshots();
     Outcome run = migr_as_user({"upgrade", box.root()});
     EXPECT_EQ(run.status, 2) << run.all();
-    EXPECT_NE(run.err.find(box.root() + "/data/etc/cert/secret.key: cannot read it: Permission denied. Run migr as root"),
-              std::string::npos)
+    EXPECT_NE(
+        run.err.find(box.root() + "/data/etc/cert/secret.key: cannot read it: Permission denied. Run migr as root"),
+        std::string::npos)
         << run.err;
     EXPECT_EQ(box.without_snapshots(), before);
     EXPECT_TRUE(box.snapshots().empty());

@@ -14,8 +14,8 @@ TEST(Version, PrintsReleaseAndModelOfEach)
     box.write("/plain.conf", headers("4.30", "QX-100D"));
     box.write_gzip("/small.conf.gz", headers("5.10", "QQB01A"));
     std::string folder = box.root();
-    Outcome     run = migr({"version", folder + "/data/config/sys_global.conf.gz", folder + "/plain.conf",
-                            folder + "/small.conf.gz"});
+    Outcome     run = migr(
+            {"version", folder + "/data/config/sys_global.conf.gz", folder + "/plain.conf", folder + "/small.conf.gz"});
     EXPECT_EQ(run.status, 0) << run.all();
     EXPECT_EQ(run.out, folder + "/data/config/sys_global.conf.gz: 5.50 QA-A1X\n" + folder +
                            "/plain.conf: 4.30 QX-100D\n" + folder + "/small.conf.gz: 5.10 QQB01A\n");
