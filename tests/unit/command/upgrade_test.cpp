@@ -1,6 +1,7 @@
 /* A run that goes well, and everything that is told about it. */
 #include "command_support.h"
 
+#include "command.h"
 #include "driver/migr.h"
 
 #include <gtest/gtest.h>
@@ -280,6 +281,24 @@ TEST(Upgrade, TellsTheLibraryOfTheSmallModel)
         EXPECT_NE(run.out.find(std::string("  small ") + (model[1] == 'Q' ? "1" : "0")), std::string::npos)
             << run.all();
     }
+}
+
+TEST(Upgrade, OnTheApplianceItself)
+{
+    TinyAppliance box;
+    Listing       before = box.without_snapshots();
+    auto          on_box = [&](const std::vector<const char *> &arguments) {
+        return run_in_root(box.path(),
+                                    [&] { return command::run_command(static_cast<int>(arguments.size()), arguments.data()); });
+    };
+    ChildResult run = on_box({"migr", "upgrade", "/"});
+    EXPECT_EQ(run.exit_code, 0) << run.out << run.err;
+    EXPECT_NE(run.out.find("zcat /data/config/sys_global.conf.gz | less\n"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("migr rollback /\n"), std::string::npos) << run.out;
+    EXPECT_EQ(first_line(box, "/data/config/sys_global.conf.gz"), upgraded_line);
+    run = on_box({"migr", "rollback", "/"});
+    EXPECT_EQ(run.exit_code, 0) << run.out << run.err;
+    EXPECT_EQ(box.without_snapshots(), before);
 }
 
 TEST(Upgrade, TheRealProgramEndsWithTheSameStatus)
