@@ -114,16 +114,24 @@ void _remove_all_autolearn(int32_t, void *state, int32_t *)
     file->folder_removed = 1;
 }
 
-/* 6.10 knows anomalies of one kind, where old files had definite and potential ones. Two of the old names are
- * misspelled, and that is how old files have them. */
-void _adjust_ml_policy2(int32_t, void *, int32_t *)
+/* Two of the old names are misspelled, and that is how old files have them. */
+static bool is_of_potential_anomalies()
+{
+    return top_edt_set_in(8, "anomaly-detection-method", "strictness-level-quantile-potential",
+                          "strictness-level-quantile-defnite", "strictness-level-automatic-potential",
+                          "action-protential", "block-period-potential", "severity-potential", "trigger-potential");
+}
+
+static bool is_unknown_to_image()
 {
     static constexpr int32_t last_without_threat_model = 0x60013;
-    if (top_edt_set_in(8, "anomaly-detection-method", "strictness-level-quantile-potential",
-                       "strictness-level-quantile-defnite", "strictness-level-automatic-potential", "action-protential",
-                       "block-period-potential", "severity-potential", "trigger-potential"))
-        cnd_del(top[4]);
-    else if (top_edt_set_is("threat-model") && migr_main.img_version <= last_without_threat_model)
+    return top_edt_set_is("threat-model") && migr_main.img_version <= last_without_threat_model;
+}
+
+/* 6.10 knows anomalies of one kind, where old files had definite and potential ones. */
+void _adjust_ml_policy2(int32_t, void *, int32_t *)
+{
+    if (is_of_potential_anomalies() || is_unknown_to_image())
         cnd_del(top[4]);
     else if (top_edt_set_in(4, "action-definitely", "block-period-definitely", "severity-definitely",
                             "trigger-definitely"))

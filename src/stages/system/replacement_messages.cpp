@@ -7,6 +7,7 @@
 #include "walk/toolkit.h"
 
 #include <cstring>
+#include <type_traits>
 
 /* clang-format off */
 const rmsg_tag taglist[20] = {
@@ -155,7 +156,7 @@ static void look_for_customized_page(adjust_replacemsg_state *state)
 /* The eleventh page is the last one that was ever held; a twelfth stays where it is. */
 static void take_page_out(adjust_replacemsg_state *state)
 {
-    static constexpr int32_t most = sizeof state->pages / sizeof *state->pages;
+    static constexpr int32_t most = std::extent_v<decltype(adjust_replacemsg_state::pages)>;
     if (top_edt_is("pre-login-disclaimer")) {
         state->disclaimer = cnd_detach(top[2]);
         return;
