@@ -4,6 +4,7 @@
 #include "failure.h"
 #include "inspect.h"
 #include "library_child.h"
+#include "secrets.h"
 #include "tree/config_text.h"
 #include "unified_diff.h"
 
@@ -59,7 +60,7 @@ const char *name_of(std::string_view phase)
     return "the library";
 }
 
-/* The writer changes names in the tree that it writes, so it gets a copy. */
+/* The tree as it is shown: in a copy, since the writer changes names in what it writes, and without its secrets. */
 std::string text_of_tree()
 {
     config_node copy = {};
@@ -67,7 +68,10 @@ std::string text_of_tree()
     size_t      size = 0;
     FILE       *stream = open_memstream(&text, &size);
     copy.kind = migr_main.root.kind;
-    bool whole = stream && copy_node(&migr_main.root, &copy) == 0 && write_tree(&copy, 0, stream) == 0;
+    bool whole = stream && copy_node(&migr_main.root, &copy) == 0;
+    if (whole)
+        hide_secrets(&copy);
+    whole = whole && write_tree(&copy, 0, stream) == 0;
     free_node(&copy);
     if (!stream || fclose(stream) != 0 || !whole) {
         fputs("not enough memory to explain this run\n", stderr);
