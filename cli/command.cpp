@@ -21,6 +21,7 @@ namespace {
 constexpr void (*subcommands[])(CLI::App &, Action &) = {
     add_convert,
     add_explain,
+    add_plan,
     add_upgrade,
     add_rollback,
     add_version,

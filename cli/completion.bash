@@ -2,17 +2,24 @@
 _migr()
 {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
-    local commands="upgrade version rollback ml lint"
+    local commands="convert explain plan upgrade version rollback ml lint"
     if [ "$COMP_CWORD" -eq 1 ]; then
         COMPREPLY=($(compgen -W "$commands --help" -- "$word"))
         return
     fi
     if [ "${word:0:1}" = - ]; then
         case $command in
+            convert) COMPREPLY=($(compgen -W "--output --as --domain --image --help" -- "$word")) ;;
+            explain) COMPREPLY=($(compgen -W "--image --as --domain --json --help" -- "$word")) ;;
+            plan) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             upgrade) COMPREPLY=($(compgen -W "--image --dry-run --json --timeout --help" -- "$word")) ;;
             rollback) COMPREPLY=($(compgen -W "--list --help" -- "$word")) ;;
             *) COMPREPLY=($(compgen -W "--help" -- "$word")) ;;
         esac
+        return
+    fi
+    if [ "${COMP_WORDS[COMP_CWORD-1]}" = --as ]; then
+        COMPREPLY=($(compgen -W "global domain" -- "$word"))
         return
     fi
     compopt -o filenames

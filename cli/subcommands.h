@@ -21,5 +21,6 @@ void add_ml(CLI::App &app, Action &chosen);
 void add_lint(CLI::App &app, Action &chosen);
 void add_convert(CLI::App &app, Action &chosen);
 void add_explain(CLI::App &app, Action &chosen);
+void add_plan(CLI::App &app, Action &chosen);
 
 } // namespace command

@@ -1,0 +1,22 @@
+/* What an upgrade does to files beside the configuration. */
+#pragma once
+
+#include <string_view>
+
+namespace command {
+
+struct FileEffect {
+    const char *callback;
+    const char
+        *configs[2]; /* acts only in a file that has one of these at top level; both null: no matter what it has */
+    bool once;       /* in a whole run, whatever the number of files */
+    const char *text;
+};
+
+/* Of that stage callback, or null when it touches no file. */
+const FileEffect *effect_of(std::string_view callback);
+
+/* All of them; the last one has no callback. */
+extern const FileEffect file_effects[];
+
+} // namespace command
