@@ -7,6 +7,7 @@
 #include <openssl/pem.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -44,12 +45,14 @@ Journey read_journey(const fs::path &folder)
     return journey;
 }
 
-/* The version line with another release in it: the number behind the model, which has one dash. */
+/* The version line with another release in it: the number behind the model, which has one dash or, in a cloud, none. */
 std::string with_release(const std::string &text, const std::string &release)
 {
     if (release.empty())
         return text;
-    size_t start = text.find('-', text.find('-', text.find('=')) + 1) + 1;
+    size_t start = text.find('-', text.find('=')) + 1;
+    if (!isdigit(static_cast<unsigned char>(text[start])))
+        start = text.find('-', start) + 1;
     size_t end = text.find('-', start);
     return text.substr(0, start) + release + text.substr(end);
 }

@@ -1,0 +1,53 @@
+/* The cloud sample's machine-learning file on its own short road: no update file, no compression, one header line. */
+#include "driver/migr.h"
+#include "support/appliance_root.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+constexpr char stored_path[] = MIGR_SOURCE_DIR "/tests/journeys/ferry-cloud-6.02/ml.conf";
+
+std::string text_of(const std::string &path)
+{
+    std::ifstream      in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+/* What the upgrade of one file to another returns. */
+std::string upgrade(const support::ApplianceRoot &root, const char *input, const char *output)
+{
+    support::ChildResult child = support::run_in_root(root.path(), [input, output] {
+        printf("%d", migr_machine_learning_upgrade(input, output));
+        return 0;
+    });
+    EXPECT_EQ(0, child.exit_code) << child.err;
+    return child.out;
+}
+
+TEST(MachineLearningJourney, TakesTheCloudSamplesFileToTheImage)
+{
+    support::ApplianceRoot root;
+    std::string            before = text_of(MIGR_SOURCE_DIR "/samples/ferry-cloud-6.02/var/log/ml/ml.conf");
+    ASSERT_FALSE(before.empty());
+    root.write("/ml.conf", before);
+    ASSERT_EQ("0", upgrade(root, "/ml.conf", "/ml.new"));
+    if (getenv("MIGR_STORE_EXPECTED"))
+        std::ofstream(stored_path, std::ios::binary) << root.read("/ml.new");
+    EXPECT_EQ(text_of(stored_path), root.read("/ml.new"));
+    EXPECT_EQ(before, root.read("/ml.conf"));
+
+    root.write("/ml.again", "kept");
+    EXPECT_EQ("-2", upgrade(root, "/ml.new", "/ml.again"));
+    EXPECT_EQ("kept", root.read("/ml.again"));
+}
+
+} // namespace
