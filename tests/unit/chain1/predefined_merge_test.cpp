@@ -116,8 +116,10 @@ TEST_F(PredefinedMerge, PutsAMissingRowIntoTheChain)
     ASSERT_EQ(parse("config system global\nend\nconfig wad website\nend\n"), 0);
     for (merge_row &row : pre_node_info)
         row.prev = row.next = 0;
+    for (merge_row &row : sub_node_info)
+        row.next = 0;
     ApplianceRoot root;
-    root.write(predefined_path, "#version\nconfig waf robot-control\nend\n");
+    root.write(predefined_path, "#version\nconfig waf robot-control\nedit \"Alert Only3\"\nnext\nend\n");
     ChildResult child = run_in_root(root.path(), [] {
         int32_t global = row_of(pre_node_info, "system,global");
         int32_t robots = row_of(pre_node_info, "waf,robot-control");
@@ -131,6 +133,11 @@ TEST_F(PredefinedMerge, PutsAMissingRowIntoTheChain)
         /* Rows that neither tree has are marked as well. */
         EXPECT_EQ(sub_node_info[0].prev, row_of(pre_node_info, "waf,server-protection-rule"));
         EXPECT_EQ(pre_node_info[robots + 1].prev, global);
+        /* A row that both trees have is followed by the last row that was put in behind it. */
+        EXPECT_EQ(pre_node_info[global].next, row_of(pre_node_info, "\"Default Auto Learn Profile\""));
+        EXPECT_EQ(pre_node_info[0].next, 0);
+        EXPECT_EQ(sub_node_info[row_of(sub_node_info, "waf,robot-control")].next, -1);
+        EXPECT_EQ(sub_node_info[row_of(sub_node_info, "\"Alert Only3\"")].next, 0);
         return 0;
     });
     EXPECT_EQ(child.exit_code, 0) << child.err;
@@ -211,6 +218,7 @@ TEST_F(PredefinedMerge, AnEntryIsNoPlaceToGoBehind)
     int32_t row = row_of(pre_node_info, "waf,web-robot");
     migr_init_node_list(&migr_main, 2); /* no table */
     EXPECT_EQ(pre_node_info[row].node, nullptr);
+    EXPECT_EQ(sub_node_info[row_of(sub_node_info, "waf,web-robot")].node, nullptr);
     pre_node_info[row].node = migr_main.root.top_list->next;
     pre_node_info[row + 1].node = pre_node_info[row].node->edit_list;
     insert_node(new_named("\"x\"", MIGR_EDIT), row + 2);
