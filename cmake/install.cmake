@@ -27,7 +27,10 @@ endforeach()
 
 install(FILES cli/migr.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 OPTIONAL)
 install(FILES cli/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME migr)
-install(DIRECTORY ${MIGR_IMAGE_DIR}/ DESTINATION ${CMAKE_INSTALL_DATADIR}/migr/image)
+# By name: a folder whose variable is empty here would be the machine's root folder.
+foreach(file update_config syntax_v510.txt system.conf.predefine signature.db)
+  install(FILES ${CMAKE_BINARY_DIR}/image/${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/migr/image)
+endforeach()
 install(DIRECTORY samples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/migr/samples USE_SOURCE_PERMISSIONS)
 
 set(CPACK_GENERATOR DEB)
