@@ -38,6 +38,7 @@ TEST_F(ServerPolicies, TheSmallModelLimitsSessionsTo8000AheadOfTheMachinesLimit)
                     "edit b\nset persistent-server-sessions 8001\nnext\n"
                     "edit c\nset persistent-server-sessions 99999\nnext\n"
                     "edit d\nset persistent-server-sessions-2 9000\nnext\n"
+                    "edit e\nset persistent-server-sessions 08000\nnext\n"
                     "end\n"),
               0);
     qb01a = 1;
@@ -45,7 +46,8 @@ TEST_F(ServerPolicies, TheSmallModelLimitsSessionsTo8000AheadOfTheMachinesLimit)
     EXPECT_EQ(dump(*block()), "edit a\n  set persistent-server-sessions=8000\n"
                               "edit b\n  set persistent-server-sessions=8000\n"
                               "edit c\n  set persistent-server-sessions=8000\n"
-                              "edit d\n  set persistent-server-sessions-2=9000\n");
+                              "edit d\n  set persistent-server-sessions-2=9000\n"
+                              "edit e\n  set persistent-server-sessions=08000\n");
 }
 
 TEST_F(ServerPolicies, WithoutTheFlagOnlyTheMachinesLimitCounts)
