@@ -25,7 +25,7 @@ foreach(package migr migr-platform)
   install(FILES ${CMAKE_BINARY_DIR}/generated/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()
 
-install(FILES cli/migr.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 OPTIONAL)
+install(FILES cli/migr.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES cli/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME migr)
 # By name: a folder whose variable is empty here would be the machine's root folder.
 foreach(file update_config syntax_v510.txt system.conf.predefine signature.db)
