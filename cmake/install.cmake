@@ -1,10 +1,10 @@
 # Where a Debian system expects things: libraries, headers, command, man page, completion, image data; and the package.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS migr_shared migr_static migr_platform_shared migr_platform_static migr EXPORT migrTargets
+install(TARGETS migr_shared migr_static migr_platform_shared migr_platform_static EXPORT migrTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS migr RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES src/migr.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/migr)
 foreach(header driver/migr.h driver/run_context.h tree/config_node.h platform/platform.h)
   get_filename_component(folder ${header} DIRECTORY)
@@ -20,6 +20,7 @@ install(FILES ${CMAKE_BINARY_DIR}/generated/migrConfig.cmake ${CMAKE_BINARY_DIR}
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/migr)
 
 # pkg-config files find themselves, so that an installed tree may be moved.
+file(RELATIVE_PATH MIGR_PREFIX_FROM_PC /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 foreach(package migr migr-platform)
   configure_file(cmake/${package}.pc.in ${CMAKE_BINARY_DIR}/generated/${package}.pc @ONLY)
   install(FILES ${CMAKE_BINARY_DIR}/generated/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
