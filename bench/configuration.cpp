@@ -143,7 +143,7 @@ template <Generator generate> void Release(benchmark::State &state)
 std::string packed(const std::string &text)
 {
     std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)> tool(libdeflate_alloc_compressor(6),
-                                                                                 libdeflate_free_compressor);
+                                                                                   libdeflate_free_compressor);
     std::string bytes(libdeflate_gzip_compress_bound(tool.get(), text.size()), '\0');
     bytes.resize(libdeflate_gzip_compress(tool.get(), text.data(), text.size(), bytes.data(), bytes.size()));
     return bytes;

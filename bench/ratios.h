@@ -17,13 +17,13 @@ struct Ratio {
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {
-public:
+  public:
     explicit RatioReporter(std::vector<Ratio> ratios);
 
     void ReportRuns(const std::vector<Run> &runs) override;
     void Finalize() override;
 
-private:
+  private:
     /* Processor seconds an iteration of NAME/ARGUMENT, or a negative number when it did not run. */
     double seconds(const std::vector<std::string> &names, const std::string &argument) const;
 

@@ -109,7 +109,7 @@ int32_t apply_section(update_section *section)
     return 0;
 }
 
-/* A pass starts with an empty list. A host that fills the context itself leaves it zeroed, or full from its last call. */
+/* A pass starts with an empty list. A host that fills the context itself leaves it zeroed, or full from before. */
 void empty_update_list()
 {
     migr_list *head = &migr_main.update_list;

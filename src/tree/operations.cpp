@@ -193,8 +193,8 @@ void move_prop_2_bottom(config_node *node, const char *name)
 int32_t get_cvw_opmode(char *buffer)
 {
     static constexpr size_t room = 32;
-    config_node *settings = _migr_find_node("system,settings");
-    config_node *first = settings ? settings->set_list : nullptr;
+    config_node            *settings = _migr_find_node("system,settings");
+    config_node            *first = settings ? settings->set_list : nullptr;
     if (!first || strcmp(first->name, "opmode") != 0)
         return 0;
     snprintf(buffer, room, "%s", first->value ? first->value : "");

@@ -13,16 +13,19 @@ namespace support {
 
 /* A plain file in the machine's temporary folder, for as long as the object lives. */
 class TextFile {
-public:
+  public:
     explicit TextFile(std::string_view content = {});
     ~TextFile();
     TextFile(const TextFile &) = delete;
     TextFile &operator=(const TextFile &) = delete;
 
-    const char *path() const { return path_.c_str(); }
+    const char *path() const
+    {
+        return path_.c_str();
+    }
     std::string read() const;
 
-private:
+  private:
     std::string path_;
 };
 
@@ -49,7 +52,7 @@ std::string times(size_t count, std::string_view text);
 
 /* Starts each test with an empty context and frees what it has made. */
 class TreeTest : public testing::Test {
-protected:
+  protected:
     void SetUp() override;
     void TearDown() override;
 };

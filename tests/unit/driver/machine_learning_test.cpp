@@ -16,8 +16,11 @@ constexpr char line_540[] = "#config-version=QA-A1X-5.40-CV-build0100-140101:opm
 constexpr char line_621[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:opmode=0\n";
 
 class MachineLearning : public testing::Test {
-protected:
-    void TearDown() override { script = {}; }
+  protected:
+    void TearDown() override
+    {
+        script = {};
+    }
 
     /* What the upgrade of /in to /out gives, and in `calls` the mechanisms that ran. */
     int32_t upgrade(const std::string &input)
@@ -49,8 +52,8 @@ TEST_F(MachineLearning, WritesOneHeaderLineAndTheTree)
 {
     appliance.write("/out", "old text that is longer than what replaces it, by more than a line or two, or even three");
     EXPECT_EQ(upgrade(std::string(line_540) + "#conf_file_ver=17\nconfig waf ml\nedit 1\nset x 1\nnext\nend\n"), 0);
-    EXPECT_EQ(appliance.read("/out"), std::string(line_621) +
-                                          "config waf ml\n    edit 1\n        set x 1\n    next\nend\n");
+    EXPECT_EQ(appliance.read("/out"),
+              std::string(line_621) + "config waf ml\n    edit 1\n        set x 1\n    next\nend\n");
     EXPECT_EQ(calls, "walk 5.40 to 6.21 mode 2 \"\"\n") << "no update file, step, rule or reconciliation";
 }
 
@@ -86,9 +89,8 @@ TEST_F(MachineLearning, AtTheImagesVersionOrNewerTheOutputStays)
 
 TEST_F(MachineLearning, AnInputThatIsNotThereHasNoVersion)
 {
-    ChildResult child = run_in_root(appliance.path(), [] {
-        return migr_machine_learning_upgrade("/nothing", "/out") == -1 ? 0 : 1;
-    });
+    ChildResult child =
+        run_in_root(appliance.path(), [] { return migr_machine_learning_upgrade("/nothing", "/out") == -1 ? 0 : 1; });
     EXPECT_EQ(child.exit_code, 0);
     EXPECT_FALSE(appliance.exists("/out"));
 }

@@ -134,7 +134,8 @@ void __wrap_find_notp_bridge_node(config_node *node, int32_t mode)
     if (!script.scripted)
         return __real_find_notp_bridge_node(node, mode);
     bool clean = !notp_bridge_main.bridges && !notp_bridge_main.transparent;
-    note(std::string("find bridges") + (node == &migr_main.root ? "" : " elsewhere") + (clean ? "" : " with old state"));
+    note(std::string("find bridges") + (node == &migr_main.root ? "" : " elsewhere") +
+         (clean ? "" : " with old state"));
 }
 
 void __real_free_notp_bridges(void);

@@ -42,10 +42,16 @@ std::string text_of(const std::string &version, const std::string &name = "x")
 }
 
 class UpgradeRun : public testing::Test {
-protected:
-    void TearDown() override { script = {}; }
+  protected:
+    void TearDown() override
+    {
+        script = {};
+    }
 
-    void store(const std::string &path, const std::string &text) { appliance.write_gzip(path, text); }
+    void store(const std::string &path, const std::string &text)
+    {
+        appliance.write_gzip(path, text);
+    }
 
     /* A run without migrations: the walk does nothing, and the update file, if there is one, is the appliance's. */
     ChildResult run()
@@ -771,7 +777,8 @@ TEST_F(UpgradeRun, AdjustTreeMarksTheContextOnSuccessAndOnFailure)
 TEST_F(UpgradeRun, AdjustTreeMayBeCalledAgainWithoutAPass)
 {
     script.sections = {0x50028};
-    std::string once = "load\nstep 5.40\ndelete 5.40\nmodify 5.40\nre-add 5.40\nwalk 0.0 to 0.0 mode 0 \"\"\nreconcile\n";
+    std::string once =
+        "load\nstep 5.40\ndelete 5.40\nmodify 5.40\nre-add 5.40\nwalk 0.0 to 0.0 mode 0 \"\"\nreconcile\n";
     EXPECT_EQ(scripted_run([] {
                   memset(static_cast<void *>(&migr_main), 0, sizeof migr_main);
                   EXPECT_EQ(adjust_tree(), 0);

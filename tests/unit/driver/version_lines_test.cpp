@@ -62,8 +62,8 @@ TEST(VersionLine, OfAModelWithADash)
 
 TEST(VersionLine, OfEachModelWithoutADash)
 {
-    for (const char *model : {"QB01A", "QB02A", "QB03A", "QB04A", "QB05A", "QB06A", "QB07A", "QB08A", "QQWS1",
-                              "QB10A", "QQZE1", "QB12A", "QB13A", "QB14A", "QB15A", "QQZE2", "QQWS2", "QB18A"}) {
+    for (const char *model : {"QB01A", "QB02A", "QB03A", "QB04A", "QB05A", "QB06A", "QB07A", "QB08A", "QQWS1", "QB10A",
+                              "QQZE1", "QB12A", "QB13A", "QB14A", "QB15A", "QQZE2", "QQWS2", "QB18A"}) {
         std::string text = "X" + std::string(model);
         EXPECT_EQ(version_behind(text + "-5.40-CV-build0100-140101:rest\n"), 0x50028) << model;
         EXPECT_EQ(first_line(), "#config-version=" + text + "-6.21-CV-build0727-191023:rest\n");
@@ -223,8 +223,8 @@ TEST(VersionLine, ALineTooLongForTheReaderIsCutThere)
 {
     std::string ahead = "#config-version=QA-A1X-5.40-CV-build0100-140101:";
     ASSERT_EQ(version_of(ahead + std::string(60000, 'r') + "\n"), 0x50028);
-    EXPECT_EQ(first_line(), "#config-version=QA-A1X-6.21-CV-build0727-191023:" +
-                                std::string(MIGR_LINE_SIZE - 1 - ahead.size(), 'r'));
+    EXPECT_EQ(first_line(),
+              "#config-version=QA-A1X-6.21-CV-build0727-191023:" + std::string(MIGR_LINE_SIZE - 1 - ahead.size(), 'r'));
 }
 
 TEST(VersionLine, MayStandBehindOtherLines)
@@ -248,7 +248,8 @@ TEST(VersionLine, IsFoundOnlyAtTheColumnThatEarlierLinesLeft)
     EXPECT_EQ(version_of(std::string("  x\n") + line_540), -1);
     EXPECT_EQ(version_of(std::string("  x\n\t") + line_540), -1);
     EXPECT_EQ(version_of(std::string("  x\n\t\t") + line_540), 0x50028);
-    EXPECT_EQ(version_of(std::string("  x\nab") + line_540), 0x50028) << "what stands ahead of the position is not read";
+    EXPECT_EQ(version_of(std::string("  x\nab") + line_540), 0x50028)
+        << "what stands ahead of the position is not read";
     EXPECT_EQ(first_line(), std::string("ab") + line_621);
     EXPECT_EQ(version_of(std::string("  x\n   ") + line_540), 0x50028) << "white space still moves it on";
 }

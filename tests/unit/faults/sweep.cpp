@@ -64,7 +64,8 @@ static bool is_below(const std::string &path, const std::vector<std::string> &pr
 }
 
 /* Everything that a run has no business with is as before. What it could not remove may be left. */
-static void expect_untouched(const Appliance &appliance, const Listing &before, Listing after, const std::string &failed)
+static void expect_untouched(const Appliance &appliance, const Listing &before, Listing after,
+                             const std::string &failed)
 {
     std::vector<std::string> touched = appliance.touched;
     for (const std::string &path : appliance.stored) {
@@ -74,7 +75,7 @@ static void expect_untouched(const Appliance &appliance, const Listing &before, 
     if (failed == "unlink")
         for (const char *left : {"tmp/", "qx_migr_unzip_tmp"})
             touched.push_back(left);
-    auto mine = [&](const auto &entry) { return is_below(entry.first, touched); };
+    auto    mine = [&](const auto &entry) { return is_below(entry.first, touched); };
     Listing expected = before;
     std::erase_if(expected, mine);
     std::erase_if(after, mine);

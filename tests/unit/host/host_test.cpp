@@ -73,12 +73,12 @@ constexpr char block[] = "config server-policy setting\nend\nconfig router nowhe
 
 TEST(Host, FindsWhatTheDriverHas)
 {
-    EXPECT_EQ(missing({"migr_main_do_all", "migr_machine_learning_upgrade", "new_config_file_GUI", "get_config_version",
-                       "parse_version", "setup_tree", "adjust_tree", "migr_main_func", "migr_main_adom",
-                       "do_other_migr_jobs", "global_sig_db_open", "global_sig_db_close", "free_tmp_tree",
-                       "free_migr_tree", "get_osimage_version", "get_config_version_and_save_first_line",
-                       "save_second_line_of_config_file", "get_cvw_type"}),
-              "");
+    EXPECT_EQ(
+        missing({"migr_main_do_all", "migr_machine_learning_upgrade", "new_config_file_GUI", "get_config_version",
+                 "parse_version", "setup_tree", "adjust_tree", "migr_main_func", "migr_main_adom", "do_other_migr_jobs",
+                 "global_sig_db_open", "global_sig_db_close", "free_tmp_tree", "free_migr_tree", "get_osimage_version",
+                 "get_config_version_and_save_first_line", "save_second_line_of_config_file", "get_cvw_type"}),
+        "");
 }
 
 TEST(Host, FindsTheMechanismsThatTheDriverCalls)
@@ -91,26 +91,52 @@ TEST(Host, FindsTheMechanismsThatTheDriverCalls)
 
 TEST(Host, FindsWhatTheTreeHas)
 {
-    EXPECT_EQ(missing({"parse_config", "get_first_word", "get_path_name", "get_second_name", "get_set_value",
-                       "get_raw_name", "check_value_finish", "add_to_tail", "cp_node_content", "copy_node",
-                       "free_node", "write_node", "new_config_file", "migr_find_node", "_migr_find_node",
-                       "migr_get_childnode", "migr_move_node", "cfg_add_conf", "cfg_del_conf", "make_config_node",
-                       "move_prop_2_bottom", "get_cvw_opmode"}),
-              "");
+    EXPECT_EQ(
+        missing({"parse_config",       "get_first_word",     "get_path_name",   "get_second_name", "get_set_value",
+                 "get_raw_name",       "check_value_finish", "add_to_tail",     "cp_node_content", "copy_node",
+                 "free_node",          "write_node",         "new_config_file", "migr_find_node",  "_migr_find_node",
+                 "migr_get_childnode", "migr_move_node",     "cfg_add_conf",    "cfg_del_conf",    "make_config_node",
+                 "move_prop_2_bottom", "get_cvw_opmode"}),
+        "");
 }
 
 TEST(Host, FindsTheChainUpTo440)
 {
-    EXPECT_EQ(missing({"waf_input_rule", "url_writing_rule", "delete_item_from_group", "search_item_name_from_list",
-                       "free_item_list", "item_list", "migr_preconfig", "migr_init_node_list",
-                       "migr_find_insert_point", "insert_sub_to_main", "insert_node", "migr_node_filter",
-                       "migr_dump_to_file", "migr_merge_find_node", "pre_node_info", "sub_node_info",
-                       "migr_log_process", "migr_log_server_protec_rule", "migr_server_protec_exp",
-                       "migr_server_protection_rule", "migr_server_protection_rule_add_lfi", "migr_http_pro_pa_res",
-                       "migr_sp_rule_to_signature_rule", "migr_custom_pro_rule", "migr_add_bad_robot_to_signature",
-                       "add_waf_signature", "add_sig_alert_node", "add_sig_medium_node", "add_sig_high_node",
-                       "add_meet_targets", "migr_hardcode_v40tov41", "migr_hardcode_v410tov411",
-                       "migr_hardcode_v420tov430", "migr_hardcode_v430tov432", "migr_hardcode_v433tov435",
+    EXPECT_EQ(missing({"waf_input_rule",
+                       "url_writing_rule",
+                       "delete_item_from_group",
+                       "search_item_name_from_list",
+                       "free_item_list",
+                       "item_list",
+                       "migr_preconfig",
+                       "migr_init_node_list",
+                       "migr_find_insert_point",
+                       "insert_sub_to_main",
+                       "insert_node",
+                       "migr_node_filter",
+                       "migr_dump_to_file",
+                       "migr_merge_find_node",
+                       "pre_node_info",
+                       "sub_node_info",
+                       "migr_log_process",
+                       "migr_log_server_protec_rule",
+                       "migr_server_protec_exp",
+                       "migr_server_protection_rule",
+                       "migr_server_protection_rule_add_lfi",
+                       "migr_http_pro_pa_res",
+                       "migr_sp_rule_to_signature_rule",
+                       "migr_custom_pro_rule",
+                       "migr_add_bad_robot_to_signature",
+                       "add_waf_signature",
+                       "add_sig_alert_node",
+                       "add_sig_medium_node",
+                       "add_sig_high_node",
+                       "add_meet_targets",
+                       "migr_hardcode_v40tov41",
+                       "migr_hardcode_v410tov411",
+                       "migr_hardcode_v420tov430",
+                       "migr_hardcode_v430tov432",
+                       "migr_hardcode_v433tov435",
                        "migr_hardcode_v435tov440"}),
               "");
     EXPECT_EQ(missing({"max_node_num"}), "max_node_num ");

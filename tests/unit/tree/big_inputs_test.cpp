@@ -86,8 +86,7 @@ TEST_F(BigInputs, AListOfAMillionEdits)
     constexpr size_t count = 1000000;
     ASSERT_EQ(parse("config a\n" + times(count, "edit 1\nnext\n") + "end\n"), 0);
     EXPECT_EQ(length_of(migr_main.root.top_list->edit_list), count);
-    EXPECT_EQ(written(&migr_main.root).size(),
-              strlen("config a\nend\n") + count * strlen("    edit 1\n    next\n"));
+    EXPECT_EQ(written(&migr_main.root).size(), strlen("config a\nend\n") + count * strlen("    edit 1\n    next\n"));
 }
 
 TEST_F(BigInputs, ListsThatGrowInTurn)

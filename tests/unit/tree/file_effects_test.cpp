@@ -12,8 +12,11 @@ namespace fs = std::filesystem;
 namespace {
 
 class FileEffects : public testing::Test {
-protected:
-    std::string at(const std::string &path) const { return root.path().string() + path; }
+  protected:
+    std::string at(const std::string &path) const
+    {
+        return root.path().string() + path;
+    }
 
     ApplianceRoot root;
 };

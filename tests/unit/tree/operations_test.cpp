@@ -9,8 +9,11 @@ using namespace support;
 namespace {
 
 class Operations : public TreeTest {
-protected:
-    config_node *root() { return &migr_main.root; }
+  protected:
+    config_node *root()
+    {
+        return &migr_main.root;
+    }
 
     config_node *block(const std::string &content)
     {
@@ -356,8 +359,8 @@ TEST_F(Operations, OpmodeIsTheFirstSetOfTheSettings)
 TEST_F(Operations, OpmodeElsewhereIsNotFound)
 {
     char buffer[32] = {};
-    for (const char *text : {"config system settings\nset x 1\nset opmode offline\nend\n", "config system settings\nend\n",
-                             "config system setting\nset opmode offline\nend\n", "",
+    for (const char *text : {"config system settings\nset x 1\nset opmode offline\nend\n",
+                             "config system settings\nend\n", "config system setting\nset opmode offline\nend\n", "",
                              "config system settings\nset opmodes offline\nend\n"}) {
         ASSERT_EQ(parse(text), 0);
         EXPECT_EQ(get_cvw_opmode(buffer), 0) << text;

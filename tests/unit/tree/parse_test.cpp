@@ -452,8 +452,7 @@ TEST_F(Parse, AnOpenValueTakesLinesInVerbatim)
 {
     EXPECT_EQ(parsed_value("set x \"one\n  # two\nend\n\n \nset y 1\nthree\"\nset z 1\nend\n"),
               "\"one\n  # two\nend\n\n \nset y 1\nthree\"");
-    EXPECT_EQ(dump(*migr_main.root.top_list),
-              "set x=\"one\n  # two\nend\n\n \nset y 1\nthree\"\nset z=1\n");
+    EXPECT_EQ(dump(*migr_main.root.top_list), "set x=\"one\n  # two\nend\n\n \nset y 1\nthree\"\nset z=1\n");
 }
 
 TEST_F(Parse, AnOpenValueEndsWithALineThatEndsInAQuote)

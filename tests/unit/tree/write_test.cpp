@@ -35,8 +35,11 @@ extern "C" void __wrap_message(const char *format, ...)
 namespace {
 
 class Write : public TreeTest {
-protected:
-    config_node *root() { return &migr_main.root; }
+  protected:
+    config_node *root()
+    {
+        return &migr_main.root;
+    }
 
     std::string written_back(const std::string &text)
     {
@@ -91,7 +94,8 @@ TEST_F(Write, SetsComeFirstThenEditsThenNestedConfigs)
 
 TEST_F(Write, WhatIsWrittenReadsBackAsTheSameTree)
 {
-    std::string text = written_back("config waf \"x y\"\nedit \"a b\"\nset k \"one\n  two\\\"\n\" \t\nnext\nset v a  b\nend\n");
+    std::string text =
+        written_back("config waf \"x y\"\nedit \"a b\"\nset k \"one\n  two\\\"\n\" \t\nnext\nset v a  b\nend\n");
     std::string first_tree = dump(*root()->top_list);
     EXPECT_EQ(written_back(text), text);
     EXPECT_EQ(dump(*root()->top_list), first_tree);
@@ -100,7 +104,8 @@ TEST_F(Write, WhatIsWrittenReadsBackAsTheSameTree)
 TEST_F(Write, CommasOfTopLevelNamesBecomeBlanksInTheTreeToo)
 {
     ASSERT_EQ(parse("config waf,x signature\nset a,b c,d\nedit e,f\nnext\nconfig g,h\nend\nend\n"), 0);
-    std::string text = "config waf x signature\n    set a,b c,d\n    edit e,f\n    next\n    config g,h\n    end\nend\n";
+    std::string text =
+        "config waf x signature\n    set a,b c,d\n    edit e,f\n    next\n    config g,h\n    end\nend\n";
     EXPECT_EQ(written(root()), text);
     EXPECT_STREQ(root()->top_list->name, "waf x signature");
     EXPECT_EQ(written(root()), text);
