@@ -269,6 +269,11 @@ struct dirent *fault_readdir(DIR *folder)
     return no_file("readdir") ? nullptr : readdir(folder);
 }
 
+ssize_t fault_readlink(const char *path, char *target, size_t room)
+{
+    return no_file("readlink") ? -1 : readlink(path, target, room);
+}
+
 int fault_rename(const char *from, const char *to)
 {
     return no_file("rename", EACCES) ? -1 : rename(from, to);
@@ -288,6 +293,11 @@ int fault_scandir(const char *path, struct dirent ***entries, int (*select)(cons
 int fault_stat(const char *path, struct stat *st)
 {
     return no_file("stat", EACCES) ? -1 : stat(path, st);
+}
+
+int fault_symlink(const char *target, const char *path)
+{
+    return no_file("symlink", ENOSPC) ? -1 : symlink(target, path);
 }
 
 int fault_unlink(const char *path)
