@@ -194,7 +194,8 @@ TEST_F(ServerFarms, ScanGathersServers)
                     "edit f3\nset type t3\nconfig list\nend\nnext\n"
                     "edit f4\nset type t4\nnext\n"
                     "edit f5\nset comment c\nconfig list\nedit 1\nnext\nend\nnext\n"
-                    "end\n"),
+                    "end\n"
+                    "config server-policy pservers\nedit f6\nconfig list\nedit 1\nnext\nend\nnext\nend\n"),
               0);
     std::string before = dump(migr_main.root);
     migr_check_server_farms();
