@@ -1,7 +1,7 @@
 /*
  * Writes docs/releases.md to standard output: release by release, what changes in a configuration and which mechanism
- * does it. Stages come from the library's own tables, steps and their migrations from the dispatcher's source, rules from
- * the image's update file; what each does comes from the comment ahead of it.
+ * does it. Stages come from the library's own tables, steps and their migrations from the dispatcher's source, rules
+ * from the image's update file; what each does comes from the comment ahead of it.
  */
 #include "driver/run_context.h"
 #include "walk/stages.h"
@@ -184,8 +184,10 @@ int main(int count, char **arguments)
     add_rules(source / "image/update_config", &releases);
     add_stages(comments, &releases);
 
-    printf("# What each release changes\n\nWritten by `tools/list_releases` from the tables of the library and the image; do not edit.\n\n"
-           "A file is carried through every release above its own. In each, the version chain's step comes first, then the update file's\n"
+    printf("# What each release changes\n\nWritten by `tools/list_releases` from the tables of the library and the "
+           "image; do not edit.\n\n"
+           "A file is carried through every release above its own. In each, the version chain's step comes first, then "
+           "the update file's\n"
            "rules; when all of these are done, the stages of the walk follow in their order.\n");
     for (const auto &[version, release] : releases) {
         printf("\n## %d.%02d\n", version >> 16, version & 0xffff);

@@ -129,7 +129,8 @@ static void drop_services(config_node *policy)
             set->next = set->next->next;
 }
 
-/* From 4.10 on an offline appliance's policies say that they are such, and a transparent one's have no service of their own. */
+/* From 4.10 on an offline appliance's policies say that they are such, and a transparent one's have no service of their
+ * own. */
 void fit_policies_to_opmode(void)
 {
     char mode[32] = "";

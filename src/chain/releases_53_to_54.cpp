@@ -57,8 +57,8 @@ int32_t migr_del_allow_robot_prop_in_attack_log(void)
 }
 
 /*
- * An e-mail policy had an interval for each severity; from 5.32 on it has one, that of its severity. The severity's name
- * is carried from entry to entry, so one without a severity goes by the one ahead of it, and a severity behind its
+ * An e-mail policy had an interval for each severity; from 5.32 on it has one, that of its severity. The severity's
+ * name is carried from entry to entry, so one without a severity goes by the one ahead of it, and a severity behind its
  * interval comes too late: the interval is then lost, as it always was.
  */
 int32_t migr_change_emailpl_interval_value(void)

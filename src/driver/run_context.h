@@ -54,11 +54,11 @@ struct run_context {
     uint32_t    xml_trim_mode;               /* operation mode as _trim_xml_by_mode found it: 4 offline, 8 inspection */
 };
 
-extern run_context migr_main;        /* the file being upgraded */
-extern run_context migr_sub;         /* the predefined configuration; only line_buf and root are used */
-extern config_node tmp_tree_root;    /* kind 1: what a step of the global file leaves for the domain files */
+extern run_context migr_main;                /* the file being upgraded */
+extern run_context migr_sub;                 /* the predefined configuration; only line_buf and root are used */
+extern config_node tmp_tree_root;            /* kind 1: what a step of the global file leaves for the domain files */
 extern char        bak_line[MIGR_LINE_SIZE]; /* the file's own version line as read */
-extern int32_t     vdom_update_flag; /* 1 while a file from before 5.10 is on its way to the split */
+extern int32_t     vdom_update_flag;         /* 1 while a file from before 5.10 is on its way to the split */
 
 /* The image's signature database, open for the whole run; null without one. */
 extern struct signature_database *sig_db;

@@ -54,7 +54,7 @@ char *find_header_line(text_reader *reader, const char *mark)
 
 /* What a version line holds. */
 struct version_scan {
-    int32_t     code;    /* -1 when the text ran out */
+    int32_t     code; /* -1 when the text ran out */
     int32_t     build;
     bool        cut;     /* the text was too short in the build or the date */
     const char *version; /* where the version starts */

@@ -46,9 +46,9 @@ struct db_row {
 /* A query: a record of the caller's, filled by init_db_object, used for one run, and released by `release`. */
 typedef struct db_object db_object;
 struct db_object {
-    int (*add_field)(db_object *object, int type, int width);          /* 0 on success */
-    int (*run)(db_object *object, const char *sql, int32_t *status);   /* 0 and *status 0 on success */
-    void (*release)(db_object *object);                                /* frees the rows; the record may be dropped */
+    int (*add_field)(db_object *object, int type, int width);        /* 0 on success */
+    int (*run)(db_object *object, const char *sql, int32_t *status); /* 0 and *status 0 on success */
+    void (*release)(db_object *object);                              /* frees the rows; the record may be dropped */
     db_row *first_row;
     int32_t row_count;
     void   *internal; /* the platform's own */

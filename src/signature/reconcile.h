@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-#define SIGNATURE_ID_SIZE      16  /* an identifier with its NUL; longer ones are cut */
+#define SIGNATURE_ID_SIZE 16       /* an identifier with its NUL; longer ones are cut */
 #define SIGNATURE_MAIN_CLASSES 100 /* main classes of one profile that are kept in mind */
 
 /* An identifier that a predefined profile names and the database no longer has. */

@@ -7,8 +7,8 @@
 
 #include <stdint.h>
 
-#define MIGR_NAME_SIZE   128      /* a node's name with its NUL */
-#define MIGR_LINE_SIZE   49152    /* a text line with its NUL */
+#define MIGR_NAME_SIZE 128        /* a node's name with its NUL */
+#define MIGR_LINE_SIZE 49152      /* a text line with its NUL */
 #define MIGR_VALUE_LIMIT 0x400000 /* a multi-line value ends when it has grown to this many characters */
 
 /* What a node is. The last two are the sentinels of the walk and never stand in a tree. */

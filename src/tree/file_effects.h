@@ -20,8 +20,8 @@ FILE *create_private_file(const char *path);
 /* Closes a stream that was written. 0 when all that was written has reached the file. */
 int32_t close_written(FILE *stream);
 
-/* What `cp -rf` does: copies `source` over `target`, or into it when it is a folder; a new target takes over the source's
- * mode, less the umask. A link is copied as a link, a folder with all that is below it. 0, or -1. */
+/* What `cp -rf` does: copies `source` over `target`, or into it when it is a folder; a new target takes over the
+ * source's mode, less the umask. A link is copied as a link, a folder with all that is below it. 0, or -1. */
 int32_t copy_over(const char *source, const char *target);
 
 /* What `rm -rf` does: removes a file, a link, or a folder with all below, and follows no link. A path that is not

@@ -16,22 +16,21 @@ static char no_suffix[] = "";
 
 config_node *top[5] = {reinterpret_cast<config_node *>(sbuf_suffix), &EMPTY_NODE, &EMPTY_NODE, &EMPTY_NODE,
                        &EMPTY_NODE};
-config_node *sub[5] = {reinterpret_cast<config_node *>(no_suffix), &EMPTY_NODE, &EMPTY_NODE, &EMPTY_NODE,
-                       &EMPTY_NODE};
+config_node *sub[5] = {reinterpret_cast<config_node *>(no_suffix), &EMPTY_NODE, &EMPTY_NODE, &EMPTY_NODE, &EMPTY_NODE};
 
 /* The two predicates of one slot. A macro, since a variable argument list is opened in the function that has it. */
-#define SLOT_PREDICATES(stem, slot)                                                                                   \
-    config_node *stem##_is(const char *name)                                                                          \
-    {                                                                                                                 \
-        return cnd_name_is(slot, name) ? slot : nullptr;                                                              \
-    }                                                                                                                 \
-    int32_t stem##_in(int32_t count, ...)                                                                             \
-    {                                                                                                                 \
-        va_list names;                                                                                                \
-        va_start(names, count);                                                                                       \
-        int32_t position = _cnd_name_in(slot, count, names);                                                          \
-        va_end(names);                                                                                                \
-        return position;                                                                                              \
+#define SLOT_PREDICATES(stem, slot)                                                                                    \
+    config_node *stem##_is(const char *name)                                                                           \
+    {                                                                                                                  \
+        return cnd_name_is(slot, name) ? slot : nullptr;                                                               \
+    }                                                                                                                  \
+    int32_t stem##_in(int32_t count, ...)                                                                              \
+    {                                                                                                                  \
+        va_list names;                                                                                                 \
+        va_start(names, count);                                                                                        \
+        int32_t position = _cnd_name_in(slot, count, names);                                                           \
+        va_end(names);                                                                                                 \
+        return position;                                                                                               \
     }
 
 SLOT_PREDICATES(top_cfg, top[1])

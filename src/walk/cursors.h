@@ -70,7 +70,7 @@ struct cnd_arr {
     int32_t      count;
 };
 
-void         cnd_arr_push(cnd_arr *array, config_node *node); /* a 65th is dropped without a word */
+void         cnd_arr_push(cnd_arr *array, config_node *node);              /* a 65th is dropped without a word */
 config_node *cnd_arr_find(const cnd_arr *array, const char *name);         /* by raw name, or null */
 config_node *cnd_arr_match_value(const cnd_arr *array, const char *value); /* by raw value, or null */
 void         cnd_arr_attach(const cnd_arr *array, config_node *parent);    /* each to the front: reverse order */

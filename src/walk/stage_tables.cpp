@@ -1,6 +1,6 @@
 /*
- * What each release changes, from 5.50 on: its callbacks in the order in which they see a position, the configs on which
- * they look (by the beginning of the name), and in how many rounds.
+ * What each release changes, from 5.50 on: its callbacks in the order in which they see a position, the configs on
+ * which they look (by the beginning of the name), and in how many rounds.
  *
  * A scope's length and a state's size follow from the text and the type. The numbers beside them are what hosts and
  * debuggers know; a mismatch does not compile. One scope ends in a comma and is meant to.
@@ -28,7 +28,7 @@ namespace {
 struct no_state;
 
 template <typename State> constexpr size_t size_of = sizeof(State);
-template <> constexpr size_t size_of<no_state> = 0;
+template <> constexpr size_t               size_of<no_state> = 0;
 
 template <size_t Actual, size_t Number> constexpr int32_t checked()
 {
@@ -38,11 +38,12 @@ template <size_t Actual, size_t Number> constexpr int32_t checked()
 
 } // namespace
 
-#define ROW(callback, scope, length, rounds, state, size)                                                             \
-    {#callback, callback, scope, checked<sizeof(scope) - 1, length>(), rounds, nullptr, checked<size_of<state>, size>(), \
-     0, 0}
-#define STAGE(version, type, rows)                                                                                    \
-    {version, type, rows, static_cast<int32_t>(sizeof(rows) / sizeof(rows[0]))}
+/* A row is a line. */
+/* clang-format off */
+#define ROW(callback, scope, length, rounds, state, size)                                                              \
+    {#callback, callback, scope, checked<sizeof(scope) - 1, length>(), rounds, nullptr,                                \
+     checked<size_of<state>, size>(), 0, 0}
+#define STAGE(version, type, rows) {version, type, rows, static_cast<int32_t>(sizeof(rows) / sizeof(rows[0]))}
 
 /* Release 5.50. */
 static stage_row cbc_arr_MIGR_ADOM0x50032[] = {
@@ -236,23 +237,13 @@ static stage_row cbc_arr_MIGR_ML0x60014[] = {
 };
 stage_table c3_arr_MIGR_ML0x60014 = STAGE(0x60014, STAGE_ML, cbc_arr_MIGR_ML0x60014);
 
+/* clang-format on */
+
 stage_table *const all_stages[] = {
-    &c3_arr_MIGR_ADOM0x50032,
-    &c3_arr_MIGR_ADOM0x50033,
-    &c3_arr_MIGR_ADOM0x50034,
-    &c3_arr_MIGR_ADOM0x5003c,
-    &c3_arr_MIGR_ADOM0x50046,
-    &c3_arr_MIGR_ADOM0x50050,
-    &c3_arr_MIGR_ADOM0x50053,
-    &c3_arr_MIGR_ADOM0x50055,
-    &c3_arr_MIGR_ADOM0x5005a,
-    &c3_arr_MIGR_ADOM0x5005b,
-    &c3_arr_MIGR_ADOM0x60000,
-    &c3_arr_MIGR_ADOM0x60001,
-    &c3_arr_MIGR_ADOM0x60002,
-    &c3_arr_MIGR_ADOM0x6000a,
-    &c3_arr_MIGR_ADOM0x6000b,
-    &c3_arr_MIGR_ADOM0x60014,
-    &c3_arr_MIGR_ML0x60014,
-    nullptr,
+    &c3_arr_MIGR_ADOM0x50032, &c3_arr_MIGR_ADOM0x50033, &c3_arr_MIGR_ADOM0x50034,
+    &c3_arr_MIGR_ADOM0x5003c, &c3_arr_MIGR_ADOM0x50046, &c3_arr_MIGR_ADOM0x50050,
+    &c3_arr_MIGR_ADOM0x50053, &c3_arr_MIGR_ADOM0x50055, &c3_arr_MIGR_ADOM0x5005a,
+    &c3_arr_MIGR_ADOM0x5005b, &c3_arr_MIGR_ADOM0x60000, &c3_arr_MIGR_ADOM0x60001,
+    &c3_arr_MIGR_ADOM0x60002, &c3_arr_MIGR_ADOM0x6000a, &c3_arr_MIGR_ADOM0x6000b,
+    &c3_arr_MIGR_ADOM0x60014, &c3_arr_MIGR_ML0x60014,   nullptr,
 };

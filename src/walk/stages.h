@@ -20,9 +20,9 @@ typedef struct stage_row stage_row;
 struct stage_row {
     const char     *name;
     stage_callback *func;
-    const char     *scope;      /* prefix of the top-level config's name, without a boundary */
-    int32_t         scope_len;  /* 0: every top-level config, and the visit behind the last one */
-    int32_t         max_round;  /* 1 to 3 */
+    const char     *scope;     /* prefix of the top-level config's name, without a boundary */
+    int32_t         scope_len; /* 0: every top-level config, and the visit behind the last one */
+    int32_t         max_round; /* 1 to 3 */
     void           *state;
     int32_t         state_size; /* bytes; 0 for a callback without state */
     int32_t         skip_round; /* these two side by side: a callback's third argument */

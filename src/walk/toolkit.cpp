@@ -67,7 +67,7 @@ config_node *cnd_add_path(config_node **link, const char *name)
 }
 
 __attribute__((format(printf, 3, 0))) static config_node *add_formatted(config_node *parent, uint32_t kind,
-                                                                         const char *format, va_list arguments)
+                                                                        const char *format, va_list arguments)
 {
     char name[MIGR_NAME_SIZE];
     vsnprintf(name, sizeof name, format, arguments);

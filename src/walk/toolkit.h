@@ -79,10 +79,10 @@ void realloc_insert_str(char **text, const char *position, const char *inserted)
 char *cnd_read_prop(const char *format, int32_t unused, ...) CND_FORMAT(1, 3);
 
 /* Queries. The _in forms give the 1-based position of the first match, else 0. */
-int32_t cnd_name_is(config_node *node, const char *name);           /* an edit's name without quotes */
-int32_t cnd_name_in(config_node *node, int32_t count, ...);         /* always the raw name */
+int32_t cnd_name_is(config_node *node, const char *name);              /* an edit's name without quotes */
+int32_t cnd_name_in(config_node *node, int32_t count, ...);            /* always the raw name */
 int32_t _cnd_name_in(config_node *node, int32_t count, va_list names); /* an edit's name without quotes */
-int32_t cnd_value_is(config_node *node, const char *text);          /* without quotes; null value: 0 */
+int32_t cnd_value_is(config_node *node, const char *text);             /* without quotes; null value: 0 */
 int32_t cnd_value_in(config_node *node, int32_t count, ...);
 int32_t cnd_nv_is(config_node *node, const char *name, const char *value);
 int32_t cnd_is_last(const config_node *node);  /* EOB_NODE */

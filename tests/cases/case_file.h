@@ -8,8 +8,8 @@
 namespace cases {
 
 struct Pass {
-    std::string mode;    /* "global", "domain" or "ml" */
-    std::string release; /* "5.40" */
+    std::string                mode;    /* "global", "domain" or "ml" */
+    std::string                release; /* "5.40" */
     std::optional<std::string> model;
     std::string                version_line; /* empty: one made from the release */
     std::string                domain;

@@ -1,4 +1,5 @@
-/* Runs data-driven cases: case_runner FOLDER|FILE... [GoogleTest options]. README.md beside this file has the format. */
+/* Runs data-driven cases: case_runner FOLDER|FILE... [GoogleTest options]. README.md beside this file has the format.
+ */
 #include "cases/case_file.h"
 
 #include "chain/hardcode.h"
@@ -280,9 +281,8 @@ static void lay_out(const ApplianceRoot &root, const Case &test)
 static void expect_gone(support::Listing *expected, const std::string &path)
 {
     EXPECT_TRUE(expected->contains(path)) << path << " was not there to go";
-    std::erase_if(*expected, [&](const auto &entry) {
-        return entry.first == path || entry.first.rfind(path + "/", 0) == 0;
-    });
+    std::erase_if(*expected,
+                  [&](const auto &entry) { return entry.first == path || entry.first.rfind(path + "/", 0) == 0; });
 }
 
 /* The disk as the case expects it: what was there, with the changes it names. Modes it does not name may be any. */
@@ -341,7 +341,7 @@ static void compare_passes(const Case &test, const std::vector<PassReport> &repo
 }
 
 class CaseTest : public testing::Test {
-public:
+  public:
     explicit CaseTest(std::string file) : file_(std::move(file)) {}
 
     void TestBody() override
@@ -366,7 +366,7 @@ public:
         compare_disk(expected_listing(test, before, after), after);
     }
 
-private:
+  private:
     std::string file_;
 };
 

@@ -227,7 +227,7 @@ ChildResult run_in_root(const fs::path &root, const std::function<int()> &work, 
 std::string gzip(const std::string &text)
 {
     std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)> tool(libdeflate_alloc_compressor(6),
-                                                                                 libdeflate_free_compressor);
+                                                                                   libdeflate_free_compressor);
     std::string bytes(libdeflate_gzip_compress_bound(tool.get(), text.size()), '\0');
     bytes.resize(libdeflate_gzip_compress(tool.get(), text.data(), text.size(), bytes.data(), bytes.size()));
     return bytes;
@@ -236,7 +236,7 @@ std::string gzip(const std::string &text)
 std::string gunzip(const std::string &bytes)
 {
     std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor *)> tool(libdeflate_alloc_decompressor(),
-                                                                                     libdeflate_free_decompressor);
+                                                                                       libdeflate_free_decompressor);
     for (size_t room = bytes.size() * 4 + 4096; room <= (size_t{1} << 31); room *= 2) {
         std::string text(room, '\0');
         size_t      used = 0;

@@ -25,14 +25,17 @@ std::ostream &operator<<(std::ostream &out, const Entry &entry);
 using Listing = std::map<std::string, Entry>;
 
 class ApplianceRoot {
-public:
+  public:
     /* Makes an empty folder, and in it what every appliance has: tmp, data/config, data/etc, etc, var/log. */
     ApplianceRoot();
     ~ApplianceRoot();
     ApplianceRoot(const ApplianceRoot &) = delete;
     ApplianceRoot &operator=(const ApplianceRoot &) = delete;
 
-    const std::filesystem::path &path() const { return path_; }
+    const std::filesystem::path &path() const
+    {
+        return path_;
+    }
 
     /* Paths are the appliance's own ("/data/etc/update_config"); missing parents are made, with mode 0700. */
     void        write(const std::string &path, const std::string &content, unsigned mode = 0600) const;
@@ -45,7 +48,7 @@ public:
     void        database(const std::string &sql) const; /* makes /data/etc/signature.db from `sql` */
     Listing     listing() const;
 
-private:
+  private:
     std::filesystem::path on_disk(const std::string &path) const;
     std::filesystem::path path_;
 };

@@ -263,7 +263,8 @@ static void form_vip_name(char *name, size_t size)
     static constexpr size_t longest_prefixed = 58;
     const char             *bare = cnd_std_name(top[2]);
     if (strlen(bare) > longest_prefixed)
-        snprintf(name, size, "%.*s", static_cast<int>(size) - 1, top[2]->name); /* cut where the name is too long for it */
+        snprintf(name, size, "%.*s", static_cast<int>(size) - 1,
+                 top[2]->name); /* cut where the name is too long for it */
     else
         snprintf(name, size, "\"vip-%s\"", bare);
 }

@@ -206,7 +206,7 @@ support::ChildResult upgrade(const ApplianceRoot &root)
 }
 
 class JourneyTest : public testing::Test {
-public:
+  public:
     explicit JourneyTest(Journey journey) : journey_(std::move(journey)) {}
 
     void TestBody() override
@@ -232,7 +232,7 @@ public:
         EXPECT_TRUE(once == root.listing()) << "a second upgrade changed something";
     }
 
-private:
+  private:
     Journey journey_;
 };
 

@@ -110,8 +110,7 @@ void lay_out(const ApplianceRoot &root, int32_t version)
     root.write("/etc/syntax_v510.txt", text_of(image / "syntax_v510.txt"));
     std::string release = release_text(version);
     if (version < MIGR_RELEASE_5_10) {
-        root.write_gzip("/data/config/sys_global.conf.gz",
-                        file_of(release, rich_tree().global + rich_tree().domain));
+        root.write_gzip("/data/config/sys_global.conf.gz", file_of(release, rich_tree().global + rich_tree().domain));
         return;
     }
     root.write_gzip("/data/config/sys_global.conf.gz", file_of(release, rich_tree().global));

@@ -9,7 +9,7 @@ using support::dump;
 using support::times;
 
 class Cursors : public support::TreeTest {
-protected:
+  protected:
     void TearDown() override
     {
         for (int slot = 1; slot <= 4; slot++)

@@ -9,7 +9,7 @@ using walk_test::Action;
 using walk_test::Recorder;
 
 class Effects : public support::TreeTest {
-protected:
+  protected:
     /* Walks `text` with one row over "a" in that many rounds. */
     static std::string walk(const char *text, Action action, int32_t rounds = 1)
     {

@@ -58,8 +58,8 @@ Recorder::~Recorder()
 int Recorder::add(const char *scope, int32_t rounds, Action action, int32_t state_size)
 {
     int number = static_cast<int>(rows_.size());
-    rows_.push_back({"recorder", callbacks[number], scope, static_cast<int32_t>(strlen(scope)), rounds, nullptr,
-                     state_size, 0, 0});
+    rows_.push_back(
+        {"recorder", callbacks[number], scope, static_cast<int32_t>(strlen(scope)), rounds, nullptr, state_size, 0, 0});
     actions.push_back(std::move(action));
     show_row = number > 0;
     return number;

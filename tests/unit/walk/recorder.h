@@ -19,7 +19,7 @@ using Action = std::function<void(int32_t round, int32_t *progress)>;
  * EMPTY_NODE, "$" is EOB_NODE, and any other node its name; a line has only the row's number when there is one row.
  */
 class Recorder {
-public:
+  public:
     Recorder();
     ~Recorder();
 
@@ -29,9 +29,12 @@ public:
     /* Walks migr_main's tree. */
     std::string walk();
 
-    stage_table &table() { return table_; }
+    stage_table &table()
+    {
+        return table_;
+    }
 
-private:
+  private:
     std::vector<stage_row> rows_;
     stage_table            table_ = {};
 };

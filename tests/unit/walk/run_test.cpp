@@ -11,7 +11,7 @@ using support::written;
 using walk_test::Recorder;
 
 class Run : public support::TreeTest {
-protected:
+  protected:
     /* What the walk makes of a website's auto-restore switch, which the stage of 5.50 alone changes, and of a
      * machine-learning set, which the machine-learning stage alone changes. */
     static std::string update(int32_t from, int32_t to, uint32_t mode)

@@ -16,7 +16,7 @@ using support::times;
 using support::written;
 
 class Toolkit : public support::TreeTest {
-protected:
+  protected:
     void SetUp() override
     {
         TreeTest::SetUp();
@@ -30,8 +30,14 @@ protected:
         TreeTest::TearDown();
     }
 
-    config_node *set(const char *name, const char *value) { return cnd_add(parent, MIGR_SET, name, value); }
-    config_node *edit(const char *name) { return cnd_add(parent, MIGR_EDIT, name, nullptr); }
+    config_node *set(const char *name, const char *value)
+    {
+        return cnd_add(parent, MIGR_SET, name, value);
+    }
+    config_node *edit(const char *name)
+    {
+        return cnd_add(parent, MIGR_EDIT, name, nullptr);
+    }
 
     config_node *parent = nullptr;
 };
@@ -319,7 +325,8 @@ TEST_F(Toolkit, ReallocInsertStr)
 
 TEST_F(Toolkit, ReadProp)
 {
-    const std::pair<size_t, bool> sizes[] = {{0, false}, {1, true}, {4093, true}, {4094, false}, {4096, false}, {9000, false}};
+    const std::pair<size_t, bool> sizes[] = {{0, false},    {1, true},     {4093, true},
+                                             {4094, false}, {4096, false}, {9000, false}};
     for (auto [size, readable] : sizes) {
         support::TextFile file(times(size, "x"));
         const char       *text = cnd_read_prop("%s", 1, file.path());

@@ -5,7 +5,7 @@ using support::parse;
 using walk_test::Recorder;
 
 class Visits : public support::TreeTest {
-protected:
+  protected:
     static std::string of(const char *text, const char *scope = "", int32_t rounds = 1)
     {
         EXPECT_EQ(0, parse(text));
