@@ -31,6 +31,6 @@ struct Appliance {
 
 /* Runs the sweep and reports what is wrong as failures of the current test. Of more than `most` calls every so-manieth
  * fails, so that `most` do. How many calls the undisturbed run makes. */
-size_t run(const Appliance &appliance, faults::Kind kind, faults::Span span, size_t most = 10000);
+size_t run(const Appliance &appliance, faults::Kind kind, faults::Span span, size_t most);
 
 } // namespace sweep
