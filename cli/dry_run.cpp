@@ -41,7 +41,11 @@ void upgrade_copy(const UpgradeRequest &request, Interrupts &interrupts, Report 
     origin.lock();
     TemporaryFolder temporary("dry-run");
     Root            copy(temporary.make("root"), origin.shown());
-    copy_appliance(origin, copy, temporary.make("store"), interrupts);
+    try {
+        copy_appliance(origin, copy, temporary.make("store"), interrupts);
+    } catch (const Failure &failure) {
+        throw Failure(failure.status, "No copy could be made in " + copy.path() + ". " + failure.what());
+    }
     upgrade_root(copy, request, interrupts, report);
     report.snapshot.clear();
     if (look)

@@ -129,10 +129,18 @@ std::string Root::shows(const std::string &inside) const
     return inside == "/" ? shown_ : shown_ + inside;
 }
 
+/* A killed migr takes a moment to let go, and its child another. */
 void Root::lock() const
 {
-    if (flock(fd_.get(), LOCK_EX | LOCK_NB) == 0)
-        return;
+    static constexpr int        tries = 20;
+    static constexpr useconds_t pause_between = 50'000;
+    for (int left = tries; left > 0; left--) {
+        if (flock(fd_.get(), LOCK_EX | LOCK_NB) == 0)
+            return;
+        if (errno != EWOULDBLOCK)
+            break;
+        usleep(pause_between);
+    }
     if (errno == EWOULDBLOCK)
         throw Failure(Status::unusable, shown_ + ": another migr is at work there. Wait until it has ended.");
     throw failure_of({"lock", path_, errno}, shown_);

@@ -44,7 +44,7 @@ class Root {
     std::string shows(const std::string &inside) const;
 
     /* Takes the one lock of this appliance, held until this record and all children that inherited it are gone.
-     * Throws Failure when somebody else has it. */
+     * Throws Failure when somebody else has it and keeps it. */
     void lock() const;
 
     /*

@@ -35,9 +35,23 @@ Fd open_folder(int at, const std::string &path)
     return fd;
 }
 
+/* Those above our own may be links. */
 void sync_folder(const std::string &path)
 {
-    sync_to_disk(open_folder(AT_FDCWD, path).get(), path);
+    Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!fd)
+        throw PathError{"read", path, errno};
+    sync_to_disk(fd.get(), path);
+}
+
+/* The disks of all that a run writes; each folder may be a disk of its own. */
+void sync_disks()
+{
+    for (const char *folder : {"/", "/data", "/data/config", "/data/etc", "/etc", "/var", "/var/log"}) {
+        Fd fd(open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (fd && syncfs(fd.get()) != 0)
+            throw PathError{"write", folder, errno};
+    }
 }
 
 /* The folders that hold snapshots are ours alone. Those above are an appliance's ordinary ones. */
@@ -274,8 +288,7 @@ void mark_unfinished(const Root &root, const std::string &snapshot)
 void clear_unfinished(const Root &root)
 {
     root.run([] {
-        if (syncfs(open_folder(AT_FDCWD, "/").get()) != 0)
-            throw PathError{"write", "/", errno};
+        sync_disks();
         if (unlink(unfinished_mark) != 0 && errno != ENOENT)
             throw PathError{"remove", unfinished_mark, errno};
         sync_folder(folder_of(unfinished_mark));

@@ -358,6 +358,7 @@ void check_usable(const Root &root)
 
 void upgrade_root(const Root &root, const UpgradeRequest &request, Interrupts &interrupts, Report &report)
 {
+    report.root = root.shown();
     Upgrade upgrade = {root, request, interrupts, report, {}, {}, ""};
     check(upgrade);
     Surroundings around = surroundings_of(upgrade);

@@ -491,8 +491,10 @@ TEST(FullDisk, TheWayBackNeedsNoMoreRoomThanThereWas)
         command::UpgradeRequest request;
         request.root = root;
         request.library = [] {
-            write_file("/data/config/sys_global.conf.gz", "harmed, and by itself no larger than before");
-            fill_disk("/data/config"); /* in a place, so it goes, but only what is gone first makes room */
+            int fd = open(global_path, O_WRONLY);
+            if (write(fd, "harmed", 6) != 6) /* in its own room */
+                _exit(1);
+            close(fd);
             fill_disk("");
             abort();
         };

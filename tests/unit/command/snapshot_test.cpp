@@ -374,3 +374,18 @@ TEST(Digest, IsSha256)
     EXPECT_EQ(command::sha256(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
     EXPECT_EQ(command::sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
+
+TEST(Snapshot, TheFoldersAboveMayBeLinks)
+{
+    TinyAppliance box;
+    fs::rename(box.root() + "/var", box.root() + "/data/var");
+    box.link("/var", "data/var");
+    fs::rename(box.root() + "/etc", box.root() + "/data/root_etc");
+    box.link("/etc", "/data/root_etc");
+    Listing before = box.listing();
+    EXPECT_EQ(migr({"upgrade", box.root()}).status, 0);
+    EXPECT_EQ(migr({"rollback", box.root()}).status, 0);
+    Listing after = box.listing();
+    std::erase_if(after, [](const auto &one) { return one.first.starts_with("data/var/lib"); });
+    EXPECT_EQ(after, before);
+}
