@@ -47,7 +47,8 @@ ApplianceRoot::~ApplianceRoot()
 
 fs::path ApplianceRoot::on_disk(const std::string &path) const
 {
-    return path_ / fs::path(path).relative_path();
+    fs::path found = path_ / fs::path(path).relative_path();
+    return found.has_filename() ? found : found.parent_path(); /* "/folder/" is "/folder" */
 }
 
 /* Folders with the mode 0700, whatever the umask of whoever runs the tests. */
