@@ -37,7 +37,9 @@ static void require_none_missing(const std::string &missing, const std::string &
 
 static void add_to_list(std::string &list, const std::string &item)
 {
-    list += (list.empty() ? "" : ", ") + item;
+    if (!list.empty())
+        list += ", ";
+    list += item;
 }
 
 std::vector<Fd> open_image(const std::string &folder)

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <iterator>
 #include <optional>
-#include <ranges>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -226,9 +225,9 @@ void make_as_stored(const Manifest &manifest, int store, Owners owners)
     remove_added(manifest);
     for (const auto &[path, entry] : manifest.entries)
         make_entry_as_stored(path, entry, store, owners);
-    for (const auto &[path, entry] : manifest.entries | std::views::reverse)
-        if (entry.type == 'd')
-            set_attributes(path, entry, owners);
+    for (auto at = manifest.entries.rbegin(); at != manifest.entries.rend(); ++at) /* what is inside goes first */
+        if (at->second.type == 'd')
+            set_attributes(at->first, at->second, owners);
 }
 
 std::vector<std::string> restore_snapshot(const Root &root, const std::string &name)

@@ -31,12 +31,16 @@ bool write_setting(const char *path, const std::string &text)
     return fd && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
-/* The user keeps its own number there, so that files show the owner that they have. */
+/*
+ * The user keeps its own number there, so that files show the owner that they have. The mounts stay shared, and nobody
+ * in there has a right over them. With copies of its own, the descriptor that holds the lock would belong to another
+ * copy than the new root folder, and ".." from there would lead past it.
+ */
 void enter_own_namespace()
 {
     std::string uid = std::to_string(geteuid());
     std::string gid = std::to_string(getegid());
-    bool        entered = unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && write_setting("/proc/self/setgroups", "deny") &&
+    bool        entered = unshare(CLONE_NEWUSER) == 0 && write_setting("/proc/self/setgroups", "deny") &&
                    write_setting("/proc/self/uid_map", uid + " " + uid + " 1") &&
                    write_setting("/proc/self/gid_map", gid + " " + gid + " 1");
     if (!entered)

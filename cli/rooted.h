@@ -55,8 +55,8 @@ class Root {
     json run(const std::function<json()> &work, Interrupts *interrupts = nullptr) const;
 
     /*
-     * In a child: makes this folder the root and working folder; without CAP_SYS_CHROOT, in a user and mount
-     * namespace of its own. There only the rights over files stay, so nothing can be mounted. The child leaves no
+     * In a child: makes this folder the root and working folder; without CAP_SYS_CHROOT, in a user namespace of its
+     * own. There only the rights over files stay, so nothing can be mounted. The child leaves no
      * core dump, dies with its parent, and makes files for its owner alone. Throws PathError.
      */
     void enter() const;

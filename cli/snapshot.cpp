@@ -175,15 +175,18 @@ const char *in_store(const std::string &path)
     return path.c_str() + 1;
 }
 
-void make_folders_in_store(int store, const std::string &path, std::vector<std::string> &made)
+void make_folder_in_store(int store, const std::string &folder, std::vector<std::string> &made)
 {
-    for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-        std::string folder = path.substr(0, slash);
-        if (mkdirat(store, in_store(folder), 0700) == 0)
-            made.push_back(folder);
-        else if (errno != EEXIST)
-            throw PathError{"store", folder, errno};
-    }
+    if (mkdirat(store, in_store(folder), 0700) == 0)
+        made.push_back(folder);
+    else if (errno != EEXIST)
+        throw PathError{"store", folder, errno};
+}
+
+void make_folders_above(int store, const std::string &path, std::vector<std::string> &made)
+{
+    for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
+        make_folder_in_store(store, path.substr(0, slash), made);
 }
 
 Fd open_to_read(const std::string &path)
@@ -332,7 +335,9 @@ Manifest store_files(const std::vector<Place> &places, int store)
     manifest.entries = look_at(places);
     std::vector<std::string> folders;
     for (auto &[path, entry] : manifest.entries) {
-        make_folders_in_store(store, entry.type == 'd' ? path + "/" : path, folders);
+        make_folders_above(store, path, folders);
+        if (entry.type == 'd')
+            make_folder_in_store(store, path, folders);
         if (entry.type == 'f')
             store_file(path, entry, store);
     }
@@ -350,14 +355,17 @@ Fd open_stored(int store, const std::string &path)
     return fd;
 }
 
+static Failure damaged_copy(const std::string &shown, const std::string &path)
+{
+    return {Status::unusable,
+            shown + ": its copy of " + path + " is damaged. Choose another snapshot (migr rollback --list)."};
+}
+
 void check_stored(const Manifest &manifest, int store, const std::string &shown)
 {
     for (const auto &[path, entry] : manifest.entries) {
-        if (entry.type != 'f')
-            continue;
-        if (sha256_of_file(open_stored(store, path).get(), path) != entry.sha256)
-            throw Failure(Status::unusable, shown + ": its copy of " + path +
-                                                " is damaged. Choose another snapshot (migr rollback --list).");
+        if (entry.type == 'f' && sha256_of_file(open_stored(store, path).get(), path) != entry.sha256)
+            throw damaged_copy(shown, path);
     }
 }
 

@@ -73,7 +73,8 @@ Outcome run_request(const command::UpgradeRequest &request, const Ahead &ahead =
 /* Runs anything in a process of its own, and gives what it printed. */
 Outcome run_process(const std::function<int()> &work, const Ahead &ahead = {});
 
-/* A user who is nobody here, as whom a test looks at permission bits. */
+/* A user who is nobody here, as whom a test looks at permission bits. When it is not root who runs the tests, that user
+ * serves, and these two do nothing. */
 constexpr unsigned nobody = 12345; /* not the number that stands for owners from outside a user namespace */
 void               become_nobody();
 void               give_to_nobody(const std::string &path); /* with all below */
