@@ -177,7 +177,7 @@ void print_list(const char *title, const std::vector<std::string> &lines)
 
 int main(int count, char **arguments)
 {
-    fs::path source = count > 1 ? arguments[1] : MIGR_SOURCE_DIR;
+    fs::path source = count > 1 ? arguments[1] : ".";
     Comments comments = read_comments(source / "src");
     Releases releases;
     add_steps(source / "src/chain/hardcode.cpp", comments, &releases);

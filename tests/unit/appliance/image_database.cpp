@@ -1,6 +1,7 @@
 /* The signature database that the image ships: what is in it, and that the reconciliation's queries search it by index.
  */
 #include "in_root.h"
+#include "support/places.h"
 
 #include <sqlite3.h>
 
@@ -9,7 +10,7 @@
 #include <sstream>
 #include <vector>
 
-constexpr char IMAGE_DATABASE[] = MIGR_BUILD_DIR "/image/signature.db";
+const std::string image_database = support::build_path("/image/signature.db");
 
 namespace {
 
@@ -18,7 +19,7 @@ struct ImageDatabase : testing::Test {
 
     void SetUp() override
     {
-        ASSERT_EQ(sqlite3_open_v2(IMAGE_DATABASE, &connection, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+        ASSERT_EQ(sqlite3_open_v2(image_database.c_str(), &connection, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
     }
     void TearDown() override
     {
@@ -121,7 +122,7 @@ TEST_F(ImageDatabase, KnowsWhatTheUpgradeAdds)
 
 TEST_F(ImageDatabase, IsReadByThePlatform)
 {
-    std::ifstream      file(IMAGE_DATABASE, std::ios::binary);
+    std::ifstream      file(image_database, std::ios::binary);
     std::ostringstream bytes;
     bytes << file.rdbuf();
     support::ApplianceRoot root;

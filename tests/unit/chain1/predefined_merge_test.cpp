@@ -2,6 +2,7 @@
 
 #include "chain/hardcode.h"
 #include "support/appliance_root.h"
+#include "support/places.h"
 #include "sweeps.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
@@ -78,7 +79,7 @@ TEST_F(PredefinedMerge, NoRowStandsTwiceAndTheTablesStartEmpty)
 
 TEST_F(PredefinedMerge, TheImageBringsAllThatTheMergeLooksFor)
 {
-    ASSERT_EQ(setup_tree(&migr_sub, MIGR_SOURCE_DIR "/image/system.conf.predefine"), 0);
+    ASSERT_EQ(setup_tree(&migr_sub, source_path("/image/system.conf.predefine").c_str()), 0);
     for (const merge_row &row : sub_node_info) {
         is_found = 0;
         found_node = nullptr;
@@ -238,7 +239,7 @@ TEST_F(PredefinedMerge, TheSearchHasSlotsOfItsOwn)
 TEST_F(PredefinedMerge, NothingOfAPassIsKeptBehindIt)
 {
     ASSERT_EQ(parse("config system global\nend\n"), 0);
-    ASSERT_EQ(setup_tree(&migr_sub, MIGR_SOURCE_DIR "/image/system.conf.predefine"), 0);
+    ASSERT_EQ(setup_tree(&migr_sub, source_path("/image/system.conf.predefine").c_str()), 0);
     migr_preconfig();
     ASSERT_NE(migr_sub.root.top_list, nullptr);
     forget_pass_nodes();

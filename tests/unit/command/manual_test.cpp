@@ -1,5 +1,6 @@
 /* The manual page and --help tell the same. */
 #include "command_support.h"
+#include "support/places.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@ namespace {
 
 std::string manual()
 {
-    std::ifstream      in(MIGR_SOURCE_DIR "/cli/migr.1");
+    std::ifstream      in(source_path("/cli/migr.1"));
     std::ostringstream text;
     text << in.rdbuf();
     return std::regex_replace(text.str(), std::regex(R"(\\-)"), "-");

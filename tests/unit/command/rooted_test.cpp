@@ -4,6 +4,7 @@
 #include "command.h"
 #include "driver/migr.h"
 #include "rooted.h"
+#include "support/places.h"
 
 #include <gtest/gtest.h>
 #include <linux/capability.h>
@@ -164,7 +165,7 @@ TEST(Rooted, TheMachinesOwnRootNeedsNoChange)
     Root machine("/");
     EXPECT_TRUE(machine.is_machine_root());
     EXPECT_EQ(machine.shows("/data/config"), "/data/config");
-    std::string own = MIGR_SOURCE_DIR;
+    std::string own = source_path("");
     EXPECT_EQ(machine.run([&] { return json(access(own.c_str(), F_OK)); }), 0);
     TinyAppliance box;
     EXPECT_FALSE(Root(box.root()).is_machine_root());

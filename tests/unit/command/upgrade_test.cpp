@@ -3,6 +3,7 @@
 
 #include "command.h"
 #include "driver/migr.h"
+#include "support/places.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -305,7 +306,7 @@ TEST(Upgrade, TheRealProgramEndsWithTheSameStatus)
 {
     TinyAppliance box;
     Outcome       run = run_process([&] {
-        return execl(MIGR_BUILD_DIR "/migr", "migr", "upgrade", box.root().c_str(), static_cast<char *>(nullptr));
+        return execl(build_path("/migr").c_str(), "migr", "upgrade", box.root().c_str(), static_cast<char *>(nullptr));
     });
     EXPECT_EQ(run.status, 0) << run.all();
     EXPECT_EQ(first_line(box, "/data/config/sys_global.conf.gz"), upgraded_line);

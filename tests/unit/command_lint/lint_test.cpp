@@ -7,6 +7,7 @@
  */
 #include "command.h"
 #include "lint.h"
+#include "support/places.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,12 @@
 namespace fs = std::filesystem;
 
 namespace {
+
+/* A path of the files, "/clean.update". */
+std::string lint_file(std::string_view name)
+{
+    return support::source_path("/tests/unit/command_lint/files") += name;
+}
 
 std::string read(const fs::path &path)
 {
@@ -49,7 +56,7 @@ std::vector<std::string> findings_of(const std::string &text)
 std::vector<fs::path> update_files()
 {
     std::vector<fs::path> files;
-    for (const fs::directory_entry &entry : fs::directory_iterator(LINT_FILES))
+    for (const fs::directory_entry &entry : fs::directory_iterator(lint_file("")))
         files.push_back(entry.path());
     std::sort(files.begin(), files.end());
     return files;
@@ -91,12 +98,12 @@ INSTANTIATE_TEST_SUITE_P(Command, LintFiles, testing::ValuesIn(update_files()), 
 
 TEST(Lint, TheImagesOwnFileIsClean)
 {
-    EXPECT_EQ((std::vector<std::string>{}), findings_of(read(MIGR_SOURCE_DIR "/image/update_config")));
+    EXPECT_EQ((std::vector<std::string>{}), findings_of(read(support::source_path("/image/update_config"))));
 }
 
 TEST(Lint, ANulHidesTheRestOfItsLine)
 {
-    std::string text = read(LINT_FILES "/clean.update") + std::string("[DELETE]\n<lab bench>\0<slot>\n", 28);
+    std::string text = read(lint_file("/clean.update")) + std::string("[DELETE]\n<lab bench>\0<slot>\n", 28);
     auto        lines = std::count(text.begin(), text.end(), '\n');
     EXPECT_EQ((std::vector<std::string>{std::to_string(lines) +
                                         ": holds a NUL, and what follows it is not seen. Take it out."}),
@@ -111,7 +118,7 @@ TEST(Lint, AnEmptyFileMissesEverySection)
 
 TEST(LintCommand, IsSilentOnACleanFile)
 {
-    Outcome run = run_lint({LINT_FILES "/clean.update"});
+    Outcome run = run_lint({lint_file("/clean.update").c_str()});
     EXPECT_EQ(0, run.status);
     EXPECT_EQ("", run.out);
     EXPECT_EQ("", run.err);
@@ -119,9 +126,9 @@ TEST(LintCommand, IsSilentOnACleanFile)
 
 TEST(LintCommand, PrintsFileAndLine)
 {
-    Outcome run = run_lint({LINT_FILES "/order.update"});
+    Outcome run = run_lint({lint_file("/order.update").c_str()});
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(run.out.starts_with(LINT_FILES "/order.update:24: section 5.51 stands behind section 5.52")) << run.out;
+    EXPECT_TRUE(run.out.starts_with(lint_file("/order.update:24: section 5.51 stands behind section 5.52"))) << run.out;
     EXPECT_EQ(3, std::count(run.out.begin(), run.out.end(), '\n'));
     EXPECT_EQ("", run.err);
 }

@@ -1,4 +1,6 @@
 /* Feeds each fuzzer's stored inputs to it: what once was found stays found. */
+#include "support/places.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -29,7 +31,8 @@ std::string read(const fs::path &path)
 void feed(const char *corpus, fuzz_target target)
 {
     size_t count = 0;
-    for (const fs::directory_entry &entry : fs::directory_iterator(fs::path(MIGR_SOURCE_DIR "/fuzz/corpus") / corpus)) {
+    for (const fs::directory_entry &entry :
+         fs::directory_iterator(fs::path(support::source_path("/fuzz/corpus")) / corpus)) {
         SCOPED_TRACE(entry.path().string());
         std::string bytes = read(entry.path());
         testing::internal::CaptureStdout();

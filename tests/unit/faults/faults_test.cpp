@@ -1,6 +1,7 @@
 #include "sweep.h"
 
 #include "driver/migr.h"
+#include "support/places.h"
 #include "support/trees.h"
 
 #include <gtest/gtest.h>
@@ -147,8 +148,8 @@ std::string with_release(std::string text, const std::string &release)
 
 void lay_out_branch_office(const ApplianceRoot &root, const std::string &release)
 {
-    fs::path sample = fs::path(MIGR_SOURCE_DIR) / "samples" / "branch-office-5.50";
-    fs::path image = fs::path(MIGR_BUILD_DIR) / "image";
+    fs::path sample = source_path("/samples/branch-office-5.50");
+    fs::path image = build_path("/image");
     for (const char *part : {"data/etc", "var"})
         fs::copy(sample / part, root.path() / part, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     for (const fs::directory_entry &file : fs::directory_iterator(sample / "data/config"))
@@ -242,7 +243,7 @@ std::set<std::string> words_of(const std::string &text)
 std::set<std::string> calls_of_the_library()
 {
     std::set<std::string> calls;
-    FILE                 *undefined = popen("nm -u " MIGR_BUILD_DIR "/libmigr.a", "r");
+    FILE                 *undefined = popen(("nm -u " + build_path("/libmigr.a")).c_str(), "r");
     char                  line[4096];
     char                  name[4096];
     while (undefined && fgets(line, sizeof line, undefined))

@@ -1,5 +1,6 @@
 /* The library as its host sees it: loaded by hand into a C program, found by the names of functions and records. */
 #include "support/appliance_root.h"
+#include "support/places.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -21,7 +22,7 @@ struct HostResult {
 
 HostResult run_host(const ApplianceRoot &appliance, std::vector<std::string> action)
 {
-    std::vector<std::string> words = {C_HOST, MIGR_BUILD_DIR, appliance.path().string()};
+    std::vector<std::string> words = {build_path("/tests/c_host"), build_path(""), appliance.path().string()};
     words.insert(words.end(), action.begin(), action.end());
     std::vector<char *> arguments;
     for (std::string &word : words)
@@ -33,7 +34,7 @@ HostResult run_host(const ApplianceRoot &appliance, std::vector<std::string> act
     if (child == 0) {
         dup2(pipe_ends[1], STDOUT_FILENO);
         if (may_chroot())
-            execv(C_HOST, arguments.data());
+            execv(build_path("/tests/c_host").c_str(), arguments.data());
         _exit(127);
     }
     close(pipe_ends[1]);

@@ -1,6 +1,8 @@
 /* Texts of the image, and the configurations that this folder holds. */
 #pragma once
 
+#include "support/places.h"
+
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -15,10 +17,10 @@ inline std::string read_text(const std::string &path)
 
 inline std::string image_text(const std::string &name)
 {
-    return read_text(std::string(MIGR_SOURCE_DIR "/image/") + name);
+    return read_text(support::source_path("/image/") + name);
 }
 
 inline std::string own_file(const std::string &name)
 {
-    return read_text(std::string(IMAGE_TEXT_FILES "/") + name);
+    return read_text(support::source_path("/tests/unit/image_texts/") + name);
 }

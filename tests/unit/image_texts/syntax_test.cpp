@@ -1,5 +1,6 @@
 /* The image's own syntax file: which configurations survive the split of an old file, and where they go. */
 #include "image_texts.h"
+#include "support/places.h"
 #include "support/trees.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
@@ -20,7 +21,7 @@ class ImageSyntax : public support::TreeTest {
         TreeTest::SetUp();
         init_path_node(&global_node);
         init_path_node(&domain_node);
-        ASSERT_EQ(0, load_syntax_to_path_node_array(MIGR_SOURCE_DIR "/image/syntax_v510.txt"));
+        ASSERT_EQ(0, load_syntax_to_path_node_array(support::source_path("/image/syntax_v510.txt").c_str()));
     }
 
     void TearDown() override
@@ -91,7 +92,7 @@ TEST_F(ImageSyntax, NamesWhatTheBranchOfficeHolds)
 {
     size_t files = 0;
     for (const fs::directory_entry &entry :
-         fs::recursive_directory_iterator(MIGR_SOURCE_DIR "/samples/branch-office-5.50")) {
+         fs::recursive_directory_iterator(support::source_path("/samples/branch-office-5.50"))) {
         if (entry.path().parent_path().filename() != "config" || entry.path().extension() != ".conf")
             continue;
         files++;

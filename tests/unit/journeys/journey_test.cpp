@@ -1,6 +1,7 @@
 /* Whole appliances, taken to the image's release; tests/journeys/README.md has the form of a journey. */
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/places.h"
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
@@ -64,7 +65,7 @@ bool is_plain_configuration(const std::string &path)
 
 void lay_out(const Journey &journey, const ApplianceRoot &root)
 {
-    fs::path sample = fs::path(MIGR_SOURCE_DIR) / "samples" / journey.sample;
+    fs::path sample = fs::path(support::source_path("/samples")) / journey.sample;
     ASSERT_TRUE(fs::is_directory(sample)) << sample;
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(sample)) {
         std::string path = entry.path().lexically_relative(sample).string();
@@ -82,7 +83,7 @@ void lay_out(const Journey &journey, const ApplianceRoot &root)
     std::istringstream empty_folders(text_of(sample / "empty-folders"));
     for (std::string folder; std::getline(empty_folders, folder);)
         root.folder("/" + folder);
-    fs::path image = fs::path(MIGR_BUILD_DIR) / "image";
+    fs::path image = support::build_path("/image");
     root.write("/data/etc/update_config", text_of(image / "update_config"));
     root.write("/data/etc/system.conf.predefine", text_of(image / "system.conf.predefine"));
     root.write("/data/etc/signature.db", text_of(image / "signature.db"));
@@ -242,7 +243,7 @@ int main(int count, char **arguments)
 {
     testing::InitGoogleTest(&count, arguments);
     std::vector<fs::path> folders;
-    for (const fs::directory_entry &entry : fs::directory_iterator(fs::path(MIGR_SOURCE_DIR) / "tests/journeys"))
+    for (const fs::directory_entry &entry : fs::directory_iterator(support::source_path("/tests/journeys")))
         if (fs::exists(entry.path() / "journey"))
             folders.push_back(entry.path());
     std::sort(folders.begin(), folders.end());

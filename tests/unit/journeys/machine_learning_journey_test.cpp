@@ -1,6 +1,7 @@
 /* The cloud sample's machine-learning file on its own short road: no update file, no compression, one header line. */
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/places.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +13,7 @@
 
 namespace {
 
-constexpr char stored_path[] = MIGR_SOURCE_DIR "/tests/journeys/ferry-cloud-6.02/ml.conf";
+const std::string stored_path = support::source_path("/tests/journeys/ferry-cloud-6.02/ml.conf");
 
 std::string text_of(const std::string &path)
 {
@@ -36,7 +37,7 @@ std::string upgrade(const support::ApplianceRoot &root, const char *input, const
 TEST(MachineLearningJourney, TakesTheCloudSamplesFileToTheImage)
 {
     support::ApplianceRoot root;
-    std::string            before = text_of(MIGR_SOURCE_DIR "/samples/ferry-cloud-6.02/var/log/ml/ml.conf");
+    std::string            before = text_of(support::source_path("/samples/ferry-cloud-6.02/var/log/ml/ml.conf"));
     ASSERT_FALSE(before.empty());
     root.write("/ml.conf", before);
     ASSERT_EQ("0", upgrade(root, "/ml.conf", "/ml.new"));

@@ -5,6 +5,7 @@
 #include "driver/migr.h"
 #include "driver/version_lines.h"
 #include "support/appliance_root.h"
+#include "support/places.h"
 #include "support/trees.h"
 #include "walk/stages.h"
 
@@ -71,7 +72,7 @@ std::string body_of(const std::string &text)
 const RichTree &rich_tree()
 {
     static const RichTree tree = [] {
-        fs::path config = fs::path(MIGR_SOURCE_DIR) / "samples/branch-office-5.50/data/config";
+        fs::path config = support::source_path("/samples/branch-office-5.50/data/config");
         return RichTree{body_of(text_of(config / "sys_global.conf")),
                         unknown_block + body_of(text_of(config / "sys_domain.root.conf")) +
                             "config system default_rptlang\n    set language english\nend\n"};
@@ -87,7 +88,7 @@ std::string file_of(const std::string &release, const std::string &body)
 std::set<int32_t> all_releases()
 {
     std::set<int32_t> releases = {(3 << 16) + 30, (3 << 16) + 99};
-    std::string       update_file = text_of(fs::path(MIGR_BUILD_DIR) / "image/update_config");
+    std::string       update_file = text_of(support::build_path("/image/update_config"));
     const std::regex  section(R"((?:^|\n)\[(\d+)\.(\d+)\])");
     for (std::sregex_iterator found(update_file.begin(), update_file.end(), section), end; found != end; ++found)
         releases.insert((std::stoi((*found)[1]) << 16) + std::stoi((*found)[2]));
@@ -103,7 +104,7 @@ std::set<int32_t> all_releases()
 
 void lay_out(const ApplianceRoot &root, int32_t version)
 {
-    fs::path image = fs::path(MIGR_BUILD_DIR) / "image";
+    fs::path image = support::build_path("/image");
     root.write("/data/etc/update_config", text_of(image / "update_config"));
     root.write("/data/etc/system.conf.predefine", text_of(image / "system.conf.predefine"));
     root.write("/data/etc/signature.db", text_of(image / "signature.db"));

@@ -4,6 +4,7 @@
 #include "driver/upgrade_run.h"
 #include "platform/platform.h"
 #include "support/appliance_root.h"
+#include "support/places.h"
 #include "tree/config_text.h"
 
 #include <gtest/gtest.h>
@@ -33,7 +34,7 @@ static std::string content_of(const fs::path &path)
 
 static fs::path in_sample(const std::string &path)
 {
-    return MIGR_SOURCE_DIR "/samples/branch-office-5.50" + path;
+    return support::source_path("/samples/branch-office-5.50") + path;
 }
 
 static std::string config_text(const std::string &name)
@@ -45,9 +46,9 @@ static std::string config_text(const std::string &name)
 static void lay_out(const ApplianceRoot &root)
 {
     fs::remove_all(root.path());
-    std::string command = MIGR_SOURCE_DIR "/samples/lay_out branch-office-5.50 " + root.path().string();
+    std::string command = support::source_path("/samples/lay_out branch-office-5.50 ") + root.path().string();
     ASSERT_EQ(system(command.c_str()), 0);
-    root.write("/data/etc/signature.db", content_of(MIGR_BUILD_DIR "/image/signature.db"));
+    root.write("/data/etc/signature.db", content_of(support::build_path("/image/signature.db")));
 }
 
 static std::string behind_headers(const std::string &text)
@@ -178,8 +179,9 @@ static bool image_knows(sqlite3 *database, const std::string &id)
 TEST(BranchOffice, NamesSignaturesThatAreKnownAndSomeThatAreGone)
 {
     sqlite3 *database = nullptr;
-    ASSERT_EQ(sqlite3_open_v2(MIGR_BUILD_DIR "/image/signature.db", &database, SQLITE_OPEN_READONLY, nullptr),
-              SQLITE_OK);
+    ASSERT_EQ(
+        sqlite3_open_v2(support::build_path("/image/signature.db").c_str(), &database, SQLITE_OPEN_READONLY, nullptr),
+        SQLITE_OK);
     for (const char *name : {"sys_domain.root", "sys_domain.shop"}) {
         std::set<std::string> ids = identifiers_in(config_text(name));
         auto known = std::count_if(ids.begin(), ids.end(), [&](const auto &id) { return image_knows(database, id); });
@@ -193,9 +195,9 @@ TEST(BranchOffice, UpgradeCarriesEveryFileToTheImage)
 {
     ApplianceRoot root;
     lay_out(root);
-    root.write("/data/etc/update_config", content_of(MIGR_BUILD_DIR "/image/update_config"));
-    root.write("/data/etc/system.conf.predefine", content_of(MIGR_BUILD_DIR "/image/system.conf.predefine"));
-    root.write("/etc/syntax_v510.txt", content_of(MIGR_BUILD_DIR "/image/syntax_v510.txt"));
+    root.write("/data/etc/update_config", content_of(support::build_path("/image/update_config")));
+    root.write("/data/etc/system.conf.predefine", content_of(support::build_path("/image/system.conf.predefine")));
+    root.write("/etc/syntax_v510.txt", content_of(support::build_path("/image/syntax_v510.txt")));
     auto result = support::run_in_root(root.path(), [] {
         migr_main_do_all();
         return 0;

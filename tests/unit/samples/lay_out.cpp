@@ -1,5 +1,6 @@
 /* The script that lays a sample appliance out as a root folder. */
 #include "support/appliance_root.h"
+#include "support/places.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -19,7 +20,7 @@ static int run(const std::string &command)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-static const std::string SCRIPT = MIGR_SOURCE_DIR "/samples/lay_out";
+static const std::string SCRIPT = support::source_path("/samples/lay_out");
 
 TEST(LayOut, MakesAPrivateRootFolder)
 {
@@ -39,7 +40,7 @@ TEST(LayOut, CompressesConfigurationsAndNothingElse)
     ApplianceRoot root;
     fs::remove_all(root.path());
     ASSERT_EQ(run(SCRIPT + " branch-office-5.50 " + root.path().string()), 0);
-    fs::path sample = MIGR_SOURCE_DIR "/samples/branch-office-5.50";
+    fs::path sample = support::source_path("/samples/branch-office-5.50");
     for (const fs::directory_entry &found : fs::recursive_directory_iterator(sample)) {
         std::string path = "/" + found.path().lexically_relative(sample).string();
         if (!found.is_regular_file() || path == "/README.md")
@@ -71,7 +72,7 @@ TEST(LayOut, TakesAPathAndGivesTheSameBytesAgain)
 {
     ApplianceRoot one;
     ApplianceRoot other;
-    std::string   sample = MIGR_SOURCE_DIR "/samples/branch-office-5.50";
+    std::string   sample = support::source_path("/samples/branch-office-5.50");
     ASSERT_EQ(run(SCRIPT + " " + sample + " " + (one.path() / "new").string()), 0);
     ASSERT_EQ(run(SCRIPT + " " + sample + "/ " + (other.path() / "new").string()), 0);
     EXPECT_EQ(one.listing(), other.listing());

@@ -1,6 +1,7 @@
 /* The appliances of 5.63 and 6.02, with a file for each domain: the files are what the system reads. */
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/places.h"
 #include "tree/config_text.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +29,7 @@ const NewAppliance APPLIANCES[] = {
 
 fs::path folder_of(const NewAppliance &appliance)
 {
-    return fs::path(MIGR_SOURCE_DIR) / "samples" / appliance.name;
+    return fs::path(support::source_path("/samples")) / appliance.name;
 }
 
 std::string text_of(const fs::path &path)

@@ -1,6 +1,7 @@
 /* The appliances from before 5.10, whose whole configuration is one file: the files are what the system reads. */
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/places.h"
 #include "tree/config_text.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +30,7 @@ const OldAppliance APPLIANCES[] = {
 
 fs::path folder_of(const OldAppliance &appliance)
 {
-    return fs::path(MIGR_SOURCE_DIR) / "samples" / appliance.name;
+    return fs::path(support::source_path("/samples")) / appliance.name;
 }
 
 std::string config_text(const OldAppliance &appliance)
