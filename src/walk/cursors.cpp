@@ -167,9 +167,11 @@ char *strlwr(char *text)
 void ncu_gen_unique_edt(char *target, size_t size)
 {
     static constexpr size_t shortest = 16;
+    static bool             seeded; /* apart from the counter: a clock may stand at 0 */
     static long             counter;
     if (size < shortest)
         return;
-    counter = counter ? counter + 1 : static_cast<long>(time(nullptr));
+    counter = seeded ? counter + 1 : static_cast<long>(time(nullptr));
+    seeded = true;
     snprintf(target, size - 1, "gen_edt_%ld", counter);
 }

@@ -4,6 +4,17 @@
 #include "walk/toolkit.h"
 
 #include <cstring>
+#include <ctime>
+
+static time_t steady_clock = 1'000'000'000;
+
+extern "C" {
+
+time_t __wrap_time(time_t *)
+{
+    return steady_clock;
+}
+}
 
 using support::dump;
 using support::times;
@@ -35,18 +46,19 @@ struct SlotPredicates {
     int32_t (*end)();
 };
 
+static const SlotPredicates slots[] = {
+    {&top[1], top_cfg_is, top_cfg_in, nullptr},
+    {&top[2], top_edt_is, top_edt_in, nullptr},
+    {&top[3], top_cfg_set_is, top_cfg_set_in, top_cfg_set_end},
+    {&top[4], top_edt_set_is, top_edt_set_in, top_edt_set_end},
+    {&sub[1], sub_cfg_is, sub_cfg_in, nullptr},
+    {&sub[2], sub_edt_is, sub_edt_in, nullptr},
+    {&sub[3], sub_cfg_set_is, sub_cfg_set_in, sub_cfg_set_end},
+    {&sub[4], sub_edt_set_is, sub_edt_set_in, sub_edt_set_end},
+};
+
 TEST_F(Cursors, EachPredicateLooksAtItsSlot)
 {
-    const SlotPredicates slots[] = {
-        {&top[1], top_cfg_is, top_cfg_in, nullptr},
-        {&top[2], top_edt_is, top_edt_in, nullptr},
-        {&top[3], top_cfg_set_is, top_cfg_set_in, top_cfg_set_end},
-        {&top[4], top_edt_set_is, top_edt_set_in, top_edt_set_end},
-        {&sub[1], sub_cfg_is, sub_cfg_in, nullptr},
-        {&sub[2], sub_edt_is, sub_edt_in, nullptr},
-        {&sub[3], sub_cfg_set_is, sub_cfg_set_in, sub_cfg_set_end},
-        {&sub[4], sub_edt_set_is, sub_edt_set_in, sub_edt_set_end},
-    };
     config_node found = node(MIGR_SET, "n");
     for (const SlotPredicates &at : slots) {
         for (const SlotPredicates &other : slots)
@@ -64,6 +76,17 @@ TEST_F(Cursors, EachPredicateLooksAtItsSlot)
             if (other.end) {
                 EXPECT_EQ(&at == &other, other.end() != 0);
             }
+    }
+}
+
+TEST_F(Cursors, AnEndedListHasNoName)
+{
+    for (const SlotPredicates &at : slots) {
+        *at.slot = &EOB_NODE;
+        EXPECT_EQ(nullptr, at.is("n"));
+        EXPECT_EQ(0, at.in(2, "n", "m"));
+        EXPECT_EQ(&EOB_NODE, at.is("")) << "its name is empty, like any sentinel's";
+        EXPECT_EQ(2, at.in(2, "n", ""));
     }
 }
 
@@ -173,6 +196,27 @@ TEST_F(Cursors, LowerCaseInPlace)
 {
     char text[] = "HTTP-Host \"X\"_1\xc4";
     EXPECT_STREQ("http-host \"x\"_1\xc4", strlwr(text));
+}
+
+/* In a process of its own, where no name has been generated yet. */
+static void expect_names(time_t clock, const char *names)
+{
+    steady_clock = clock;
+    std::string generated;
+    for (int i = 0; i < 3; i++) {
+        char name[72];
+        ncu_gen_unique_edt(name, sizeof name);
+        generated.append(name).append(" ");
+    }
+    fprintf(stderr, "%s", generated.c_str());
+    exit(generated == names ? 0 : 1);
+}
+
+TEST_F(Cursors, AClockAtZeroOrBehindRepeatsNoName)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(expect_names(0, "gen_edt_0 gen_edt_1 gen_edt_2 "), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(expect_names(-1, "gen_edt_-1 gen_edt_0 gen_edt_1 "), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Cursors, GeneratedNamesAreUnique)
