@@ -114,6 +114,7 @@ config_node *cnd_add_prop_front(config_node *parent, const char *name, const cha
     vsnprintf(value, sizeof value, format, arguments);
     va_end(arguments);
     config_node *node = node_of(MIGR_SET, name, value);
+    OPENSSL_cleanse(value, strlen(value));
     if (node)
         push_front(&parent->set_list, node);
     return node;
@@ -190,7 +191,7 @@ void cnd_attach(config_node *node, config_node *parent)
 
 void cnd_mv(config_node *node, config_node *parent)
 {
-    if (cnd_is_normal(node))
+    if (parent && cnd_is_normal(node))
         cnd_attach(cnd_detach(node), parent);
 }
 

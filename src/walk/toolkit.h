@@ -27,7 +27,8 @@ config_node *cnd_add(config_node *parent, uint32_t kind, const char *name, const
  * behind it), or for null at the front of the main tree. */
 config_node *cnd_add_path(config_node **link, const char *name);
 
-/* Nested config, edit, set. A null parent gives null. Names are cut at 127; a value of 4095 or more is refused. */
+/* Nested config, edit, set. A null parent gives null. A formatted name is cut at 127 characters; a set's name of 128 or
+ * more is refused, as is a value of 4095 or more. */
 config_node *cnd_add_config(config_node *parent, const char *format, ...) CND_FORMAT(2, 3);
 config_node *cnd_add_edit(config_node *parent, const char *format, ...) CND_FORMAT(2, 3);
 config_node *cnd_add_prop(config_node *parent, const char *name, const char *format, ...) CND_FORMAT(3, 4);
@@ -52,10 +53,11 @@ void cnd_del_by_name(config_node *parent, int32_t count, ...);
 /* Takes a slot's node out of its list and gives it; null for a node in no slot or of another kind. */
 config_node *cnd_detach(config_node *node);
 
-/* Puts a node at the front of the parent's list for its kind. A null node is passed over. */
+/* Puts a node at the front of the parent's list for its kind. A null node is passed over, and a null parent leaves it
+ * where it is. */
 void cnd_attach(config_node *node, config_node *parent);
 
-/* Detaches a slot's node and attaches it. A sentinel stays where it is. */
+/* Detaches a slot's node and attaches it. A sentinel stays where it is, and so does a node for a null parent. */
 void cnd_mv(config_node *node, config_node *parent);
 
 /* New name, at most 126 characters. Gives the node. */

@@ -22,8 +22,7 @@ static void fill_server_list(config_node **list_edit, const char *list_name)
     }
     if (!*list_edit)
         *list_edit = cnd_add_edit(cnd_add_config(top[2], "%s", list_name), "1");
-    if (*list_edit)
-        cnd_mv(top[4], *list_edit);
+    cnd_mv(top[4], *list_edit);
 }
 
 void _migr_change_corvo_log_policy(int32_t, void *block, int32_t *)

@@ -232,6 +232,17 @@ TEST_F(Toolkit, MovingASentinelChangesNothing)
     EXPECT_EQ(nullptr, cnd_detach(&EMPTY_NODE));
 }
 
+TEST_F(Toolkit, WithoutAParentANodeStaysWhereItIs)
+{
+    set("a", "1");
+    config_node *b = set("b", "2");
+    top[1] = parent;
+    top[3] = b;
+    cnd_mv(b, nullptr);
+    cnd_attach(b, nullptr);
+    EXPECT_EQ("top parent\n  set a=1\n  set b=2\n", dump(migr_main.root));
+}
+
 TEST_F(Toolkit, RenameCutsAt126)
 {
     config_node *node = set("n", "v");
