@@ -94,6 +94,19 @@ TEST_F(Visits, EveryDepthInItsOrder)
                  "  config m\n  end\n next\n edit 2\n next\nend\nconfig b\nend\n"));
 }
 
+TEST_F(Visits, ANestedEditsSetIsNotTheOuterEdits)
+{
+    ASSERT_EQ(0,
+              parse("config a\n edit 1\n  set s 1\n  config n\n   edit f\n    set s 2\n   next\n  end\n next\nend\n"));
+    std::string answers;
+    Recorder    recorder;
+    recorder.add("a", 1, [&answers](int32_t, int32_t *) {
+        answers += top_edt_set_is("s") ? "outer " : sub_edt_set_is("s") ? "nested " : "- ";
+    });
+    recorder.walk();
+    EXPECT_EQ("nested - - - - outer - - - ", answers);
+}
+
 TEST_F(Visits, NothingDeeperIsEntered)
 {
     EXPECT_EQ("1 a | a 1 - - | n f - $\n"
