@@ -4,9 +4,11 @@
 
 int32_t number_of(const char *text)
 {
-    if (!text)
-        return 0;
-    long number = strtol(text, nullptr, 10);
+    return text ? nearest_number(strtol(text, nullptr, 10)) : 0;
+}
+
+int32_t nearest_number(int64_t number)
+{
     if (number > INT32_MAX)
         return INT32_MAX;
     if (number < INT32_MIN)

@@ -12,6 +12,9 @@ extern "C" {
  * null, the nearest signed 32-bit number when it is too large. */
 int32_t number_of(const char *text);
 
+/* The signed 32-bit number that is nearest to `number`, as number_of gives it for a text. */
+int32_t nearest_number(int64_t number);
+
 /* A version code: major in the upper 16 bits plus minor, wrapping. */
 int32_t version_code(int32_t major, int32_t minor);
 

@@ -90,13 +90,12 @@ void _change_cookie_security_mode(int32_t, void *block, int32_t *)
 
 /* ---- 5.80 ---- */
 
-/* Minutes became seconds. A number beyond 32 bits wraps. */
+/* Minutes became seconds. More seconds than 32 bits hold become as many as they hold. */
 void _migr_cookie_timeout_sitepublish(int32_t, void *, int32_t *)
 {
-    if (!top_edt_set_is("cookie-timeout"))
-        return;
-    auto minutes = static_cast<uint32_t>(number_of(top[4]->value));
-    cnd_fmt_value(top[4], "%d", static_cast<int32_t>(minutes * 60));
+    static constexpr int64_t seconds = 60;
+    if (top_edt_set_is("cookie-timeout"))
+        cnd_fmt_value(top[4], "%d", nearest_number(number_of(top[4]->value) * seconds));
 }
 
 /* ---- 5.85 ---- */
