@@ -56,8 +56,8 @@ static void load_password(const char *folder)
 }
 
 /* Encrypts a key's value. The platform takes the closing quote of the text away, and it comes back here. Without
- * memory, and when nothing comes back, the clear key stays. Nothing of it stays behind an encrypted text that is
- * shorter. */
+ * memory, and when nothing comes back behind the opening quote, the clear key stays. Nothing of it stays behind an
+ * encrypted text that is shorter. */
 static void encrypt_key(config_node *key)
 {
     size_t length = strlen(key->value);
@@ -68,7 +68,8 @@ static void encrypt_key(config_node *key)
     memcpy(text, key->value, length + 1);
     key_encrypt(text[0] == '"' ? text + 1 : text);
     size_t encrypted = strlen(text);
-    if (encrypted == 0 || encrypted + sizeof "\"" > room) {
+    bool   empty = text[text[0] == '"'] == '\0';
+    if (empty || encrypted + sizeof "\"" > room) {
         OPENSSL_cleanse(text, room);
         free(text);
         return;

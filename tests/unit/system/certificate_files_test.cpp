@@ -162,7 +162,7 @@ TEST_F(CertificateFiles, WhatThePlatformGets)
     });
 }
 
-TEST_F(CertificateFiles, AnEmptyResultLeavesABareKey)
+TEST_F(CertificateFiles, AnEmptyResultLeavesTheKey)
 {
     watched::encrypt = [](char *text) { *text = '\0'; };
     expect_in_root(root, [&] {
@@ -171,8 +171,8 @@ TEST_F(CertificateFiles, AnEmptyResultLeavesABareKey)
                              "_encrypt_local_certificate_key");
         };
         EXPECT_NE(std::string::npos, encrypted("key").find("set private-key key\n"));
-        /* With quotes the opening one is left, so the result is not empty. */
-        EXPECT_NE(std::string::npos, encrypted("\"key\"").find("set private-key \"\"\n"));
+        /* The opening quote that is left of this one is no key either. */
+        EXPECT_NE(std::string::npos, encrypted("\"key\"").find("set private-key \"key\"\n"));
     });
 }
 
