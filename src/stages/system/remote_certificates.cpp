@@ -335,7 +335,8 @@ static bool find_only_key(DIR *folder, char *path)
 }
 
 /* Before 6.20 there was one cloud connector and one key; from then on a key file bears its connector's name, as it is
- * written in the configuration. */
+ * written in the configuration. A name with a slash would put the key over any file of the appliance, so it names
+ * none. */
 void _rename_msh_con_key_file(int32_t, void *state, int32_t *)
 {
     auto *connector = static_cast<rename_msh_con_key_file_state *>(state);
@@ -345,7 +346,7 @@ void _rename_msh_con_key_file(int32_t, void *state, int32_t *)
         return;
     config_node *name = connector->name;
     connector->name = nullptr;
-    if (!name || !name->value)
+    if (!name || !name->value || strchr(name->value, '/'))
         return;
     DIR *folder = opendir(connector_folder);
     if (!folder)
