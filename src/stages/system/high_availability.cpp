@@ -55,13 +55,19 @@ static void collect_cluster(adjust_ha_interface_state *state)
         keep_and_delete(&state->gateway6, top[3]);
 }
 
-/* An address with its network becomes the address of one host; one without a network stays as it is. */
+/* An address with its network becomes the address of one host; one without a network stays as it is, and one that
+ * leaves no room for the whole length is none. */
 static void take_host_route(char (&route)[128], const char *address, const char *whole_length)
 {
     static constexpr size_t longest = 125;
     snprintf(route, longest + 1, "%s", address ? address : "");
-    if (char *slash = strrchr(route, '/'))
-        snprintf(slash + 1, static_cast<size_t>(route + sizeof route - slash - 1), "%s", whole_length);
+    char *slash = strrchr(route, '/');
+    if (!slash)
+        return;
+    if (slash + 1 + strlen(whole_length) < route + sizeof route)
+        strcpy(slash + 1, whole_length);
+    else
+        route[0] = '\0';
 }
 
 /* The next priority downwards that no policy route has. */
