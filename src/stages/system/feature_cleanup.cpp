@@ -7,26 +7,26 @@
 
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-/* A stream on a new or emptied target, which nobody may read who could not read the source. Without a buffer: a block
- * that does not fit on the disk is to be seen when it is written. */
-static FILE *open_copy(FILE *source, const char *target)
+/* Without a buffer: a block that does not fit on the disk is to be seen when it is written. */
+static FILE *open_copy(const char *target)
 {
-    struct stat st = {};
-    fstat(fileno(source), &st);
-    int fd = open(target, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, st.st_mode & 0777);
-    if (fd < 0)
-        return nullptr;
-    FILE *stream = fdopen(fd, "wb");
+    FILE *stream = fopen(target, "wbe");
     if (stream)
         setvbuf(stream, nullptr, _IONBF, 0);
-    else
-        close(fd);
     return stream;
+}
+
+/* Opening a source as its own target would empty it. */
+static bool is_same_file(FILE *open_file, const char *path)
+{
+    struct stat one = {};
+    struct stat other = {};
+    return fstat(fileno(open_file), &one) == 0 && stat(path, &other) == 0 && one.st_dev == other.st_dev &&
+           one.st_ino == other.st_ino;
 }
 
 static int32_t copy_blocks(FILE *from, FILE *to)
@@ -50,7 +50,11 @@ int32_t legacy_migr_copyfile(const char *source, const char *target)
     FILE                          *from = fopen(source, "rbe");
     if (!from)
         return -1;
-    FILE *to = open_copy(from, target);
+    if (is_same_file(from, target)) {
+        fclose(from);
+        return 0;
+    }
+    FILE *to = open_copy(target);
     if (!to) {
         fclose(from);
         return -1;

@@ -30,7 +30,8 @@ void _cleanup_pre620_av_file(int32_t round, void *state, int32_t *progress);
 void _ml_adjust_policy(int32_t round, void *state, int32_t *progress);
 
 /* Copies a file, waits until it is on the disk, and remounts /data so that it reaches the flash; whether the remount
- * succeeds does not matter. 0, or -1, which leaves what was copied. */
+ * succeeds does not matter. A new target has mode 0666 less the umask; a target that is the source itself stays as it
+ * is. 0, or -1, which leaves what was copied. */
 int32_t legacy_migr_copyfile(const char *source, const char *target);
 
 } // extern "C"

@@ -95,7 +95,7 @@ TEST_F(LegacyCopy, AShortWriteLeavesAPartialTarget)
     EXPECT_EQ(3u, watched::mounts.size());
 }
 
-/* A new file may be read by nobody who could not read the source; one that is there keeps its mode. */
+/* A new file has the mode that any new file has; one that is there keeps its own. */
 TEST_F(LegacyCopy, Modes)
 {
     mode_t old_mask = umask(022);
@@ -103,16 +103,29 @@ TEST_F(LegacyCopy, Modes)
     root.write("/there", "old", 0600);
     EXPECT_EQ(0, copy("/from", "/new"));
     EXPECT_EQ(0, copy("/from", "/there"));
-    root.write("/from", "content", 0666);
-    EXPECT_EQ(0, copy("/from", "/masked"));
     root.write("/from", "content", 04755);
     EXPECT_EQ(0, copy("/from", "/program"));
+    umask(0);
+    EXPECT_EQ(0, copy("/from", "/unmasked"));
     umask(old_mask);
     support::Listing after = root.listing();
-    EXPECT_EQ((Entry{'f', 0640, "content"}), after.at("new"));
+    EXPECT_EQ((Entry{'f', 0644, "content"}), after.at("new"));
     EXPECT_EQ((Entry{'f', 0600, "content"}), after.at("there"));
-    EXPECT_EQ((Entry{'f', 0644, "content"}), after.at("masked"));
-    EXPECT_EQ((Entry{'f', 0755, "content"}), after.at("program"));
+    EXPECT_EQ((Entry{'f', 0644, "content"}), after.at("program"));
+    EXPECT_EQ((Entry{'f', 0666, "content"}), after.at("unmasked"));
+}
+
+TEST_F(LegacyCopy, AFileIsNotCopiedOntoItself)
+{
+    root.write("/from", "content");
+    root.link("/link", "from");
+    std::filesystem::create_hard_link(root.path() / "from", root.path() / "second");
+    support::Listing before = root.listing();
+    for (const char *target : {"/from", "/link", "/second"}) {
+        EXPECT_EQ(0, copy("/from", target));
+        EXPECT_EQ(0, copy(target, "/from"));
+    }
+    EXPECT_EQ(before, root.listing());
 }
 
 /* The remount fails on most machines, and that does not matter. */
