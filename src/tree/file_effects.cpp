@@ -113,10 +113,26 @@ static int remove_entry(const char *path, const struct stat *, int kind, struct 
     return 0;
 }
 
-int32_t remove_tree(const char *path)
+static void remove_all(const char *path)
 {
     static constexpr int open_folders = 16;
     nftw(path, remove_entry, open_folders, FTW_DEPTH | FTW_PHYS);
+}
+
+/* A slash behind the name asks for a folder: what is in it goes, and then the name, unless that is a link's. */
+static int32_t remove_folder(const char *path)
+{
+    char content[4096];
+    snprintf(content, sizeof content, "%s.", path);
+    remove_all(content);
+    return rmdir(path) == 0 || errno == ENOENT || errno == ENOTDIR ? 0 : -1;
+}
+
+int32_t remove_tree(const char *path)
+{
+    if (path[0] != '\0' && path[strlen(path) - 1] == '/')
+        return remove_folder(path);
+    remove_all(path);
     struct stat st = {};
     return lstat(path, &st) != 0 && errno == ENOENT ? 0 : -1;
 }

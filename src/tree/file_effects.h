@@ -24,8 +24,9 @@ int32_t close_written(FILE *stream);
  * source's mode, less the umask. A link is copied as a link, a folder with all that is below it. 0, or -1. */
 int32_t copy_over(const char *source, const char *target);
 
-/* What `rm -rf` does: removes a file, a link, or a folder with all below, and follows no link. A path that is not
- * there is fine. 0, or -1 when something stayed. */
+/* What `rm -rf` does: removes a file, a link, or a folder with all below, and follows no link, with one exception: a
+ * path that ends in a slash names a folder, also the one that a link leads to, which is emptied while the link stays. A
+ * path that is not there is fine. 0, or -1 when something stayed that should not. */
 int32_t remove_tree(const char *path);
 
 /* Makes one folder; one that is there is fine. 0, or -1. */

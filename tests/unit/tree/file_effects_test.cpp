@@ -164,6 +164,25 @@ TEST_F(FileEffects, RemoveTreeTakesAFileALinkAndNothing)
     EXPECT_TRUE(root.exists("/folder"));
 }
 
+TEST_F(FileEffects, ASlashBehindTheNameAsksForAFolder)
+{
+    root.write("/file", "x");
+    root.write("/folder/deep/file", "x");
+    root.write("/behind/deep/file", "x");
+    root.write("/kept/file", "kept");
+    root.link("/behind/link", "../kept");
+    root.link("/link", "behind");
+    root.link("/dangling", "nothing");
+    for (const char *path : {"/file/", "/folder/", "/link//", "/dangling/", "/nothing/"})
+        EXPECT_EQ(remove_tree(at(path).c_str()), 0) << path;
+    EXPECT_EQ(root.read("/file"), "x");
+    EXPECT_FALSE(root.exists("/folder"));
+    EXPECT_TRUE(std::filesystem::is_empty(root.path() / "behind"));
+    EXPECT_TRUE(root.exists("/link"));
+    EXPECT_TRUE(root.exists("/dangling"));
+    EXPECT_EQ(root.read("/kept/file"), "kept");
+}
+
 TEST_F(FileEffects, RemoveTreeTellsWhatStayed)
 {
     if (geteuid() != 0)
@@ -172,7 +191,8 @@ TEST_F(FileEffects, RemoveTreeTellsWhatStayed)
     chmod(at("/gone").c_str(), 0555);
     ChildResult child = run_in_root(root.path(), [] {
         chown("/gone", 1234, 1234);
-        return seteuid(1234) == 0 && remove_tree("/gone") == -1 && seteuid(0) == 0 ? 0 : 1;
+        return seteuid(1234) == 0 && remove_tree("/gone") == -1 && remove_tree("/gone/") == -1 && seteuid(0) == 0 ? 0
+                                                                                                                  : 1;
     });
     EXPECT_EQ(child.exit_code, 0) << child.err;
     EXPECT_TRUE(root.exists("/gone/file"));
