@@ -3,7 +3,7 @@
 
 #include "support/appliance_root.h"
 
-#include "upgrade.h"
+#include "appliance/upgrade.h"
 
 #include <functional>
 #include <string>

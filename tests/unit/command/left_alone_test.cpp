@@ -1,7 +1,7 @@
 /* Files that the library leaves alone, and the reason that the command finds. */
 #include "command_support.h"
 
-#include "inspect.h"
+#include "appliance/inspect.h"
 
 #include <gtest/gtest.h>
 

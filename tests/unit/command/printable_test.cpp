@@ -1,7 +1,7 @@
 /* Texts of unknown origin on their way to a terminal. */
-#include "printable.h"
-#include "size_text.h"
-#include "table.h"
+#include "output/printable.h"
+#include "output/size_text.h"
+#include "output/table.h"
 
 #include "command_support.h"
 

@@ -1,10 +1,10 @@
 /* Snapshots and the way back. */
 #include "command_support.h"
 
-#include "digest.h"
+#include "appliance/manifest.h"
+#include "appliance/places.h"
 #include "driver/migr.h"
-#include "manifest.h"
-#include "places.h"
+#include "system/digest.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

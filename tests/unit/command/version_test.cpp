@@ -1,8 +1,8 @@
 /* migr version */
 #include "command_support.h"
 
+#include "appliance/inspect.h"
 #include "command.h"
-#include "inspect.h"
 
 #include <gtest/gtest.h>
 

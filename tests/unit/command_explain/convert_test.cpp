@@ -1,7 +1,7 @@
 #include "small_image.h"
 
-#include "failure.h"
-#include "packaged_image.h"
+#include "image/packaged_image.h"
+#include "system/failure.h"
 
 #include <gtest/gtest.h>
 

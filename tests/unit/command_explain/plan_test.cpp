@@ -1,4 +1,4 @@
-#include "plan_effects.h"
+#include "explain/plan_effects.h"
 #include "small_image.h"
 #include "walk/stages.h"
 

@@ -1,4 +1,4 @@
-#include "secrets.h"
+#include "explain/secrets.h"
 
 #include "support/trees.h"
 

@@ -1,5 +1,5 @@
 #include "applied_diff.h"
-#include "unified_diff.h"
+#include "explain/unified_diff.h"
 
 #include <gtest/gtest.h>
 

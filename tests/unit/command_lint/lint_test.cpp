@@ -6,7 +6,7 @@
  * Nothing else may be found.
  */
 #include "command.h"
-#include "lint.h"
+#include "image/lint.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,187 @@
+#include "appliance/root.h"
+
+#include "run/child_process.h"
+#include "system/failure.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/capability.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+
+namespace command {
+
+namespace {
+
+bool is_machine_root_folder(int fd)
+{
+    struct stat here = {}, machine = {};
+    return fstat(fd, &here) == 0 && stat("/", &machine) == 0 && here.st_dev == machine.st_dev &&
+           here.st_ino == machine.st_ino;
+}
+
+bool write_setting(const char *path, const std::string &text)
+{
+    Fd fd(open(path, O_WRONLY | O_CLOEXEC));
+    return fd && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+/*
+ * The user keeps its own number there, so that files show the owner that they have. The mounts stay shared, and nobody
+ * in there has a right over them. With copies of its own, the descriptor that holds the lock would belong to another
+ * copy than the new root folder, and ".." from there would lead past it.
+ */
+void enter_own_namespace()
+{
+    std::string uid = std::to_string(geteuid());
+    std::string gid = std::to_string(getegid());
+    bool        entered = unshare(CLONE_NEWUSER) == 0 && write_setting("/proc/self/setgroups", "deny") &&
+                   write_setting("/proc/self/uid_map", uid + " " + uid + " 1") &&
+                   write_setting("/proc/self/gid_map", gid + " " + gid + " 1");
+    if (!entered)
+        throw Failure(Status::unusable, "This system lets no user but root change the root folder (no user "
+                                        "namespaces for others). Run migr as root.");
+}
+
+/* What is left is the power over files, and over the blocks that a disk keeps back for root. Above all no
+ * CAP_SYS_ADMIN: the library's remount of /data must not reach the mounts of the machine. */
+void keep_only_file_rights()
+{
+    static constexpr uint32_t kept = 1U << CAP_CHOWN | 1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH |
+                                     1U << CAP_FOWNER | 1U << CAP_FSETID | 1U << CAP_SYS_RESOURCE;
+    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct   rights[2] = {};
+    if (syscall(SYS_capget, &header, rights) != 0)
+        throw PathError{"read", "the rights of this process", errno};
+    rights[0].effective = rights[0].permitted = rights[0].permitted & kept;
+    rights[0].inheritable = 0;
+    rights[1] = {};
+    if (syscall(SYS_capset, &header, rights) != 0)
+        throw PathError{"give up", "the rights of this process", errno};
+    prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+}
+
+void change_root(int fd)
+{
+    if (fchdir(fd) != 0)
+        throw PathError{"enter", "/", errno};
+    if (chroot(".") == 0)
+        return;
+    enter_own_namespace();
+    if (chroot(".") != 0)
+        throw PathError{"enter", "/", errno};
+}
+
+json answer_of(const Root &root, const std::function<json()> &work)
+{
+    try {
+        root.enter();
+        return {{"result", work()}};
+    } catch (const Failure &failure) {
+        return {{"failure", failure.what()}, {"status", static_cast<int>(failure.status)}};
+    } catch (const PathError &error) {
+        return {{"failure", failure_of(error, root.shows(error.path)).what()},
+                {"status", static_cast<int>(Status::unusable)}};
+    } catch (const std::exception &error) {
+        return {{"failure", root.shown() + ": " + error.what()}, {"status", static_cast<int>(Status::unusable)}};
+    }
+}
+
+/* CBOR, unlike JSON text, takes strings of any bytes. */
+int send_answer(const Root &root, const std::function<json()> &work, int fd)
+{
+    try {
+        std::vector<uint8_t> bytes = json::to_cbor(answer_of(root, work));
+        write_all(fd, {reinterpret_cast<const char *>(bytes.data()), bytes.size()}, "a pipe");
+    } catch (...) {
+        return 1;
+    }
+    return 0;
+}
+
+/* Waits until the child says or ends something. False when a signal came first. */
+bool wait_for_answer(int fd, Interrupts *interrupts)
+{
+    pollfd waits[] = {{fd, POLLIN, 0}, {interrupts ? interrupts->fd() : -1, POLLIN, 0}};
+    while (poll(waits, 2, -1) < 0 && errno == EINTR)
+        ;
+    return !(interrupts && interrupts->came());
+}
+
+} // namespace
+
+Root::Root(const std::string &path, const std::string &shown_as)
+    : path_(path), shown_(shown_as.empty() ? path : shown_as),
+      fd_(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+{
+    if (!fd_)
+        throw failure_of({"enter", path, errno}, shown_);
+    machine_root_ = is_machine_root_folder(fd_.get());
+    while (shown_.size() > 1 && shown_.back() == '/')
+        shown_.pop_back();
+}
+
+std::string Root::shows(const std::string &inside) const
+{
+    if (inside.empty() || inside[0] != '/' || shown_ == "/")
+        return inside;
+    return inside == "/" ? shown_ : shown_ + inside;
+}
+
+/* A killed migr takes a moment to let go, and its child another. */
+void Root::lock() const
+{
+    static constexpr int        tries = 20;
+    static constexpr useconds_t pause_between = 50'000;
+    for (int left = tries; left > 0; left--) {
+        if (flock(fd_.get(), LOCK_EX | LOCK_NB) == 0)
+            return;
+        if (errno != EWOULDBLOCK)
+            break;
+        usleep(pause_between);
+    }
+    if (errno == EWOULDBLOCK)
+        throw Failure(Status::unusable, shown_ + ": another migr is at work there. Wait until it has ended.");
+    throw failure_of({"lock", path_, errno}, shown_);
+}
+
+json Root::run(const std::function<json()> &work, Interrupts *interrupts) const
+{
+    Pipe         answer;
+    ChildProcess child([&] { return send_answer(*this, work, answer.write_end.get()); });
+    answer.write_end.reset();
+    if (!wait_for_answer(answer.read_end.get(), interrupts))
+        child.kill();
+    std::string bytes = read_all(answer.read_end.get(), "a pipe");
+    child.wait();
+    if (interrupts)
+        interrupts->stop_here("Nothing was changed.");
+    json got = json::from_cbor(bytes, true, false);
+    if (got.is_object() && got.contains("result"))
+        return got["result"];
+    if (got.is_object() && got.contains("failure"))
+        throw Failure(got["status"].get<Status>(), got["failure"].get<std::string>());
+    throw Failure(Status::unusable, shown_ + ": the process that looked into it was killed. Run migr again.");
+}
+
+void Root::enter() const
+{
+    rlimit no_core = {0, 0};
+    setrlimit(RLIMIT_CORE, &no_core);
+    if (!machine_root_)
+        change_root(fd_.get());
+    if (chdir("/") != 0)
+        throw PathError{"enter", "/", errno};
+    if (!machine_root_)
+        keep_only_file_rights();
+    prctl(PR_SET_DUMPABLE, 0);
+    die_with_parent();
+    umask(077);
+}
+
+} // namespace command

@@ -1,0 +1,130 @@
+/* migr ml INPUT OUTPUT */
+#include "appliance/inspect.h"
+#include "commands/subcommands.h"
+#include "driver/migr.h"
+#include "driver/version_lines.h"
+#include "output/console.h"
+#include "run/library_child.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <memory>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace command {
+
+namespace {
+
+struct MlRequest {
+    std::string input;
+    std::string output;
+};
+
+constexpr std::chrono::minutes time_limit(10);
+
+fs::path full_path(const std::string &path)
+{
+    std::error_code error;
+    fs::path        full = fs::weakly_canonical(fs::absolute(path), error);
+    if (error)
+        throw failure_of({"read", path, error.value()}, path);
+    return full;
+}
+
+ConfigFacts check_input(const Root &machine, const fs::path &input, const std::string &shown)
+{
+    json        found = machine.run([&] {
+        ConfigFacts facts = inspect_file(input, Depth::whole);
+        if (facts.error != 0)
+            throw failure_of({"read", shown, facts.error}, shown);
+        return json{facts.release, facts.gzip, facts.empty_sets};
+    });
+    ConfigFacts facts;
+    facts.release = found[0];
+    facts.gzip = found[1];
+    facts.empty_sets = found[2].get<std::vector<uint64_t>>();
+    return facts;
+}
+
+/* A new file is never more readable than the one that it replaces. */
+void take_place(const fs::path &made, const fs::path &output)
+{
+    struct stat st = {};
+    Fd          fd(open(made.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd)
+        throw PathError{"read", made, errno};
+    if (stat(output.c_str(), &st) == 0) {
+        if (fchown(fd.get(), st.st_uid, st.st_gid) == 0)
+            fchmod(fd.get(), st.st_mode & 07777);
+    }
+    sync_to_disk(fd.get(), made);
+    if (rename(made.c_str(), output.c_str()) != 0)
+        throw PathError{"write", output, errno};
+}
+
+[[noreturn]] void not_upgraded(const MlRequest &request, const std::string &why)
+{
+    throw Failure(Status::left_alone, request.input + " was not upgraded. " + why);
+}
+
+void run_beside(const Root &machine, const fs::path &input, const fs::path &made, Interrupts &interrupts,
+                const MlRequest &request)
+{
+    Progress   silent(nullptr, 1);
+    LibraryRun run = run_library(
+        machine,
+        [&] {
+            if (migr_machine_learning_upgrade(input.c_str(), made.c_str()) != 0)
+                _exit(1);
+        },
+        time_limit, interrupts, silent);
+    if (run.end == End::done)
+        return;
+    unlink(made.c_str());
+    std::string why = run.end == End::exited ? "The result could not be written. " + next_step(ENOSPC) : run.trouble();
+    throw Failure(Status::failed, why + " " + request.output + " is as it was.");
+}
+
+Status upgrade_ml(const MlRequest &request)
+{
+    Root        machine("/");
+    Interrupts  interrupts;
+    fs::path    input = full_path(request.input);
+    fs::path    output = full_path(request.output);
+    ConfigFacts facts = check_input(machine, input, request.input);
+    if (facts.gzip)
+        not_upgraded(request, "It is a gzip file, and a machine-learning configuration is plain text. Unpack it.");
+    if (facts.release < 0)
+        not_upgraded(request, "It has no version line (\"#config-version=\") that can be read.");
+    if (!facts.empty_sets.empty())
+        not_upgraded(request, "It has a `set` without a value in line " + std::to_string(facts.empty_sets.front()) +
+                                  ". Give it a value or take the line out, and run migr again.");
+    if (facts.release >= get_osimage_version()) {
+        say(request.input + " is at " + release_text(facts.release) + " already. Nothing to do.");
+        return Status::done;
+    }
+    fs::path made = output.parent_path() / (".migr-new-" + std::to_string(getpid()));
+    run_beside(machine, input, made, interrupts, request);
+    int32_t made_release = check_input(machine, made, request.output).release;
+    take_place(made, output);
+    say(request.input + ": upgraded from " + release_text(facts.release) + " to " + release_text(made_release) +
+        ", in " + request.output);
+    return Status::done;
+}
+
+} // namespace
+
+void add_ml(CLI::App &app, Action &chosen)
+{
+    auto  request = std::make_shared<MlRequest>();
+    auto *ml_app = app.add_subcommand("ml", "Upgrade one machine-learning configuration, a plain text file");
+    ml_app->add_option("INPUT", request->input, "The file to upgrade")->required();
+    ml_app->add_option("OUTPUT", request->output, "Where the upgraded file goes; may be INPUT itself")->required();
+    ml_app->callback([request, &chosen] { chosen = [request] { return upgrade_ml(*request); }; });
+}
+
+} // namespace command

@@ -1,0 +1,300 @@
+#include "explain/plan.h"
+
+#include "appliance/inspect.h"
+#include "appliance/outline.h"
+#include "chain/hardcode.h"
+#include "driver/version_lines.h"
+#include "explain/plan_effects.h"
+#include "image/image_files.h"
+#include "rules/update_file.h"
+#include "system/failure.h"
+#include "system/gzip_text.h"
+#include "tree/config_text.h"
+#include "tree/split.h"
+#include "walk/stages.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <set>
+#include <sys/mman.h>
+
+namespace command {
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+/* What the planning goes by. */
+struct Sources {
+    const Root &root;
+    std::string update_file;
+    std::string syntax;
+};
+
+std::string read_path(const std::string &path)
+{
+    Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd)
+        throw PathError{"read", path, errno};
+    return read_all(fd.get(), path);
+}
+
+Sources read_sources(const Root &root, const std::string &image)
+{
+    if (!image.empty()) {
+        open_image(image);
+        return {root, read_path(image + "/update_config"), read_path(image + "/syntax_v510.txt")};
+    }
+    check_own_image(root);
+    json found = root.run([] { return json{read_path(MIGR_UPDATE_FILE), read_path("/etc/syntax_v510.txt")}; });
+    return {root, found[0], found[1]};
+}
+
+Names names_in_file(const Root &root, const std::string &file)
+{
+    json found = root.run([&] {
+        std::string                bytes = read_path(std::string(config_folder) + "/" + file);
+        std::optional<std::string> text = gunzip(bytes);
+        return json(outline_of(text ? std::move(*text) : "").names);
+    });
+    return found.get<Names>();
+}
+
+/* ---- sections ---- */
+
+/* The top-level config that a rule begins at, in comma form. */
+std::string config_of_rule(const char *text)
+{
+    const char *begin = strchr(text, '<');
+    const char *end = begin ? strchr(begin, '>') : nullptr;
+    if (!end)
+        return "";
+    char name[MIGR_NAME_SIZE];
+    join_words(skip_white(begin + 1), end, name, sizeof name);
+    return name;
+}
+
+/* In a child: the configs of a list's rules. */
+json configs_of(migr_list *head)
+{
+    json configs = json::array();
+    for (migr_list *link = head->next; link != head; link = link->next)
+        configs.push_back(config_of_rule(rule_of(link)->text));
+    return configs;
+}
+
+/* In a child: the sections as the library loads them for a file of that release. */
+json load_sections(std::string update_file, int32_t from)
+{
+    text_reader reader = {update_file.data(), update_file.size(), 0};
+    migr_main.cfg_version = from;
+    migr_main.img_version = get_osimage_version();
+    migr_list_init(&migr_main.update_list);
+    if (load_update_sections(&reader) != 0)
+        throw Failure(Status::unusable, "There is not enough memory to read the update file.");
+    json       sections = json::array();
+    migr_list *head = &migr_main.update_list;
+    for (migr_list *link = head->next; link != head; link = link->next) {
+        update_section *section = section_of(link);
+        sections.push_back({section->version, configs_of(&section->delete_list), configs_of(&section->modify_list),
+                            configs_of(&section->readd_list)});
+    }
+    free_migr_tree();
+    return {{"sections", sections}, {"splits", vdom_update_flag != 0}};
+}
+
+bool has_step(int32_t release)
+{
+    for (int32_t index = 0; chain_step_version(index) >= 0; index++)
+        if (chain_step_version(index) == release)
+            return true;
+    return false;
+}
+
+PlannedSection section_from(const json &found, const Names &names)
+{
+    PlannedSection section;
+    section.release = found[0];
+    section.step = has_step(section.release);
+    for (size_t list = 1; list <= 3; list++)
+        for (const std::string &config : found[list].get<Names>()) {
+            section.rules++;
+            section.concerning += std::find(names.begin(), names.end(), config) != names.end() ? 1 : 0;
+        }
+    return section;
+}
+
+/* ---- stages ---- */
+
+bool takes_in(const stage_row &row, const std::string &name)
+{
+    return strncmp(name.c_str(), row.scope, static_cast<size_t>(row.scope_len)) == 0;
+}
+
+bool takes_in_any(const stage_row &row, const Names &names)
+{
+    return std::any_of(names.begin(), names.end(), [&](const std::string &name) { return takes_in(row, name); });
+}
+
+bool is_due(const FileEffect &effect, const Names &names)
+{
+    bool anywhere = !effect.configs[0];
+    for (const char *config : effect.configs)
+        anywhere = anywhere || (config && std::find(names.begin(), names.end(), config) != names.end());
+    return anywhere;
+}
+
+struct Planner {
+    const Sources        &sources;
+    const Root           &machine; /* for work on the image's files, which need not lie in the appliance's folder */
+    std::set<std::string> done;    /* callbacks that act once in a run */
+    Plan                  plan;
+};
+
+void plan_effect(Planner &planner, PlannedPass &pass, int32_t release, const char *callback, const Names &names)
+{
+    const FileEffect *effect = effect_of(callback);
+    if (!effect || !is_due(*effect, names))
+        return;
+    if (effect->once && !planner.done.insert(callback).second)
+        return;
+    pass.effects.push_back({release, callback, effect->text});
+}
+
+void plan_stages(Planner &planner, PlannedPass &pass, const Names &names)
+{
+    for (const stage_table *const *stage = all_stages; *stage; stage++) {
+        bool due =
+            (*stage)->type == STAGE_ADOM && (*stage)->version > pass.from && (*stage)->version <= get_osimage_version();
+        if (!due)
+            continue;
+        PlannedStage planned = {(*stage)->version, {}};
+        for (const stage_row *row = (*stage)->rows; row < (*stage)->rows + (*stage)->row_count; row++) {
+            if (!takes_in_any(*row, names))
+                continue;
+            planned.callbacks.push_back(row->name);
+            plan_effect(planner, pass, planned.release, row->name, names);
+        }
+        pass.stages.push_back(std::move(planned));
+    }
+}
+
+/* ---- passes ---- */
+
+PlannedPass plan_pass(Planner &planner, const std::string &file, int32_t from, const Names &names)
+{
+    PlannedPass pass;
+    pass.file = file;
+    pass.from = from;
+    json found = planner.machine.run([&] { return load_sections(planner.sources.update_file, from); });
+    pass.splits = found["splits"];
+    pass.to = from < MIGR_RELEASE_5_10 ? MIGR_RELEASE_5_10 : get_osimage_version();
+    for (const json &section : found["sections"])
+        pass.sections.push_back(section_from(section, names));
+    plan_stages(planner, pass, names);
+    if (from < MIGR_RELEASE_4_0)
+        pass.effects.push_back({MIGR_RELEASE_4_0, "conversion of certificate folders",
+                                "moves the files below /data/etc/xmlproxy/certs to /data/etc/cert/local"});
+    return pass;
+}
+
+/* Which of the names the split puts into which file. */
+struct Halves {
+    Names global;
+    Names domain;
+};
+
+/* In a child: by the library's own reader, which wants a path. */
+json split_here(const std::string &syntax, const Names &names)
+{
+    Fd memory(memfd_create("syntax", MFD_CLOEXEC));
+    if (!memory)
+        throw PathError{"make", "a file in memory", errno};
+    write_all(memory.get(), syntax, "a file in memory");
+    init_path_node(&global_node);
+    init_path_node(&domain_node);
+    load_syntax_to_path_node_array(("/proc/self/fd/" + std::to_string(memory.get())).c_str());
+    json halves = {{"global", json::array()}, {"domain", json::array()}};
+    for (const std::string &name : names)
+        if (is_path_node(name.c_str(), &global_node))
+            halves["global"].push_back(name);
+        else if (is_path_node(name.c_str(), &domain_node))
+            halves["domain"].push_back(name);
+    release_path_node(&global_node);
+    release_path_node(&domain_node);
+    return halves;
+}
+
+Halves split_names(const Planner &planner, const Names &names)
+{
+    json found = planner.machine.run([&] { return split_here(planner.sources.syntax, names); });
+    return {found["global"].get<Names>(), found["domain"].get<Names>()};
+}
+
+/* The global file. One from before 5.10 has a second pass, and so has what it loses to the domain "root". */
+void plan_global(Planner &planner, int32_t release, const Names &names)
+{
+    Plan &plan = planner.plan;
+    plan.passes.push_back(plan_pass(planner, global_name, release, names));
+    if (release >= MIGR_RELEASE_5_10)
+        return;
+    bool   splits = plan.passes.back().splits;
+    Halves halves = splits ? split_names(planner, names) : Halves{names, {}};
+    plan.passes.push_back(plan_pass(planner, global_name, MIGR_RELEASE_5_10, halves.global));
+    if (splits)
+        plan.passes.push_back(plan_pass(planner, first_domain_name, MIGR_RELEASE_5_10, halves.domain));
+}
+
+void plan_afterwards(Plan &plan, int32_t release)
+{
+    if (release >= MIGR_RELEASE_5_20)
+        return;
+    std::string text = "moves certificate files from /data/etc/cert/KIND into the folder of the domain \"root\" there";
+    if (release >= MIGR_RELEASE_5_10)
+        text += ", and copies them for each other domain";
+    plan.afterwards.push_back({MIGR_RELEASE_5_20, "domain certificate folders", text});
+}
+
+void plan_file(Planner &planner, const ConfigFolder &folder, const StoredFile &file, const Surroundings &around)
+{
+    Plan &plan = planner.plan;
+    bool  split_over = std::any_of(plan.passes.begin(), plan.passes.end(),
+                                   [&](const PlannedPass &pass) { return pass.file == file.name; });
+    if (split_over)
+        return;
+    std::string reason = is_current(file.facts) ? "" : why_not_upgraded(folder, file.facts, around);
+    if (is_current(file.facts) || !reason.empty()) {
+        plan.untouched.push_back({file.name, reason});
+        return;
+    }
+    Names names = names_in_file(planner.sources.root, file.name);
+    if (!file.is_global()) {
+        plan.passes.push_back(plan_pass(planner, file.name, file.facts.release, names));
+        return;
+    }
+    plan_global(planner, file.facts.release, names);
+    plan_afterwards(plan, file.facts.release);
+}
+
+} // namespace
+
+Plan plan_upgrade(const Root &root, const std::string &image)
+{
+    ConfigFolder folder = inspect_folder(root, Depth::whole);
+    if (!folder.global())
+        throw Failure(Status::unusable, root.shows(std::string(config_folder) + "/" + global_name) +
+                                            " is not there. Name the folder that holds data, etc and var of the "
+                                            "appliance.");
+    Sources      sources = read_sources(root, image);
+    Surroundings around = inspect_surroundings(root);
+    around.update_file = true; /* it has just been read */
+    Root    machine("/");
+    Planner planner = {sources, machine, {}, {}};
+    for (const StoredFile &file : folder.files)
+        plan_file(planner, folder, file, around);
+    return planner.plan;
+}
+
+} // namespace command

@@ -1,0 +1,70 @@
+#include "explain/secrets.h"
+
+#include "system/digest.h"
+#include "tree/node_stack.h"
+#include "tree/operations.h"
+
+#include <cstring>
+#include <new>
+#include <string>
+#include <string_view>
+#include <sys/random.h>
+
+namespace command {
+
+namespace {
+
+/* A property whose name holds one of these words has a secret as its value. */
+constexpr const char *secret_words[] = {"passwd", "password", "private-key", "secret", "auth-pwd", "priv-pwd", "psk"};
+
+bool is_secret(const config_node &set)
+{
+    /* A switch that is named for passwords holds none. */
+    if (!set.value || strcmp(set.value, "enable") == 0 || strcmp(set.value, "disable") == 0)
+        return false;
+    if (strcmp(set.name, "pass") == 0 || strstr(set.value, "PRIVATE KEY-----"))
+        return true;
+    for (const char *word : secret_words)
+        if (strstr(set.name, word))
+            return true;
+    return false;
+}
+
+/* Without it, a mark could be compared with those of guessed passwords. */
+const std::string &salt()
+{
+    static const std::string random = [] {
+        std::string bytes(32, '\0');
+        if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
+            throw std::bad_alloc();
+        return bytes;
+    }();
+    return random;
+}
+
+void hide(config_node *set)
+{
+    static constexpr size_t shown = 8;
+    std::string             mark = "(hidden " + sha256(salt() + set->value).substr(0, shown) + ")";
+    if (set_node_value(set, mark.c_str()) != 0)
+        throw std::bad_alloc();
+}
+
+} // namespace
+
+void hide_secrets(config_node *root)
+{
+    node_stack waiting = {};
+    bool       pushed = push_node(&waiting, root->top_list) == 0;
+    while (config_node *node = pushed ? pop_node(&waiting) : nullptr) {
+        if (node->kind == MIGR_SET && is_secret(*node))
+            hide(node);
+        for (config_node *list : {node->next, node->set_list, node->edit_list, node->config_list})
+            pushed = pushed && push_node(&waiting, list) == 0;
+    }
+    free_node_stack(&waiting);
+    if (!pushed)
+        throw std::bad_alloc();
+}
+
+} // namespace command

@@ -1,0 +1,14 @@
+/* Secrets of a configuration, kept out of what is shown to people. */
+#pragma once
+
+#include "tree/config_node.h"
+
+namespace command {
+
+/*
+ * Puts a mark in place of every private key and password below `root`. Equal secrets get equal marks within one
+ * process, so that a diff still shows that one changed, or moved; a mark tells nothing else about its secret.
+ */
+void hide_secrets(config_node *root);
+
+} // namespace command

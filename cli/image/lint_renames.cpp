@@ -1,0 +1,178 @@
+#include "image/lint_renames.h"
+
+#include "driver/run_context.h"
+#include "image/lint_rule.h"
+#include "rules/modify_rules.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <span>
+
+namespace command {
+
+namespace {
+
+constexpr int32_t every_file = std::numeric_limits<int32_t>::max();
+
+/* What became of a path that a rename has emptied. */
+struct Renamed {
+    std::string new_name;
+    size_t      line;
+    size_t      list;  /* which rule list the rename stands in */
+    int32_t     up_to; /* files up to this release have been renamed; every_file for a modify rule */
+};
+
+/* A modify or re-add rule taken apart, its directory and names as text. */
+struct Rename {
+    std::string directory;
+    std::string old_name; /* empty for a top-level config */
+    std::string new_name;
+    int32_t     up_to;
+
+    std::string old_text() const
+    {
+        return old_name.empty() ? directory : directory + "<" + old_name + ">";
+    }
+    std::string new_text() const
+    {
+        return (old_name.empty() ? "" : directory) + "<" + new_name + ">";
+    }
+};
+
+/* False for a rule that the library cannot read; that is a finding of its own. */
+bool read_rename(const LintRule &rule, Rename *rename)
+{
+    std::string directory(MIGR_LINE_SIZE, '\0');
+    std::string property(MIGR_LINE_SIZE, '\0');
+    char        old_name[MIGR_NAME_SIZE];
+    char        new_name[MIGR_NAME_SIZE];
+    int32_t     readd = rule.kind == RuleKind::readds;
+    int32_t     version = every_file;
+    if (parse_modify_line(rule.text.c_str(), directory.data(), old_name, new_name, property.data(), readd, &version))
+        return false;
+    *rename = {directory.c_str(), old_name, new_name, version};
+    return true;
+}
+
+bool begins_with(const RulePath &path, const RulePath &beginning)
+{
+    return path.size() >= beginning.size() && std::equal(beginning.begin(), beginning.end(), path.begin());
+}
+
+class Renames {
+  public:
+    explicit Renames(std::vector<Finding> *findings) : findings_(findings) {}
+
+    void take(const LintSection &section)
+    {
+        list_++;
+        for (const LintRule &rule : section.rules)
+            if (rule.kind == RuleKind::deletes)
+                check(rule, path_of(rule.text), every_file);
+        take_list(section, RuleKind::modifies);
+        take_list(section, RuleKind::readds);
+        /* What a re-add rule has renamed in some files is as it was in others. */
+        std::erase_if(renamed_, [](const auto &entry) { return entry.second.up_to != every_file; });
+    }
+
+  private:
+    void take_list(const LintSection &section, RuleKind kind)
+    {
+        list_++;
+        std::vector<LintRule> rules;
+        std::copy_if(section.rules.begin(), section.rules.end(), std::back_inserter(rules),
+                     [&](const LintRule &rule) { return rule.kind == kind; });
+        for (size_t i = 0; i < rules.size(); i++) {
+            Rename rename;
+            if (!read_rename(rules[i], &rename) || (kind == RuleKind::readds && rename.up_to >= section.version))
+                continue;
+            if (check(rules[i], path_of(rename.old_text()), rename.up_to))
+                carry_out(rename, rules[i].line);
+            rewrite(rename, &rules, i + 1);
+        }
+    }
+
+    /* False when the rule finds nothing in any file that it acts on. */
+    bool check(const LintRule &rule, const RulePath &path, int32_t up_to)
+    {
+        for (size_t length = 1; length <= std::min(path.size(), deepest_); length++) {
+            auto found = renamed_.find(RulePath(path.begin(), path.begin() + static_cast<long>(length)));
+            if (found == renamed_.end() || found->second.up_to < up_to)
+                continue;
+            tell(rule, found->second, length < path.size());
+            return false;
+        }
+        return true;
+    }
+
+    void tell(const LintRule &rule, const Renamed &renamed, bool goes_on)
+    {
+        std::string line = "line " + std::to_string(renamed.line);
+        std::string text = "finds nothing: " + line + " has renamed its path, to \"" + renamed.new_name + "\". ";
+        if (goes_on && renamed.list == list_)
+            text += "Begin the path with the very text that " + line + " has, or use the new name.";
+        else
+            text += "Use the new name.";
+        findings_->push_back({rule.line, text});
+    }
+
+    void carry_out(const Rename &rename, size_t line)
+    {
+        RulePath old_path = path_of(rename.old_text());
+        RulePath new_path = path_of(rename.new_text());
+        if (old_path == new_path)
+            return;
+        take_out_below(new_path);
+        for (auto &entry : take_out_below(old_path)) {
+            RulePath path = new_path;
+            path.insert(path.end(), entry.first.begin() + static_cast<long>(old_path.size()), entry.first.end());
+            note(path, entry.second);
+        }
+        note(old_path, {rename.new_name, line, list_, rename.up_to});
+    }
+
+    void note(const RulePath &path, const Renamed &renamed)
+    {
+        renamed_[path] = renamed;
+        deepest_ = std::max(deepest_, path.size());
+    }
+
+    /* A path's own entry and those below it: they stand side by side. */
+    std::vector<std::pair<RulePath, Renamed>> take_out_below(const RulePath &path)
+    {
+        auto first = renamed_.lower_bound(path);
+        auto last =
+            std::find_if(first, renamed_.end(), [&](const auto &entry) { return !begins_with(entry.first, path); });
+        std::vector<std::pair<RulePath, Renamed>> taken(first, last);
+        renamed_.erase(first, last);
+        return taken;
+    }
+
+    /* The library's own way with later rules of a list: by exact text. */
+    static void rewrite(const Rename &rename, std::vector<LintRule> *rules, size_t from)
+    {
+        std::string directory(MIGR_LINE_SIZE, '\0');
+        std::string old_text = rename.old_text();
+        for (LintRule &later : std::span(*rules).subspan(from))
+            if (later.text.starts_with(old_text) && get_maindir(later.text.c_str(), directory.data()) == 0 &&
+                std::string_view(directory.c_str()).starts_with(old_text))
+                later.text.replace(0, old_text.size(), rename.new_text());
+    }
+
+    std::vector<Finding>       *findings_;
+    std::map<RulePath, Renamed> renamed_;
+    size_t                      deepest_ = 0; /* no path in renamed_ has more names */
+    size_t                      list_ = 0;    /* the rule list being gone through */
+};
+
+} // namespace
+
+void check_renames(const LintFile &file, std::vector<Finding> *findings)
+{
+    Renames renames(findings);
+    for (const LintSection &section : file.sections)
+        renames.take(section);
+}
+
+} // namespace command

@@ -1,0 +1,24 @@
+#include "output/console.h"
+
+#include "output/printable.h"
+
+namespace command {
+
+void print_line(FILE *stream, std::string_view line)
+{
+    std::string text = printable(line) + "\n";
+    fwrite(text.data(), 1, text.size(), stream);
+    fflush(stream);
+}
+
+void say(std::string_view line)
+{
+    print_line(stdout, line);
+}
+
+void complain(std::string_view line)
+{
+    print_line(stderr, "migr: " + std::string(line));
+}
+
+} // namespace command

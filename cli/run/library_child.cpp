@@ -1,0 +1,284 @@
+#include "run/library_child.h"
+
+#include "driver/migr.h"
+#include "run/child_process.h"
+#include "system/failure.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <iterator>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+namespace command {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/* ---- the child's side ---- */
+
+/* Where its descriptors stand; it has no others. */
+constexpr int progress_number = 3;
+constexpr int first_unused = 5; /* behind the lock */
+
+/* What a record says. The text of a record is cut, so that each is written in one piece. */
+enum class Note : uint32_t { pass, stall, no_start, done };
+
+struct RecordHead {
+    Note     note;
+    uint32_t length; /* of the text behind it */
+    int64_t  time;   /* microseconds of the steady clock */
+};
+
+constexpr size_t longest_text = 2048;
+
+int         told_on = -1; /* the pipe of records; in the child alone */
+std::string path_of_pass;
+
+void tell(Note note, std::string_view text)
+{
+    text = text.substr(0, longest_text);
+    auto       now = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now().time_since_epoch());
+    RecordHead head = {note, static_cast<uint32_t>(text.size()), now.count()};
+    char       record[sizeof head + longest_text];
+    memcpy(record, &head, sizeof head);
+    memcpy(record + sizeof head, text.data(), text.size());
+    while (write(told_on, record, sizeof head + text.size()) < 0 && errno == EINTR)
+        ;
+}
+
+/* Moves the child's descriptors out of each other's way first, then to their numbers. */
+void arrange_descriptors(int input, int records, int output, int lock)
+{
+    std::array from = {input, output, output, records, lock};
+    for (int &fd : from)
+        fd = fcntl(fd, F_DUPFD_CLOEXEC, first_unused);
+    for (int number = 0; number < first_unused; number++)
+        if (dup2(from[static_cast<size_t>(number)], number) < 0)
+            throw PathError{"arrange the descriptors of", "a process", errno};
+    close_range(first_unused, ~0U, 0);
+    told_on = progress_number;
+}
+
+int be_library(const Root &root, const std::function<void()> &work, int records, int output)
+{
+    told_on = records;
+    int nothing = memfd_create("nothing", MFD_CLOEXEC); /* /dev need not be there */
+    try {
+        root.enter();
+        arrange_descriptors(nothing, records, output, root.fd());
+    } catch (const PathError &error) {
+        tell(Note::no_start, failure_of(error, root.shows(error.path)).what());
+        return 1;
+    } catch (const Failure &failure) {
+        tell(Note::no_start, failure.what());
+        return 1;
+    }
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    work();
+    fflush(nullptr);
+    tell(Note::done, "");
+    return 0;
+}
+
+/* ---- the parent's side ---- */
+
+constexpr size_t most_output = 1 << 20;
+
+/* What has come from the child so far. */
+struct Listener {
+    LibraryRun     &run;
+    Progress       &progress;
+    std::string     records;
+    int64_t         pass_began = 0;
+    Clock::duration idle{0}; /* since the last record */
+};
+
+std::string file_name(const std::string &path)
+{
+    return std::filesystem::path(path).filename().string();
+}
+
+void end_pass(Listener &listener, int64_t now)
+{
+    if (!listener.run.passes.empty())
+        listener.run.passes.back().time = std::chrono::microseconds(now - listener.pass_began);
+}
+
+void take_record(Listener &listener, const RecordHead &head, const std::string &text)
+{
+    switch (head.note) {
+    case Note::pass:
+        end_pass(listener, head.time);
+        listener.pass_began = head.time;
+        listener.run.passes.push_back({text, {}});
+        listener.progress.begins(file_name(text));
+        return;
+    case Note::done:
+        end_pass(listener, head.time);
+        listener.run.end = End::done;
+        listener.progress.ends();
+        return;
+    case Note::stall:
+        listener.run.end = End::stalled;
+        [[fallthrough]];
+    case Note::no_start:
+        listener.run.place = text;
+    }
+}
+
+void take_records(Listener &listener)
+{
+    RecordHead head = {};
+    while (listener.records.size() >= sizeof head) {
+        memcpy(&head, listener.records.data(), sizeof head);
+        if (listener.records.size() < sizeof head + head.length)
+            return;
+        take_record(listener, head, listener.records.substr(sizeof head, head.length));
+        listener.records.erase(0, sizeof head + head.length);
+        listener.idle = {};
+    }
+}
+
+/* False when the other end is closed. */
+bool take_bytes(int fd, std::string &bytes, size_t most)
+{
+    char    part[65536];
+    ssize_t got = read(fd, part, sizeof part);
+    if (got > 0 && bytes.size() < most)
+        bytes.append(part, std::min(static_cast<size_t>(got), most - bytes.size()));
+    return got > 0 || (got < 0 && errno == EINTR);
+}
+
+/* Waits for something to come, and counts the time, but not that in which this process itself stood stopped. */
+void wait_for_child(pollfd *waits, nfds_t count, Listener &listener, std::chrono::milliseconds timeout)
+{
+    static constexpr auto tick = std::chrono::milliseconds(500);
+    auto                  left = std::chrono::ceil<std::chrono::milliseconds>(timeout - listener.idle);
+    auto                  began = Clock::now();
+    auto                  wait = std::clamp(left, std::chrono::milliseconds(0), tick);
+    if (poll(waits, count, static_cast<int>(wait.count())) < 0 && errno != EINTR)
+        throw PathError{"hear", "the library", errno};
+    listener.idle += std::min<Clock::duration>(Clock::now() - began, 2 * tick);
+}
+
+/* Listens until the child has closed both pipes. Otherwise gives why it has to be killed. */
+End listen(Listener &listener, Fd &records, Fd &output, std::chrono::milliseconds timeout, Interrupts &interrupts)
+{
+    while (records || output) {
+        pollfd waits[] = {{records.get(), POLLIN, 0}, {output.get(), POLLIN, 0}, {interrupts.fd(), POLLIN, 0}};
+        wait_for_child(waits, std::size(waits), listener, timeout);
+        if (interrupts.came())
+            return End::interrupted;
+        if (waits[0].revents != 0 && !take_bytes(records.get(), listener.records, std::string::npos))
+            records.reset();
+        take_records(listener);
+        if (waits[1].revents != 0 && !take_bytes(output.get(), listener.run.output, most_output))
+            output.reset();
+        if (listener.idle >= timeout)
+            return End::timed_out;
+    }
+    return listener.run.end;
+}
+
+/* What a killed child had said by then. */
+void hear_the_rest(Listener &listener, const Fd &records, const Fd &output)
+{
+    while (records && take_bytes(records.get(), listener.records, std::string::npos))
+        ;
+    take_records(listener);
+    while (output && take_bytes(output.get(), listener.run.output, most_output))
+        ;
+}
+
+/* A child that said that it was done, and then did not end well, is not done. */
+void take_wait_status(LibraryRun &run, int status)
+{
+    if (WIFSIGNALED(status)) {
+        run.code = WTERMSIG(status);
+        run.end = run.end == End::done || run.end == End::exited ? End::crashed : run.end;
+    } else {
+        run.code = WEXITSTATUS(status);
+        run.end = run.end == End::done && run.code != 0 ? End::exited : run.end;
+    }
+}
+
+std::string how_it_ended(const LibraryRun &run)
+{
+    switch (run.end) {
+    case End::crashed:
+        return "was killed (" + std::string(strsignal(run.code)) + ")";
+    case End::stalled:
+        return "cannot get on with this configuration: it is stuck in " + run.place;
+    case End::timed_out:
+        return "went too long without progress (--timeout)";
+    case End::interrupted:
+        return "was stopped by a signal to migr";
+    default:
+        return "ended early, with exit code " + std::to_string(run.code);
+    }
+}
+
+} // namespace
+
+std::string LibraryRun::trouble() const
+{
+    if (end == End::done)
+        return "";
+    if (end == End::exited && !place.empty())
+        return place;
+    std::string at = passes.empty() ? ", ahead of the first file" : ", at " + file_name(passes.back().path);
+    return "The upgrade " + how_it_ended(*this) + at + ".";
+}
+
+const std::string &current_pass()
+{
+    return path_of_pass;
+}
+
+LibraryRun run_library(const Root &root, const std::function<void()> &work, std::chrono::milliseconds timeout,
+                       Interrupts &interrupts, Progress &progress)
+{
+    Pipe         records, output;
+    ChildProcess child([&] { return be_library(root, work, records.write_end.get(), output.write_end.get()); });
+    records.write_end.reset();
+    output.write_end.reset();
+    LibraryRun run;
+    Listener   listener = {run, progress, {}};
+    End        end = listen(listener, records.read_end, output.read_end, timeout, interrupts);
+    if (end != End::interrupted && end != End::timed_out) {
+        take_wait_status(run, child.wait());
+        return run;
+    }
+    child.kill();
+    child.wait();
+    hear_the_rest(listener, records.read_end, output.read_end);
+    run.end = end;
+    return run;
+}
+
+} // namespace command
+
+/* The library's hooks. They do nothing in a process that is not the library's child. */
+extern "C" void migr_on_file(const char *path, uint32_t)
+{
+    if (command::told_on < 0)
+        return;
+    command::path_of_pass = path;
+    command::tell(command::Note::pass, path);
+}
+
+extern "C" void migr_on_stall(const char *where)
+{
+    if (command::told_on < 0)
+        return;
+    command::tell(command::Note::stall, where);
+    fflush(nullptr);
+    _exit(1);
+}

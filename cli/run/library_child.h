@@ -1,0 +1,55 @@
+/*
+ * The library at work, in a child process of its own whose root folder is the appliance's.
+ *
+ * The child tells on one pipe which file it takes up and where it got stuck; what it prints comes over another.
+ */
+#pragma once
+
+#include "appliance/root.h"
+#include "run/interrupts.h"
+#include "run/progress.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace command {
+
+/* One pass of the library over a file. */
+struct Pass {
+    std::string               path; /* as the child sees it */
+    std::chrono::microseconds time{0};
+};
+
+enum class End {
+    done,
+    exited,      /* it ended by itself, ahead of the work's end */
+    crashed,     /* a signal ended it */
+    stalled,     /* the library reached one of the places that never return */
+    timed_out,   /* it went too long without progress */
+    interrupted, /* the operator stopped migr */
+};
+
+struct LibraryRun {
+    End               end = End::exited;
+    int               code = 0; /* exit code or signal */
+    std::string       place;    /* of a stall; or why the child could not begin */
+    std::vector<Pass> passes;   /* the last one is that of the file being worked on when it ended */
+    std::string       output;   /* what it printed, standard output and error, the first part of it */
+
+    /* "The upgrade crashed (Segmentation fault), at sys_global.conf.gz." Empty when all went well. */
+    std::string trouble() const;
+};
+
+/*
+ * Runs `work` in the child and waits for its end. A signal to this process, or `timeout` without a new pass, kills the
+ * child. Throws PathError when no child can be made.
+ */
+LibraryRun run_library(const Root &root, const std::function<void()> &work, std::chrono::milliseconds timeout,
+                       Interrupts &interrupts, Progress &progress);
+
+/* In the child: the path of the file that the library is working on. */
+const std::string &current_pass();
+
+} // namespace command

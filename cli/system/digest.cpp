@@ -1,0 +1,80 @@
+#include "system/digest.h"
+
+#include "system/failure.h"
+#include "system/file_descriptor.h"
+
+#include <cerrno>
+#include <functional>
+#include <new>
+
+namespace command {
+
+static void require(int result)
+{
+    if (result != 1)
+        throw std::bad_alloc(); /* the only way in which a sum can fail */
+}
+
+Sha256::Sha256() : context_(EVP_MD_CTX_new(), EVP_MD_CTX_free)
+{
+    require(context_ ? EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) : 0);
+}
+
+void Sha256::add(std::string_view bytes)
+{
+    require(EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()));
+}
+
+std::string Sha256::hex()
+{
+    static constexpr char digits[] = "0123456789abcdef";
+    unsigned char         sum[EVP_MAX_MD_SIZE];
+    unsigned              length = 0;
+    require(EVP_DigestFinal_ex(context_.get(), sum, &length));
+    std::string text;
+    for (unsigned at = 0; at < length; at++) {
+        text += digits[sum[at] >> 4];
+        text += digits[sum[at] & 15];
+    }
+    return text;
+}
+
+std::string sha256(std::string_view bytes)
+{
+    Sha256 sum;
+    sum.add(bytes);
+    return sum.hex();
+}
+
+static void for_each_part(int fd, const std::string &path, const std::function<void(std::string_view)> &take)
+{
+    std::string part(1 << 18, '\0');
+    for (;;) {
+        ssize_t got = read(fd, part.data(), part.size());
+        if (got == 0)
+            return;
+        if (got > 0)
+            take({part.data(), static_cast<size_t>(got)});
+        else if (errno != EINTR)
+            throw PathError{"read", path, errno};
+    }
+}
+
+std::string sha256_of_file(int fd, const std::string &path)
+{
+    Sha256 sum;
+    for_each_part(fd, path, [&](std::string_view part) { sum.add(part); });
+    return sum.hex();
+}
+
+std::string copy_and_sum(int from, const std::string &from_path, int to, const std::string &to_path)
+{
+    Sha256 sum;
+    for_each_part(from, from_path, [&](std::string_view part) {
+        sum.add(part);
+        write_all(to, part, to_path);
+    });
+    return sum.hex();
+}
+
+} // namespace command

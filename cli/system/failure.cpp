@@ -1,0 +1,35 @@
+#include "system/failure.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace command {
+
+std::string next_step(int error)
+{
+    switch (error) {
+    case EACCES:
+    case EPERM:
+        return "Run migr as root, or as the user to whom the appliance's folder belongs.";
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+        return "Make room on that disk and run migr again.";
+    case EROFS:
+        return "Mount that disk for writing and run migr again.";
+    case ENAMETOOLONG:
+        return "Move that file out of the appliance's folder.";
+    case EIO:
+        return "Look after the disk before anything else.";
+    default:
+        return "Put that right and run migr again.";
+    }
+}
+
+Failure failure_of(const PathError &error, const std::string &shown_path)
+{
+    return {Status::unusable,
+            shown_path + ": cannot " + error.doing + " it: " + strerror(error.error) + ". " + next_step(error.error)};
+}
+
+} // namespace command

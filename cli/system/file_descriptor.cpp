@@ -1,0 +1,52 @@
+#include "system/file_descriptor.h"
+
+#include "system/failure.h"
+
+#include <cerrno>
+#include <fcntl.h>
+
+namespace command {
+
+Pipe::Pipe()
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        throw PathError{"open", "a pipe", errno};
+    read_end = Fd(ends[0]);
+    write_end = Fd(ends[1]);
+}
+
+std::string read_all(int fd, const std::string &path)
+{
+    std::string bytes;
+    char        part[65536];
+    for (;;) {
+        ssize_t got = read(fd, part, sizeof part);
+        if (got == 0)
+            return bytes;
+        if (got > 0)
+            bytes.append(part, static_cast<size_t>(got));
+        else if (errno != EINTR)
+            throw PathError{"read", path, errno};
+    }
+}
+
+void write_all(int fd, std::string_view bytes, const std::string &path)
+{
+    while (!bytes.empty()) {
+        ssize_t put = write(fd, bytes.data(), bytes.size());
+        if (put >= 0)
+            bytes.remove_prefix(static_cast<size_t>(put));
+        else if (errno != EINTR)
+            throw PathError{"write", path, errno};
+    }
+}
+
+void sync_to_disk(int fd, const std::string &path)
+{
+    /* Some file systems cannot sync a folder, and say so by EINVAL. */
+    if (fsync(fd) != 0 && errno != EINVAL)
+        throw PathError{"write", path, errno};
+}
+
+} // namespace command
