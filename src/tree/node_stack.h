@@ -6,6 +6,10 @@
 
 #include <stddef.h>
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 typedef struct node_stack node_stack;
 struct node_stack {
     config_node **nodes;
@@ -21,5 +25,9 @@ config_node *pop_node(node_stack *stack);
 
 /* Frees the stack's own memory, not the nodes. */
 void free_node_stack(node_stack *stack);
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif

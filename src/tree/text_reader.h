@@ -6,6 +6,10 @@
 
 #include <stddef.h>
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 typedef struct text_reader text_reader;
 struct text_reader {
     char  *text;
@@ -21,5 +25,9 @@ int32_t open_text(text_reader *reader, const char *path);
 int32_t read_line(text_reader *reader, char *line);
 
 void close_text(text_reader *reader);
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif

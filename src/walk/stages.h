@@ -4,6 +4,8 @@
 
 #include "driver/run_context.h"
 
+#include <assert.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -15,6 +17,12 @@ extern "C" {
  *   progress   [0] non-zero: leave the rest of this round; [1] non-zero: leave the rest of the stage
  */
 typedef void stage_callback(int32_t round, void *state, int32_t *progress);
+
+/* Behind the record of a state block: names its type for C too, and holds it to the size that hosts and debuggers
+ * know. */
+#define MIGR_STATE(record, size)                                                                                       \
+    typedef struct record record;                                                                                      \
+    static_assert(sizeof(record) == (size), "a row's state block has a size of its own")
 
 typedef struct stage_row stage_row;
 struct stage_row {

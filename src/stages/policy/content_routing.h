@@ -3,6 +3,7 @@
 #define MIGR_STAGES_POLICY_CONTENT_ROUTING_H
 
 #include "walk/cursors.h"
+#include "walk/stages.h"
 
 /* All until a nested edit's sets end. */
 struct migr_change_content_routing_state {
@@ -10,12 +11,17 @@ struct migr_change_content_routing_state {
     config_node *cookie_object; /* the last "match-object" that was converted to a cookie match */
     config_node *condition;     /* the last "match-condition" */
 };
-static_assert(sizeof(migr_change_content_routing_state) == 24);
+MIGR_STATE(migr_change_content_routing_state, 24);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _migr_change_persistence_policy(int32_t round, void *state, int32_t *progress);
 void _migr_change_content_routing(int32_t round, void *state, int32_t *progress);
+
+#ifdef __cplusplus
 }
+#endif
 
 #endif

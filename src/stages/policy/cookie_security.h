@@ -3,6 +3,7 @@
 #define MIGR_STAGES_POLICY_COOKIE_SECURITY_H
 
 #include "walk/cursors.h"
+#include "walk/stages.h"
 
 struct migr_move_cookie_poison_state {
     config_node *target;  /* "waf,cookie-security", from the first visit on */
@@ -10,14 +11,14 @@ struct migr_move_cookie_poison_state {
     int32_t      hit;     /* a cookie poison set was met, until the profile's sets end */
     int32_t      counter; /* policies made in this file */
 };
-static_assert(sizeof(migr_move_cookie_poison_state) == 536);
+MIGR_STATE(migr_move_cookie_poison_state, 536);
 
 struct migr_move_site_publish_rule_state {
     config_node *target;  /* "waf,site-publish-helper,authentication-server-pool", from the first visit on */
     cnd_arr      moved;   /* sets detached from the current rule, until its sets end */
     int32_t      counter; /* pools made in this file */
 };
-static_assert(sizeof(migr_move_site_publish_rule_state) == 536);
+MIGR_STATE(migr_move_site_publish_rule_state, 536);
 
 /* The following hold until the edit's sets end. */
 
@@ -25,26 +26,28 @@ struct change_cookie_security_mode_state {
     int32_t      encrypted; /* its "security-mode" is "encrypted" */
     config_node *replay;    /* its "cookie-replay-protection-type" */
 };
-static_assert(sizeof(change_cookie_security_mode_state) == 16);
+MIGR_STATE(change_cookie_security_mode_state, 16);
 
 struct change_cookie_security_mode2_state {
     int32_t encrypted; /* its "security-mode" is "encrypted" */
     cnd_arr doomed;    /* its sets that go unless it is */
 };
-static_assert(sizeof(change_cookie_security_mode2_state) == 528);
+MIGR_STATE(change_cookie_security_mode2_state, 528);
 
 struct erase_allow_time_under_wrong_condition_state {
     int32_t      encrypted;  /* its last "security-mode" is "encrypted" */
     config_node *allow_time; /* its "allow-time" */
 };
-static_assert(sizeof(erase_allow_time_under_wrong_condition_state) == 16);
+MIGR_STATE(erase_allow_time_under_wrong_condition_state, 16);
 
 struct sync_cookie_security_mode_state {
     int32_t signed_mode; /* its "security-mode" is "signed" */
 };
-static_assert(sizeof(sync_cookie_security_mode_state) == 4);
+MIGR_STATE(sync_cookie_security_mode_state, 4);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _migr_move_cookie_poison(int32_t round, void *state, int32_t *progress);
 void _migr_move_site_publish_rule(int32_t round, void *state, int32_t *progress);
@@ -54,6 +57,9 @@ void _change_cookie_security_mode2(int32_t round, void *state, int32_t *progress
 void _erase_allow_time_under_wrong_condition(int32_t round, void *state, int32_t *progress);
 void _sync_cookie_security_mode(int32_t round, void *state, int32_t *progress);
 void _rename_sph_rule_prop(int32_t round, void *state, int32_t *progress);
+
+#ifdef __cplusplus
 }
+#endif
 
 #endif

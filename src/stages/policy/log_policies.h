@@ -3,24 +3,27 @@
 #define MIGR_STAGES_POLICY_LOG_POLICIES_H
 
 #include "walk/cursors.h"
+#include "walk/stages.h"
 
 struct migr_change_corvo_log_policy_state {
     config_node *list_edit; /* the entry of the server list being filled, until the policy's sets end. Behind the last
                                policy it is one in a sentinel, and stays for the rest of the file */
 };
-static_assert(sizeof(migr_change_corvo_log_policy_state) == 8);
+MIGR_STATE(migr_change_corvo_log_policy_state, 8);
 
 struct migr_change_sys_siem_policy_state {
     config_node *list_edit; /* as above */
 };
-static_assert(sizeof(migr_change_sys_siem_policy_state) == 8);
+MIGR_STATE(migr_change_sys_siem_policy_state, 8);
 
 struct change_log_attack_log_packet_log_state {
     int32_t seen; /* a set "packet-log" was met in this file */
 };
-static_assert(sizeof(change_log_attack_log_packet_log_state) == 4);
+MIGR_STATE(change_log_attack_log_packet_log_state, 4);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _migr_change_corvo_log_policy(int32_t round, void *state, int32_t *progress);
 void _migr_change_sys_siem_policy(int32_t round, void *state, int32_t *progress);
@@ -33,6 +36,9 @@ void _remove_show_all_log(int32_t round, void *state, int32_t *progress);
 void _remove_log_reports_config(int32_t round, void *state, int32_t *progress);
 void _change_log_attack_log_packet_log(int32_t round, void *state, int32_t *progress);
 void _trim_cl_prop(int32_t round, void *state, int32_t *progress);
+
+#ifdef __cplusplus
 }
+#endif
 
 #endif

@@ -4,12 +4,13 @@
 #define MIGR_STAGES_POLICY_PROTECTION_RULES_H
 
 #include "walk/cursors.h"
+#include "walk/stages.h"
 
 struct migr_change_protocol_constraints_state {
     int32_t position; /* during a visit: which of the limits that every entry has the set is, from 1; 0 for none */
     cnd_arr kept;     /* until the edit's sets end: its sets that are such limits */
 };
-static_assert(sizeof(migr_change_protocol_constraints_state) == 528);
+MIGR_STATE(migr_change_protocol_constraints_state, 528);
 
 /* All but targets_cfg hold until the rule's sets end. */
 struct migr_change_custom_protection_rule_state {
@@ -20,47 +21,49 @@ struct migr_change_custom_protection_rule_state {
     char         targets[1024];    /* the target names met, a blank behind each */
     int32_t      targets_len;      /* characters in `targets` */
 };
-static_assert(sizeof(migr_change_custom_protection_rule_state) == 2072);
+MIGR_STATE(migr_change_custom_protection_rule_state, 2072);
 
 struct migr_change_signature_filter_list_state {
     int32_t seen;  /* a visit under a "filter_list" that was no end of an entry; until an entry's sets end */
     int32_t typed; /* of "host-status", "host" and "type" the last one removed was "type"; until an entry's sets end */
 };
-static_assert(sizeof(migr_change_signature_filter_list_state) == 8);
+MIGR_STATE(migr_change_signature_filter_list_state, 8);
 
 /* Both until the edit's sets end. */
 struct change_real_browser_enforcement_state {
     int32_t      found;   /* a set "real-browser-enforcement" was met */
     config_node *timeout; /* the set "validation-timeout" */
 };
-static_assert(sizeof(change_real_browser_enforcement_state) == 16);
+MIGR_STATE(change_real_browser_enforcement_state, 16);
 
 struct purge_fur_rule_state {
     int32_t hit; /* until the nested edit's sets end: it is to go */
 };
-static_assert(sizeof(purge_fur_rule_state) == 4);
+MIGR_STATE(purge_fur_rule_state, 4);
 
 struct erase_predefined_rules_state {
     int32_t hit; /* until the nested edit's sets end: it is to go */
 };
-static_assert(sizeof(erase_predefined_rules_state) == 4);
+MIGR_STATE(erase_predefined_rules_state, 4);
 
 struct add_cus_rule_switch_state {
     int32_t seen; /* until the edit's sets end: a set "bot-recognition" was met */
 };
-static_assert(sizeof(add_cus_rule_switch_state) == 4);
+MIGR_STATE(add_cus_rule_switch_state, 4);
 
 struct add_access_limit_switch_state {
     int32_t seen; /* as above */
 };
-static_assert(sizeof(add_access_limit_switch_state) == 4);
+MIGR_STATE(add_access_limit_switch_state, 4);
 
 struct add_dos_flood_switch_state {
     int32_t seen; /* as above */
 };
-static_assert(sizeof(add_dos_flood_switch_state) == 4);
+MIGR_STATE(add_dos_flood_switch_state, 4);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _migr_change_protocol_constraints(int32_t round, void *state, int32_t *progress);
 void _migr_change_protocol_constraints_exception(int32_t round, void *state, int32_t *progress);
@@ -82,6 +85,9 @@ void _add_cus_rule_switch(int32_t round, void *state, int32_t *progress);
 void _add_access_limit_switch(int32_t round, void *state, int32_t *progress);
 void _add_dos_flood_switch(int32_t round, void *state, int32_t *progress);
 void _purge_hpc_excpt(int32_t round, void *state, int32_t *progress);
+
+#ifdef __cplusplus
 }
+#endif
 
 #endif

@@ -3,6 +3,7 @@
 #define MIGR_STAGES_POLICY_SERVER_POLICIES_H
 
 #include "walk/cursors.h"
+#include "walk/stages.h"
 
 struct add_server_policy_setting_state {
     config_node *setting; /* the "server-policy,setting" config: from round 1 where the file has one, else made at
@@ -10,7 +11,7 @@ struct add_server_policy_setting_state {
     int32_t quiet_moved;  /* "ssl-quiet-shutdown" was moved in round 2: round 3 has work */
     int32_t ssl_seen;     /* round 3, until the policy's or member's sets end: it uses SSL */
 };
-static_assert(sizeof(add_server_policy_setting_state) == 16);
+MIGR_STATE(add_server_policy_setting_state, 16);
 
 struct change_server_side_sni_state {
     config_node *pool;     /* round 1, until the policy's sets end: its "server-pool" */
@@ -18,7 +19,7 @@ struct change_server_side_sni_state {
     cnd_arr      policies; /* from round 1 on: "server-pool" of each policy that has "server-side-sni" */
     int32_t      ssl_seen; /* round 2, until the member's sets end: it has a set "ssl" */
 };
-static_assert(sizeof(change_server_side_sni_state) == 544);
+MIGR_STATE(change_server_side_sni_state, 544);
 
 struct adjust_server_policy_health_state {
     str_map     hosts;         /* from round 1 on: bare health name to host value with its quotes */
@@ -27,14 +28,14 @@ struct adjust_server_policy_health_state {
     const char *member_health; /* round 3, until the member's sets end: its own health name, in the static buffer of
                                   cnd_std_value */
 };
-static_assert(sizeof(adjust_server_policy_health_state) == 16408);
+MIGR_STATE(adjust_server_policy_health_state, 16408);
 
 struct check_xff_cond_state {
     config_node *tracing;  /* all until the edit's sets end: its "tracing-original-ip" */
     config_node *block;    /* its "block-based-on-original-ip" */
     config_node *location; /* its "ip-location" */
 };
-static_assert(sizeof(check_xff_cond_state) == 24);
+MIGR_STATE(check_xff_cond_state, 24);
 
 /* All sets detached from the current edit, until its sets end. */
 struct adjust_server_policy_vserver_state {
@@ -44,9 +45,11 @@ struct adjust_server_policy_vserver_state {
     config_node *interface;
     config_node *status;
 };
-static_assert(sizeof(adjust_server_policy_vserver_state) == 40);
+MIGR_STATE(adjust_server_policy_vserver_state, 40);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _add_server_policy_setting(int32_t round, void *state, int32_t *progress);
 void _change_server_side_sni(int32_t round, void *state, int32_t *progress);
@@ -59,6 +62,9 @@ void _check_xff_cond(int32_t round, void *state, int32_t *progress);
 void _correct_wrong_server_pool_prop(int32_t round, void *state, int32_t *progress);
 void _adjust_server_policy_vserver(int32_t round, void *state, int32_t *progress);
 void _adjust_cloud_proxy_protocol(int32_t round, void *state, int32_t *progress);
+
+#ifdef __cplusplus
 }
+#endif
 
 #endif

@@ -7,15 +7,17 @@
 struct change_local_certificate_state {
     int32_t is_request; /* this edit's type is "csr", until its end */
 };
-static_assert(sizeof(change_local_certificate_state) == 4);
+MIGR_STATE(change_local_certificate_state, 4);
 
 struct change_local_admin_certificate_state {
     int32_t has_material; /* this edit holds a certificate or a key already */
     int32_t is_request;   /* this edit's type is "csr"; both until its end */
 };
-static_assert(sizeof(change_local_admin_certificate_state) == 8);
+MIGR_STATE(change_local_admin_certificate_state, 8);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _change_local_certificate(int32_t round, void *state, int32_t *progress);
 void _change_ca_certificate(int32_t round, void *state, int32_t *progress);
@@ -34,6 +36,8 @@ config_node *_top_edt_load_prop(const char *folder, const char *extension, const
  * without memory, which leaves the value. */
 config_node *_escape_prop_value(config_node *node);
 
-} // extern "C"
+#ifdef __cplusplus
+}
+#endif
 
 #endif

@@ -7,19 +7,21 @@
 struct av_vir_file_copy_state {
     int32_t done; /* in this file */
 };
-static_assert(sizeof(av_vir_file_copy_state) == 4);
+MIGR_STATE(av_vir_file_copy_state, 4);
 
 struct remove_all_autolearn_state {
     int32_t folder_removed; /* in this file */
 };
-static_assert(sizeof(remove_all_autolearn_state) == 4);
+MIGR_STATE(remove_all_autolearn_state, 4);
 
 struct cleanup_old_wvs_state {
     uint32_t unused;
 };
-static_assert(sizeof(cleanup_old_wvs_state) == 4);
+MIGR_STATE(cleanup_old_wvs_state, 4);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _av_vir_file_copy(int32_t round, void *state, int32_t *progress);
 void _remove_all_autolearn(int32_t round, void *state, int32_t *progress);
@@ -34,6 +36,8 @@ void _ml_adjust_policy(int32_t round, void *state, int32_t *progress);
  * is. 0, or -1, which leaves what was copied. */
 int32_t legacy_migr_copyfile(const char *source, const char *target);
 
-} // extern "C"
+#ifdef __cplusplus
+}
+#endif
 
 #endif

@@ -15,26 +15,28 @@ struct adjust_ha_interface_state {
     char        *gateway; /* owned, from round 2 until the last visit */
     char        *gateway6;
 };
-static_assert(sizeof(adjust_ha_interface_state) == 816);
+MIGR_STATE(adjust_ha_interface_state, 816);
 
 struct adjust_hsm_info_state {
     uint32_t unused;
 };
-static_assert(sizeof(adjust_hsm_info_state) == 4);
+MIGR_STATE(adjust_hsm_info_state, 4);
 
 struct adjust_ha_mgmt_by_cond_state {
     int32_t clustered;        /* the mode is one of a cluster; both for the file, from round 1 on */
     int32_t has_network_type; /* the cluster's heartbeat has a network type */
 };
-static_assert(sizeof(adjust_ha_mgmt_by_cond_state) == 8);
+MIGR_STATE(adjust_ha_mgmt_by_cond_state, 8);
 
 struct adjust_kerberos_user_state {
     config_node *server; /* taken out of this edit, until its end */
     config_node *port;
 };
-static_assert(sizeof(adjust_kerberos_user_state) == 16);
+MIGR_STATE(adjust_kerberos_user_state, 16);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _remove_ha_no_virtual_mac(int32_t round, void *state, int32_t *progress);
 void _update_snmp_and_ha(int32_t round, void *state, int32_t *progress);
@@ -45,6 +47,8 @@ void _adjust_ha_mgmt_by_cond(int32_t round, void *state, int32_t *progress);
 void _adjust_kerberos_user(int32_t round, void *state, int32_t *progress);
 void _optional_erase_ha(int32_t round, void *state, int32_t *progress);
 
-} // extern "C"
+#ifdef __cplusplus
+}
+#endif
 
 #endif

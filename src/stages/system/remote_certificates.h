@@ -5,7 +5,7 @@
 #include "walk/stages.h"
 
 /* Who refers to a group of remote certificates. The first reference that finds its group becomes its primary. */
-enum ocsp_ref_kind : uint32_t {
+enum ocsp_ref_kind {
     OCSP_PRIMARY = 0,
     OCSP_POOL_MEMBER = 1,
     OCSP_SNI_MEMBER = 2,
@@ -13,6 +13,7 @@ enum ocsp_ref_kind : uint32_t {
 };
 
 /* A reference from a consumer to a group. All strings are owned by the record. */
+typedef struct ocsp_ref ocsp_ref;
 struct ocsp_ref {
     char    *name;        /* the group, without quotes */
     char    *local_cert;  /* the consumer's own certificate, without quotes */
@@ -32,27 +33,29 @@ struct reorg_cert_remote_state {
     const char *ocsp_url;
     const char *comment;
 };
-static_assert(sizeof(reorg_cert_remote_state) == 1712);
+MIGR_STATE(reorg_cert_remote_state, 1712);
 
 struct remove_ocsp_stapling_state {
     int32_t      strict; /* this policy has "sni-strict"; all three until the edit ends */
     config_node *stapling;
     config_node *group;
 };
-static_assert(sizeof(remove_ocsp_stapling_state) == 24);
+MIGR_STATE(remove_ocsp_stapling_state, 24);
 
 struct add_crl_group_state {
     config_node *group; /* the crl-group configuration, found in round 1 or made in round 2 */
     config_node *crl;   /* the crl configuration, from round 1 on */
 };
-static_assert(sizeof(add_crl_group_state) == 16);
+MIGR_STATE(add_crl_group_state, 16);
 
 struct rename_msh_con_key_file_state {
     config_node *name; /* the connector's name, until the configuration ends */
 };
-static_assert(sizeof(rename_msh_con_key_file_state) == 8);
+MIGR_STATE(rename_msh_con_key_file_state, 8);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _change_cert_login(int32_t round, void *state, int32_t *progress);
 void _remove_ocsp_stapling(int32_t round, void *state, int32_t *progress);
@@ -68,6 +71,8 @@ ocsp_ref *ocsp_ref_find(ocsp_ref *refs, int32_t count, const char *name);
  * name and certificate is there, or without memory. */
 void ocsp_ref_insert(ocsp_ref *refs, int32_t *count, uint32_t kind, const char *name, const char *local_cert);
 
-} // extern "C"
+#ifdef __cplusplus
+}
+#endif
 
 #endif

@@ -10,15 +10,18 @@ struct adjust_replacemsg_state {
     config_node *disclaimer; /* the disclaimer's edit, taken out, or null */
     int32_t      customized; /* some page of this file differs from the image's default */
 };
-static_assert(sizeof(adjust_replacemsg_state) == 112);
+MIGR_STATE(adjust_replacemsg_state, 112);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _migr_change_replace_msg(int32_t round, void *state, int32_t *progress);
 void _migr_change_replace_msg2(int32_t round, void *state, int32_t *progress);
 void _adjust_replacemsg(int32_t round, void *state, int32_t *progress);
 
 /* A placeholder that page texts may hold. */
+typedef struct rmsg_tag rmsg_tag;
 struct rmsg_tag {
     char     tag[64];
     char     sample[256];
@@ -38,6 +41,8 @@ void _cvt_rmsg_value(char *text);
 /* Copies `in` without backslashes to `out`, 4096 bytes. A text that does not fit gives an empty one. */
 void _rmove_escape_in_rmsg(const char *in, char *out);
 
-} // extern "C"
+#ifdef __cplusplus
+}
+#endif
 
 #endif

@@ -7,9 +7,11 @@
 struct change_server_pool_ssl_protocol_state {
     uint32_t protocols; /* one bit for each protocol switch of this pool member, until its end */
 };
-static_assert(sizeof(change_server_pool_ssl_protocol_state) == 4);
+MIGR_STATE(change_server_pool_ssl_protocol_state, 4);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _change_server_pool_ssl_protocol(int32_t round, void *state, int32_t *progress);
 void _remove_global_no_ssl3(int32_t round, void *state, int32_t *progress);
@@ -28,6 +30,8 @@ char *get_ssl_custom_cipher_value_585(const char *value);
 /* Deletes a set that 5.83 no longer has, or rewrites a cipher list; any other node stays as it is. */
 void _adjust_policy_ssl(config_node *node);
 
-} // extern "C"
+#ifdef __cplusplus
+}
+#endif
 
 #endif

@@ -5,6 +5,7 @@
 #include "walk/stages.h"
 
 /* What one profile needs of the validation policies. */
+typedef struct xml_json_entry xml_json_entry;
 struct xml_json_entry {
     int32_t xml_detection;   /* the profile had its XML checks switched on */
     int32_t xml_generated;   /* xml_policy was made up here and has no edit yet */
@@ -17,14 +18,16 @@ struct adjust_xml_json_profile_state {
     int32_t        count;
     xml_json_entry current; /* of the profile being walked, until its end */
 };
-static_assert(sizeof(adjust_xml_json_profile_state) == 5020);
+MIGR_STATE(adjust_xml_json_profile_state, 5020);
 
 struct trim_xml_by_mode_state {
     int32_t folders_cleared; /* in this file */
 };
-static_assert(sizeof(trim_xml_by_mode_state) == 4);
+MIGR_STATE(trim_xml_by_mode_state, 4);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 void _adjust_xml_json_profile(int32_t round, void *state, int32_t *progress);
 void _adjust_xml_json_log(int32_t round, void *state, int32_t *progress);
@@ -33,6 +36,8 @@ void _erase_xml_json_exception(int32_t round, void *state, int32_t *progress);
 void _update_xml_rule(int32_t round, void *state, int32_t *progress);
 void _trim_xml_by_mode(int32_t round, void *state, int32_t *progress);
 
-} // extern "C"
+#ifdef __cplusplus
+}
+#endif
 
 #endif
