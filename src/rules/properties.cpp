@@ -28,12 +28,13 @@ int32_t clamp_number(config_node *set, const char *limits)
     return set_node_value(set, text);
 }
 
-/* Cuts behind the opening quote and `limit` characters, and closes the quote there. */
+/* Cuts behind the opening quote and `limit` characters, and closes the quote there. A limit of -1 leaves the closing
+ * quote alone, and below that there is no place for it. */
 int32_t cut_text(config_node *set, const char *limit)
 {
     int64_t most = number_of(limit);
     auto    length = static_cast<int64_t>(strlen(set->value)) - 2;
-    if (most < 0 || length <= most)
+    if (most < -1 || length <= most)
         return 0;
     set->value[most + 1] = '"';
     set->value[most + 2] = '\0';
@@ -67,15 +68,6 @@ int32_t add_pair(const char *old_start, const char *comma, const char *end, migr
     copy_word(pair->new_word, comma + 1, end);
     migr_list_add_tail(&pair->link, pairs);
     return comma == old_start ? -1 : 0;
-}
-
-/* Steps over the one character that parts two pairs, whatever it is. White space around it does not count, and parts
- * them if there is nothing else. */
-const char *skip_separator(const char *text)
-{
-    const char *separator = skip_white(text);
-    bool        blank_parts = separator > text && *separator == '<';
-    return *separator == '\0' || blank_parts ? separator : separator + 1;
 }
 
 int32_t add_word(const char *start, size_t length, migr_list *words)
@@ -207,7 +199,8 @@ int32_t get_all_rule_list(const char *text, migr_list *pairs)
         const char *end = comma ? strchr(comma, '>') : nullptr;
         if (!end || add_pair(text + 1, comma, end, pairs) != 0)
             return -1;
-        text = skip_separator(end + 1);
+        /* One character parts two pairs, and nobody looks at it: a blank ahead of a comma is that character. */
+        text = end[1] != '\0' ? end + 2 : end + 1;
     }
     return 0;
 }

@@ -95,6 +95,11 @@ TEST_F(Properties, Texts)
     EXPECT_EQ("\"\"", applied("char:0", "\"abc\""));
     EXPECT_EQ("", applied("char:3", ""));
     EXPECT_EQ("\"", applied("char:0", "\""));
+    EXPECT_EQ("\"", applied("char:-1", "\"abc\""));
+    EXPECT_EQ("\"", applied("char:-1", "\"\""));
+    EXPECT_EQ("x", applied("char:-1", "x"));
+    EXPECT_EQ("", applied("char:-1", ""));
+    EXPECT_EQ("\"abc\"", applied("char:-2", "\"abc\""));
     EXPECT_EQ("\"abc\"", applied("char:-3", "\"abc\""));
     EXPECT_EQ("\"abc\"", applied("char:99999999999", "\"abc\""));
     EXPECT_EQ("\"ab\"", applied("char:2", "\"ab\ncd\nef\""));
@@ -133,8 +138,13 @@ TEST_F(Properties, PairLists)
     EXPECT_EQ("a=b;c=;", pairs_of("<a,b>,<c,>"));
     EXPECT_EQ("a=b;c=d;", pairs_of(" <a,b>x <c,d>,"));
     EXPECT_EQ("a=b;c=d;", pairs_of("<a,b>, <c,d> "));
-    EXPECT_EQ("a=b;c=d;", pairs_of("<a,b> ,<c,d>"));
+    EXPECT_EQ("a=b;c=d;", pairs_of("<a,b>, \t<c,d>,"));
     EXPECT_EQ("a=b;c=d;", pairs_of("<a,b> <c,d>"));
+    EXPECT_EQ("a=b;c=d;", pairs_of("<a,b>   <c,d>x"));
+    EXPECT_EQ("a=b;c=d;", pairs_of("<a,b><<c,d>"));
+    EXPECT_EQ("-1 a=b;", pairs_of("<a,b> ,<c,d>"));
+    EXPECT_EQ("-1 a=b;", pairs_of("<a,b> x"));
+    EXPECT_EQ("-1 a=b;", pairs_of("<a,b> ,"));
     EXPECT_EQ("<a=b<;c>=d,e;", pairs_of("<<a,b<>,<c>,d,e>"));
     EXPECT_EQ(" a = b ;", pairs_of("< a , b >"));
     EXPECT_EQ("", pairs_of(""));
