@@ -7,7 +7,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <unistd.h>
 
 int32_t migr_machine_learning_upgrade(const char *input, const char *output)
 {
@@ -19,7 +18,7 @@ int32_t migr_machine_learning_upgrade(const char *input, const char *output)
         return -1;
     if (migr_main.img_version <= migr_main.cfg_version)
         return -2;
-    FILE *stream = create_private_file(output);
+    FILE *stream = create_output(output);
     if (!stream)
         return -3;
     /* A parse that fails leaves part of a tree, and that part is written. */
@@ -33,6 +32,6 @@ int32_t migr_machine_learning_upgrade(const char *input, const char *output)
     migr_release_nodes();
     if (result == 0)
         return 0;
-    unlink(output); /* half a configuration must not pass for a whole one */
+    drop_output(output);
     return -3;
 }

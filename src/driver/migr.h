@@ -23,7 +23,8 @@ void migr_main_do_all(void);
 
 /*
  * Upgrades one plain-text machine-learning configuration.
- *   input, output   paths, not null; the output is unlinked only after the input's version has been read
+ *   input, output   paths, not null. The output is unlinked, only after the input's version has been read, and made
+ *                   anew with mode 0600; one that cannot be unlinked is written over, so /dev/stdout is an output too
  * 0 done, -1 no readable version, -2 the image is not newer than the input, -3 the output cannot be opened or written.
  */
 int32_t migr_machine_learning_upgrade(const char *input, const char *output);
@@ -37,7 +38,7 @@ int32_t get_config_version(const char *path);
 /*
  * Writes the tree now held in migr_main, with its two header lines, to a plain file. For a host that has filled the
  * context itself with parse_version, setup_tree and, as wanted, adjust_tree. Frees nothing. Top-level names lose
- * their comma form, so no search by path works afterwards.
+ * their comma form, so no search by path works afterwards. `path` is an output as migr_machine_learning_upgrade has it.
  * 0, or -1 when the file cannot be opened or written whole.
  */
 int32_t new_config_file_GUI(const char *path);

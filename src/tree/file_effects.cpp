@@ -9,10 +9,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-FILE *create_private_file(const char *path)
+static FILE *create_file(const char *path, int flags)
 {
     unlink(path);
-    int fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    int fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC | flags, 0600);
     if (fd < 0)
         return nullptr;
     FILE *stream = fdopen(fd, "w+");
@@ -21,6 +21,21 @@ FILE *create_private_file(const char *path)
     close(fd);
     unlink(path);
     return nullptr;
+}
+
+FILE *create_private_file(const char *path)
+{
+    return create_file(path, O_EXCL | O_NOFOLLOW);
+}
+
+FILE *create_output(const char *path)
+{
+    return create_file(path, O_TRUNC);
+}
+
+int32_t drop_output(const char *path)
+{
+    return unlink(path) == 0 || truncate(path, 0) == 0 ? 0 : -1;
 }
 
 int32_t close_written(FILE *stream)
@@ -53,11 +68,12 @@ static int32_t copy_bytes(int from, int to)
     }
 }
 
-/* A target that cannot be opened is replaced, as the "f" of `cp -rf` has it. */
+/* A target that cannot be opened is replaced, as the "f" of `cp -rf` has it. A link that leads nowhere is none to
+ * write through, and it stays. */
 static int open_target(const char *target, mode_t mode)
 {
-    int fd = open(target, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
-    if (fd >= 0 || unlink(target) != 0)
+    int fd = open(target, O_WRONLY | O_TRUNC | O_CLOEXEC);
+    if (fd >= 0 || (errno != ENOENT && unlink(target) != 0))
         return fd;
     return open(target, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
 }

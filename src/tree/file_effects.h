@@ -17,11 +17,21 @@ extern "C" {
  * Null on failure. */
 FILE *create_private_file(const char *path);
 
+/* Makes the output that a caller has named, for writing and reading, with mode 0600. What stands there is unlinked, and
+ * where it cannot be, written over from its beginning: an old output in a folder that is not ours, /dev/stdout. Null on
+ * failure. */
+FILE *create_output(const char *path);
+
+/* Takes back an output that was not written whole, so that half a configuration does not pass for a whole one: the file
+ * goes or, where it cannot go, is emptied. 0, or -1 when neither can be done. */
+int32_t drop_output(const char *path);
+
 /* Closes a stream that was written. 0 when all that was written has reached the file. */
 int32_t close_written(FILE *stream);
 
 /* What `cp -rf` does: copies `source` over `target`, or into it when it is a folder; a new target takes over the
- * source's mode, less the umask. A link is copied as a link, a folder with all that is below it. 0, or -1. */
+ * source's mode, less the umask. A link is copied as a link, a folder with all that is below it. A target that is a
+ * link leading nowhere stays as it is, and that is a failure. 0, or -1. */
 int32_t copy_over(const char *source, const char *target);
 
 /* What `rm -rf` does: removes a file, a link, or a folder with all below, and follows no link, with one exception: a

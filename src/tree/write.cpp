@@ -245,20 +245,19 @@ int32_t new_config_file(const char *path)
     keep_plain_copy(path);
     unlink(path);
     int compressed = cvgzip("/tmp/system2.conf", path);
+    if (compressed < 0)
+        message("[update_signature]: [cvgzip] compress failed\n");
     unlink("/tmp/system2.conf");
-    if (compressed >= 0)
-        return 0;
-    message("[update_signature]: [cvgzip] compress failed\n");
-    return -1;
+    return compressed < 0 ? -1 : 0;
 }
 
 int32_t new_config_file_GUI(const char *path)
 {
-    FILE *stream = create_private_file(path);
+    FILE *stream = create_output(path);
     if (!stream)
         return -1;
     if (write_whole_file(stream) == 0)
         return 0;
-    unlink(path); /* half a configuration must not pass for a whole one */
+    drop_output(path);
     return -1;
 }

@@ -6,6 +6,9 @@
 #include <csignal>
 #include <cstring>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace support;
 using mechanisms::script;
@@ -129,6 +132,55 @@ TEST_F(MachineLearning, AnOutputThatWasNotWrittenWholeGoes)
     });
     EXPECT_EQ(child.exit_code, 0) << child.err;
     EXPECT_FALSE(appliance.exists("/out"));
+}
+
+/* In the machine's own root folder, for its /dev; as a user who may not unlink anything there. */
+int upgrade_to_standard_output(const char *input, const std::string &expected)
+{
+    int pipe_ends[2];
+    if ((geteuid() == 0 && (setgid(1234) != 0 || setuid(1234) != 0)) || pipe(pipe_ends) != 0)
+        return 2;
+    if (dup2(pipe_ends[1], STDOUT_FILENO) < 0)
+        return 2;
+    int32_t     result = migr_machine_learning_upgrade(input, "/dev/stdout");
+    std::string text(expected.size() + 1, '\0');
+    ssize_t     got = result == 0 ? read(pipe_ends[0], text.data(), text.size()) : 0;
+    text.resize(got < 0 ? 0 : static_cast<size_t>(got));
+    return result == 0 && text == expected ? 0 : 1;
+}
+
+TEST_F(MachineLearning, TheOutputMayBeStandardOutput)
+{
+    TextFile input(std::string(line_540) + "config a\nset x 1\nend\n");
+    ASSERT_EQ(chmod(input.path(), 0644), 0);
+    script.scripted = true;
+    pid_t child = fork();
+    if (child == 0)
+        _exit(upgrade_to_standard_output(input.path(), std::string(line_621) + "config a\n    set x 1\nend\n"));
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(MachineLearning, AnOldOutputInAFolderOfSomebodyElseIsWrittenOver)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    appliance.write("/in", std::string(line_540) + "config a\nend\n");
+    appliance.write("/folder/out",
+                    "old text that is longer than what replaces it, by more than a line or two, or three");
+    for (const char *path : {"", "folder"})
+        chmod((appliance.path() / path).c_str(), 0755);
+    for (const char *path : {"in", "folder/out"})
+        chmod((appliance.path() / path).c_str(), 0666);
+    script.scripted = true;
+    ChildResult child = run_in_root(appliance.path(), [] {
+        int32_t result = seteuid(1234) == 0 ? migr_machine_learning_upgrade("/in", "/folder/out") : 1;
+        return seteuid(0) == 0 ? result : 1;
+    });
+    EXPECT_EQ(child.exit_code, 0) << child.err;
+    EXPECT_EQ(appliance.read("/folder/out"), std::string(line_621) + "config a\nend\n");
 }
 
 TEST_F(MachineLearning, InputAndOutputMayBeOneFile)

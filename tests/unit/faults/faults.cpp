@@ -300,6 +300,11 @@ int fault_symlink(const char *target, const char *path)
     return no_file("symlink", ENOSPC) ? -1 : symlink(target, path);
 }
 
+int fault_truncate(const char *path, off_t size)
+{
+    return no_file("truncate") ? -1 : truncate(path, size);
+}
+
 int fault_unlink(const char *path)
 {
     return no_file("unlink", EACCES) ? -1 : unlink(path);

@@ -3,7 +3,7 @@
 set(swept_calls
   malloc calloc realloc strdup strndup
   access close closedir dirfd fclose fdopen fflush fopen fprintf fputs fread fstat fsync fwrite fwrite_unlocked lseek lstat mkdir
-  mount nftw open opendir read readdir readlink rename rmdir scandir stat symlink unlink unlinkat write
+  mount nftw open opendir read readdir readlink rename rmdir scandir stat symlink truncate unlink unlinkat write
   copy_dir copy_file crwinit_cert_dir cvgunzip cvgzip db_open global_white_list_read_db init_db_object)
 set(renames "")
 foreach(call ${swept_calls})

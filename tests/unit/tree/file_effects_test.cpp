@@ -50,6 +50,64 @@ TEST_F(FileEffects, APrivateFileNeedsItsFolder)
     EXPECT_EQ(create_private_file(at("/tmp").c_str()), nullptr);
 }
 
+/* Runs `work` in the root as a user who owns nothing there, and may read and search all of it. */
+int32_t as_another_user(const ApplianceRoot &root, const std::function<int()> &work)
+{
+    chmod(root.path().c_str(), 0755);
+    return run_in_root(root.path(),
+                       [&] {
+                           int result = seteuid(1234) == 0 ? work() : -1;
+                           return seteuid(0) == 0 ? result : -1;
+                       })
+        .exit_code;
+}
+
+TEST_F(FileEffects, AnOutputIsNewAndOnlyTheOwners)
+{
+    root.write("/target", "kept");
+    root.write("/file", "something longer than what comes", 0666);
+    root.link("/link", "target");
+    for (const char *path : {"/file", "/link", "/new"}) {
+        FILE *stream = create_output(at(path).c_str());
+        ASSERT_NE(stream, nullptr) << path;
+        fputs("new", stream);
+        rewind(stream);
+        EXPECT_EQ(fgetc(stream), 'n'); /* open for reading too */
+        EXPECT_EQ(close_written(stream), 0);
+        EXPECT_EQ(root.listing().at(path + 1), (Entry{'f', 0600, "new"})) << path;
+    }
+    EXPECT_EQ(root.read("/target"), "kept");
+    EXPECT_EQ(create_output(at("/nowhere/file").c_str()), nullptr);
+    EXPECT_EQ(create_output(at("/tmp").c_str()), nullptr);
+}
+
+TEST_F(FileEffects, AnOutputThatCannotBeUnlinkedIsWrittenOver)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    root.write("/folder/out", "something longer than what comes", 0666);
+    chmod(at("/folder").c_str(), 0755);
+    chmod(at("/folder/out").c_str(), 0666);
+    EXPECT_EQ(as_another_user(root,
+                              [] {
+                                  FILE *stream = create_output("/folder/out");
+                                  return stream && fputs("new", stream) > 0 ? close_written(stream) : 1;
+                              }),
+              0);
+    EXPECT_EQ(root.listing().at("folder/out"), (Entry{'f', 0666, "new"}));
+    EXPECT_EQ(as_another_user(root, [] { return drop_output("/folder/out"); }), 0);
+    EXPECT_EQ(root.listing().at("folder/out"), (Entry{'f', 0666, ""})) << "it cannot go, so it is emptied";
+    chmod(at("/folder/out").c_str(), 0444);
+    EXPECT_EQ(as_another_user(root, [] { return drop_output("/folder/out") == -1 ? 0 : 1; }), 0);
+}
+
+TEST_F(FileEffects, ADroppedOutputIsGone)
+{
+    root.write("/out", "half");
+    EXPECT_EQ(drop_output(at("/out").c_str()), 0);
+    EXPECT_FALSE(root.exists("/out"));
+}
+
 TEST_F(FileEffects, CloseTellsWhenTheDiskWasFull)
 {
     FILE *full = fopen("/dev/full", "w");
@@ -81,6 +139,23 @@ TEST_F(FileEffects, CopyFollowsALinkAtTheTarget)
     EXPECT_EQ(copy_over(at("/from").c_str(), at("/to").c_str()), 0);
     EXPECT_EQ(root.read("/real"), "new");
     EXPECT_EQ(root.listing().at("to").type, 'l');
+}
+
+TEST_F(FileEffects, CopyDoesNotWriteThroughALinkThatLeadsNowhere)
+{
+    root.write("/from", "new");
+    root.link("/to", "nothing");
+    Listing before = root.listing();
+    EXPECT_EQ(copy_over(at("/from").c_str(), at("/to").c_str()), -1);
+    EXPECT_EQ(root.listing(), before);
+}
+
+TEST_F(FileEffects, CopyReplacesALinkThatLeadsToItself)
+{
+    root.write("/from", "new");
+    root.link("/to", "to");
+    EXPECT_EQ(copy_over(at("/from").c_str(), at("/to").c_str()), 0);
+    EXPECT_EQ(root.listing().at("to"), (Entry{'f', 0600, "new"}));
 }
 
 TEST_F(FileEffects, CopyIntoAFolderKeepsTheName)

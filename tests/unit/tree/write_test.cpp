@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 using namespace support;
 
@@ -30,6 +31,8 @@ extern "C" void __wrap_message(const char *format, ...)
     va_start(arguments, format);
     vfprintf(stderr, format, arguments);
     va_end(arguments);
+    if (access("/tmp/system2.conf", F_OK) == 0)
+        fputs("while the text is there\n", stderr);
 }
 
 namespace {
@@ -344,6 +347,16 @@ TEST(NewConfigFile, NeverWritesThroughALinkInTmp)
     EXPECT_FALSE(appliance.exists("/tmp/system2.conf"));
 }
 
+TEST(NewConfigFile, NoPlainCopyThroughALinkThatLeadsNowhere)
+{
+    ApplianceRoot appliance;
+    appliance.link("/var/log/sys_global.conf", "/data/etc/nothing");
+    ASSERT_EQ(store(appliance, "/data/config/sys_global.conf.gz", "").exit_code, 0);
+    EXPECT_EQ(appliance.read_gzip("/data/config/sys_global.conf.gz"), headers);
+    EXPECT_FALSE(appliance.exists("/data/etc/nothing"));
+    EXPECT_EQ(appliance.listing().at("var/log/sys_global.conf"), (Entry{'l', 0, "/data/etc/nothing"}));
+}
+
 TEST(NewConfigFile, FailedCompressionLeavesOnlyThePlainCopy)
 {
     ApplianceRoot appliance;
@@ -353,7 +366,7 @@ TEST(NewConfigFile, FailedCompressionLeavesOnlyThePlainCopy)
     compression_fails = false;
     EXPECT_EQ(child.exit_code, 1);
     EXPECT_EQ(child.out, "");
-    EXPECT_EQ(child.err, "[update_signature]: [cvgzip] compress failed\n");
+    EXPECT_EQ(child.err, "[update_signature]: [cvgzip] compress failed\nwhile the text is there\n");
     EXPECT_FALSE(appliance.exists("/data/config/sys_global.conf.gz"));
     EXPECT_FALSE(appliance.exists("/tmp/system2.conf"));
     EXPECT_EQ(appliance.read("/var/log/sys_global.conf"), std::string(headers) + "config a\nend\n");
@@ -409,6 +422,24 @@ TEST(NewConfigFileGui, ReplacesALinkAndNotItsTarget)
     ASSERT_EQ(write_gui((appliance.path() / "out.conf").string(), ""), 0);
     EXPECT_EQ(appliance.read("/target"), "kept");
     EXPECT_EQ(appliance.listing().at("out.conf"), (Entry{'f', 0600, headers}));
+}
+
+TEST(NewConfigFileGui, WritesOverAFileThatItMayNotUnlink)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    ApplianceRoot appliance;
+    appliance.write("/folder/out.conf", "old text", 0666);
+    for (const char *folder : {"", "folder"})
+        chmod((appliance.path() / folder).c_str(), 0755);
+    ChildResult child = run_in_root(appliance.path(), [] {
+        fill_context("config a b\nset x 1\nend\n");
+        int32_t result = seteuid(1234) == 0 ? new_config_file_GUI("/folder/out.conf") : 1;
+        release_pass_nodes();
+        return seteuid(0) == 0 ? result : 1;
+    });
+    EXPECT_EQ(child.exit_code, 0) << child.err;
+    EXPECT_EQ(appliance.read("/folder/out.conf"), std::string(headers) + "config a b\n    set x 1\nend\n");
 }
 
 TEST(NewConfigFileGui, FailsWhenTheFileCannotBeMade)
