@@ -15,9 +15,10 @@ extern "C" {
 #endif
 
 /*
- * Upgrades /data/config to the image's release: the global file, then each domain file. Does nothing unless the global
- * file is older than the image, so it may be called at any time at which nothing else uses the files. No failure of
- * one file ends the run: a file that cannot be upgraded stays as it was, and the next run tries again.
+ * Upgrades /data/config to the image's release: the global file, then each domain file in the order of their names.
+ * Does nothing unless the global file is older than the image, so it may be called at any time at which nothing else
+ * uses the files. No failure of one file ends the run: a file that cannot be upgraded stays as it was, and the next run
+ * tries again.
  */
 void migr_main_do_all(void);
 

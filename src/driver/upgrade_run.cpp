@@ -130,9 +130,23 @@ int32_t apply_sections()
     return 0;
 }
 
-bool is_domain_file(const char *name, const char *path)
+int is_domain_file(const dirent *entry)
 {
-    return name[0] != '.' && strcmp(name, global_file) != 0 && strstr(path, "conf.gz") != nullptr;
+    return entry->d_name[0] != '.' && strcmp(entry->d_name, global_file) != 0 && strstr(entry->d_name, "conf.gz");
+}
+
+/* By bytes, whatever the locale. */
+int compare_names(const dirent **one, const dirent **other)
+{
+    return strcmp((*one)->d_name, (*other)->d_name);
+}
+
+void upgrade_domain(const char *name)
+{
+    char path[256];
+    int  length = snprintf(path, sizeof path, "%s/%s", config_folder, name);
+    if (length < static_cast<int>(sizeof path))
+        migr_main_func(path, MIGR_DOMAIN);
 }
 
 } // namespace
@@ -166,18 +180,17 @@ void migr_main_func(const char *path, uint32_t mode)
 void migr_main_adom(const char *path)
 {
     migr_main_func(path, MIGR_GLOBAL);
-    DIR *folder = opendir(config_folder);
-    if (!folder) {
+    /* All names are read ahead of the first pass and sorted, so that no result hangs on the order in which a disk lists
+     * them. */
+    dirent **domains = nullptr;
+    int      count = scandir(config_folder, &domains, is_domain_file, compare_names);
+    if (count < 0) {
         printf("opendir err!");
         return;
     }
-    while (const dirent *entry = readdir(folder)) {
-        char domain_path[256];
-        int  length = snprintf(domain_path, sizeof domain_path, "%s/%s", config_folder, entry->d_name);
-        if (length < static_cast<int>(sizeof domain_path) && is_domain_file(entry->d_name, domain_path))
-            migr_main_func(domain_path, MIGR_DOMAIN);
-    }
-    closedir(folder);
+    for (int i = 0; i < count; i++)
+        upgrade_domain(domains[i]->d_name);
+    free_namelist(domains, count);
 }
 
 int32_t do_other_migr_jobs(int32_t from_version, int32_t to_version)

@@ -15,7 +15,8 @@ int32_t adjust_tree(void);
 /* One pass over the compressed file at `path`, which is not null. A failure leaves the file to the next run. */
 void migr_main_func(const char *path, uint32_t mode);
 
-/* A pass over the global file at `path`, then one over each domain file in the folder. */
+/* A pass over the global file at `path`, then one over each domain file that the folder holds by then, in the order of
+ * their names' bytes. */
 void migr_main_adom(const char *path);
 
 /* What has to wait until all files are written. The result of the last job, 0 when none is due. */

@@ -82,10 +82,12 @@ int __wrap_cvgzip(const char *source, const char *target)
     return result ? result : __real_cvgzip(source, target);
 }
 
-DIR *__real_opendir(const char *path);
-DIR *__wrap_opendir(const char *path)
+int __real_scandir(const char *path, dirent ***entries, int (*select)(const dirent *),
+                   int (*compare)(const dirent **, const dirent **));
+int __wrap_scandir(const char *path, dirent ***entries, int (*select)(const dirent *),
+                   int (*compare)(const dirent **, const dirent **))
 {
-    return script.no_folder ? nullptr : __real_opendir(path);
+    return script.no_folder ? -1 : __real_scandir(path, entries, select, compare);
 }
 
 int __real_db_open(signature_database **handle);

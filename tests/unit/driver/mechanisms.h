@@ -21,7 +21,7 @@ struct Script {
     std::map<std::string, int32_t>               results;     /* by what `calls` says; 0 for all others */
     std::map<std::string, std::function<void()>> effects;     /* what a call does besides, by what `calls` says */
     bool                                         no_walk;     /* the walk does nothing, so that a text stays a text */
-    bool                                         no_folder;   /* opendir fails */
+    bool                                         no_folder;   /* scandir fails */
     std::vector<std::string>                     calls;       /* what has been called, and with what */
     std::function<int(const std::string &)>      compression; /* result of cvgzip for a target; 0: do it */
 };

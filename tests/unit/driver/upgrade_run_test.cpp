@@ -386,6 +386,38 @@ TEST_F(UpgradeRun, ARunFrom510OnTakesOnePassPerFile)
     expect_stored(domain_path("root"), text_of("6.21"));
 }
 
+/* The domains whose passes a run has begun, in that order. */
+std::string domains_of(const std::string &calls)
+{
+    static const std::string start = "file /data/config/sys_domain.";
+    std::string              domains;
+    for (size_t at = 0; (at = calls.find(start, at)) != std::string::npos;) {
+        at += start.size();
+        domains += calls.substr(at, calls.find(".conf.gz", at) - at) + " ";
+    }
+    return domains;
+}
+
+TEST_F(UpgradeRun, DomainsComeInTheOrderOfTheirFileNamesBytes)
+{
+    store(global_path, text_of("5.40"));
+    for (const char *name : {"b", "a", "\xc3\xa9", "Z", "root", "a-b", "a.b", "aB", "ab", "10", "9"})
+        store(domain_path(name), text_of("5.40"));
+    EXPECT_EQ(domains_of(scripted_run()), "10 9 Z a-b a.b a aB ab b root \xc3\xa9 ");
+}
+
+TEST_F(UpgradeRun, NamesAreReadAheadOfTheFirstDomainsPass)
+{
+    store(global_path, text_of("5.40"));
+    store(domain_path("b"), text_of("5.40"));
+    store(domain_path("d"), text_of("5.40"));
+    script.effects["file /data/config/sys_domain.b.conf.gz mode 1"] = [] {
+        for (const char *name : {"a", "c", "e"})
+            ASSERT_EQ(link(domain_path("b").c_str(), domain_path(name).c_str()), 0);
+    };
+    EXPECT_EQ(domains_of(scripted_run()), "b d ");
+}
+
 TEST_F(UpgradeRun, ARunFromBefore510TakesTheGlobalFileTwice)
 {
     store(global_path, text_of("4.33"));
