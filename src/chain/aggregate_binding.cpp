@@ -2,8 +2,9 @@
 
 #include "chain/blocks.h"
 #include "driver/run_context.h"
-#include "tree/config_node.h"
+#include "tree/config_text.h"
 #include "tree/operations.h"
+#include "tree/version_text.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -34,7 +35,7 @@ bool begin_aggregate(aggregate_record *record, const config_node *edit)
 }
 
 /* Stores "port%d" as far as it fits: a number of more than three digits loses its end. */
-void store_port(char (&port)[8], int number)
+void store_port(char (&port)[8], int32_t number)
 {
     char text[32];
     snprintf(text, sizeof text, "port%d", number);
@@ -42,16 +43,24 @@ void store_port(char (&port)[8], int number)
     port[sizeof port - 1] = '\0';
 }
 
+/* Reads "port1 port2"; blanks between the two may be missing. */
 void scan_ports(aggregate_record *record, const config_node *members)
 {
-    int first = 0;
-    int second = 0;
-    int scanned = sscanf(value_of(members), "port%d port%d", &first, &second);
-    record->count = scanned < 0 ? 0 : scanned;
-    if (record->count >= 1)
-        store_port(record->port[0], first);
-    if (record->count >= 2)
-        store_port(record->port[1], second);
+    static constexpr char word[] = "port";
+    const char           *text = value_of(members);
+    record->count = 0;
+    for (auto &port : record->port) {
+        if (strncmp(text, word, strlen(word)) != 0)
+            return;
+        char       *end = nullptr;
+        const char *digits = text + strlen(word);
+        long        number = strtol(digits, &end, 10);
+        if (end == digits)
+            return;
+        store_port(port, nearest_number(number));
+        record->count++;
+        text = skip_white(end);
+    }
 }
 
 /* Reads an interface; its members have to stand behind its type. True when it used up the record. */

@@ -90,6 +90,27 @@ TEST_F(AggregateBinding, OnlyTheVeryTypeAndMembersMakeAnAggregate)
     EXPECT_EQ(monitored("edit \"a\"\nset type aggregate\nset type aggregate\nset intf port1\nnext\n", "port1"), "a ");
 }
 
+TEST_F(AggregateBinding, MembersAreTwoPortsAndANumberEach)
+{
+    auto members = [](const std::string &value) {
+        return monitored("edit \"a\"\nset type aggregate\nset intf " + value + "\nnext\n", "port1 port2 port3 port214");
+    };
+    const std::string none = "port1 port2 port3 port214 ";
+    EXPECT_EQ(members("port1"), "a port2 port3 port214 ");
+    EXPECT_EQ(members("port1 port3"), "a port2 port214 ");
+    EXPECT_EQ(members("port1\tport3"), "a port2 port214 ");
+    EXPECT_EQ(members("port1port3"), "a port2 port214 ");
+    EXPECT_EQ(members("port+1 port 3"), "a port2 port214 ");
+    EXPECT_EQ(members("port1 port2 port3"), "a port3 port214 ");
+    EXPECT_EQ(members("port1 x"), "a port2 port3 port214 ");
+    EXPECT_EQ(members("port1 portx"), "a port2 port3 port214 ");
+    EXPECT_EQ(members("port"), none);
+    EXPECT_EQ(members("portx"), none);
+    EXPECT_EQ(members("xport1"), none);
+    EXPECT_EQ(members("port4294967297"), "a port1 port2 port3 ")
+        << "the nearest number, cut to what a port's name holds";
+}
+
 TEST_F(AggregateBinding, OnlyTheVeryBlocksCount)
 {
     ASSERT_EQ(parse("config system interface-2\nedit \"a\"\nset type aggregate\nset intf port1\nnext\nend\n"
