@@ -247,4 +247,5 @@ int32_t migr_hardcode(const update_section *section)
 void forget_pass_nodes(void)
 {
     forget_merged_nodes();
+    release_further_rows();
 }

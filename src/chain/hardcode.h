@@ -35,7 +35,7 @@ int32_t migr_hardcode_v534tov535(void);
 int32_t migr_hardcode_v535tov536(void);
 int32_t migr_hardcode_v536tov540(void);
 
-/* Called when a pass ends: forgets every pointer that a step kept into the tree. */
+/* Called when a pass ends: forgets every pointer that a step kept into the tree, and frees what it kept beside it. */
 void forget_pass_nodes(void);
 
 #ifdef __cplusplus

@@ -1,10 +1,12 @@
 #include "chain/server_policies.h"
 
 #include "chain/blocks.h"
+#include "chain/text_index.h"
 #include "driver/migr.h"
 #include "platform/platform.h"
 #include "tree/config_text.h"
 #include "tree/operations.h"
+#include "tree/stack.h"
 #include "tree/version_text.h"
 
 #include <cstdio>
@@ -20,8 +22,12 @@ int32_t     qb01a;
 
 namespace {
 
-/* Fills a table's field with as much of the text as it holds. */
-void keep(char (&field)[64], const char *text)
+/* Rows that the two tables have no more room for, until the pass ends. */
+stack<policy_pair> further_pairs;
+stack<farm_server> further_servers;
+
+/* Fills a field with as much of the text as it holds. */
+template <size_t size> void keep(char (&field)[size], const char *text)
 {
     size_t length = strnlen(text, sizeof field - 1);
     memcpy(field, text, length);
@@ -59,16 +65,28 @@ void add_session_and_cookie_sets(config_node *profile)
 void clear_rows()
 {
     memset(_pinfo, 0, sizeof _pinfo);
+    further_pairs.count = 0;
     policy_change_count = 0;
 }
 
+/* A row that there is no memory for is left out. */
 void add_row(const char *first, const char *second)
 {
-    if (*first == '\0' || *second == '\0' || policy_change_count == MIGR_POLICY_ROWS)
+    policy_pair row = {};
+    if (*first == '\0' || *second == '\0')
         return;
-    policy_pair *row = &_pinfo[policy_change_count++];
-    keep(row->first, first);
-    keep(row->second, second);
+    keep(row.first, first);
+    keep(row.second, second);
+    if (policy_change_count < MIGR_POLICY_ROWS)
+        _pinfo[policy_change_count] = row;
+    else if (push_record(&further_pairs, row) != 0)
+        return;
+    policy_change_count++;
+}
+
+const policy_pair *row_at(int32_t number)
+{
+    return number < MIGR_POLICY_ROWS ? &_pinfo[number] : &further_pairs.records[number - MIGR_POLICY_ROWS];
 }
 
 /* The value of the last set of that name; empty without one. */
@@ -81,20 +99,24 @@ const char *last_value(const config_node *edit, const char *name)
     return value;
 }
 
-config_node *find_edit(config_node *edit, const char *name)
+/* The edits by their names. 0, or -1 without memory. */
+int32_t index_edits(text_index<config_node> *index, config_node *edit)
 {
-    while (edit && strcmp(edit->name, name) != 0)
-        edit = edit->next;
-    return edit;
+    for (; edit; edit = edit->next)
+        if (add_text(index, edit->name, edit) != 0)
+            return -1;
+    sort_texts(index);
+    return 0;
 }
 
-/* The interface of a vserver, or null. */
-const char *interface_of(const char *vserver)
+/* The table's rows by their first texts. 0, or -1 without memory. */
+int32_t index_rows(text_index<const policy_pair> *index)
 {
     for (int32_t i = 0; i < policy_change_count; i++)
-        if (strcmp(_pinfo[i].first, vserver) == 0)
-            return _pinfo[i].second;
-    return nullptr;
+        if (add_text(index, row_at(i)->first, row_at(i)) != 0)
+            return -1;
+    sort_texts(index);
+    return 0;
 }
 
 /* Takes every "vserver" behind the first set out, and gives the last one's value, or `vserver` when there is none. */
@@ -158,23 +180,26 @@ void migr_policy_process(void)
     migr_change_pservers();
 }
 
+/* A farm without its mode is lost, like those that no policy names. */
+static void give_mode(config_node *farm, const char *mode, config_node *farms)
+{
+    if (push_set(farm, "type", strcmp(mode, "content-routing") == 0 ? "xml-content-routing" : mode))
+        push_front(&farms->edit_list, farm);
+}
+
 /* A farm that no policy names has no mode, so it cannot be kept. Those that stay end up in the reverse order of the
  * policies, and the first policy of a farm decides. */
 void migr_change_pservers(void)
 {
-    config_node *farms = policy_change_count > 0 ? _migr_find_node("server-policy,pservers") : nullptr;
-    if (!farms)
-        return;
-    config_node *waiting = farms->edit_list;
-    farms->edit_list = nullptr;
-    for (int32_t i = 0; i < policy_change_count; i++) {
-        const char  *mode = _pinfo[i].first;
-        config_node *farm = find_edit(waiting, _pinfo[i].second);
-        if (!farm || !push_set(farm, "type", strcmp(mode, "content-routing") == 0 ? "xml-content-routing" : mode))
-            continue;
-        unlink_node(&waiting, farm);
-        push_front(&farms->edit_list, farm);
+    config_node            *farms = policy_change_count > 0 ? _migr_find_node("server-policy,pservers") : nullptr;
+    text_index<config_node> waiting = {};
+    if (farms && index_edits(&waiting, farms->edit_list) == 0) {
+        farms->edit_list = nullptr;
+        for (int32_t i = 0; i < policy_change_count; i++)
+            if (config_node *farm = take_next(&waiting, row_at(i)->second))
+                give_mode(farm, row_at(i)->first, farms);
     }
+    free_index(&waiting);
 }
 
 /*
@@ -199,21 +224,27 @@ void migr_get_vsport_list(void)
 
 /* A policy without a vserver, or with one that has no interface, listens where the policy ahead of it does: old files
  * depend on it. A policy that ends in its vserver has no place for the port and stays as it is. */
-void migr_change_policy_port(void)
+static void replace_vservers(config_node *policy, const text_index<const policy_pair> *vservers)
 {
-    if (policy_change_count == 0)
-        return;
     const char *vserver = "";
     char        port[32] = "";
-    for (config_node *policy = edits_of(_migr_find_node("server-policy,policy")); policy; policy = policy->next) {
+    for (; policy; policy = policy->next) {
         const config_node *last = last_set(policy);
         if (!last || (last != policy->set_list && named(last, "vserver")))
             continue;
         vserver = take_vserver(policy, vserver);
-        if (const char *interface = interface_of(vserver))
-            snprintf(port, sizeof port, "%s", interface);
+        if (const auto *found = find_text(vservers, vserver))
+            keep(port, found->value->second);
         append_set(policy, "data-capture-port", port);
     }
+}
+
+void migr_change_policy_port(void)
+{
+    text_index<const policy_pair> vservers = {};
+    if (policy_change_count > 0 && index_rows(&vservers) == 0)
+        replace_vservers(edits_of(_migr_find_node("server-policy,policy")), &vservers);
+    free_index(&vservers);
 }
 
 /*
@@ -223,6 +254,7 @@ void migr_change_policy_port(void)
 void migr_check_server_farms(void)
 {
     memset(migr_pfarms_array, 0, sizeof migr_pfarms_array);
+    further_servers.count = 0;
     for (const config_node *farm = edits_of(walk_to("server-policy,pservers")); farm; farm = farm->next) {
         const config_node *entry = entries_of(farm);
         if (!entry)
@@ -237,17 +269,20 @@ void migr_check_server_farms(void)
 
 void migr_pservers_farm_check(const config_node *entry)
 {
-    if (migr_pfarms_cnt == MIGR_FARM_ROWS)
-        return;
-    farm_server *row = &migr_pfarms_array[migr_pfarms_cnt++];
-    memcpy(row->farm, migr_pfarms_name, sizeof row->farm);
-    memcpy(row->type, migr_pfarms_type, sizeof row->type);
+    farm_server row = {};
+    memcpy(row.farm, migr_pfarms_name, sizeof row.farm);
+    memcpy(row.type, migr_pfarms_type, sizeof row.type);
     for (const config_node *set = entry->set_list; set; set = set->next) {
         if (name_begins(set, "pserver"))
-            keep(row->server, value_of(set));
+            keep(row.server, value_of(set));
         if (name_begins(set, "port"))
-            keep(row->port, value_of(set));
+            keep(row.port, value_of(set));
     }
+    if (migr_pfarms_cnt < MIGR_FARM_ROWS)
+        migr_pfarms_array[migr_pfarms_cnt] = row;
+    else if (push_record(&further_servers, row) != 0)
+        return;
+    migr_pfarms_cnt++;
 }
 
 /*
@@ -282,13 +317,10 @@ void migr_policy(void)
     }
 }
 
-/* A policy with "ssl-client" served its one service over TLS: it becomes the "https-service". Service names of that
- * release have at most 7 characters. */
+/* A policy with "ssl-client" served its one service over TLS: it becomes the "https-service". */
 static void make_https_service(config_node *ssl_client, config_node *service)
 {
-    char name[8];
-    snprintf(name, sizeof name, "%s", value_of(service));
-    if (set_node_value(ssl_client, name) != 0)
+    if (set_node_value(ssl_client, value_of(service)) != 0)
         return;
     set_node_name(ssl_client, "https-service");
     service->deleted = 1;
@@ -364,4 +396,12 @@ void migr_wafwebprotectionprofile_inlineprotection(void)
 void migr_one_wafwebprotectionprofile_inlineprotection_check(config_node *profile)
 {
     unlink_sets_with_value(profile, "http-conversion");
+}
+
+void release_further_rows(void)
+{
+    free_stack(&further_pairs);
+    free_stack(&further_servers);
+    if (policy_change_count > MIGR_POLICY_ROWS)
+        policy_change_count = MIGR_POLICY_ROWS;
 }

@@ -18,10 +18,10 @@ struct policy_pair {
     char second[64];
 };
 
-/* The table of whichever conversion of 4.11 ran last; what does not fit it is not carried over. Holds texts only, so
- * it may outlive a pass. */
+/* The table of whichever conversion of 4.11 ran last: its first rows, and how many it has in all. The rows behind these
+ * are the library's own, and go when the pass ends. Holds texts only, so it may outlive a pass. */
 extern policy_pair _pinfo[MIGR_POLICY_ROWS];
-extern int32_t     policy_change_count; /* its rows */
+extern int32_t     policy_change_count;
 
 /* A server of a farm, texts cut at 63 characters. */
 typedef struct farm_server farm_server;
@@ -32,7 +32,8 @@ struct farm_server {
     char port[64];
 };
 
-/* The servers that the scan of the farms has met. The count runs on from file to file and stays within the table. */
+/* The servers that the scan of the farms has met. The count runs on from file to file, and beyond the table: what has
+ * no room in it is kept elsewhere until the pass ends. */
 extern farm_server migr_pfarms_array[MIGR_FARM_ROWS];
 extern int32_t     migr_pfarms_cnt;
 extern char        migr_pfarms_name[64]; /* the farm that the scan is in */
@@ -54,6 +55,9 @@ void migr_check_one_health_check(config_node *check);
 void migr_policy(void);
 void migr_check_one_policy(config_node *policy, int32_t limited); /* limited: as qb01a */
 void migr_check_one_policy_session(config_node *policy);
+
+/* Called when a pass ends: frees the rows that the two tables had no room for. */
+void release_further_rows(void);
 
 /* 4.30 */
 void migr_serverpolicy_httpconversionpolicy(void);

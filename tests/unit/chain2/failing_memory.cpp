@@ -13,6 +13,7 @@ struct Fault {
 
 Fault nodes;
 Fault values;
+Fault growth;
 
 bool fails(Fault *fault)
 {
@@ -36,6 +37,7 @@ extern "C" {
 
 void *__real_calloc(size_t count, size_t size);
 char *__real_strdup(const char *text);
+void *__real_realloc(void *block, size_t size);
 
 void *__wrap_calloc(size_t count, size_t size)
 {
@@ -45,6 +47,11 @@ void *__wrap_calloc(size_t count, size_t size)
 char *__wrap_strdup(const char *text)
 {
     return fails(&values) ? nullptr : __real_strdup(text);
+}
+
+void *__wrap_realloc(void *block, size_t size)
+{
+    return fails(&growth) ? nullptr : __real_realloc(block, size);
 }
 }
 
@@ -56,4 +63,9 @@ int with_failing_nodes(int number, const std::function<void()> &work, bool all_b
 int with_failing_values(int number, const std::function<void()> &work, bool all_behind)
 {
     return with_fault(&values, number, work, all_behind);
+}
+
+int with_failing_growth(int number, const std::function<void()> &work, bool all_behind)
+{
+    return with_fault(&growth, number, work, all_behind);
 }

@@ -1,4 +1,4 @@
-/* Allocations that fail on demand: those that make a node, and those that make a value. */
+/* Allocations that fail on demand: those that make a node, those that make a value, and those that let a table grow. */
 #pragma once
 
 #include <functional>
@@ -7,3 +7,4 @@
  * how many were asked for. 0: none fails. */
 int with_failing_nodes(int number, const std::function<void()> &work, bool all_behind = false);
 int with_failing_values(int number, const std::function<void()> &work, bool all_behind = false);
+int with_failing_growth(int number, const std::function<void()> &work, bool all_behind = false);

@@ -1,2 +1,2 @@
 # Tests say which allocation fails.
-target_link_options(${test} PRIVATE -Wl,--wrap=calloc -Wl,--wrap=strdup)
+target_link_options(${test} PRIVATE -Wl,--wrap=calloc -Wl,--wrap=strdup -Wl,--wrap=realloc)

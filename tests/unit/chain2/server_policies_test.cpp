@@ -15,6 +15,7 @@ class ServerPolicies : public TreeTest {
     void TearDown() override
     {
         qb01a = 0;
+        release_further_rows();
         TreeTest::TearDown();
     }
 
@@ -116,27 +117,73 @@ TEST_F(ServerPolicies, BlocksWithNullValuesAreNoTrouble)
     EXPECT_EQ(dump(*policies->next), "edit f\n  config list\n    edit 1\n      set pserver\n  set type\n");
 }
 
-TEST_F(ServerPolicies, TheTableOfPoliciesTakes64Rows)
+/* So many policies, each with a mode and a farm of its own, and the farms. */
+std::string policies_and_farms(int count)
 {
     std::string policies, farms;
-    for (int i = 0; i < 70; i++) {
+    for (int i = 0; i < count; i++) {
         std::string number = std::to_string(i);
         policies += "edit p" + number + "\nset deployment-mode m" + number + "\nset pservers f" + number + "\nnext\n";
         farms += "edit f" + number + "\nnext\n";
     }
-    ASSERT_EQ(
-        parse("config server-policy policy\n" + policies + "end\nconfig server-policy pservers\n" + farms + "end\n"),
-        0);
+    return "config server-policy policy\n" + policies + "end\nconfig server-policy pservers\n" + farms + "end\n";
+}
+
+TEST_F(ServerPolicies, PoliciesBeyondTheTableAreConvertedLikeTheFirst)
+{
+    ASSERT_EQ(parse(policies_and_farms(200)), 0);
     migr_policy_process();
-    EXPECT_EQ(policy_change_count, 64);
+    EXPECT_EQ(policy_change_count, 200);
     EXPECT_STREQ(_pinfo[0].first, "m0");
     EXPECT_STREQ(_pinfo[0].second, "f0");
     EXPECT_STREQ(_pinfo[63].first, "m63");
     EXPECT_STREQ(_pinfo[63].second, "f63");
-    config_node *kept = block()->next;
-    EXPECT_EQ(length_of(kept->edit_list), 64u);
-    EXPECT_STREQ(kept->edit_list->name, "f63");
-    EXPECT_STREQ(kept->edit_list->set_list->value, "m63");
+    std::string farms;
+    for (int i = 199; i >= 0; i--)
+        farms += "edit f" + std::to_string(i) + "\n  set type=m" + std::to_string(i) + "\n";
+    EXPECT_EQ(dump(*block()->next), farms);
+}
+
+TEST_F(ServerPolicies, VserversBeyondTheTableGiveTheirPortsLikeTheFirst)
+{
+    std::string vservers, policies, converted;
+    for (int i = 0; i < 100; i++) {
+        std::string number = std::to_string(i);
+        vservers += "edit v" + number + "\nset interface port" + number + "\nnext\n";
+        policies += "edit p" + number + "\nset a 1\nset vserver v" + number + "\nset b 1\nnext\n";
+        converted += "edit p" + number + "\n  set a=1\n  set b=1\n  set data-capture-port=port" + number + "\n";
+    }
+    ASSERT_EQ(parse("config system settings\nset opmode offline\nend\nconfig server-policy vserver\n" + vservers +
+                    "edit v70\nset interface later\nnext\nend\nconfig server-policy policy\n" + policies + "end\n"),
+              0);
+    migr_policy_offline();
+    EXPECT_EQ(policy_change_count, 101);
+    EXPECT_EQ(dump(*block()->next->next), converted);
+}
+
+TEST_F(ServerPolicies, RowsBeyondTheTableGoWithThePass)
+{
+    ASSERT_EQ(parse(policies_and_farms(70)), 0);
+    migr_policy_process();
+    EXPECT_EQ(policy_change_count, 70);
+    release_further_rows();
+    EXPECT_EQ(policy_change_count, 64);
+    ASSERT_EQ(parse(policies_and_farms(3)), 0);
+    migr_policy_process();
+    release_further_rows();
+    EXPECT_EQ(policy_change_count, 3);
+}
+
+TEST_F(ServerPolicies, FarmsOfOneNameAreTakenOneByOne)
+{
+    ASSERT_EQ(parse("config server-policy policy\n"
+                    "edit p\nset deployment-mode m1\nset pservers f\nnext\n"
+                    "edit q\nset deployment-mode m2\nset pservers f\nnext\n"
+                    "edit r\nset deployment-mode m3\nset pservers f\nnext\nend\n"
+                    "config server-policy pservers\nedit f\nset a 1\nnext\nedit g\nnext\nedit f\nset a 2\nnext\nend\n"),
+              0);
+    migr_policy_process();
+    EXPECT_EQ(dump(*block()->next), "edit f\n  set type=m2\n  set a=2\nedit f\n  set type=m1\n  set a=1\n");
 }
 
 TEST_F(ServerPolicies, TheTableIsClearedAheadOfEachFilling)
@@ -213,7 +260,7 @@ TEST_F(ServerFarms, ScanGathersServers)
     EXPECT_STREQ(migr_pfarms_type, "t1");
 }
 
-TEST_F(ServerFarms, TheCountRunsOnAndStaysWithinTheTable)
+TEST_F(ServerFarms, TheCountRunsOnBeyondTheTable)
 {
     std::string farm =
         "edit f\nset type t\nconfig list\n" + times(600, "edit 1\nset pserver a\nnext\n") + "end\nnext\n";
@@ -222,12 +269,15 @@ TEST_F(ServerFarms, TheCountRunsOnAndStaysWithinTheTable)
     EXPECT_EQ(migr_pfarms_cnt, 600);
     EXPECT_STREQ(migr_pfarms_array[599].server, "a");
     migr_check_server_farms();
-    EXPECT_EQ(migr_pfarms_cnt, 1024);
+    EXPECT_EQ(migr_pfarms_cnt, 1200);
     EXPECT_STREQ(migr_pfarms_array[599].server, "");
     EXPECT_STREQ(migr_pfarms_array[600].server, "a");
     EXPECT_STREQ(migr_pfarms_array[1023].server, "a");
     migr_check_server_farms();
-    EXPECT_EQ(migr_pfarms_cnt, 1024);
+    EXPECT_EQ(migr_pfarms_cnt, 1800);
+    EXPECT_STREQ(migr_pfarms_array[1023].server, "");
+    release_further_rows();
+    EXPECT_EQ(migr_pfarms_cnt, 1800) << "the count is no index, it only runs on";
 }
 
 using PoliciesWithoutMemory = ServerPolicies;
@@ -277,6 +327,36 @@ TEST_F(PoliciesWithoutMemory, APolicyStaysAsItIs)
     config_node *bare = edit("set a 1\n");
     with_failing_nodes(1, [&] { migr_check_one_policy_session(bare); });
     EXPECT_EQ(dump(*bare), "set a=1\n");
+}
+
+/* Farms that cannot be looked up stay, and so do policies whose ports cannot be. */
+TEST_F(PoliciesWithoutMemory, WithoutAnIndexNothingChanges)
+{
+    ASSERT_EQ(parse(policies_and_farms(3)), 0);
+    std::string before = dump(migr_main.root);
+    EXPECT_EQ(with_failing_growth(1, migr_policy_process), 1);
+    EXPECT_EQ(dump(migr_main.root), before);
+    ASSERT_EQ(parse("config system settings\nset opmode offline\nend\n"
+                    "config server-policy vserver\nedit v\nset interface port1\nnext\nend\n"
+                    "config server-policy policy\nedit p\nset a 1\nset vserver v\nset b 1\nnext\nend\n"),
+              0);
+    before = dump(migr_main.root);
+    EXPECT_EQ(with_failing_growth(1, migr_policy_offline), 1);
+    EXPECT_EQ(dump(migr_main.root), before);
+}
+
+TEST_F(PoliciesWithoutMemory, ARowThatCannotBeKeptIsLeftOut)
+{
+    ASSERT_EQ(parse(policies_and_farms(70)), 0);
+    release_further_rows();
+    with_failing_growth(1, migr_policy_process);
+    EXPECT_EQ(policy_change_count, 69);
+    EXPECT_EQ(length_of(block()->next->edit_list), 69u);
+    EXPECT_STREQ(block()->next->edit_list->name, "f69");
+    release_further_rows();
+    migr_pfarms_cnt = 1024;
+    with_failing_growth(1, [&] { migr_pservers_farm_check(block()->edit_list); });
+    EXPECT_EQ(migr_pfarms_cnt, 1024);
 }
 
 } // namespace
