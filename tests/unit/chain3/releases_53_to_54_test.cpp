@@ -57,6 +57,14 @@ TEST_F(Releases53To54, SetsWithoutAValueAreNoTrouble)
     EXPECT_EQ(dump(*mail), "edit 1\n  set interval\n  set severity\n");
 }
 
+TEST_F(Releases53To54, AnEmptyTypeIsAPingToo)
+{
+    ASSERT_EQ(parse("config server-policy health\nedit 1\nset a 1\nnext\nend\n"), 0);
+    cfg_add_conf("type", "", MIGR_SET, block()->edit_list);
+    migr_mv_health_check_child_table();
+    EXPECT_EQ(dump(*block()), "edit 1\n  config health-list\n    edit 1\n      set type=icmp\n      set a=1\n");
+}
+
 TEST_F(Releases53To54, ASetThatHasNoListToGoToStays)
 {
     constexpr char health[] = "config server-policy health\nedit 1\nset a 1\nset type tcp\nnext\nend\n";
