@@ -65,9 +65,9 @@ int32_t setup_tree(run_context *context, const char *path);
 int32_t adjust_tree(void);
 
 /*
- * Frees every node that setup_tree and the migrations made since the last call. migr_main_do_all and
- * migr_machine_learning_upgrade do this by themselves; a host that called setup_tree calls it when it is done with
- * the tree, and must not look at the tree afterwards.
+ * Frees every node that setup_tree and the migrations made since the last call, and the update sections that
+ * adjust_tree loaded into migr_main. migr_main_do_all and migr_machine_learning_upgrade do this by themselves; a host
+ * that called setup_tree calls it when it is done with the tree, and must not look at the tree afterwards.
  */
 void migr_release_nodes(void);
 

@@ -69,7 +69,6 @@ int32_t upgrade_unpacked_file(const char *path)
 
 void end_pass()
 {
-    free_migr_tree();
     free_node(&migr_main.root);
     migr_release_nodes();
     unlink(unpacked_file);
@@ -227,6 +226,7 @@ void free_tmp_tree(void)
 
 void migr_release_nodes(void)
 {
+    free_migr_tree();
     forget_pass_nodes();
     release_pass_nodes();
 }

@@ -126,6 +126,8 @@ void __wrap_free_migr_tree(void)
 {
     if (!script.scripted)
         return __real_free_migr_tree();
+    if (!migr_main.update_list.next)
+        return;
     note("unload");
     drop_sections();
 }

@@ -820,6 +820,24 @@ TEST_F(UpgradeRun, AdjustTreeMayBeCalledAgainWithoutAPass)
               once + "unload\n" + once + "unload\n");
 }
 
+TEST_F(UpgradeRun, AHostsUpdateSectionsGoWithItsNodes)
+{
+    appliance.write("/data/etc/update_config", "[6.10]\n[DELETE]\n<a><b>\n[6.20]\n");
+    store("/file.gz", text_of("5.40"));
+    script.no_walk = true;
+    ChildResult child = run_in_root(appliance.path(), [] {
+        EXPECT_EQ(parse_version("/file.gz", 0), 0);
+        EXPECT_EQ(setup_tree(&migr_main, "/tmp/system1.conf"), 0);
+        EXPECT_EQ(adjust_tree(), 0);
+        EXPECT_NE(migr_main.update_list.next, &migr_main.update_list);
+        migr_release_nodes();
+        EXPECT_EQ(migr_main.update_list.next, &migr_main.update_list);
+        EXPECT_EQ(migr_main.update_list.prev, &migr_main.update_list);
+        return 0;
+    });
+    EXPECT_EQ(child.exit_code, 0) << child.out << child.err;
+}
+
 TEST_F(UpgradeRun, AHostUpgradesAFileByItself)
 {
     appliance.write("/data/etc/update_config", "");
