@@ -41,6 +41,18 @@ TEST_F(Bridges, GoWithTheServersOnThem)
     EXPECT_EQ(0, notp_bridge_main.transparent);
 }
 
+TEST_F(Bridges, LeaveTheOutputWithTheServersOnThem)
+{
+    found_in("config system bridge\nedit \"b1\"\nnext\nend\n"
+             "config server-policy vserver\n"
+             "edit one\nset interface \"b1\"\nnext\n"
+             "edit two\nset interface port1\nnext\nend\n"
+             "config server-policy policy\nedit p\nset vserver one\nnext\nend\n");
+    EXPECT_EQ("config server-policy vserver\n    edit two\n        set interface port1\n    next\nend\n"
+              "config server-policy policy\n    edit p\n        set vserver one\n    next\nend\n",
+              support::written(&migr_main.root));
+}
+
 TEST_F(Bridges, AreListedFromTheLastOn)
 {
     found_in("config system bridge\nedit a\nnext\nedit b\nnext\nend\n");

@@ -282,6 +282,30 @@ TEST_F(OldRoad, StaysOneFileWithoutASectionOf510)
     });
 }
 
+/* What the step to 4.20 does stays undone for good when the update file has no section of 4.20. */
+TEST_F(OldRoad, LeavesOutAStepWithoutItsSection)
+{
+    auto filter = [](const std::string &priority) {
+        return "config xml-protection filter-rule\n    edit one\n        config rule\n            edit 1\n"
+               "                set priority " +
+               priority + "\n            next\n        end\n    next\nend\n";
+    };
+    const std::string with_step = "[4.11]\n[4.20]\n[4.30]\n[5.10]\n[6.21]\n";
+    root.write("/etc/syntax_v510.txt", "GLOBAL TABLE \"xml-protection filter-rule\"\n");
+    for (const auto &[sections, priority] :
+         {std::pair(with_step, "7232"), std::pair(with_step.substr(0, 7) + with_step.substr(14), "40000")}) {
+        SCOPED_TRACE(sections);
+        root.write("/data/etc/update_config", sections);
+        store("sys_global", old_file("4.0", filter("40000")));
+        run([&, priority = priority, has_step = sections == with_step] {
+            EXPECT_EQ(has_step, run_steps().find("step 4.20\n") != std::string::npos) << run_steps();
+            EXPECT_NE(std::string::npos, run_steps().find("step 4.11\n")) << run_steps();
+            EXPECT_NE(std::string::npos, run_steps().find("step 4.30\n")) << run_steps();
+            EXPECT_EQ(new_file("6.21", settings + filter(priority)), stored_texts()["sys_global"]);
+        });
+    }
+}
+
 TEST_F(OldRoad, FailsTwiceWithoutASyntaxFile)
 {
     remove("/etc/syntax_v510.txt");

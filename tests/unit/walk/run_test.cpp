@@ -1,6 +1,7 @@
 /* Which stages a run takes, and the state blocks of their rows. */
 #include "recorder.h"
 
+#include "driver/migr.h"
 #include "support/failing_memory.h"
 #include "walk/stage_tables.h"
 
@@ -9,6 +10,14 @@
 using support::parse;
 using support::written;
 using walk_test::Recorder;
+
+/* The releases of the parts of a run that the library has told of, each with its phase. */
+static std::string parts;
+
+extern "C" void migr_on_section(int32_t version, const char *phase)
+{
+    parts += std::string(phase) + " " + std::to_string(version >> 16) + "." + std::to_string(version & 0xffff) + ", ";
+}
 
 class Run : public support::TreeTest {
   protected:
@@ -38,6 +47,21 @@ TEST_F(Run, AStageRunsAboveTheFileAndUpToTheImage)
     EXPECT_EQ("", update(0x50032, 0x60015, MIGR_GLOBAL));
     EXPECT_EQ("", update(0x50028, 0x50031, MIGR_DOMAIN));
     EXPECT_EQ("5.50 ", update(-1, 0x60015, MIGR_DOMAIN));
+}
+
+/* The stage of the file's own release is behind it, so a file of 5.50 begins with that of 5.51. */
+TEST_F(Run, TheFirstStageIsTheOneBehindTheFilesRelease)
+{
+    parse("config system wccp\n set passwd secret\nend\n"
+          "config wad website\n edit 1\n  set auto-restore on\n next\nend\n");
+    migr_main.cfg_version = 0x50032;
+    migr_main.img_version = 0x50034;
+    parts.clear();
+    EXPECT_EQ(0, new_config_update(&migr_main));
+    EXPECT_EQ("stage 5.51, stage 5.52, ", parts);
+    EXPECT_EQ("config system wccp\n    set password secret\nend\n"
+              "config wad website\n    edit 1\n        set auto-restore on\n    next\nend\n",
+              written(&migr_main.root));
 }
 
 TEST_F(Run, MachineLearningHasAStageOfItsOwn)
