@@ -1,0 +1,112 @@
+/*
+ * The lines, names and values of a configuration's text, cut exactly as the library's parser cuts them, as views into
+ * the text. Nothing is copied and no tree is built; what the lines mean is for the neighbours to say.
+ */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace command {
+
+/* What the library reads as one line. */
+struct ConfigLine {
+    size_t           number = 0; /* of the line in the text, from 1; the parts of an overlong line share it */
+    std::string_view text;       /* with its newline; a NUL ends it */
+    bool             has_nul = false;
+    bool             is_cut = false; /* the reader's buffer is full: the next part is read as a line of its own */
+};
+
+/* Reads a text line by line. */
+class ConfigLines {
+  public:
+    explicit ConfigLines(std::string_view text) : left_(text) {}
+
+    /* False at the text's end, which leaves `line` alone. */
+    bool next(ConfigLine &line);
+
+    /* Number of the line read last; 0 ahead of the first. */
+    size_t number() const
+    {
+        return number_;
+    }
+
+  private:
+    std::string_view left_;
+    size_t           number_ = 0;
+    bool             is_inside_line_ = false;
+};
+
+bool is_config_white(char c);
+
+/* Without white space at the start, at the end. */
+std::string_view without_indent(std::string_view text);
+std::string_view without_white_end(std::string_view text);
+
+/* The word that tells what a line is, and what stands behind it. */
+struct ConfigKeyword {
+    std::string_view word;
+    std::string_view rest;
+};
+
+ConfigKeyword keyword_of_line(std::string_view line);
+
+/* A name as far as it is kept, and what stands behind that. */
+struct ConfigName {
+    std::string_view kept;
+    std::string_view rest;    /* begins with the remainder of a cut name */
+    std::string_view whole;   /* what would be kept without the limit */
+    bool             is_open; /* its quote never closes, so it takes all of the line, with the newline */
+
+    bool is_cut() const
+    {
+        return kept.size() < whole.size();
+    }
+};
+
+/* The name of an `edit`, a `set` or a nested `config`: up to white space outside the first pair of double quotes. */
+ConfigName config_name(std::string_view text);
+
+/* The words of a top-level `config`, as they stand. */
+ConfigName top_level_name(std::string_view text);
+
+/* A value, told line by line; its text is not kept. */
+class ConfigValue {
+  public:
+    void append(std::string_view text);
+    void drop_newline()
+    {
+        length_--;
+    }
+
+    /* The parser's rule: the line ends in a double quote, white space aside, that has no backslash. */
+    bool is_complete() const
+    {
+        return is_complete_;
+    }
+    /* All quotes that were opened so far have been closed, which is no rule of the parser's. */
+    bool is_outside_quotes() const
+    {
+        return quotes_ % 2 == 0;
+    }
+    uint64_t length() const
+    {
+        return length_;
+    }
+    /* How much of it is written in the line of its `set`, without the newline. */
+    uint64_t first_line_length() const
+    {
+        return first_line_;
+    }
+
+  private:
+    uint64_t length_ = 0;
+    uint64_t first_line_ = 0;
+    uint64_t quotes_ = 0;      /* without a backslash ahead */
+    uint64_t backslashes_ = 0; /* in a row, at the end */
+    bool     has_newline_ = false;
+    bool     is_complete_ = false;
+};
+
+} // namespace command
