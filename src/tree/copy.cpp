@@ -1,5 +1,6 @@
 /* Copying and freeing trees, without recursion. */
 #include "tree/config_text.h"
+#include "tree/list_walk.h"
 #include "tree/node_stack.h"
 #include "tree/node_store.h"
 
@@ -74,10 +75,11 @@ config_node *chain_children(const config_node *node, config_node *rest)
 
 void add_to_tail(config_node **list, config_node *node)
 {
-    while (*list)
-        list = &(*list)->next;
-    *list = node;
+    note_linking(node);
+    config_node **end = end_of(list);
+    *end = node;
     node->next = nullptr;
+    note_appended(list, end);
 }
 
 int32_t cp_node_content(const config_node *source, config_node *target)

@@ -2,6 +2,7 @@
 
 #include "driver/run_context.h"
 #include "tree/config_text.h"
+#include "tree/list_walk.h"
 #include "tree/node_store.h"
 
 #include <cstdio>
@@ -62,18 +63,27 @@ config_node **child_list(config_node *parent, uint32_t kind)
     }
 }
 
+/* Takes the node out to which a link of the list leads, and gives it. */
+static config_node *unlink_at(config_node **list, config_node **link)
+{
+    config_node *node = *link;
+    *link = node->next;
+    note_unlinked(list, link, node);
+    return node;
+}
+
 int32_t unlink_node(config_node **list, config_node *node)
 {
-    while (*list && *list != node)
-        list = &(*list)->next;
-    if (!*list)
+    config_node **link = link_to(list, node);
+    if (!link)
         return 0;
-    *list = node->next;
+    unlink_at(list, link);
     return 1;
 }
 
 void push_front(config_node **list, config_node *node)
 {
+    note_linking(node);
     node->next = *list;
     *list = node;
 }
@@ -101,12 +111,12 @@ config_node *migr_get_childnode(config_node *parent, const char *name, int32_t k
     if (!parent || !name)
         return nullptr;
     config_node **list = child_list(parent, static_cast<uint32_t>(kind));
-    while (list && *list && strcmp((*list)->name, name) != 0)
-        list = &(*list)->next;
-    if (!list || !*list)
+    config_node **link = list;
+    while (link && *link && strcmp((*link)->name, name) != 0)
+        link = &(*link)->next;
+    if (!link || !*link)
         return nullptr;
-    config_node *child = *list;
-    *list = child->next;
+    config_node *child = unlink_at(list, link);
     child->next = nullptr;
     return child;
 }
@@ -159,6 +169,17 @@ void cfg_del_conf(config_node *child, config_node *parent)
     config_node **list = child_list(parent, child->kind);
     if (list && unlink_node(list, child))
         free_node(child);
+}
+
+config_node **delete_set_at(config_node **link, config_node *owner)
+{
+    config_node *set = *link;
+    if (set->kind != MIGR_SET) {
+        cfg_del_conf(set, owner);
+        return *link == set ? &set->next : link;
+    }
+    free_node(unlink_at(&owner->set_list, link));
+    return link;
 }
 
 config_node *make_config_node(const char *name, const char *value, int32_t kind)

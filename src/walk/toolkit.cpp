@@ -161,12 +161,13 @@ void cnd_del_by_name(config_node *parent, int32_t count, ...)
 {
     va_list names;
     va_start(names, count);
-    for (config_node *next, *set = parent->set_list; set; set = next) {
-        next = set->next;
+    for (config_node **link = &parent->set_list; *link;) {
         va_list again;
         va_copy(again, names);
-        if (_word_in_list(set->name, nullptr, count, again))
-            cfg_del_conf(set, parent);
+        if (_word_in_list((*link)->name, nullptr, count, again))
+            link = delete_set_at(link, parent);
+        else
+            link = &(*link)->next;
         va_end(again);
     }
     va_end(names);

@@ -1,6 +1,7 @@
 #include "walk/walk.h"
 
 #include "driver/migr.h"
+#include "tree/list_walk.h"
 #include "tree/node_store.h"
 #include "walk/cursors.h"
 
@@ -117,10 +118,24 @@ config_node *do_next(config_node **next, config_node **slot)
 
 namespace {
 
-/* A set list has its end visit even when it is empty. */
-void walk_sets(config_node *next, config_node **slot)
+/* Moves a level on. */
+config_node *next_in(walked_list *walked, config_node **next, config_node **slot)
 {
-    while (config_node *set = do_next(&next, slot)) {
+    config_node *node = do_next(next, slot);
+    if (node)
+        step_to(walked, node);
+    else
+        leave_list(walked);
+    return node;
+}
+
+/* A set list has its end visit even when it is empty. */
+void walk_sets(config_node **list, config_node **slot)
+{
+    walked_list  walked;
+    config_node *next = *list;
+    enter_list(&walked, list);
+    while (config_node *set = next_in(&walked, &next, slot)) {
         *slot = set;
         cb_loop();
     }
@@ -128,35 +143,44 @@ void walk_sets(config_node *next, config_node **slot)
 
 /* The lists of edits and configs have an end visit only when they hold a node. A container's set list is read after
  * its deeper lists have ended. */
-void walk_nested_edits(config_node *next)
+void walk_nested_edits(config_node **list)
 {
+    walked_list  walked;
+    config_node *next = *list;
     if (!next)
         return;
-    while (config_node *edit = do_next(&next, &sub[2])) {
+    enter_list(&walked, list);
+    while (config_node *edit = next_in(&walked, &next, &sub[2])) {
         sub[2] = edit;
-        walk_sets(edit->set_list, &sub[4]);
+        walk_sets(&edit->set_list, &sub[4]);
     }
 }
 
-void walk_nested_configs(config_node *next)
+void walk_nested_configs(config_node **list)
 {
+    walked_list  walked;
+    config_node *next = *list;
     if (!next)
         return;
-    while (config_node *config = do_next(&next, &sub[1])) {
+    enter_list(&walked, list);
+    while (config_node *config = next_in(&walked, &next, &sub[1])) {
         sub[1] = config;
-        walk_nested_edits(config->edit_list);
-        walk_sets(config->set_list, &sub[3]);
+        walk_nested_edits(&config->edit_list);
+        walk_sets(&config->set_list, &sub[3]);
     }
 }
 
-void walk_edits(config_node *next)
+void walk_edits(config_node **list)
 {
+    walked_list  walked;
+    config_node *next = *list;
     if (!next)
         return;
-    while (config_node *edit = do_next(&next, &top[2])) {
+    enter_list(&walked, list);
+    while (config_node *edit = next_in(&walked, &next, &top[2])) {
         top[2] = edit;
-        walk_nested_configs(edit->config_list);
-        walk_sets(edit->set_list, &top[4]);
+        walk_nested_configs(&edit->config_list);
+        walk_sets(&edit->set_list, &top[4]);
     }
 }
 
@@ -169,16 +193,19 @@ bool concerns_any_row(const config_node *config)
     return false;
 }
 
-void walk_tree(config_node *next)
+void walk_tree(config_node **list)
 {
+    walked_list  walked;
+    config_node *next = *list;
     if (!next)
         return;
-    while (config_node *config = do_next(&next, &top[1])) {
+    enter_list(&walked, list);
+    while (config_node *config = next_in(&walked, &next, &top[1])) {
         top[1] = config;
         if (!concerns_any_row(config))
             continue;
-        walk_edits(config->edit_list);
-        walk_sets(config->set_list, &top[3]);
+        walk_edits(&config->edit_list);
+        walk_sets(&config->set_list, &top[3]);
     }
 }
 
@@ -236,10 +263,11 @@ void walk_stage(run_context *context, stage_table *stage)
 {
     fns = stage;
     remembered.stage = nullptr;
+    forget_walks();
     hold_deleted_nodes(1);
     for (round = 1; round <= last_round; round++) {
         round_brk = 1;
-        walk_tree(context->root.top_list);
+        walk_tree(&context->root.top_list);
         if (round_brk)
             break;
         cb_reset_stg_st(stage);

@@ -169,15 +169,17 @@ static void take_page_out(adjust_replacemsg_state *state)
 /* A page in a group has a text, named otherwise than before, a code and a group, and nothing else. */
 static void convert_page(config_node *page)
 {
-    for (config_node *next, *set = page->set_list; set; set = next) {
-        next = set->next;
+    for (config_node **link = &page->set_list; *link;) {
+        config_node *set = *link;
         if (cnd_name_is(set, "buffer")) {
             if (set->value && strstr(set->value, "Server Unavailable"))
                 _cvt_rmsg_value(set->value);
             cnd_rename(set, "msg");
         } else if (!cnd_name_in(set, 2, "code", "group")) {
-            cnd_del_from(set, page);
+            link = delete_set_at(link, page);
+            continue;
         }
+        link = &set->next;
     }
 }
 

@@ -1,0 +1,120 @@
+#include "tree/list_walk.h"
+
+namespace {
+
+walked_list *innermost;
+
+/* The list that was appended to last, and a link of it near its end. */
+struct list_end {
+    config_node **list;
+    config_node **link;
+};
+
+list_end appended;
+
+/* Taken out last, and not linked again since. */
+const config_node *loose;
+
+config_node **find_from(config_node **link, const config_node *node)
+{
+    while (*link && *link != node)
+        link = &(*link)->next;
+    return *link ? link : nullptr;
+}
+
+/* A node that is linked while it still stands in a list takes the rest of that list along: what was remembered there
+ * may be in no list any more. */
+void forget_links()
+{
+    appended = {};
+    for (walked_list *walked = innermost; walked; walked = walked->outer)
+        walked->link = walked->list;
+}
+
+} // namespace
+
+void enter_list(walked_list *walked, config_node **list)
+{
+    *walked = {list, list, nullptr, false, innermost};
+    innermost = walked;
+}
+
+/* Behind a node that is still in its place; where another leads to it, or none, the link stays where it is. */
+void step_to(walked_list *walked, config_node *node)
+{
+    if (walked->node && *walked->link == walked->node)
+        walked->link = &walked->node->next;
+    walked->node = node;
+    walked->gone = false;
+}
+
+void leave_list(walked_list *walked)
+{
+    innermost = walked->outer;
+    if (!innermost)
+        forget_walks();
+}
+
+void forget_walks()
+{
+    innermost = nullptr;
+    appended = {};
+    loose = nullptr;
+}
+
+config_node **link_to(config_node **list, const config_node *node)
+{
+    for (const walked_list *walked = innermost; walked; walked = walked->outer) {
+        if (walked->node != node || walked->list != list)
+            continue;
+        if (walked->gone)
+            return nullptr;
+        if (config_node **link = find_from(walked->link, node))
+            return link;
+    }
+    return find_from(list, node);
+}
+
+config_node **end_of(config_node **list)
+{
+    config_node **end = appended.list == list ? appended.link : list;
+    while (*end)
+        end = &(*end)->next;
+    return end;
+}
+
+void note_linking(const config_node *node)
+{
+    if (!innermost)
+        return;
+    if (node->next && node != loose)
+        forget_links();
+    loose = nullptr;
+    for (walked_list *walked = innermost; walked; walked = walked->outer)
+        walked->gone = false;
+}
+
+void note_appended(config_node **list, config_node **link)
+{
+    if (innermost)
+        appended = {list, link};
+}
+
+void note_unlinked(config_node **list, config_node **link, config_node *node)
+{
+    if (!innermost)
+        return;
+    loose = node;
+    if (appended.list == list && appended.link == &node->next)
+        appended.link = link;
+    for (walked_list *walked = innermost; walked; walked = walked->outer) {
+        if (walked->list != list)
+            continue;
+        if (walked->node == node) {
+            walked->link = link;
+            walked->gone = true;
+        } else if (walked->link == &node->next) {
+            walked->link = link;
+        }
+    }
+}
