@@ -3,13 +3,13 @@
 #include "driver/version_lines.h"
 #include "output/size_text.h"
 #include "system/failure.h"
+#include "system/files.h"
 #include "system/gzip_text.h"
 #include "tree/config_text.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -81,21 +81,11 @@ std::vector<uint64_t> find_empty_sets(text_reader reader)
     return lines;
 }
 
-std::string read_file(const std::string &path, int &error)
+std::string read_if_possible(const std::string &path, int &error)
 {
-    Fd          fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    struct stat st = {};
     error = 0;
-    if (!fd || fstat(fd.get(), &st) != 0) {
-        error = errno;
-        return "";
-    }
-    if (!S_ISREG(st.st_mode)) {
-        error = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
-        return "";
-    }
     try {
-        return read_all(fd.get(), path);
+        return read_file(path, Links::follow);
     } catch (const PathError &failed) {
         error = failed.error;
         return "";
@@ -117,7 +107,7 @@ bool is_too_long(const std::string &name)
 
 StoredFile inspect_stored(const std::string &name, Depth depth)
 {
-    std::string path = std::string(config_folder) + "/" + name;
+    std::string path = config_path(name);
     struct stat st = {};
     StoredFile  file;
     file.name = name;
@@ -209,7 +199,7 @@ ConfigFolder inspect_folder(const Root &root, Depth depth)
 ConfigFacts inspect_file(const std::string &path, Depth depth)
 {
     int         error = 0;
-    std::string bytes = read_file(path, error);
+    std::string bytes = read_if_possible(path, error);
     if (error != 0) {
         ConfigFacts unread;
         unread.error = error;

@@ -2,16 +2,13 @@
 #pragma once
 
 #include "appliance/root.h"
+#include "system/config_path.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace command {
-
-inline constexpr char config_folder[] = "/data/config";
-inline constexpr char global_name[] = "sys_global.conf.gz";
-inline constexpr char first_domain_name[] = "sys_domain.root.conf.gz";
 
 /* What one file holds. Lines count from 1. */
 struct ConfigFacts {

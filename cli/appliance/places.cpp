@@ -2,6 +2,7 @@
 
 #include "image/image_files.h"
 #include "system/failure.h"
+#include "system/files.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -47,11 +48,6 @@ const Place read_places[] = {
 bool names(const Place &place, const std::string &name)
 {
     return place.pattern ? fnmatch(place.name.c_str(), name.c_str(), FNM_PERIOD) == 0 : place.name == name;
-}
-
-std::string joined(const std::string &folder, const std::string &name)
-{
-    return folder == "/" ? "/" + name : folder + "/" + name;
 }
 
 bool is_missing(int error)
@@ -192,17 +188,6 @@ Entries look_at(const std::vector<Place> &places)
         for (const std::string &path : found_of(place))
             look_below(path, entries);
     return entries;
-}
-
-std::string folder_of(const std::string &path)
-{
-    size_t slash = path.rfind('/');
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string beside(const std::string &path)
-{
-    return joined(folder_of(path), ".migr-new");
 }
 
 } // namespace command

@@ -52,11 +52,4 @@ Entries look_at(const std::vector<Place> &places);
 /* One thing without its sum. Throws PathError, also when there is nothing. */
 Entry entry_at(const std::string &path);
 
-/* "/a" for "/a/b", "/" for "/a". */
-std::string folder_of(const std::string &path);
-
-/* The name under which a file is written before it takes the place of `path`: always the same, so that what a killed
- * run left is found. */
-std::string beside(const std::string &path);
-
 } // namespace command

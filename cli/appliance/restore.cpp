@@ -3,7 +3,8 @@
 #include "appliance/snapshot.h"
 #include "system/digest.h"
 #include "system/failure.h"
-#include "tree/file_effects.h"
+#include "system/files.h"
+#include "system/new_file.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -47,15 +48,17 @@ void remove_leftovers(const Manifest &manifest)
         if (entry.type == 'f' && entry.uid == geteuid())
             unlink(path.c_str());
     for (const Place &place : manifest.places)
-        unlink(beside((place.folder == "/" ? "" : place.folder) + "/x").c_str());
+        unlink(beside(joined(place.folder, place.name)).c_str());
     for (const auto &[path, entry] : manifest.entries)
         unlink(beside(path).c_str());
 }
 
 void remove_whole(const std::string &path)
 {
-    if (remove_tree(path.c_str()) != 0)
-        throw PathError{"remove", path, errno};
+    std::error_code error;
+    fs::remove_all(path, error);
+    if (error)
+        throw PathError{"remove", path, error.value()};
 }
 
 /* Folders first, so that everything else has one to go to, and one that lets us in. */
@@ -98,16 +101,12 @@ bool has_content(const std::string &path, const Entry &wanted)
     return fd && sha256_of_file(fd.get(), path) == wanted.sha256;
 }
 
-void write_beside(const std::string &path, int store)
+void write_anew(const std::string &path, int store)
 {
-    std::string temporary = beside(path);
-    Fd          from = open_stored(store, path);
-    unlink(temporary.c_str());
-    Fd to(open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!to)
-        throw PathError{"write", path, errno};
-    copy_and_sum(from.get(), path, to.get(), path);
-    sync_to_disk(to.get(), path);
+    Fd      from = open_stored(store, path);
+    NewFile to(path);
+    copy_and_sum(from.get(), path, to.fd(), path);
+    to.publish();
 }
 
 void make_room_for_file(const std::string &path)
@@ -124,16 +123,13 @@ void write_as_stored(const std::string &path, int store)
 {
     make_room_for_file(path);
     try {
-        write_beside(path, store);
+        write_anew(path, store);
     } catch (const PathError &failed) {
-        unlink(beside(path).c_str());
         if (failed.error != ENOSPC && failed.error != EDQUOT)
             throw;
         unlink(path.c_str());
-        write_beside(path, store);
+        write_anew(path, store);
     }
-    if (rename(beside(path).c_str(), path.c_str()) != 0)
-        throw PathError{"write", path, errno};
 }
 
 void make_link_as_stored(const std::string &path, const Entry &wanted)

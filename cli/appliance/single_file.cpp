@@ -6,6 +6,7 @@
 #include "output/console.h"
 #include "platform/platform.h"
 #include "system/failure.h"
+#include "system/files.h"
 #include "system/gzip_text.h"
 #include "tree/split.h"
 
@@ -29,13 +30,10 @@ constexpr size_t  longest_domain = 127;                    /* the library keeps 
 
 /* ---- reading ---- */
 
-std::string read_input(const std::string &path, const std::string &shown)
+std::string read_named(const std::string &path, const std::string &shown)
 {
-    Fd file(path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3) : open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file)
-        throw failure_of({"read", path, errno}, shown);
     try {
-        return read_all(file.get(), path);
+        return path == "-" ? read_all(STDIN_FILENO, shown) : read_input(path);
     } catch (const PathError &error) {
         throw failure_of(error, shown);
     }
@@ -165,7 +163,7 @@ void write_new(const char *path, std::string_view text)
 void store(const std::string &name, std::string_view text)
 {
     static constexpr char plain[] = "/plain.conf";
-    std::string           path = std::string(config_folder) + "/" + name;
+    std::string           path = config_path(name);
     write_new(plain, text);
     errno = ENOSPC;
     if (cvgzip(plain, path.c_str()) < 0)
@@ -194,9 +192,8 @@ Look look_at_text(const Root &root, const std::string &text)
 void store_as_domain(const SingleFile &file, const Root &root, const std::string &headers)
 {
     root.run([&] {
-        std::string folder = std::string(config_folder) + "/";
-        std::string path = folder + file.stored;
-        if (rename((folder + global_name).c_str(), path.c_str()) != 0)
+        std::string path = config_path(file.stored);
+        if (rename(config_path(global_name).c_str(), path.c_str()) != 0)
             throw PathError{"write", path, errno};
         store(global_name, headers);
         return json();
@@ -212,7 +209,7 @@ SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, c
     SingleFile file;
     file.shown = request.file == "-" ? "standard input" : request.file;
     file.stored = global_name;
-    file.text = unpacked(read_input(request.file, file.shown), file.shown);
+    file.text = unpacked(read_named(request.file, file.shown), file.shown);
     root.run([&] {
         fs::create_directories(config_folder);
         write_new(syntax_copy, syntax);
@@ -253,11 +250,7 @@ void warn_of_what_is_missing(const SingleFile &file)
 std::string syntax_of_image(const std::string &image)
 {
     open_image(image); /* all of them, so that the message names all that are missing */
-    std::string path = image + "/syntax_v510.txt";
-    Fd          fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd)
-        throw PathError{"read", path, errno};
-    return read_all(fd.get(), path);
+    return read_file(image + "/syntax_v510.txt", Links::follow);
 }
 
 } // namespace command

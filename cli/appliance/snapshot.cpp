@@ -2,7 +2,8 @@
 
 #include "system/digest.h"
 #include "system/failure.h"
-#include "tree/file_effects.h"
+#include "system/files.h"
+#include "system/new_file.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -27,21 +28,17 @@ std::string path_of(const std::string &name)
     return std::string(snapshots_folder) + "/" + name;
 }
 
+std::string manifest_path(const std::string &name)
+{
+    return path_of(name) + "/" + manifest_name;
+}
+
 Fd open_folder(int at, const std::string &path)
 {
     Fd fd(openat(at, path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!fd)
         throw PathError{"read", path, errno};
     return fd;
-}
-
-/* Those above our own may be links. */
-void sync_folder(const std::string &path)
-{
-    Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!fd)
-        throw PathError{"read", path, errno};
-    sync_to_disk(fd.get(), path);
 }
 
 /* The disks of all that a run writes; each folder may be a disk of its own. */
@@ -96,14 +93,32 @@ std::vector<std::string> snapshot_names()
 bool is_whole(const std::string &name)
 {
     struct stat st = {};
-    return lstat((path_of(name) + "/" + manifest_name).c_str(), &st) == 0;
+    return lstat(manifest_path(name).c_str(), &st) == 0;
+}
+
+/* What cannot go now goes with a later snapshot. */
+void drop(const std::string &name)
+{
+    std::error_code ignored;
+    fs::remove_all(path_of(name), ignored);
+}
+
+std::string mark_if_there()
+{
+    try {
+        return read_file(unfinished_mark, Links::refuse);
+    } catch (const PathError &error) {
+        if (error.error == ENOENT || error.error == ENOTDIR)
+            return "";
+        throw;
+    }
 }
 
 void remove_half_snapshots()
 {
     for (const std::string &name : snapshot_names())
         if (!is_whole(name))
-            remove_tree(path_of(name).c_str());
+            drop(name);
 }
 
 std::string time_name()
@@ -119,25 +134,12 @@ std::string time_name()
     return all;
 }
 
-void write_new_file(int folder, const std::string &name, const std::string &text)
+void write_to_disk(const std::string &path, const std::string &text)
 {
-    unlinkat(folder, name.c_str(), 0);
-    Fd fd(openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!fd)
-        throw PathError{"write", name, errno};
-    write_all(fd.get(), text, name);
-    sync_to_disk(fd.get(), name);
-}
-
-/* Written beside and renamed: a manifest is there in full or not at all. */
-void write_manifest(int folder, const Manifest &manifest)
-{
-    std::string beside_it = std::string(manifest_name) + ".new";
-    write_new_file(folder, beside_it, manifest_text(manifest));
-    sync_to_disk(folder, snapshots_folder);
-    if (renameat(folder, beside_it.c_str(), folder, manifest_name) != 0)
-        throw PathError{"write", manifest_name, errno};
-    sync_to_disk(folder, snapshots_folder);
+    NewFile file(path);
+    file.write(text);
+    file.publish();
+    sync_folder(folder_of(path));
 }
 
 void fill_snapshot(const std::string &name, bool image_files, const std::string &release)
@@ -149,7 +151,7 @@ void fill_snapshot(const std::string &name, bool image_files, const std::string 
     Manifest manifest = store_files(places_of_upgrade(image_files), store.get());
     manifest.made = name;
     manifest.release = release;
-    write_manifest(folder.get(), manifest);
+    write_to_disk(manifest_path(name), manifest_text(manifest));
 }
 
 std::string make_snapshot_here(bool image_files, const std::string &release)
@@ -162,7 +164,7 @@ std::string make_snapshot_here(bool image_files, const std::string &release)
     try {
         fill_snapshot(name, image_files, release);
     } catch (...) {
-        remove_tree(path_of(name).c_str());
+        drop(name);
         throw;
     }
     sync_own_folders();
@@ -189,17 +191,9 @@ void make_folders_above(int store, const std::string &path, std::vector<std::str
         make_folder_in_store(store, path.substr(0, slash), made);
 }
 
-Fd open_to_read(const std::string &path)
-{
-    Fd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!fd)
-        throw PathError{"read", path, errno};
-    return fd;
-}
-
 void store_file(const std::string &path, Entry &entry, int store)
 {
-    Fd from = open_to_read(path);
+    Fd from = open_file(path, Links::refuse);
     Fd to(openat(store, in_store(path), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!to)
         throw PathError{"store", path, errno};
@@ -281,9 +275,7 @@ std::string shown_snapshot(const Root &root, const std::string &name)
 void mark_unfinished(const Root &root, const std::string &snapshot)
 {
     root.run([&] {
-        Fd folder = open_folder(AT_FDCWD, folder_of(unfinished_mark));
-        write_new_file(folder.get(), "unfinished", snapshot);
-        sync_to_disk(folder.get(), unfinished_mark);
+        write_to_disk(unfinished_mark, snapshot);
         return json();
     });
 }
@@ -302,10 +294,7 @@ void clear_unfinished(const Root &root)
 std::string unfinished_snapshot(const Root &root)
 {
     return root.run([] {
-        Fd fd(open(unfinished_mark, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-        if (!fd && errno != ENOENT && errno != ENOTDIR)
-            throw PathError{"read", unfinished_mark, errno};
-        std::string name = fd ? read_all(fd.get(), unfinished_mark) : "";
+        std::string name = mark_if_there();
         bool        usable = !name.empty() && name.find('/') == std::string::npos && is_whole(name);
         return json(usable ? name : "");
     });
@@ -318,10 +307,10 @@ Fd open_snapshot(const std::string &name)
 
 Manifest read_manifest(const Root &root, const std::string &name)
 {
-    std::string path = path_of(name) + "/" + manifest_name;
-    Fd          fd = open_to_read(path);
+    std::string path = manifest_path(name);
+    std::string text = read_file(path, Links::refuse);
     try {
-        return parse_manifest(read_all(fd.get(), path));
+        return parse_manifest(text);
     } catch (const std::runtime_error &error) {
         throw Failure(Status::unusable,
                       root.shows(path) + ": " + error.what() + ". Choose another snapshot (migr rollback --list).");

@@ -48,7 +48,7 @@ void require_writable(const char *folder)
 void check_usable_here(const Root &root)
 {
     struct stat st = {};
-    std::string path = std::string(config_folder) + "/" + global_name;
+    std::string path = config_path(global_name);
     if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
         throw Failure(Status::unusable, root.shows(path) + " is not there, so " + root.shown() +
                                             " is no appliance's root folder. Name the folder that holds data, etc "
@@ -61,7 +61,7 @@ void check_usable_here(const Root &root)
 void check_files(const Root &root, const ConfigFolder &folder)
 {
     for (const StoredFile &file : folder.files) {
-        std::string shown = root.shows(std::string(config_folder) + "/" + file.name);
+        std::string shown = root.shows(config_path(file.name));
         if (file.special)
             throw Failure(Status::unusable, shown + " is no ordinary file. Move it out of the folder.");
         if (geteuid() != 0 && file.facts.error != ENOENT && file.owner != geteuid())

@@ -8,12 +8,13 @@
 #include "image/image_files.h"
 #include "image/packaged_image.h"
 #include "output/console.h"
+#include "system/files.h"
 #include "system/gzip_text.h"
+#include "system/new_file.h"
 #include "system/temporary_folder.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <fcntl.h>
 #include <filesystem>
 #include <memory>
 #include <sys/stat.h>
@@ -46,34 +47,18 @@ void print_text(const std::string &text)
     }
 }
 
-/* In full or not at all: what stood there stays until all is on disk. Configurations hold secrets. */
+/* For its owner alone: configurations hold secrets. Others may be writing to the same place. */
 void write_in_place(const std::string &path, std::string_view bytes)
 {
-    std::string made = path + ".migr-new-" + std::to_string(getpid());
-    Fd          fd(open(made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!fd)
-        throw PathError{"write", path, errno};
-    try {
-        write_all(fd.get(), bytes, path);
-        sync_to_disk(fd.get(), path);
-        if (rename(made.c_str(), path.c_str()) != 0)
-            throw PathError{"write", path, errno};
-    } catch (const PathError &) {
-        unlink(made.c_str());
-        throw;
-    }
+    NewFile file(path, beside(path) + "-" + std::to_string(getpid()));
+    file.write(bytes);
+    file.publish();
 }
 
 /* The stored files of the throw-away root are gzip files; a name that says so gets those bytes. */
 std::string stored_bytes(const Root &root, const std::string &name)
 {
-    return root.run([&] {
-        std::string path = std::string(config_folder) + "/" + name;
-        Fd          fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-        if (!fd)
-            throw PathError{"read", path, errno};
-        return json(read_all(fd.get(), path));
-    });
+    return root.run([&] { return json(read_file(config_path(name), Links::follow)); });
 }
 
 std::string stored_text(const Root &root, const std::string &name)

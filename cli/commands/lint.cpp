@@ -2,27 +2,17 @@
 #include "image/lint.h"
 #include "commands/subcommands.h"
 #include "output/console.h"
-#include "system/file_descriptor.h"
+#include "system/files.h"
 
-#include <cerrno>
-#include <fcntl.h>
 #include <memory>
 
 namespace command {
 
 namespace {
 
-std::string read_text(const std::string &path)
-{
-    Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd)
-        throw PathError{"read", path, errno};
-    return read_all(fd.get(), path);
-}
-
 Status lint(const std::string &path)
 {
-    std::vector<Finding> findings = lint_update_file(read_text(path));
+    std::vector<Finding> findings = lint_update_file(read_input(path));
     for (const Finding &finding : findings)
         say(path + ":" + std::to_string(finding.line) + ": " + finding.text);
     return findings.empty() ? Status::done : Status::left_alone;

@@ -6,6 +6,7 @@
 #include "explain/unified_diff.h"
 #include "run/library_child.h"
 #include "system/failure.h"
+#include "system/files.h"
 #include "tree/config_text.h"
 
 #include <cerrno>
@@ -15,6 +16,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace command {
@@ -142,11 +144,10 @@ void run_and_take_down()
 std::vector<Change> read_changes(const Root &root)
 {
     json found = root.run([] {
-        Fd fd(open(changes_path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-        if (!fd)
+        struct stat st = {};
+        if (lstat(changes_path, &st) != 0)
             return json::array(); /* there was no run */
-        std::string bytes = read_all(fd.get(), changes_path);
-        return json::from_cbor(bytes);
+        return json::from_cbor(read_file(changes_path, Links::refuse));
     });
     return found.get<std::vector<Change>>();
 }

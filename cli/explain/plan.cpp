@@ -8,6 +8,7 @@
 #include "image/image_files.h"
 #include "rules/update_file.h"
 #include "system/failure.h"
+#include "system/files.h"
 #include "system/gzip_text.h"
 #include "tree/config_text.h"
 #include "tree/split.h"
@@ -16,7 +17,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <set>
 #include <sys/mman.h>
 
@@ -33,29 +33,24 @@ struct Sources {
     std::string syntax;
 };
 
-std::string read_path(const std::string &path)
-{
-    Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd)
-        throw PathError{"read", path, errno};
-    return read_all(fd.get(), path);
-}
-
 Sources read_sources(const Root &root, const std::string &image)
 {
     if (!image.empty()) {
         open_image(image);
-        return {root, read_path(image + "/update_config"), read_path(image + "/syntax_v510.txt")};
+        return {root, read_file(image + "/update_config", Links::follow),
+                read_file(image + "/syntax_v510.txt", Links::follow)};
     }
     check_own_image(root);
-    json found = root.run([] { return json{read_path(MIGR_UPDATE_FILE), read_path("/etc/syntax_v510.txt")}; });
+    json found = root.run([] {
+        return json{read_file(MIGR_UPDATE_FILE, Links::follow), read_file("/etc/syntax_v510.txt", Links::follow)};
+    });
     return {root, found[0], found[1]};
 }
 
 Names names_in_file(const Root &root, const std::string &file)
 {
     json found = root.run([&] {
-        std::string                bytes = read_path(std::string(config_folder) + "/" + file);
+        std::string                bytes = read_file(config_path(file), Links::follow);
         std::optional<std::string> text = gunzip(bytes);
         return json(outline_of(text ? std::move(*text) : "").names);
     });
@@ -284,7 +279,7 @@ Plan plan_upgrade(const Root &root, const std::string &image)
 {
     ConfigFolder folder = inspect_folder(root, Depth::whole);
     if (!folder.global())
-        throw Failure(Status::unusable, root.shows(std::string(config_folder) + "/" + global_name) +
+        throw Failure(Status::unusable, root.shows(config_path(global_name)) +
                                             " is not there. Name the folder that holds data, etc and var of the "
                                             "appliance.");
     Sources      sources = read_sources(root, image);

@@ -1,12 +1,12 @@
 #include "image/image_files.h"
 
-#include "appliance/places.h"
 #include "system/digest.h"
 #include "system/failure.h"
+#include "system/files.h"
+#include "system/new_file.h"
 
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 
@@ -14,19 +14,16 @@ namespace fs = std::filesystem;
 
 namespace command {
 
-/* Not blocking, so that a pipe in a file's place is no trap. */
-static Fd open_regular(const std::string &path, std::string &why)
+/* No descriptor, and why, when it cannot be opened. */
+static Fd open_if_usable(const std::string &path, std::string &why)
 {
-    Fd          fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    struct stat st = {};
-    if (!fd) {
-        why = strerror(errno);
-        return fd;
+    try {
+        return open_file(path, Links::follow);
+    } catch (const PathError &error) {
+        bool no_file = error.error == EISDIR || error.error == EINVAL;
+        why = no_file ? "Not a file" : strerror(error.error);
+        return Fd();
     }
-    if (fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode))
-        return fd;
-    why = "Not a file";
-    return Fd();
 }
 
 static void require_none_missing(const std::string &missing, const std::string &next)
@@ -49,7 +46,7 @@ std::vector<Fd> open_image(const std::string &folder)
     for (const ImageFile &file : image_file_table) {
         std::string path = folder + "/" + file.name;
         std::string why;
-        files.push_back(open_regular(path, why));
+        files.push_back(open_if_usable(path, why));
         if (!files.back())
             add_to_list(missing, path + " (" + why + ")");
     }
@@ -63,7 +60,7 @@ void check_own_image(const Root &root)
         std::string list;
         for (const ImageFile &file : image_file_table) {
             std::string why;
-            if (!open_regular(file.place, why))
+            if (!open_if_usable(file.place, why))
                 add_to_list(list, root.shows(file.place) + " (" + why + ")");
         }
         return json(list);
@@ -86,17 +83,11 @@ static void lay_in_one(int from, const ImageFile &file)
 {
     std::error_code error;
     fs::create_directories(folder_of(file.place), error);
-    std::string path = beside(file.place);
-    unlink(path.c_str());
-    Fd to(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!to)
-        throw PathError{"write", file.place, errno};
+    NewFile to(file.place);
     lseek(from, 0, SEEK_SET);
-    copy_and_sum(from, file.name, to.get(), file.place);
-    take_over_attributes(to.get(), file.place);
-    sync_to_disk(to.get(), file.place);
-    if (rename(path.c_str(), file.place) != 0)
-        throw PathError{"write", file.place, errno};
+    copy_and_sum(from, file.name, to.fd(), file.place);
+    take_over_attributes(to.fd(), file.place);
+    to.publish();
 }
 
 void lay_in(const std::vector<Fd> &image)

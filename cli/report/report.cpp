@@ -94,7 +94,7 @@ void show_next_steps(const Report &report)
         return;
     say("Snapshot from before:  " + report.snapshot);
     if (good != report.files.end())
-        say("To look at a file:     zcat " + shell_word(root + config_folder + "/" + good->name) + " | less");
+        say("To look at a file:     zcat " + shell_word(root + config_path(good->name)) + " | less");
     say("To go back:            migr rollback " + shell_word(report.root));
 }
 

@@ -5,6 +5,7 @@
 #include "appliance/places.h"
 #include "driver/migr.h"
 #include "system/digest.h"
+#include "system/new_file.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -50,12 +51,21 @@ void wreck()
     for (const char *path : {"/data/etc/xmlproxy", "/data/etc/wvs", "/etc/cert/mesh_connector", "/var/log/da_pdfdir",
                              "/data/etc/cert/empty", "/data/etc/ws_security/w"})
         fs::remove_all(path);
-    for (const char *path :
-         {"/data/etc/wvs/new", "/data/etc/cert/local/root/new/er", "/data/config/.left", "/var/log/sys_new.conf",
-          "/var/log/virus", "/data/etc/ws_security/w/now a folder", "/tmp/system1.conf", "/tmp/system2.conf",
-          "/tmp/.new-12-0", "/qx_migr_unzip_tmp", "/data/etc/cert/.migr-new", "/var/log/.migr-new"}) {
+    std::vector<std::string> added = {"/data/etc/wvs/new",
+                                      "/data/etc/cert/local/root/new/er",
+                                      "/data/config/.left",
+                                      "/var/log/sys_new.conf",
+                                      "/var/log/virus",
+                                      "/data/etc/ws_security/w/now a folder",
+                                      "/tmp/system1.conf",
+                                      "/tmp/system2.conf",
+                                      "/tmp/.new-12-0",
+                                      "/qx_migr_unzip_tmp",
+                                      command::beside("/data/etc/cert/local/root/a b.key"),
+                                      command::beside("/var/log/vir")};
+    for (const std::string &path : added) {
         fs::create_directories(fs::path(path).parent_path());
-        close(open(path, O_WRONLY | O_CREAT, 0600));
+        close(open(path.c_str(), O_WRONLY | O_CREAT, 0600));
     }
     chmod("/data/etc/globalcert/local/x", 0600);
     chmod("/data/etc/cert", 0755);

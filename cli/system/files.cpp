@@ -1,0 +1,58 @@
+/* Whole files and folders by their path, on plain system calls. Nothing here knows of an appliance. */
+#include "system/files.h"
+
+#include "system/failure.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace command {
+
+Fd open_file(const std::string &path, Links links)
+{
+    int         refuse = links == Links::refuse ? O_NOFOLLOW : 0;
+    Fd          fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | refuse));
+    struct stat st = {};
+    if (!fd || fstat(fd.get(), &st) != 0)
+        throw PathError{"read", path, errno};
+    if (!S_ISREG(st.st_mode))
+        throw PathError{"read", path, S_ISDIR(st.st_mode) ? EISDIR : EINVAL};
+    return fd;
+}
+
+std::string read_file(const std::string &path, Links links)
+{
+    return read_all(open_file(path, links).get(), path);
+}
+
+std::string read_input(const std::string &path)
+{
+    Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd)
+        throw PathError{"read", path, errno};
+    return read_all(fd.get(), path);
+}
+
+std::string folder_of(const std::string &path)
+{
+    size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string joined(const std::string &folder, const std::string &name)
+{
+    return folder == "/" ? "/" + name : folder + "/" + name;
+}
+
+void sync_folder(const std::string &path)
+{
+    Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!fd)
+        throw PathError{"read", path, errno};
+    sync_to_disk(fd.get(), path);
+}
+
+} // namespace command

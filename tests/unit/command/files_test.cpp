@@ -1,0 +1,95 @@
+/* Whole files by their path: what is opened, what is refused, and what is never waited for. */
+#include "system/config_path.h"
+#include "system/failure.h"
+#include "system/files.h"
+
+#include "support/appliance_root.h"
+
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+#include <fcntl.h>
+
+using namespace command;
+
+namespace {
+
+class Files : public testing::Test {
+  protected:
+    std::string path(const std::string &name) const
+    {
+        return box.path().string() + "/" + name;
+    }
+    /* errno of the attempt, or 0. */
+    int error_of(const std::string &name, Links links = Links::follow) const
+    {
+        try {
+            read_file(path(name), links);
+        } catch (const PathError &error) {
+            EXPECT_EQ(error.path, path(name));
+            EXPECT_EQ(error.doing, "read");
+            return error.error;
+        }
+        return 0;
+    }
+
+    support::ApplianceRoot box;
+};
+
+} // namespace
+
+TEST_F(Files, AFileIsReadWhole)
+{
+    std::string bytes(200'000, 'x');
+    bytes[7] = '\0';
+    box.write("/a", bytes);
+    box.link("/link", "a");
+    EXPECT_EQ(read_file(path("a"), Links::refuse), bytes);
+    EXPECT_EQ(read_file(path("link"), Links::follow), bytes);
+    EXPECT_EQ(read_input(path("link")), bytes);
+}
+
+TEST_F(Files, WhatIsNoFileIsRefusedAndNotWaitedFor)
+{
+    box.write("/a", "text");
+    box.link("/link", "a");
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(error_of("none"), ENOENT);
+    EXPECT_EQ(error_of("a/b"), ENOTDIR);
+    EXPECT_EQ(error_of("data"), EISDIR);
+    EXPECT_EQ(error_of("pipe"), EINVAL);
+    EXPECT_EQ(error_of("link"), 0);
+    EXPECT_EQ(error_of("link", Links::refuse), ELOOP);
+}
+
+TEST_F(Files, WhatAnOperatorNamesMayBeAPipe)
+{
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    std::thread writer([&] {
+        int fd = open(path("pipe").c_str(), O_WRONLY);
+        EXPECT_EQ(write(fd, "from a pipe", 11), 11);
+        close(fd);
+    });
+    EXPECT_EQ(read_input(path("pipe")), "from a pipe");
+    writer.join();
+    EXPECT_THROW(read_input(path("none")), PathError);
+}
+
+TEST_F(Files, OnlyAFolderThatIsThereCanBeSynced)
+{
+    EXPECT_NO_THROW(sync_folder(path("data")));
+    EXPECT_THROW(sync_folder(path("none")), PathError);
+}
+
+TEST(Paths, TheFolderOfAPathAndBack)
+{
+    EXPECT_EQ(folder_of("/a/b"), "/a");
+    EXPECT_EQ(folder_of("/a"), "/");
+    EXPECT_EQ(folder_of("a"), ".");
+    EXPECT_EQ(joined("/a", "b"), "/a/b");
+    EXPECT_EQ(joined("/", "b"), "/b");
+    EXPECT_EQ(config_path(global_name), "/data/config/sys_global.conf.gz");
+}
