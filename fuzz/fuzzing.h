@@ -33,7 +33,7 @@ inline void begin()
 inline int32_t plant(std::string_view text)
 {
     text_reader reader = reader_of(text);
-    int32_t     result = parse_config(&reader, &migr_main.root);
+    int32_t     result = parse_text(&reader, &migr_main.root);
     close_text(&reader);
     return result;
 }

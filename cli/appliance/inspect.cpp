@@ -72,7 +72,7 @@ std::vector<uint64_t> find_empty_sets(text_reader reader)
         if (lines.empty())
             read_line(&reader, migr_main.line_buf);
         config_node root = scratch_root();
-        if (parse_config(&reader, &root) != 0) {
+        if (parse_text(&reader, &root) != 0) {
             auto ends = std::count(reader.text, reader.text + reader.at, '\n');
             bool cut = reader.text[reader.at - 1] != '\n';
             lines.push_back(static_cast<uint64_t>(ends) + (cut ? 1 : 0));

@@ -44,7 +44,7 @@ Outline outline_of(std::string text)
     config_node root = {};
     root.kind = MIGR_ROOT;
     while (read_line(&reader, migr_main.line_buf))
-        parse_config(&reader, &root);
+        parse_text(&reader, &root);
     for (const config_node *config = root.top_list; config; config = config->next)
         outline.names.push_back(config->name);
     migr_release_nodes();

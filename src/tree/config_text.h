@@ -31,9 +31,14 @@ void join_words(const char *text, const char *end, char *output, size_t room);
  * 0, or -1: see migr.h. */
 int32_t setup_tree(run_context *context, const char *path);
 
-/* Reads the content of one block into `parent`, through the line buffer of migr_main, up to the block's `end` or
- * `next` or the end of the text. 0, or -1 for a `set` without a value or no memory; what was read stays in the tree. */
-int32_t parse_config(text_reader *stream, config_node *parent);
+/*
+ * Reads the content of one block into `parent`, through the line buffer of migr_main, up to the block's `end` or
+ * `next` or the end of the text. The next read of the stream, or the next call, gives the line behind it. A stream that
+ * cannot be read on has ended. 0, or -1 for a `set` without a value or no memory; what was read stays in the tree.
+ * parse_text does the same with a text in memory (text_reader.h).
+ */
+int32_t parse_config(FILE *stream, config_node *parent);
+int32_t parse_text(text_reader *text, config_node *parent);
 
 /*
  * Readers of one line's words. `text` is null or a terminated text, `output` a buffer of MIGR_NAME_SIZE bytes that is

@@ -71,6 +71,20 @@ int32_t push_block(block_stack *stack, const open_block &block)
     return 0;
 }
 
+/* Where the lines come from: a text in memory, or a stream that its owner goes on reading behind the block. */
+struct line_source {
+    text_reader *memory;
+    FILE        *stream; /* when there is no text in memory */
+};
+
+/* 1, or 0 at the end. A stream's lines are cut as those of a text in memory are. */
+int32_t next_line(const line_source &lines)
+{
+    if (lines.memory)
+        return read_line(lines.memory, migr_main.line_buf);
+    return fgets_unlocked(migr_main.line_buf, MIGR_LINE_SIZE, lines.stream) ? 1 : 0;
+}
+
 /* A value that goes on over several lines. */
 struct open_value {
     char  *text;
@@ -108,11 +122,11 @@ bool closes_value(const char *value, size_t last)
  * Takes further lines into an open value until it is complete or has grown to the limit. Only the line just read is
  * looked at: a line of nothing but white space leaves the value as open as it was.
  */
-int32_t read_open_value(text_reader *stream, char **text)
+int32_t read_open_value(const line_source &lines, char **text)
 {
     open_value value = {*text, strlen(*text), strlen(*text) + 1};
     int32_t    result = 0;
-    while (read_line(stream, migr_main.line_buf)) {
+    while (next_line(lines)) {
         size_t before = value.length;
         result = append_line(&value, migr_main.line_buf, strlen(migr_main.line_buf));
         if (result != 0)
@@ -132,22 +146,22 @@ int32_t read_open_value(text_reader *stream, char **text)
 }
 
 /* Name and value of a `set` line, from behind the keyword. */
-int32_t read_set(text_reader *stream, char *text, config_node *set)
+int32_t read_set(const line_source &lines, char *text, config_node *set)
 {
     text = get_second_name(text, set->name);
     if (!get_set_value(text, &set->value))
         return -1;
     if (check_value_finish(set->value))
         return 0;
-    return read_open_value(stream, &set->value);
+    return read_open_value(lines, &set->value);
 }
 
-int32_t add_set(text_reader *stream, char *text, open_block *block)
+int32_t add_set(const line_source &lines, char *text, open_block *block)
 {
     config_node *set = new_node(MIGR_SET);
     if (!set)
         return -1;
-    if (read_set(stream, text, set) != 0) {
+    if (read_set(lines, text, set) != 0) {
         release_node(set);
         return -1;
     }
@@ -193,10 +207,10 @@ keyword keyword_of(const char *word)
 }
 
 /* Reads lines into the innermost open block until the outermost has closed or the text ends. */
-int32_t read_blocks(text_reader *stream, block_stack *stack)
+int32_t read_blocks(const line_source &lines, block_stack *stack)
 {
     char word[MIGR_NAME_SIZE];
-    while (read_line(stream, migr_main.line_buf)) {
+    while (next_line(lines)) {
         char       *rest = get_first_word(migr_main.line_buf, word);
         open_block *block = &stack->blocks[stack->depth - 1];
         int32_t     result = 0;
@@ -208,7 +222,7 @@ int32_t read_blocks(text_reader *stream, block_stack *stack)
             result = open_child(stack, MIGR_EDIT, rest);
             break;
         case keyword::set:
-            result = add_set(stream, rest, block);
+            result = add_set(lines, rest, block);
             break;
         case keyword::close:
             if (stack->depth == 1)
@@ -225,12 +239,12 @@ int32_t read_blocks(text_reader *stream, block_stack *stack)
 }
 
 /* `outer` is carried on, so that a caller who comes back for the same block need not look for its list ends again. */
-int32_t parse_into(text_reader *stream, open_block *outer)
+int32_t parse_into(const line_source &lines, open_block *outer)
 {
     block_stack stack = {};
     int32_t     result = push_block(&stack, *outer);
     if (result == 0) {
-        result = read_blocks(stream, &stack);
+        result = read_blocks(lines, &stack);
         *outer = stack.blocks[0];
     }
     free(stack.blocks);
@@ -357,24 +371,30 @@ int32_t check_value_finish(const char *value)
     return closes_value(value, last) ? 1 : 0;
 }
 
-int32_t parse_config(text_reader *stream, config_node *parent)
+int32_t parse_config(FILE *stream, config_node *parent)
 {
     open_block outer = block_of(parent);
-    return parse_into(stream, &outer);
+    return parse_into({nullptr, stream}, &outer);
+}
+
+int32_t parse_text(text_reader *text, config_node *parent)
+{
+    open_block outer = block_of(parent);
+    return parse_into({text, nullptr}, &outer);
 }
 
 /* The line that the loop reads is thrown away: the version line, and whatever follows a stray `end`. */
 int32_t setup_tree(run_context *context, const char *path)
 {
-    text_reader stream;
-    if (open_text(&stream, path) != 0)
+    text_reader text;
+    if (open_text(&text, path) != 0)
         return -1;
     context->root = {};
     context->root.kind = MIGR_ROOT;
     open_block root = block_of(&context->root);
     int32_t    result = 0;
-    while (result == 0 && read_line(&stream, context->line_buf))
-        result = parse_into(&stream, &root);
-    close_text(&stream);
+    while (result == 0 && read_line(&text, context->line_buf))
+        result = parse_into({&text, nullptr}, &root);
+    close_text(&text);
     return result;
 }

@@ -252,17 +252,76 @@ TEST_F(Parse, LinesGoThroughTheLineBufferOfTheMainContext)
 
 TEST_F(Parse, ParseConfigReadsOneBlockAndReturnsBehindIt)
 {
-    TextFile    file("set x 1\nedit 1\nnext\nend\nset y 2\nend\n");
-    text_reader stream;
-    ASSERT_EQ(open_text(&stream, file.path()), 0);
     config_node *block = new_node(MIGR_CONFIG);
-    EXPECT_EQ(parse_config(&stream, block), 0);
+    TextFile     file("set x 1\nedit 1\nnext\nend\nset y 2\nend\n");
+    FILE        *stream = fopen(file.path(), "r");
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(parse_config(stream, block), 0);
     EXPECT_EQ(dump(*block), "edit 1\nset x=1\n");
-    EXPECT_EQ(parse_config(&stream, block), 0); /* goes on behind what is there */
+    EXPECT_EQ(parse_config(stream, block), 0); /* goes on behind what is there */
     EXPECT_EQ(dump(*block), "edit 1\nset x=1\nset y=2\n");
-    EXPECT_EQ(parse_config(&stream, block), 0);
+    EXPECT_EQ(parse_config(stream, block), 0);
     EXPECT_EQ(dump(*block), "edit 1\nset x=1\nset y=2\n");
-    close_text(&stream);
+    fclose(stream);
+}
+
+TEST_F(Parse, ParseTextReadsOneBlockOfATextInMemory)
+{
+    config_node *block = new_node(MIGR_CONFIG);
+    std::string  lines = "set x 1\nend\nset y 2\nend\nbehind\n";
+    text_reader  text = {lines.data(), lines.size(), 0};
+    EXPECT_EQ(parse_text(&text, block), 0);
+    EXPECT_EQ(dump(*block), "set x=1\n");
+    EXPECT_EQ(parse_text(&text, block), 0);
+    EXPECT_EQ(dump(*block), "set x=1\nset y=2\n");
+    EXPECT_EQ(lines.substr(text.at), "behind\n");
+}
+
+TEST_F(Parse, TheCallerReadsOnWhereTheBlockEnded)
+{
+    config_node *block = new_node(MIGR_TOP);
+    TextFile     file("ahead\nset x \"1\n2\"\nedit e\nset y 1\nnext\nend\nbehind\nset z 1\n");
+    FILE        *stream = fopen(file.path(), "r");
+    ASSERT_NE(stream, nullptr);
+    char line[16];
+    EXPECT_STREQ(fgets(line, sizeof line, stream), "ahead\n");
+    EXPECT_EQ(parse_config(stream, block), 0);
+    EXPECT_EQ(dump(*block), "edit e\n  set y=1\nset x=\"1\n2\"\n");
+    EXPECT_STREQ(fgets(line, sizeof line, stream), "behind\n");
+    EXPECT_EQ(parse_config(stream, block), 0);
+    EXPECT_EQ(dump(*block), "edit e\n  set y=1\nset x=\"1\n2\"\nset z=1\n");
+    EXPECT_NE(feof(stream), 0);
+    fclose(stream);
+}
+
+/* Lines beyond the limit, a NUL, an open value, no newline at the end: where a line ends is the same for both. */
+TEST_F(Parse, AStreamIsCutIntoLinesAsATextInMemoryIs)
+{
+    std::string lines = "edit " + std::string(MIGR_LINE_SIZE, 'x') + "\nset a 1" + std::string(1, '\0') +
+                        "2\nset b \"one\n" + std::string(MIGR_LINE_SIZE - 1, '\\') + "\ntwo\nset c 3\n\"\nset d " +
+                        std::string(MIGR_LINE_SIZE - 8, 'y') + "\nnext\nset e 5";
+    TextFile     file(lines);
+    FILE        *stream = fopen(file.path(), "r");
+    text_reader  text = {lines.data(), lines.size(), 0};
+    config_node *from_stream = new_node(MIGR_TOP);
+    config_node *from_memory = new_node(MIGR_TOP);
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(parse_config(stream, from_stream), 0);
+    EXPECT_EQ(parse_text(&text, from_memory), 0);
+    EXPECT_EQ(dump(*from_stream), dump(*from_memory));
+    EXPECT_EQ(length_of(from_stream->edit_list->set_list), 3u);
+    fclose(stream);
+}
+
+TEST_F(Parse, AStreamThatCannotBeReadHasEnded)
+{
+    config_node *block = new_node(MIGR_TOP);
+    FILE        *folder = fopen("/", "r");
+    ASSERT_NE(folder, nullptr);
+    EXPECT_EQ(parse_config(folder, block), 0);
+    EXPECT_NE(ferror(folder), 0);
+    EXPECT_EQ(dump(*block), "");
+    fclose(folder);
 }
 
 TEST(FirstWord, EndsAtWhiteSpace)
