@@ -69,9 +69,9 @@ static void change_match_set(migr_change_content_routing_state *state)
  * conditions of its own, one for the cookie's name and one for its value, so that the common one goes; and what is
  * matched moves behind them.
  */
-void _migr_change_content_routing(int32_t, void *block, int32_t *)
+void _migr_change_content_routing(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<migr_change_content_routing_state *>(block);
+    auto *state = static_cast<migr_change_content_routing_state *>(memory);
     if (sub_edt_set_end()) {
         if (state->seen && state->cookie_object) {
             cnd_add_prop(sub[2], state->cookie_object->name, "%s", state->cookie_object->value);

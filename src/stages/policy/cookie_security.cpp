@@ -32,9 +32,9 @@ static void add_cookie_security_policy(migr_move_cookie_poison_state *state)
  * in "waf cookie-security" that the profile refers to. Each profile with any of the sets gets a policy of its own, also
  * one with nothing but the switch, on or off; the sets keep their names and end up in reverse order.
  */
-void _migr_move_cookie_poison(int32_t, void *block, int32_t *)
+void _migr_move_cookie_poison(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<migr_move_cookie_poison_state *>(block);
+    auto *state = static_cast<migr_move_cookie_poison_state *>(memory);
     if (!state->target)
         state->target = cnd_open_top("waf,cookie-security");
     if (!top_edt_set_end()) {
@@ -60,9 +60,9 @@ static void add_authentication_pool(migr_move_site_publish_rule_state *state)
 }
 
 /* A published site had one authentication server. It is now the one member of a pool that the site refers to. */
-void _migr_move_site_publish_rule(int32_t, void *block, int32_t *)
+void _migr_move_site_publish_rule(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<migr_move_site_publish_rule_state *>(block);
+    auto *state = static_cast<migr_move_site_publish_rule_state *>(memory);
     if (!state->target)
         state->target = cnd_open_top("waf,site-publish-helper,authentication-server-pool");
     if (top_edt_set_in(4, "auth-method", "ldap-server", "radius-server", "rsa-securid"))
@@ -74,9 +74,9 @@ void _migr_move_site_publish_rule(int32_t, void *block, int32_t *)
 /* ---- 5.70 ---- */
 
 /* Replayed cookies are told by what is encrypted in them: without encryption there is no such protection. */
-void _change_cookie_security_mode(int32_t, void *block, int32_t *)
+void _change_cookie_security_mode(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<change_cookie_security_mode_state *>(block);
+    auto *state = static_cast<change_cookie_security_mode_state *>(memory);
     if (cnd_nv_is(top[4], "security-mode", "encrypted"))
         state->encrypted = 1;
     if (top_edt_set_is("cookie-replay-protection-type"))
@@ -101,9 +101,9 @@ void _migr_cookie_timeout_sitepublish(int32_t, void *, int32_t *)
 /* ---- 5.85 ---- */
 
 /* The same for all that only encryption makes possible. An array holds 64 sets; those beyond stay. */
-void _change_cookie_security_mode2(int32_t, void *block, int32_t *)
+void _change_cookie_security_mode2(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<change_cookie_security_mode2_state *>(block);
+    auto *state = static_cast<change_cookie_security_mode2_state *>(memory);
     if (cnd_nv_is(top[4], "security-mode", "encrypted"))
         state->encrypted = 1;
     if (cnd_name_in(top[4], 3, "cookie-replay-protection-type", "allow-suspicious-cookies", "allow-time"))
@@ -120,9 +120,9 @@ void _change_cookie_security_mode2(int32_t, void *block, int32_t *)
 /* ---- 6.01 ---- */
 
 /* Old releases let a time for suspicious cookies stand beside other modes. Here the last mode of an edit counts. */
-void _erase_allow_time_under_wrong_condition(int32_t, void *block, int32_t *)
+void _erase_allow_time_under_wrong_condition(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<erase_allow_time_under_wrong_condition_state *>(block);
+    auto *state = static_cast<erase_allow_time_under_wrong_condition_state *>(memory);
     if (top_edt_set_is("security-mode"))
         state->encrypted = cnd_value_is(top[4], "encrypted");
     if (top_edt_set_is("allow-time"))
@@ -138,9 +138,9 @@ void _erase_allow_time_under_wrong_condition(int32_t, void *block, int32_t *)
 
 /* A signed cookie that is suspicious may pass, as it did so far: that has to be said now. It is said beside what the
  * edit may say already. */
-void _sync_cookie_security_mode(int32_t, void *block, int32_t *)
+void _sync_cookie_security_mode(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<sync_cookie_security_mode_state *>(block);
+    auto *state = static_cast<sync_cookie_security_mode_state *>(memory);
     if (cnd_nv_is(top[4], "security-mode", "signed"))
         state->signed_mode = 1;
     if (!top_edt_set_end())

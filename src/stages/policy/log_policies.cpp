@@ -25,14 +25,14 @@ static void fill_server_list(config_node **list_edit, const char *list_name)
     cnd_mv(top[4], *list_edit);
 }
 
-void _migr_change_corvo_log_policy(int32_t, void *block, int32_t *)
+void _migr_change_corvo_log_policy(int32_t, void *memory, int32_t *)
 {
-    fill_server_list(&static_cast<migr_change_corvo_log_policy_state *>(block)->list_edit, "corvolog-server-list");
+    fill_server_list(&static_cast<migr_change_corvo_log_policy_state *>(memory)->list_edit, "corvolog-server-list");
 }
 
-void _migr_change_sys_siem_policy(int32_t, void *block, int32_t *)
+void _migr_change_sys_siem_policy(int32_t, void *memory, int32_t *)
 {
-    fill_server_list(&static_cast<migr_change_sys_siem_policy_state *>(block)->list_edit, "siem-server-list");
+    fill_server_list(&static_cast<migr_change_sys_siem_policy_state *>(memory)->list_edit, "siem-server-list");
 }
 
 /* ---- 5.51 ---- */
@@ -99,9 +99,9 @@ void _remove_log_reports_config(int32_t, void *, int32_t *)
  * Packets are logged for machine learning too, in every file: its word joins the list, or makes one. A word that only
  * begins with it counts as well, and a set of an earlier config of the scope counts for the later ones.
  */
-void _change_log_attack_log_packet_log(int32_t, void *block, int32_t *)
+void _change_log_attack_log_packet_log(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<change_log_attack_log_packet_log_state *>(block);
+    auto *state = static_cast<change_log_attack_log_packet_log_state *>(memory);
     if (top_cfg_set_end() && !state->seen)
         cnd_add_prop(top[1], "packet-log", "machine-learning");
     if (!top_cfg_set_is("packet-log"))

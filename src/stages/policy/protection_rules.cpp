@@ -46,9 +46,9 @@ static void keep_limit(migr_change_protocol_constraints_state *state)
  * counted in bytes and are counted in kilobytes: those that stand in the file are converted, also down to 0. A limit
  * that the entry does not have gets its default, which is in kilobytes already.
  */
-void _migr_change_protocol_constraints(int32_t, void *block, int32_t *)
+void _migr_change_protocol_constraints(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<migr_change_protocol_constraints_state *>(block);
+    auto *state = static_cast<migr_change_protocol_constraints_state *>(memory);
     if (!top_edt_set_end()) {
         if (top_edt_set_in(10, "max-http-header-line-length-action", "max-http-header-line-length-block-period",
                            "max-http-header-line-length-severity", "max-http-header-line-length-trigger",
@@ -126,9 +126,9 @@ static void add_condition(migr_change_custom_protection_rule_state *state)
  * whose one entry takes over what the rule had. The old list goes when its first entry ends, and its other entries are
  * still read after that; so goes, unread, any other nested config whose entries hold sets.
  */
-void _migr_change_custom_protection_rule(int32_t, void *block, int32_t *)
+void _migr_change_custom_protection_rule(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<migr_change_custom_protection_rule_state *>(block);
+    auto *state = static_cast<migr_change_custom_protection_rule_state *>(memory);
     if (top_edt_set_end()) {
         add_condition(state);
         *state = {};
@@ -148,9 +148,9 @@ void _migr_change_custom_protection_rule(int32_t, void *block, int32_t *)
  * of the three stood last decides whether it needs the operator. The visits that end a list count as seen too, so the
  * first entry of the next list is completed even without sets; the first one of the file is not.
  */
-void _migr_change_signature_filter_list(int32_t, void *block, int32_t *)
+void _migr_change_signature_filter_list(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<migr_change_signature_filter_list_state *>(block);
+    auto *state = static_cast<migr_change_signature_filter_list_state *>(memory);
     if (!sub_cfg_is("filter_list"))
         return;
     if (!sub_edt_set_end()) {
@@ -207,9 +207,9 @@ void _remove_signature_scoring(int32_t, void *, int32_t *)
  * The check for a real browser was a switch and is now one of several ways of recognising a bot: a rule that has the
  * switch gets the way, also one that has it off. The time limit of the check goes from a rule that does not have it.
  */
-void _change_real_browser_enforcement(int32_t, void *block, int32_t *)
+void _change_real_browser_enforcement(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<change_real_browser_enforcement_state *>(block);
+    auto *state = static_cast<change_real_browser_enforcement_state *>(memory);
     if (!top_suffix_in(3, "http-request-flood-prevention-rule", "layer4-access-limit-rule", "custom-access,rule"))
         return;
     if (top_edt_set_end()) {
@@ -304,9 +304,9 @@ static void drop_hit_entry(int32_t *hit)
 }
 
 /* Two types of files are no longer told apart, and go from the lists of upload rules. */
-void _purge_fur_rule(int32_t, void *block, int32_t *)
+void _purge_fur_rule(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<purge_fur_rule_state *>(block);
+    auto *state = static_cast<purge_fur_rule_state *>(memory);
     if (sub_edt_set_is("file-type-id") && cnd_value_in(sub[4], 2, "00016", "00014"))
         state->hit = 1;
     drop_hit_entry(&state->hit);
@@ -322,9 +322,9 @@ void _adjust_hpc_620(int32_t, void *, int32_t *)
 }
 
 /* The predefined access rules became rules of their own features; policies let go of them. */
-void _erase_predefined_rules(int32_t, void *block, int32_t *)
+void _erase_predefined_rules(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<erase_predefined_rules_state *>(block);
+    auto *state = static_cast<erase_predefined_rules_state *>(memory);
     if (sub_edt_set_is("rule-name") &&
         cnd_value_in(sub[4], 5, "Predefined-Crawler", "Predefined-Vulnerability Scanning", "Predefined-Slow-Attack",
                      "Predefined-Content-Scraping", "Predefined-Credential-Based-Brute-Force"))
@@ -344,19 +344,19 @@ static void add_bot_confirmation(int32_t *seen)
     *seen = 0;
 }
 
-void _add_cus_rule_switch(int32_t, void *block, int32_t *)
+void _add_cus_rule_switch(int32_t, void *memory, int32_t *)
 {
-    add_bot_confirmation(&static_cast<add_cus_rule_switch_state *>(block)->seen);
+    add_bot_confirmation(&static_cast<add_cus_rule_switch_state *>(memory)->seen);
 }
 
-void _add_access_limit_switch(int32_t, void *block, int32_t *)
+void _add_access_limit_switch(int32_t, void *memory, int32_t *)
 {
-    add_bot_confirmation(&static_cast<add_access_limit_switch_state *>(block)->seen);
+    add_bot_confirmation(&static_cast<add_access_limit_switch_state *>(memory)->seen);
 }
 
-void _add_dos_flood_switch(int32_t, void *block, int32_t *)
+void _add_dos_flood_switch(int32_t, void *memory, int32_t *)
 {
-    add_bot_confirmation(&static_cast<add_dos_flood_switch_state *>(block)->seen);
+    add_bot_confirmation(&static_cast<add_dos_flood_switch_state *>(memory)->seen);
 }
 
 /* An exception from a check that went away; the product has always spelled it so. */

@@ -66,9 +66,9 @@ static void copy_quiet_shutdown(int32_t *ssl_seen, int32_t set_end, const config
  *
  * Round 1 looks for the config, round 2 moves the settings there, round 3 copies the switch down.
  */
-void _add_server_policy_setting(int32_t round, void *block, int32_t *)
+void _add_server_policy_setting(int32_t round, void *memory, int32_t *)
 {
-    auto *state = static_cast<add_server_policy_setting_state *>(block);
+    auto *state = static_cast<add_server_policy_setting_state *>(memory);
     if (round == 1) {
         if (!state->setting)
             state->setting = top_cfg_is("server-policy,setting");
@@ -122,9 +122,9 @@ static void add_member_sni(change_server_side_sni_state *state)
  * ends in a comma, so the suffix of "server-policy policy" is "olicy", and of the pools "erver-pool": no configuration
  * has ever been changed, its policies keep the set, and files in the field depend on that. The row stays as it is.
  */
-void _change_server_side_sni(int32_t round, void *block, int32_t *)
+void _change_server_side_sni(int32_t round, void *memory, int32_t *)
 {
-    auto *state = static_cast<change_server_side_sni_state *>(block);
+    auto *state = static_cast<change_server_side_sni_state *>(memory);
     if (round == 1 && top_suffix_is("policy"))
         note_sni_policies(state);
     if (round == 2 && top_suffix_is("server-pool") && cnd_arr_match_value(&state->policies, cnd_std_name(top[2])))
@@ -192,9 +192,9 @@ static void give_member_host(adjust_server_policy_health_state *state)
  *
  * Round 1 takes the hosts out of the checks, round 2 notes the check of each pool, round 3 gives each member its host.
  */
-void _adjust_server_policy_health(int32_t round, void *block, int32_t *)
+void _adjust_server_policy_health(int32_t round, void *memory, int32_t *)
 {
-    auto *state = static_cast<adjust_server_policy_health_state *>(block);
+    auto *state = static_cast<adjust_server_policy_health_state *>(memory);
     if (round == 1 && top_suffix_is("health"))
         take_health_hosts(state);
     if (round == 2 && top_suffix_is("server-pool") && top_edt_set_is("health"))
@@ -218,9 +218,9 @@ void _erase_fast_forward_from_server_policy_setting(int32_t, void *, int32_t *)
  * Blocking by, and locating, the original address needs that address to be traced. Old releases took the two settings
  * without it; they go then. That the tracing is set at all decides, not its value.
  */
-void _check_xff_cond(int32_t, void *block, int32_t *)
+void _check_xff_cond(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<check_xff_cond_state *>(block);
+    auto *state = static_cast<check_xff_cond_state *>(memory);
     if (top_edt_set_is("tracing-original-ip"))
         state->tracing = top[4];
     if (top_edt_set_is("block-based-on-original-ip"))
@@ -293,9 +293,9 @@ static int32_t move_to_system_vip(adjust_server_policy_vserver_state *state, con
  * A virtual server had one address of its own. It now has a list, of one entry here: either the address of an
  * interface, where its own addresses and status are dropped, or an address that "system vip" holds.
  */
-void _adjust_server_policy_vserver(int32_t, void *block, int32_t *)
+void _adjust_server_policy_vserver(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<adjust_server_policy_vserver_state *>(block);
+    auto *state = static_cast<adjust_server_policy_vserver_state *>(memory);
     if (top_cfg_set_end())
         sys_vip = nullptr;
     if (!top_edt_set_end()) {

@@ -93,9 +93,9 @@ static void add_strong_password_rules(config_node *policy)
  * Strong passwords and a single administrator were two switches of the machine. They are now part of a password policy,
  * which stands directly behind the config that had them, and only where one of them was on.
  */
-void _add_system_passwd_policy(int32_t, void *block, int32_t *)
+void _add_system_passwd_policy(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<add_system_passwd_policy_state *>(block);
+    auto *state = static_cast<add_system_passwd_policy_state *>(memory);
     if (!top_cfg_set_end()) {
         take_switch("strong-password", &state->strong);
         take_switch("single-admin-mode", &state->single_admin);
@@ -118,9 +118,9 @@ void _add_system_passwd_policy(int32_t, void *block, int32_t *)
  * set: so the old "off" must be written, and an old "on" goes. The last of the five sets decides, so an "on" with one
  * of the limits behind it turns off. Files in the field depend on that order.
  */
-void _update_system_advanced(int32_t, void *block, int32_t *)
+void _update_system_advanced(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<update_system_advanced_state *>(block);
+    auto *state = static_cast<update_system_advanced_state *>(memory);
     if (!top_cfg_set_end()) {
         if (!cnd_name_in(top[3], 5, "max-http-header-length", "max-http-argbuf-length",
                          "max-multipart-buffsize-per-arg", "upfile-count", "circulate-url-decode"))

@@ -85,19 +85,19 @@ static void encrypt_key(config_node *key)
  * Up to 5.79 an entry of the local certificates was a name and a type, and its material lay in files; from 5.80 on the
  * entry holds it. What the entry holds already is not asked for: old files with a key inline get a second one.
  */
-void _change_local_certificate(int32_t, void *state, int32_t *)
+void _change_local_certificate(int32_t, void *memory, int32_t *)
 {
-    auto *edit = static_cast<change_local_certificate_state *>(state);
+    auto *state = static_cast<change_local_certificate_state *>(memory);
     if (!top_edt_set_end()) {
         if (top_edt_set_is("type"))
-            edit->is_request = cnd_value_is(top[4], "csr");
+            state->is_request = cnd_value_is(top[4], "csr");
         return;
     }
     load_password("cert/local");
     if (config_node *key = _top_edt_load_prop("cert/local", "key", "private-key"))
         encrypt_key(key);
-    _top_edt_load_prop("cert/local", edit->is_request ? "csr" : "cer", "certificate");
-    edit->is_request = 0;
+    _top_edt_load_prop("cert/local", state->is_request ? "csr" : "cer", "certificate");
+    state->is_request = 0;
 }
 
 /* Certificates of authorities move from files into their entries, like those of the appliance. */
@@ -129,22 +129,22 @@ void _remove_default_local_admin_certificate(int32_t, void *, int32_t *)
  * The administration's certificates could be inline already, and such an entry loads nothing, not even the password. A
  * key from a file stays clear: the row that encrypts keys has passed this entry by then, and old appliances read it so.
  */
-void _change_local_admin_certificate(int32_t, void *state, int32_t *)
+void _change_local_admin_certificate(int32_t, void *memory, int32_t *)
 {
-    auto *edit = static_cast<change_local_admin_certificate_state *>(state);
+    auto *state = static_cast<change_local_admin_certificate_state *>(memory);
     if (!top_edt_set_end()) {
         if (top_edt_set_in(2, "certificate", "private-key"))
-            edit->has_material = 1;
+            state->has_material = 1;
         if (top_edt_set_is("type"))
-            edit->is_request = cnd_value_is(top[4], "csr");
+            state->is_request = cnd_value_is(top[4], "csr");
         return;
     }
-    if (!edit->has_material) {
+    if (!state->has_material) {
         load_password("globalcert/local");
         _top_edt_load_prop("globalcert/local", "key", "private-key");
-        _top_edt_load_prop("globalcert/local", edit->is_request ? "csr" : "cer", "certificate");
+        _top_edt_load_prop("globalcert/local", state->is_request ? "csr" : "cer", "certificate");
     }
-    *edit = {};
+    *state = {};
 }
 
 /* The authorities that administrators are checked against move likewise. */

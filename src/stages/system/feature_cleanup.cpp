@@ -81,12 +81,12 @@ static void restore_twice(const char *source, const char *target, const char *la
 }
 
 /* 5.80 starts from the image's own antivirus engine and signatures. The engine's second copy has a name of its own. */
-void _av_vir_file_copy(int32_t, void *state, int32_t *)
+void _av_vir_file_copy(int32_t, void *memory, int32_t *)
 {
-    auto *file = static_cast<av_vir_file_copy_state *>(state);
-    if (file->done)
+    auto *state = static_cast<av_vir_file_copy_state *>(memory);
+    if (state->done)
         return;
-    file->done = 1;
+    state->done = 1;
     if (!exists("/var/log"))
         return;
     restore_twice("/data/etc/vir.orig", "/var/log/vir", "/var/log/vir.lastgood");
@@ -96,9 +96,9 @@ void _av_vir_file_copy(int32_t, void *state, int32_t *)
 
 /* 6.10 has no auto-learning: its profiles and patterns go, what names them, and its data. The folder's path has no
  * slash ahead of it, so it is the one below the working folder. */
-void _remove_all_autolearn(int32_t, void *state, int32_t *)
+void _remove_all_autolearn(int32_t, void *memory, int32_t *)
 {
-    auto *file = static_cast<remove_all_autolearn_state *>(state);
+    auto *state = static_cast<remove_all_autolearn_state *>(memory);
     if (top_cfg_set_end() &&
         top_cfg_in(7, "server-policy,pattern,custom-susp-url", "server-policy,pattern,custom-susp-url-rule",
                    "server-policy,pattern,data-type-group", "server-policy,pattern,suspicious-url-rule",
@@ -112,10 +112,10 @@ void _remove_all_autolearn(int32_t, void *state, int32_t *)
         cnd_del(top[4]);
     if (top_cfg_is("system,accprofile") && top_edt_set_is("learngrp"))
         cnd_del(top[4]);
-    if (file->folder_removed)
+    if (state->folder_removed)
         return;
     remove_tree("var/log/autolearn_adom");
-    file->folder_removed = 1;
+    state->folder_removed = 1;
 }
 
 /* Two of the old names are misspelled, and that is how old files have them. */

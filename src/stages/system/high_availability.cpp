@@ -128,25 +128,25 @@ static void visit_management_interface(adjust_ha_interface_state *state)
  * Before 6.10 the management interface of a cluster had a gateway of its own; from then on it has policy routes. Three
  * rounds, since routes, cluster and interfaces stand in any order: the priorities in use, the gateways, the addresses.
  */
-void _adjust_ha_interface(int32_t round, void *state, int32_t *)
+void _adjust_ha_interface(int32_t round, void *memory, int32_t *)
 {
-    auto *cluster = static_cast<adjust_ha_interface_state *>(state);
+    auto *state = static_cast<adjust_ha_interface_state *>(memory);
     if (round == 1) {
         if (top_cfg_is("router,policy") && top_edt_set_is("priority"))
-            cnd_arr_push(&cluster->priorities, top[4]);
+            cnd_arr_push(&state->priorities, top[4]);
         return;
     }
     if (round == 2) {
-        collect_cluster(cluster);
+        collect_cluster(state);
         return;
     }
-    visit_management_interface(cluster);
+    visit_management_interface(state);
     if (!cnd_is_last(top[1]))
         return;
-    free(cluster->gateway);
-    free(cluster->gateway6);
-    cluster->gateway = nullptr;
-    cluster->gateway6 = nullptr;
+    free(state->gateway);
+    free(state->gateway6);
+    state->gateway = nullptr;
+    state->gateway6 = nullptr;
 }
 
 /* The HSM's registration is no longer started by a set. */
@@ -189,38 +189,38 @@ void _reorg_azure_res(int32_t, void *, int32_t *)
 }
 
 /* From 6.11 on only a cluster without a network type has management routes of its own. */
-void _adjust_ha_mgmt_by_cond(int32_t round, void *state, int32_t *)
+void _adjust_ha_mgmt_by_cond(int32_t round, void *memory, int32_t *)
 {
-    auto *cluster = static_cast<adjust_ha_mgmt_by_cond_state *>(state);
+    auto *state = static_cast<adjust_ha_mgmt_by_cond_state *>(memory);
     if (round == 1) {
         if (!top_suffix_is("ha"))
             return;
         if (top_cfg_set_is("mode") && cnd_value_in(top[3], 2, "active-passive", "active-active"))
-            cluster->clustered = 1;
+            state->clustered = 1;
         if (top_cfg_set_is("network-type"))
-            cluster->has_network_type = 1;
+            state->has_network_type = 1;
         return;
     }
     if (!top_cfg_set_end() || !top_suffix_in(2, "ha-mgmt-router-static", "ha-mgmt-router-policy"))
         return;
-    if (!cluster->clustered || cluster->has_network_type)
+    if (!state->clustered || state->has_network_type)
         cnd_del(top[1]);
 }
 
 /* From 6.20 on a Kerberos user has a list of servers. An entry with neither server nor port gets an empty one. */
-void _adjust_kerberos_user(int32_t, void *state, int32_t *)
+void _adjust_kerberos_user(int32_t, void *memory, int32_t *)
 {
-    auto *user = static_cast<adjust_kerberos_user_state *>(state);
+    auto *state = static_cast<adjust_kerberos_user_state *>(memory);
     if (top_edt_set_is("server"))
-        user->server = cnd_detach(top[4]);
+        state->server = cnd_detach(top[4]);
     else if (top_edt_set_is("port"))
-        user->port = cnd_detach(top[4]);
+        state->port = cnd_detach(top[4]);
     if (!top_edt_set_end())
         return;
     config_node *member = cnd_add_edit(cnd_add_config(top[2], "server-members"), "1");
-    cnd_attach(user->port, member);
-    cnd_attach(user->server, member);
-    *user = {};
+    cnd_attach(state->port, member);
+    cnd_attach(state->server, member);
+    *state = {};
 }
 
 /* 6.20 sets a cluster up anew. It once was to depend on the model, hence the name; it goes from every appliance, with

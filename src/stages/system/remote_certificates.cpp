@@ -20,22 +20,22 @@ void _change_cert_login(int32_t, void *, int32_t *)
 
 /* From 5.83 on a policy that asks for a server name strictly staples by that name's own settings. That the switch is
  * there is what counts, not its value. */
-void _remove_ocsp_stapling(int32_t, void *state, int32_t *)
+void _remove_ocsp_stapling(int32_t, void *memory, int32_t *)
 {
-    auto *edit = static_cast<remove_ocsp_stapling_state *>(state);
+    auto *state = static_cast<remove_ocsp_stapling_state *>(memory);
     if (top_edt_set_is("ocspstapling"))
-        edit->stapling = top[4];
+        state->stapling = top[4];
     if (top_edt_set_is("ocspstapling-group"))
-        edit->group = top[4];
+        state->group = top[4];
     if (top_edt_set_is("sni-strict"))
-        edit->strict = 1;
+        state->strict = 1;
     if (!top_edt_set_end())
         return;
-    if (edit->strict) {
-        cnd_del_from(edit->stapling, top[2]);
-        cnd_del_from(edit->group, top[2]);
+    if (state->strict) {
+        cnd_del_from(state->stapling, top[2]);
+        cnd_del_from(state->group, top[2]);
     }
-    *edit = {};
+    *state = {};
 }
 
 static void add_group_of_one(config_node *groups, config_node *crl)
@@ -46,22 +46,22 @@ static void add_group_of_one(config_node *groups, config_node *crl)
 }
 
 /* From 5.83 on revocation lists are used by group: each list becomes the one member of a group of its name. */
-void _add_crl_group(int32_t round, void *state, int32_t *)
+void _add_crl_group(int32_t round, void *memory, int32_t *)
 {
-    auto *found = static_cast<add_crl_group_state *>(state);
+    auto *state = static_cast<add_crl_group_state *>(memory);
     if (round == 1) {
         if (top_suffix_is("crl-group"))
-            found->group = top[1];
+            state->group = top[1];
         if (top_suffix_is("crl"))
-            found->crl = top[1];
+            state->crl = top[1];
         return;
     }
-    if (top[1] != found->crl)
+    if (top[1] != state->crl)
         return;
-    if (!found->group)
-        found->group = cnd_add_path(&found->crl->next, "system,certificate,crl-group");
-    if (found->group && top_edt_set_end())
-        add_group_of_one(found->group, top[2]);
+    if (!state->group)
+        state->group = cnd_add_path(&state->crl->next, "system,certificate,crl-group");
+    if (state->group && top_edt_set_end())
+        add_group_of_one(state->group, top[2]);
 }
 
 /* The template of certificate requests, as it is read and as it is written: at most 4095 characters. */
@@ -301,15 +301,15 @@ static void rebuild_remote_table(reorg_cert_remote_state *state)
  * takes the old properties away; round 2 turns the groups' table into the new one. Of more than 32 references the rest
  * is lost. Without the old table nothing is built, and the references go at the end of the walk.
  */
-void _reorg_cert_remote(int32_t round, void *state, int32_t *)
+void _reorg_cert_remote(int32_t round, void *memory, int32_t *)
 {
-    auto *refs = static_cast<reorg_cert_remote_state *>(state);
+    auto *state = static_cast<reorg_cert_remote_state *>(memory);
     if (round == 1)
-        collect_references(refs);
+        collect_references(state);
     else if (top_cfg_is("system,certificate,remote"))
-        rebuild_remote_table(refs);
+        rebuild_remote_table(state);
     else if (cnd_is_last(top[1]))
-        forget_references(refs);
+        forget_references(state);
 }
 
 static constexpr char   connector_folder[] = "/etc/cert/mesh_connector/oci_private_key";
@@ -337,15 +337,15 @@ static bool find_only_key(DIR *folder, char *path)
 /* Before 6.20 there was one cloud connector and one key; from then on a key file bears its connector's name, as it is
  * written in the configuration. A name with a slash would put the key over any file of the appliance, so it names
  * none. */
-void _rename_msh_con_key_file(int32_t, void *state, int32_t *)
+void _rename_msh_con_key_file(int32_t, void *memory, int32_t *)
 {
-    auto *connector = static_cast<rename_msh_con_key_file_state *>(state);
+    auto *state = static_cast<rename_msh_con_key_file_state *>(memory);
     if (top_cfg_set_is("name"))
-        connector->name = top[3];
+        state->name = top[3];
     if (!top_cfg_set_end())
         return;
-    config_node *name = connector->name;
-    connector->name = nullptr;
+    config_node *name = state->name;
+    state->name = nullptr;
     if (!name || !name->value || strchr(name->value, '/'))
         return;
     DIR *folder = opendir(connector_folder);

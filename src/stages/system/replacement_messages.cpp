@@ -232,15 +232,15 @@ static void end_messages(adjust_replacemsg_state *state)
  * policy names its group. Round 1 asks whether any page of the file differs from the image's, round 2 moves them: one
  * changed page takes all of them along. The disclaimer goes to a configuration of its own.
  */
-void _adjust_replacemsg(int32_t round, void *state, int32_t *)
+void _adjust_replacemsg(int32_t round, void *memory, int32_t *)
 {
-    auto *messages = static_cast<adjust_replacemsg_state *>(state);
+    auto *state = static_cast<adjust_replacemsg_state *>(memory);
     if (!top_suffix_is_empty())
         return;
     if (round == 1)
-        look_for_customized_page(messages);
+        look_for_customized_page(state);
     else if (top_edt_set_end())
-        take_page_out(messages);
+        take_page_out(state);
     else if (top_cfg_set_end())
-        end_messages(messages);
+        end_messages(state);
 }

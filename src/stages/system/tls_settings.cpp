@@ -127,20 +127,20 @@ char *get_ssl_custom_cipher_value_585(const char *value)
 }
 
 /* From 5.52 on the switch "ssl" alone stands for all protocols; a member that lists every one of them says just so. */
-void _change_server_pool_ssl_protocol(int32_t, void *state, int32_t *)
+void _change_server_pool_ssl_protocol(int32_t, void *memory, int32_t *)
 {
     static constexpr uint32_t all_protocols = 31;
-    auto                     *member = static_cast<change_server_pool_ssl_protocol_state *>(state);
+    auto                     *state = static_cast<change_server_pool_ssl_protocol_state *>(memory);
     if (sub_cfg_is("pserver-list")) {
         int32_t position = sub_edt_set_in(5, "tls-v12", "tls-v11", "tls-v10", "ssl-v3", "ssl");
         if (position)
-            member->protocols |= 1U << (position - 1);
+            state->protocols |= 1U << (position - 1);
     }
     if (!sub_edt_set_end())
         return;
-    if (member->protocols == all_protocols)
+    if (state->protocols == all_protocols)
         cnd_del_by_name(sub[2], 4, "tls-v12", "tls-v11", "tls-v10", "ssl-v3");
-    member->protocols = 0;
+    state->protocols = 0;
 }
 
 /* 5.83 speaks SSL 3 nowhere, so the switch against it went. */

@@ -90,23 +90,23 @@ static void visit_json_policies(const xml_json_entry *entry)
  * Round 1 takes the switches out of the profiles and names the policies, round 2 makes these. Of more than 32 profiles
  * the rest name policies that are never made.
  */
-void _adjust_xml_json_profile(int32_t round, void *state, int32_t *)
+void _adjust_xml_json_profile(int32_t round, void *memory, int32_t *)
 {
-    auto *profiles = static_cast<adjust_xml_json_profile_state *>(state);
+    auto *state = static_cast<adjust_xml_json_profile_state *>(memory);
     if (round == 1) {
         if (top_cfg_in(2, "waf,web-protection-profile,inline-protection",
                        "waf,web-protection-profile,offline-protection"))
-            visit_profile(profiles);
+            visit_profile(state);
         else
             add_json_table();
         return;
     }
-    const xml_json_entry *end = profiles->entries + profiles->count;
+    const xml_json_entry *end = state->entries + state->count;
     if (top_cfg_is(xml_policies))
-        for (const xml_json_entry *entry = profiles->entries; entry < end; entry++)
+        for (const xml_json_entry *entry = state->entries; entry < end; entry++)
             visit_xml_policies(entry);
     if (top_cfg_is(json_policies))
-        for (const xml_json_entry *entry = profiles->entries; entry < end; entry++)
+        for (const xml_json_entry *entry = state->entries; entry < end; entry++)
             visit_json_policies(entry);
 }
 
@@ -172,9 +172,9 @@ static void trim_configuration()
  * An appliance that only looks on cannot sign or decrypt, so from 6.20 on it has no web-service security: rules and
  * certificates go in round 2, their files in round 3, once per file that says so itself.
  */
-void _trim_xml_by_mode(int32_t round, void *state, int32_t *)
+void _trim_xml_by_mode(int32_t round, void *memory, int32_t *)
 {
-    auto *trim = static_cast<trim_xml_by_mode_state *>(state);
+    auto *state = static_cast<trim_xml_by_mode_state *>(memory);
     if (round == 1) {
         note_operation_mode();
         return;
@@ -185,10 +185,10 @@ void _trim_xml_by_mode(int32_t round, void *state, int32_t *)
         trim_configuration();
         return;
     }
-    if (trim->folders_cleared)
+    if (state->folders_cleared)
         return;
     _clear_all_sub_dir("/data/etc/ws_security");
     _clear_all_sub_dir("/data/etc/cert/xml_client");
     _clear_all_sub_dir("/data/etc/cert/xml_server");
-    trim->folders_cleared = 1;
+    state->folders_cleared = 1;
 }
