@@ -100,6 +100,12 @@ static void extend_template_file(int fd)
     }
 }
 
+static int32_t template_done; /* in this process */
+
+/* The top-level config at which the template was last missing. The visit behind the last config puts the sentinel here,
+ * so it never is a node of an earlier file. */
+static const config_node *template_missing_at = &EMPTY_NODE;
+
 /*
  * From 6.10 on a certificate request asks for alternative names. The template is a file, so this is done once per
  * process; while there is no template it is looked for again. No migration makes one, so within a configuration once is
@@ -107,17 +113,17 @@ static void extend_template_file(int fd)
  */
 void _adjust_cert_conf(int32_t, void *, int32_t *)
 {
-    static int32_t            done;
-    static const config_node *looked_at;
-    if (done || (looked_at == top[1] && cnd_is_normal(top[1])))
+    bool looked_for = cnd_is_normal(top[1]) && template_missing_at == top[1];
+    if (template_done || looked_for)
         return;
-    looked_at = top[1];
     int fd = open("/data/etc/cert/cert.conf", O_RDWR | O_CLOEXEC);
-    if (fd < 0)
+    if (fd < 0) {
+        template_missing_at = top[1];
         return;
+    }
     extend_template_file(fd);
     close(fd);
-    done = 1;
+    template_done = 1;
 }
 
 ocsp_ref *ocsp_ref_find(ocsp_ref *refs, int32_t count, const char *name)
