@@ -31,6 +31,7 @@ config_node *find_row(run_context *record, const merge_row *row)
 void chain_canonical_rows(run_context *record)
 {
     int32_t previous = -1;
+    max_node_num = MIGR_CANONICAL_ROWS;
     for (int32_t i = 0; i < max_node_num; i++) {
         config_node *node = find_row(record, &pre_node_info[i]);
         if (!node)
@@ -48,6 +49,7 @@ void chain_canonical_rows(run_context *record)
 void clear_predefined_marks(run_context *record)
 {
     int32_t previous = -1;
+    max_node_num = MIGR_PREDEFINED_ROWS;
     for (int32_t i = 0; i < max_node_num; i++) {
         config_node *node = find_row(record, &sub_node_info[i]);
         if (!node)
@@ -117,10 +119,8 @@ void strip_number(char *name)
  */
 int32_t migr_preconfig(void)
 {
-    max_node_num = MIGR_CANONICAL_ROWS;
     migr_init_node_list(&migr_main, 0);
     setup_tree(&migr_sub, predefined_file);
-    max_node_num = MIGR_PREDEFINED_ROWS;
     migr_init_node_list(&migr_sub, 1);
     migr_find_insert_point();
     insert_sub_to_main();

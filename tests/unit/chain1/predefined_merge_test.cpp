@@ -213,6 +213,18 @@ TEST_F(PredefinedMerge, ABlockIsNotPutBehindItself)
     EXPECT_EQ(length_of(migr_main.root.top_list), 1u);
 }
 
+TEST_F(PredefinedMerge, EachTableIsFilledWhole)
+{
+    ASSERT_EQ(parse("config waf web-robot\nend\nconfig wad website\nend\n"), 0);
+    for (int i = 0; i < 2; i++) {
+        migr_init_node_list(&migr_main, 1);
+        migr_init_node_list(&migr_main, 0);
+        EXPECT_EQ(migr_main.root.top_list->next, pre_node_info[row_of(pre_node_info, "wad,website")].node);
+        EXPECT_EQ(migr_main.root.top_list, sub_node_info[row_of(sub_node_info, "waf,web-robot")].node);
+        forget_merged_nodes();
+    }
+}
+
 TEST_F(PredefinedMerge, AnEntryIsNoPlaceToGoBehind)
 {
     ASSERT_EQ(parse("config system global\nend\nconfig waf web-robot\nedit \"High Level Security1\"\nnext\nend\n"), 0);
