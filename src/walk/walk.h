@@ -18,16 +18,15 @@ void prepare_stage(stage_table *stage);
 /* Walks context->root with one stage, in as many rounds as its rows ask for. */
 void walk_stage(run_context *context, stage_table *stage);
 
-/*
- * The walk's inner steps, valid only while it runs.
- *   cb_loop           offers the current position to all rows of the stage
- *   do_next           moves a level on: gives the node in *next and moves *next to its successor; at the end of the
- * list offers the end visit, in `slot`, and gives null cb_reset_stg_st   closes a round: a row that has had all its
- * rounds is done with the stage
- */
-void         cb_loop(void);
+/* The walk's inner steps follow, valid only while it runs. Offers the current position to all rows of the stage. */
+void cb_loop(void);
+
+/* Moves a level on: gives the node in *next, and moves *next to its successor. At the end of the list it offers the end
+ * visit, in `slot`, and gives null. */
 config_node *do_next(config_node **next, config_node **slot);
-void         cb_reset_stg_st(stage_table *stage);
+
+/* Closes a round: a row that has had all its rounds is done with the stage. */
+void cb_reset_stg_st(stage_table *stage);
 
 #ifdef __cplusplus
 }
