@@ -102,6 +102,25 @@ void ncu_gen_unique_edt(char *target, size_t size);
 
 #ifdef __cplusplus
 }
+
+/* The _in forms for C++, which count the names themselves. */
+#define COUNTED_PREDICATE(predicate)                                                                                   \
+    template <typename... text> int32_t predicate(const char *first, text... further)                                  \
+    {                                                                                                                  \
+        return predicate(1 + static_cast<int32_t>(sizeof...(further)), first, static_cast<const char *>(further)...);  \
+    }
+
+COUNTED_PREDICATE(top_cfg_in)
+COUNTED_PREDICATE(top_edt_in)
+COUNTED_PREDICATE(top_cfg_set_in)
+COUNTED_PREDICATE(top_edt_set_in)
+COUNTED_PREDICATE(sub_cfg_in)
+COUNTED_PREDICATE(sub_edt_in)
+COUNTED_PREDICATE(sub_cfg_set_in)
+COUNTED_PREDICATE(sub_edt_set_in)
+COUNTED_PREDICATE(top_suffix_in)
+
+#undef COUNTED_PREDICATE
 #endif
 
 #endif

@@ -107,6 +107,22 @@ char *cnd_format_pass(const char *text, char *target, size_t size);
 
 #ifdef __cplusplus
 }
+
+/* The functions over a list of texts for C++, which count the texts themselves. */
+#define COUNTED_TEXTS(result, function)                                                                                \
+    template <typename... text> result function(config_node *node, const char *first, text... further)                 \
+    {                                                                                                                  \
+        return function(node, 1 + static_cast<int32_t>(sizeof...(further)), first,                                     \
+                        static_cast<const char *>(further)...);                                                        \
+    }
+
+COUNTED_TEXTS(void, cnd_del_by_name)
+COUNTED_TEXTS(int32_t, cnd_filter_value)
+COUNTED_TEXTS(void, cnd_append_value)
+COUNTED_TEXTS(int32_t, cnd_name_in)
+COUNTED_TEXTS(int32_t, cnd_value_in)
+
+#undef COUNTED_TEXTS
 #endif
 
 #endif

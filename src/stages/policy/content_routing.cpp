@@ -7,7 +7,7 @@
 static void change_persistence_type()
 {
     cnd_rename(top[4], "type");
-    if (cnd_value_in(top[4], 4, "ASP-SESSIONID", "JSP_SESSIONID", "PHP-SESSIONID", "Persistent-Cookie")) {
+    if (cnd_value_in(top[4], "ASP-SESSIONID", "JSP_SESSIONID", "PHP-SESSIONID", "Persistent-Cookie")) {
         strlwr(top[4]->value);
     } else if (cnd_value_is(top[4], "Insert-Cookie")) {
         cnd_del(top[4]);
@@ -32,7 +32,7 @@ void _migr_change_persistence_policy(int32_t, void *, int32_t *)
 
 static void change_match_object(migr_change_content_routing_state *state)
 {
-    if (cnd_value_in(sub[4], 4, "HTTP-HOST", "HTTP-Referer", "Source-IP", "HTTP-Request")) {
+    if (cnd_value_in(sub[4], "HTTP-HOST", "HTTP-Referer", "Source-IP", "HTTP-Request")) {
         strlwr(sub[4]->value);
     } else if (cnd_value_is(sub[4], "HTTP-Request-Cookie")) {
         cnd_fmt_value(sub[4], "http-cookie");
@@ -43,7 +43,7 @@ static void change_match_object(migr_change_content_routing_state *state)
 static void change_match_condition(migr_change_content_routing_state *state)
 {
     state->condition = sub[4];
-    if (cnd_value_in(sub[4], 6, "Match-Begin", "Match-Dir", "Match-Domain", "Match-End", "Match-Reg", "Match-Sub"))
+    if (cnd_value_in(sub[4], "Match-Begin", "Match-Dir", "Match-Domain", "Match-End", "Match-Reg", "Match-Sub"))
         strlwr(sub[4]->value);
 }
 
@@ -53,7 +53,7 @@ static void change_match_set(migr_change_content_routing_state *state)
         change_match_object(state);
     } else if (sub_edt_set_is("match-condition")) {
         change_match_condition(state);
-    } else if (sub_edt_set_in(2, "regular-expression", "match-string")) {
+    } else if (sub_edt_set_in("regular-expression", "match-string")) {
         cnd_rename(sub[4], "match-expression");
     } else if (sub_edt_set_is("cookie-name-reg")) {
         cnd_rename(sub[4], "name");

@@ -17,8 +17,8 @@ MIGR_STATE(migr_change_content_routing_state, 24);
 extern "C" {
 #endif
 
-void _migr_change_persistence_policy(int32_t round, void *state, int32_t *progress);
-void _migr_change_content_routing(int32_t round, void *state, int32_t *progress);
+stage_callback _migr_change_persistence_policy;
+stage_callback _migr_change_content_routing;
 
 #ifdef __cplusplus
 }

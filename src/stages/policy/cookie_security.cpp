@@ -7,7 +7,7 @@
 
 static void take_cookie_poison(migr_move_cookie_poison_state *state)
 {
-    if (!top_edt_set_in(5, "cookie-poison-trigger", "cookie-poison-severity", "cookie-poison-action", "block-period",
+    if (!top_edt_set_in("cookie-poison-trigger", "cookie-poison-severity", "cookie-poison-action", "block-period",
                         "cookie-poison"))
         return;
     state->hit = 1;
@@ -65,7 +65,7 @@ void _migr_move_site_publish_rule(int32_t, void *memory, int32_t *)
     auto *state = static_cast<migr_move_site_publish_rule_state *>(memory);
     if (!state->target)
         state->target = cnd_open_top("waf,site-publish-helper,authentication-server-pool");
-    if (top_edt_set_in(4, "auth-method", "ldap-server", "radius-server", "rsa-securid"))
+    if (top_edt_set_in("auth-method", "ldap-server", "radius-server", "rsa-securid"))
         cnd_arr_push(&state->moved, cnd_detach(top[4]));
     else if (top_edt_set_end() && cnd_arr_count(&state->moved))
         add_authentication_pool(state);
@@ -106,7 +106,7 @@ void _change_cookie_security_mode2(int32_t, void *memory, int32_t *)
     auto *state = static_cast<change_cookie_security_mode2_state *>(memory);
     if (cnd_nv_is(top[4], "security-mode", "encrypted"))
         state->encrypted = 1;
-    if (cnd_name_in(top[4], 3, "cookie-replay-protection-type", "allow-suspicious-cookies", "allow-time"))
+    if (cnd_name_in(top[4], "cookie-replay-protection-type", "allow-suspicious-cookies", "allow-time"))
         cnd_arr_push(&state->doomed, top[4]);
     if (!top_edt_set_end())
         return;

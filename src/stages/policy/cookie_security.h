@@ -49,14 +49,14 @@ MIGR_STATE(sync_cookie_security_mode_state, 4);
 extern "C" {
 #endif
 
-void _migr_move_cookie_poison(int32_t round, void *state, int32_t *progress);
-void _migr_move_site_publish_rule(int32_t round, void *state, int32_t *progress);
-void _change_cookie_security_mode(int32_t round, void *state, int32_t *progress);
-void _migr_cookie_timeout_sitepublish(int32_t round, void *state, int32_t *progress);
-void _change_cookie_security_mode2(int32_t round, void *state, int32_t *progress);
-void _erase_allow_time_under_wrong_condition(int32_t round, void *state, int32_t *progress);
-void _sync_cookie_security_mode(int32_t round, void *state, int32_t *progress);
-void _rename_sph_rule_prop(int32_t round, void *state, int32_t *progress);
+stage_callback _migr_move_cookie_poison;
+stage_callback _migr_move_site_publish_rule;
+stage_callback _change_cookie_security_mode;
+stage_callback _migr_cookie_timeout_sitepublish;
+stage_callback _change_cookie_security_mode2;
+stage_callback _erase_allow_time_under_wrong_condition;
+stage_callback _sync_cookie_security_mode;
+stage_callback _rename_sph_rule_prop;
 
 #ifdef __cplusplus
 }

@@ -60,8 +60,8 @@ void _migr_del_snmp_user_interface(int32_t, void *, int32_t *)
  * word twice loses both and gets no new one. */
 void _migr_del_cookie_poison_log(int32_t, void *, int32_t *)
 {
-    if (top_cfg_set_is("packet-log") && cnd_filter_value(top[3], 1, "cookie-poison") == 1)
-        cnd_append_value(top[3], 1, "cookie-security");
+    if (top_cfg_set_is("packet-log") && cnd_filter_value(top[3], "cookie-poison") == 1)
+        cnd_append_value(top[3], "cookie-security");
 }
 
 /* Logging to memory went away, the choice of the disk for traffic with it, and the limit of a log file's size. */
@@ -89,7 +89,7 @@ void _remove_show_all_log(int32_t, void *, int32_t *)
 /* Reports lost their queries and their mail addresses. */
 void _remove_log_reports_config(int32_t, void *, int32_t *)
 {
-    if (sub_cfg_set_end() && cnd_name_in(sub[1], 3, "queryset_option", "query_option", "output_addresses"))
+    if (sub_cfg_set_end() && cnd_name_in(sub[1], "queryset_option", "query_option", "output_addresses"))
         cnd_del(sub[1]);
 }
 
@@ -107,7 +107,7 @@ void _change_log_attack_log_packet_log(int32_t, void *memory, int32_t *)
     if (!top_cfg_set_is("packet-log"))
         return;
     if (!top[3]->value || !strstr(top[3]->value, "machine-learning"))
-        cnd_append_value(top[3], 1, "machine-learning");
+        cnd_append_value(top[3], "machine-learning");
     state->seen = 1;
 }
 

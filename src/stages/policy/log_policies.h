@@ -25,17 +25,17 @@ MIGR_STATE(change_log_attack_log_packet_log_state, 4);
 extern "C" {
 #endif
 
-void _migr_change_corvo_log_policy(int32_t round, void *state, int32_t *progress);
-void _migr_change_sys_siem_policy(int32_t round, void *state, int32_t *progress);
+stage_callback _migr_change_corvo_log_policy;
+stage_callback _migr_change_sys_siem_policy;
 void _del_interface_under_host(void); /* the body of the next two */
-void _migr_del_snmp_community_interface(int32_t round, void *state, int32_t *progress);
-void _migr_del_snmp_user_interface(int32_t round, void *state, int32_t *progress);
-void _migr_del_cookie_poison_log(int32_t round, void *state, int32_t *progress);
-void _migr_del_memory_log_config(int32_t round, void *state, int32_t *progress);
-void _remove_show_all_log(int32_t round, void *state, int32_t *progress);
-void _remove_log_reports_config(int32_t round, void *state, int32_t *progress);
-void _change_log_attack_log_packet_log(int32_t round, void *state, int32_t *progress);
-void _trim_cl_prop(int32_t round, void *state, int32_t *progress);
+stage_callback _migr_del_snmp_community_interface;
+stage_callback _migr_del_snmp_user_interface;
+stage_callback _migr_del_cookie_poison_log;
+stage_callback _migr_del_memory_log_config;
+stage_callback _remove_show_all_log;
+stage_callback _remove_log_reports_config;
+stage_callback _change_log_attack_log_packet_log;
+stage_callback _trim_cl_prop;
 
 #ifdef __cplusplus
 }

@@ -50,7 +50,7 @@ void _migr_change_protocol_constraints(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<migr_change_protocol_constraints_state *>(memory);
     if (!top_edt_set_end()) {
-        if (top_edt_set_in(10, "max-http-header-line-length-action", "max-http-header-line-length-block-period",
+        if (top_edt_set_in("max-http-header-line-length-action", "max-http-header-line-length-block-period",
                            "max-http-header-line-length-severity", "max-http-header-line-length-trigger",
                            "max-http-header-line-length", "max-http-parameter-length-trigger",
                            "max-http-parameter-length-action", "max-http-parameter-length-block-period",
@@ -70,7 +70,7 @@ void _migr_change_protocol_constraints(int32_t, void *memory, int32_t *)
 void _migr_change_protocol_constraints_exception(int32_t, void *, int32_t *)
 {
     if (sub_cfg_is("http_constraints-exception-list") &&
-        cnd_name_in(sub[4], 2, "max-http-parameter-length", "max-http-header-line-length"))
+        cnd_name_in(sub[4], "max-http-parameter-length", "max-http-header-line-length"))
         cnd_del(sub[4]);
 }
 
@@ -155,7 +155,7 @@ void _migr_change_signature_filter_list(int32_t, void *memory, int32_t *)
         return;
     if (!sub_edt_set_end()) {
         state->seen = 1;
-        if (cnd_name_in(sub[4], 3, "host-status", "host", "type")) {
+        if (cnd_name_in(sub[4], "host-status", "host", "type")) {
             state->typed = cnd_name_is(sub[4], "type");
             cnd_del(sub[4]);
         } else if (sub_edt_set_is("request-file")) {
@@ -189,14 +189,14 @@ void _change_value_for_hpc(int32_t, void *, int32_t *)
 void _remove_signature_scoring(int32_t, void *, int32_t *)
 {
     static constexpr const char *grades[] = {"low", "low", "med", "high", "crit"};
-    if (cnd_name_in(top[4], 7, "threat-scoring_mode", "scoring-threshold", "scoring-scope", "scoring-action",
+    if (cnd_name_in(top[4], "threat-scoring_mode", "scoring-threshold", "scoring-scope", "scoring-action",
                     "scoring-block-period", "scoring-severity", "scoring-trigger"))
         cnd_del(top[4]);
     if (sub_edt_set_is("scoring-status"))
         cnd_del(sub[4]);
     if (!sub_edt_set_is("scoring-grade"))
         return;
-    int32_t grade = cnd_value_in(sub[4], 5, "Information", "Low", "Medium", "High", "Critical");
+    int32_t grade = cnd_value_in(sub[4], "Information", "Low", "Medium", "High", "Critical");
     if (grade)
         cnd_fmt_value(sub[4], "%s", grades[grade - 1]);
 }
@@ -210,7 +210,7 @@ void _remove_signature_scoring(int32_t, void *, int32_t *)
 void _change_real_browser_enforcement(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<change_real_browser_enforcement_state *>(memory);
-    if (!top_suffix_in(3, "http-request-flood-prevention-rule", "layer4-access-limit-rule", "custom-access,rule"))
+    if (!top_suffix_in("http-request-flood-prevention-rule", "layer4-access-limit-rule", "custom-access,rule"))
         return;
     if (top_edt_set_end()) {
         if (!state->found)
@@ -272,7 +272,7 @@ static void remove_data_analysis_folders()
 /* Data analysis went away: the switch of the profiles, of both kinds in spite of the name, and what it left on disk. */
 void _erase_data_analysis_from_web_protection_in_offline(int32_t, void *, int32_t *)
 {
-    if (!top_suffix_in(2, "inline-protection", "offline-protection"))
+    if (!top_suffix_in("inline-protection", "offline-protection"))
         return;
     if (top_edt_set_is("data-analysis"))
         cnd_del(top[4]);
@@ -286,7 +286,7 @@ void _erase_data_analysis_from_web_protection_in_offline(int32_t, void *, int32_
 void _erase_file_compress(int32_t, void *, int32_t *)
 {
     bool profile =
-        top_suffix_in(2, "web-protection-profile,inline-protection", "web-protection-profile,offline-protection");
+        top_suffix_in("web-protection-profile,inline-protection", "web-protection-profile,offline-protection");
     if (profile && top_edt_set_is("file-uncompress-rule"))
         cnd_del(top[4]);
     if (top_suffix_is("file-uncompress-rule") && top_cfg_set_end())
@@ -307,7 +307,7 @@ static void drop_hit_entry(int32_t *hit)
 void _purge_fur_rule(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<purge_fur_rule_state *>(memory);
-    if (sub_edt_set_is("file-type-id") && cnd_value_in(sub[4], 2, "00016", "00014"))
+    if (sub_edt_set_is("file-type-id") && cnd_value_in(sub[4], "00016", "00014"))
         state->hit = 1;
     drop_hit_entry(&state->hit);
 }
@@ -326,7 +326,7 @@ void _erase_predefined_rules(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<erase_predefined_rules_state *>(memory);
     if (sub_edt_set_is("rule-name") &&
-        cnd_value_in(sub[4], 5, "Predefined-Crawler", "Predefined-Vulnerability Scanning", "Predefined-Slow-Attack",
+        cnd_value_in(sub[4], "Predefined-Crawler", "Predefined-Vulnerability Scanning", "Predefined-Slow-Attack",
                      "Predefined-Content-Scraping", "Predefined-Credential-Based-Brute-Force"))
         state->hit = 1;
     drop_hit_entry(&state->hit);

@@ -65,26 +65,26 @@ MIGR_STATE(add_dos_flood_switch_state, 4);
 extern "C" {
 #endif
 
-void _migr_change_protocol_constraints(int32_t round, void *state, int32_t *progress);
-void _migr_change_protocol_constraints_exception(int32_t round, void *state, int32_t *progress);
-void _migr_change_custom_protection_rule(int32_t round, void *state, int32_t *progress);
-void _migr_change_signature_filter_list(int32_t round, void *state, int32_t *progress);
-void _change_value_for_hpc(int32_t round, void *state, int32_t *progress);
-void _remove_signature_scoring(int32_t round, void *state, int32_t *progress);
-void _change_real_browser_enforcement(int32_t round, void *state, int32_t *progress);
+stage_callback _migr_change_protocol_constraints;
+stage_callback _migr_change_protocol_constraints_exception;
+stage_callback _migr_change_custom_protection_rule;
+stage_callback _migr_change_signature_filter_list;
+stage_callback _change_value_for_hpc;
+stage_callback _remove_signature_scoring;
+stage_callback _change_real_browser_enforcement;
 void _change_bf_exchange(void); /* the body of the next two */
-void _migr_adjust_offline_brute_force_login(int32_t round, void *state, int32_t *progress);
-void _migr_adjust_inline_brute_force_login(int32_t round, void *state, int32_t *progress);
-void _change_waf_custom_access_rule_traced_by(int32_t round, void *state, int32_t *progress);
-void _erase_data_analysis_from_web_protection_in_offline(int32_t round, void *state, int32_t *progress);
-void _erase_file_compress(int32_t round, void *state, int32_t *progress);
-void _purge_fur_rule(int32_t round, void *state, int32_t *progress);
-void _adjust_hpc_620(int32_t round, void *state, int32_t *progress);
-void _erase_predefined_rules(int32_t round, void *state, int32_t *progress);
-void _add_cus_rule_switch(int32_t round, void *state, int32_t *progress);
-void _add_access_limit_switch(int32_t round, void *state, int32_t *progress);
-void _add_dos_flood_switch(int32_t round, void *state, int32_t *progress);
-void _purge_hpc_excpt(int32_t round, void *state, int32_t *progress);
+stage_callback _migr_adjust_offline_brute_force_login;
+stage_callback _migr_adjust_inline_brute_force_login;
+stage_callback _change_waf_custom_access_rule_traced_by;
+stage_callback _erase_data_analysis_from_web_protection_in_offline;
+stage_callback _erase_file_compress;
+stage_callback _purge_fur_rule;
+stage_callback _adjust_hpc_620;
+stage_callback _erase_predefined_rules;
+stage_callback _add_cus_rule_switch;
+stage_callback _add_access_limit_switch;
+stage_callback _add_dos_flood_switch;
+stage_callback _purge_hpc_excpt;
 
 #ifdef __cplusplus
 }

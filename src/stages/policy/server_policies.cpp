@@ -11,7 +11,7 @@
 /* Round 2, "system settings". */
 static void take_system_setting(add_server_policy_setting_state *state)
 {
-    if (!top_cfg_set_in(5, "core-file-count", "enable-core-file", "offline-session-timeout", "fast-forward",
+    if (!top_cfg_set_in("core-file-count", "enable-core-file", "offline-session-timeout", "fast-forward",
                         "ssl-quiet-shutdown"))
         return;
     if (top_cfg_set_is("ssl-quiet-shutdown"))
@@ -23,7 +23,7 @@ static void take_system_setting(add_server_policy_setting_state *state)
  * said, and its policies are left as they are. */
 static void take_global_setting(const add_server_policy_setting_state *state)
 {
-    if (!top_cfg_set_in(3, "hsm", "dpdk", "high-compatibility-mode"))
+    if (!top_cfg_set_in("hsm", "dpdk", "high-compatibility-mode"))
         return;
     if (top_cfg_set_is("high-compatibility-mode") && strstr(migr_main.model_text, "Q2E")) {
         cnd_add_prop(state->setting, "ssl-quiet-shutdown", "enable");
@@ -252,7 +252,7 @@ static config_node *sys_vip;
 static void detach_address_setting(adjust_server_policy_vserver_state *state)
 {
     config_node **taken[] = {&state->use_interface_ip, &state->vip, &state->vip6, &state->interface, &state->status};
-    int32_t       position = top_edt_set_in(5, "use-interface-ip", "vip", "vip6", "interface", "status");
+    int32_t       position = top_edt_set_in("use-interface-ip", "vip", "vip6", "interface", "status");
     if (position)
         *taken[position - 1] = cnd_detach(top[4]);
 }

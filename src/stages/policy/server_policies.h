@@ -51,17 +51,17 @@ MIGR_STATE(adjust_server_policy_vserver_state, 40);
 extern "C" {
 #endif
 
-void _add_server_policy_setting(int32_t round, void *state, int32_t *progress);
-void _change_server_side_sni(int32_t round, void *state, int32_t *progress);
-void _change_server_pool_https_health(int32_t round, void *state, int32_t *progress);
-void _change_server_policy_https_health(int32_t round, void *state, int32_t *progress);
-void _change_aws_azure_opmode(int32_t round, void *state, int32_t *progress);
-void _adjust_server_policy_health(int32_t round, void *state, int32_t *progress);
-void _erase_fast_forward_from_server_policy_setting(int32_t round, void *state, int32_t *progress);
-void _check_xff_cond(int32_t round, void *state, int32_t *progress);
-void _correct_wrong_server_pool_prop(int32_t round, void *state, int32_t *progress);
-void _adjust_server_policy_vserver(int32_t round, void *state, int32_t *progress);
-void _adjust_cloud_proxy_protocol(int32_t round, void *state, int32_t *progress);
+stage_callback _add_server_policy_setting;
+stage_callback _change_server_side_sni;
+stage_callback _change_server_pool_https_health;
+stage_callback _change_server_policy_https_health;
+stage_callback _change_aws_azure_opmode;
+stage_callback _adjust_server_policy_health;
+stage_callback _erase_fast_forward_from_server_policy_setting;
+stage_callback _check_xff_cond;
+stage_callback _correct_wrong_server_pool_prop;
+stage_callback _adjust_server_policy_vserver;
+stage_callback _adjust_cloud_proxy_protocol;
 
 #ifdef __cplusplus
 }

@@ -122,8 +122,8 @@ void _update_system_advanced(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<update_system_advanced_state *>(memory);
     if (!top_cfg_set_end()) {
-        if (!cnd_name_in(top[3], 5, "max-http-header-length", "max-http-argbuf-length",
-                         "max-multipart-buffsize-per-arg", "upfile-count", "circulate-url-decode"))
+        if (!cnd_name_in(top[3], "max-http-header-length", "max-http-argbuf-length", "max-multipart-buffsize-per-arg",
+                         "upfile-count", "circulate-url-decode"))
             return;
         state->enabled = cnd_nv_is(top[3], "circulate-url-decode", "enable");
         cnd_del(top[3]);

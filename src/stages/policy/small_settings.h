@@ -21,19 +21,19 @@ MIGR_STATE(update_system_advanced_state, 4);
 extern "C" {
 #endif
 
-void _migr_change_wad_auto_restore(int32_t round, void *state, int32_t *progress);
-void _migr_change_sys_global(int32_t round, void *state, int32_t *progress);
-void _migr_change_wccp_passwd_name(int32_t round, void *state, int32_t *progress);
-void _change_offline_session_timeout(int32_t round, void *state, int32_t *progress);
-void _del_sys_admin_jsconsole(int32_t round, void *state, int32_t *progress);
-void _change_global_uds_server(int32_t round, void *state, int32_t *progress);
-void _change_system_uds_server(int32_t round, void *state, int32_t *progress);
-void _add_system_passwd_policy(int32_t round, void *state, int32_t *progress);
-void _update_system_advanced(int32_t round, void *state, int32_t *progress);
-void _remove_geo_db_dir(int32_t round, void *state, int32_t *progress);
-void _adjust_ml_policy(int32_t round, void *state, int32_t *progress);
-void _purge_corvo_box(int32_t round, void *state, int32_t *progress);
-void _purge_white_list(int32_t round, void *state, int32_t *progress);
+stage_callback _migr_change_wad_auto_restore;
+stage_callback _migr_change_sys_global;
+stage_callback _migr_change_wccp_passwd_name;
+stage_callback _change_offline_session_timeout;
+stage_callback _del_sys_admin_jsconsole;
+stage_callback _change_global_uds_server;
+stage_callback _change_system_uds_server;
+stage_callback _add_system_passwd_policy;
+stage_callback _update_system_advanced;
+stage_callback _remove_geo_db_dir;
+stage_callback _adjust_ml_policy;
+stage_callback _purge_corvo_box;
+stage_callback _purge_white_list;
 
 #ifdef __cplusplus
 }

@@ -133,7 +133,7 @@ void _change_local_admin_certificate(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<change_local_admin_certificate_state *>(memory);
     if (!top_edt_set_end()) {
-        if (top_edt_set_in(2, "certificate", "private-key"))
+        if (top_edt_set_in("certificate", "private-key"))
             state->has_material = 1;
         if (top_edt_set_is("type"))
             state->is_request = cnd_value_is(top[4], "csr");
@@ -156,7 +156,7 @@ void _change_ca_admin_certificate(int32_t, void *, int32_t *)
 /* Keys that stood inline before 5.80 were clear; from then on a stored key is encrypted. */
 void _encrypt_local_certificate_key(int32_t, void *, int32_t *)
 {
-    if (!top_suffix_in(2, "certificate,local", "admin-certificate,local"))
+    if (!top_suffix_in("certificate,local", "admin-certificate,local"))
         return;
     config_node *key = top_edt_set_is("private-key");
     if (key && key->value && !strstr(key->value, "ENCRYPTED"))

@@ -19,14 +19,14 @@ MIGR_STATE(change_local_admin_certificate_state, 8);
 extern "C" {
 #endif
 
-void _change_local_certificate(int32_t round, void *state, int32_t *progress);
-void _change_ca_certificate(int32_t round, void *state, int32_t *progress);
-void _change_intermediate_certificate(int32_t round, void *state, int32_t *progress);
-void _change_crl_certificate(int32_t round, void *state, int32_t *progress);
-void _remove_default_local_admin_certificate(int32_t round, void *state, int32_t *progress);
-void _change_local_admin_certificate(int32_t round, void *state, int32_t *progress);
-void _change_ca_admin_certificate(int32_t round, void *state, int32_t *progress);
-void _encrypt_local_certificate_key(int32_t round, void *state, int32_t *progress);
+stage_callback _change_local_certificate;
+stage_callback _change_ca_certificate;
+stage_callback _change_intermediate_certificate;
+stage_callback _change_crl_certificate;
+stage_callback _remove_default_local_admin_certificate;
+stage_callback _change_local_admin_certificate;
+stage_callback _change_ca_admin_certificate;
+stage_callback _encrypt_local_certificate_key;
 
 /* At the end of an edit: adds the property from the file that the edit's name, the folder below /data/etc and the
  * extension name. The new set, or null: away from an edit's end, for a file that cannot be read or is too long. */

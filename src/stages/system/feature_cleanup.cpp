@@ -100,7 +100,7 @@ void _remove_all_autolearn(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<remove_all_autolearn_state *>(memory);
     if (top_cfg_set_end() &&
-        top_cfg_in(7, "server-policy,pattern,custom-susp-url", "server-policy,pattern,custom-susp-url-rule",
+        top_cfg_in("server-policy,pattern,custom-susp-url", "server-policy,pattern,custom-susp-url-rule",
                    "server-policy,pattern,data-type-group", "server-policy,pattern,suspicious-url-rule",
                    "server-policy,custom-application,url-replacer",
                    "server-policy,custom-application,application-policy",
@@ -121,7 +121,7 @@ void _remove_all_autolearn(int32_t, void *memory, int32_t *)
 /* Two of the old names are misspelled, and that is how old files have them. */
 static bool is_of_potential_anomalies()
 {
-    return top_edt_set_in(8, "anomaly-detection-method", "strictness-level-quantile-potential",
+    return top_edt_set_in("anomaly-detection-method", "strictness-level-quantile-potential",
                           "strictness-level-quantile-defnite", "strictness-level-automatic-potential",
                           "action-protential", "block-period-potential", "severity-potential", "trigger-potential");
 }
@@ -137,7 +137,7 @@ void _adjust_ml_policy2(int32_t, void *, int32_t *)
 {
     if (is_of_potential_anomalies() || is_unknown_to_image())
         cnd_del(top[4]);
-    else if (top_edt_set_in(4, "action-definitely", "block-period-definitely", "severity-definitely",
+    else if (top_edt_set_in("action-definitely", "block-period-definitely", "severity-definitely",
                             "trigger-definitely"))
         strcpy(strstr(top[4]->name, "definite"), "anomaly"); /* shorter than what it overwrites */
     else if (top_edt_set_is("strictness-level-automatic-defnite"))
@@ -161,7 +161,7 @@ static void reset_scanner_folders()
 void _cleanup_old_wvs(int32_t, void *, int32_t *)
 {
     reset_scanner_folders();
-    if (top_edt_set_end() && top_suffix_in(3, "schedule", "profile", "policy"))
+    if (top_edt_set_end() && top_suffix_in("schedule", "profile", "policy"))
         cnd_del(top[2]);
 }
 

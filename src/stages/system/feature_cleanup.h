@@ -23,13 +23,13 @@ MIGR_STATE(cleanup_old_wvs_state, 4);
 extern "C" {
 #endif
 
-void _av_vir_file_copy(int32_t round, void *state, int32_t *progress);
-void _remove_all_autolearn(int32_t round, void *state, int32_t *progress);
-void _adjust_ml_policy2(int32_t round, void *state, int32_t *progress);
-void _cleanup_old_wvs(int32_t round, void *state, int32_t *progress);
-void _adjust_ml_policy_620(int32_t round, void *state, int32_t *progress);
-void _cleanup_pre620_av_file(int32_t round, void *state, int32_t *progress);
-void _ml_adjust_policy(int32_t round, void *state, int32_t *progress);
+stage_callback _av_vir_file_copy;
+stage_callback _remove_all_autolearn;
+stage_callback _adjust_ml_policy2;
+stage_callback _cleanup_old_wvs;
+stage_callback _adjust_ml_policy_620;
+stage_callback _cleanup_pre620_av_file;
+stage_callback _ml_adjust_policy;
 
 /* Copies a file, waits until it is on the disk, and remounts /data so that it reaches the flash; whether the remount
  * succeeds does not matter. A new target has mode 0666 less the umask; a target that is the source itself stays as it

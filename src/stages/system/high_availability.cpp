@@ -18,8 +18,8 @@ void _remove_ha_no_virtual_mac(int32_t, void *, int32_t *)
 
 static void split_heartbeat_event(config_node *events)
 {
-    if (cnd_filter_value(events, 1, "sys-ha-hbfail") > 0)
-        cnd_append_value(events, 3, "sys-ha-cluster-status-change", "sys-ha-member-join", "sys-ha-member-leave");
+    if (cnd_filter_value(events, "sys-ha-hbfail") > 0)
+        cnd_append_value(events, "sys-ha-cluster-status-change", "sys-ha-member-join", "sys-ha-member-leave");
 }
 
 /* 6.02: the heartbeat's tunnel became one of several network types, and its failure an event became three. */
@@ -195,13 +195,13 @@ void _adjust_ha_mgmt_by_cond(int32_t round, void *memory, int32_t *)
     if (round == 1) {
         if (!top_suffix_is("ha"))
             return;
-        if (top_cfg_set_is("mode") && cnd_value_in(top[3], 2, "active-passive", "active-active"))
+        if (top_cfg_set_is("mode") && cnd_value_in(top[3], "active-passive", "active-active"))
             state->clustered = 1;
         if (top_cfg_set_is("network-type"))
             state->has_network_type = 1;
         return;
     }
-    if (!top_cfg_set_end() || !top_suffix_in(2, "ha-mgmt-router-static", "ha-mgmt-router-policy"))
+    if (!top_cfg_set_end() || !top_suffix_in("ha-mgmt-router-static", "ha-mgmt-router-policy"))
         return;
     if (!state->clustered || state->has_network_type)
         cnd_del(top[1]);

@@ -38,14 +38,14 @@ MIGR_STATE(adjust_kerberos_user_state, 16);
 extern "C" {
 #endif
 
-void _remove_ha_no_virtual_mac(int32_t round, void *state, int32_t *progress);
-void _update_snmp_and_ha(int32_t round, void *state, int32_t *progress);
-void _adjust_ha_interface(int32_t round, void *state, int32_t *progress);
-void _adjust_hsm_info(int32_t round, void *state, int32_t *progress);
-void _reorg_azure_res(int32_t round, void *state, int32_t *progress);
-void _adjust_ha_mgmt_by_cond(int32_t round, void *state, int32_t *progress);
-void _adjust_kerberos_user(int32_t round, void *state, int32_t *progress);
-void _optional_erase_ha(int32_t round, void *state, int32_t *progress);
+stage_callback _remove_ha_no_virtual_mac;
+stage_callback _update_snmp_and_ha;
+stage_callback _adjust_ha_interface;
+stage_callback _adjust_hsm_info;
+stage_callback _reorg_azure_res;
+stage_callback _adjust_ha_mgmt_by_cond;
+stage_callback _adjust_kerberos_user;
+stage_callback _optional_erase_ha;
 
 #ifdef __cplusplus
 }

@@ -57,12 +57,12 @@ MIGR_STATE(rename_msh_con_key_file_state, 8);
 extern "C" {
 #endif
 
-void _change_cert_login(int32_t round, void *state, int32_t *progress);
-void _remove_ocsp_stapling(int32_t round, void *state, int32_t *progress);
-void _add_crl_group(int32_t round, void *state, int32_t *progress);
-void _adjust_cert_conf(int32_t round, void *state, int32_t *progress);
-void _reorg_cert_remote(int32_t round, void *state, int32_t *progress);
-void _rename_msh_con_key_file(int32_t round, void *state, int32_t *progress);
+stage_callback _change_cert_login;
+stage_callback _remove_ocsp_stapling;
+stage_callback _add_crl_group;
+stage_callback _adjust_cert_conf;
+stage_callback _reorg_cert_remote;
+stage_callback _rename_msh_con_key_file;
 
 /* The first record of that name, or null. */
 ocsp_ref *ocsp_ref_find(ocsp_ref *refs, int32_t count, const char *name);

@@ -82,7 +82,7 @@ char *_find_challenge_insert_location(char *text)
 void _migr_change_replace_msg(int32_t, void *, int32_t *)
 {
     char **text = &top[4]->value;
-    if (top_edt_in(2, "login", "rsa-login") && top_edt_set_is("buffer")) {
+    if (top_edt_in("login", "rsa-login") && top_edt_set_is("buffer")) {
         realloc_insert_str(text, _find_login_insert_location(*text), reply_heading);
         if (top_edt_is("login"))
             realloc_insert_str(text, _find_login_change_pwd_location(*text), change_password_box);
@@ -98,7 +98,7 @@ void _migr_change_replace_msg2(int32_t, void *, int32_t *)
     static constexpr char sentence[] = "to continue.";
     if (!top_edt_set_is("buffer") || !top[4]->value)
         return;
-    if (!cnd_name_in(top[2], 5, "\"login\"", "\"token\"", "\"rsa-challenge\"", "\"change-passwd\"", "\"rsa-login\""))
+    if (!cnd_name_in(top[2], "\"login\"", "\"token\"", "\"rsa-challenge\"", "\"change-passwd\"", "\"rsa-login\""))
         return;
     if (char *found = strstr(top[4]->value, sentence)) {
         char *stop = found + strlen(sentence) - 1;
@@ -175,7 +175,7 @@ static void convert_page(config_node *page)
             if (set->value && strstr(set->value, "Server Unavailable"))
                 _cvt_rmsg_value(set->value);
             cnd_rename(set, "msg");
-        } else if (!cnd_name_in(set, 2, "code", "group")) {
+        } else if (!cnd_name_in(set, "code", "group")) {
             link = delete_set_at(link, page);
             continue;
         }

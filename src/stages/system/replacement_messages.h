@@ -16,9 +16,9 @@ MIGR_STATE(adjust_replacemsg_state, 112);
 extern "C" {
 #endif
 
-void _migr_change_replace_msg(int32_t round, void *state, int32_t *progress);
-void _migr_change_replace_msg2(int32_t round, void *state, int32_t *progress);
-void _adjust_replacemsg(int32_t round, void *state, int32_t *progress);
+stage_callback _migr_change_replace_msg;
+stage_callback _migr_change_replace_msg2;
+stage_callback _adjust_replacemsg;
 
 /* A placeholder that page texts may hold. */
 typedef struct rmsg_tag rmsg_tag;

@@ -132,14 +132,14 @@ void _change_server_pool_ssl_protocol(int32_t, void *memory, int32_t *)
     static constexpr uint32_t all_protocols = 31;
     auto                     *state = static_cast<change_server_pool_ssl_protocol_state *>(memory);
     if (sub_cfg_is("pserver-list")) {
-        int32_t position = sub_edt_set_in(5, "tls-v12", "tls-v11", "tls-v10", "ssl-v3", "ssl");
+        int32_t position = sub_edt_set_in("tls-v12", "tls-v11", "tls-v10", "ssl-v3", "ssl");
         if (position)
             state->protocols |= 1U << (position - 1);
     }
     if (!sub_edt_set_end())
         return;
     if (state->protocols == all_protocols)
-        cnd_del_by_name(sub[2], 4, "tls-v12", "tls-v11", "tls-v10", "ssl-v3");
+        cnd_del_by_name(sub[2], "tls-v12", "tls-v11", "tls-v10", "ssl-v3");
     state->protocols = 0;
 }
 

@@ -13,12 +13,12 @@ MIGR_STATE(change_server_pool_ssl_protocol_state, 4);
 extern "C" {
 #endif
 
-void _change_server_pool_ssl_protocol(int32_t round, void *state, int32_t *progress);
-void _remove_global_no_ssl3(int32_t round, void *state, int32_t *progress);
-void _remove_policy_ssl3(int32_t round, void *state, int32_t *progress);
-void _change_server_pool_ssl(int32_t round, void *state, int32_t *progress);
-void _change_server_pool_ssl_cipher(int32_t round, void *state, int32_t *progress);
-void _change_policy_ssl_cipher(int32_t round, void *state, int32_t *progress);
+stage_callback _change_server_pool_ssl_protocol;
+stage_callback _remove_global_no_ssl3;
+stage_callback _remove_policy_ssl3;
+stage_callback _change_server_pool_ssl;
+stage_callback _change_server_pool_ssl_cipher;
+stage_callback _change_policy_ssl_cipher;
 
 /*
  * What is left of a blank-separated cipher list, as a fresh heap text that the caller frees; null for null and empty

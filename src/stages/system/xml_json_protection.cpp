@@ -94,8 +94,7 @@ void _adjust_xml_json_profile(int32_t round, void *memory, int32_t *)
 {
     auto *state = static_cast<adjust_xml_json_profile_state *>(memory);
     if (round == 1) {
-        if (top_cfg_in(2, "waf,web-protection-profile,inline-protection",
-                       "waf,web-protection-profile,offline-protection"))
+        if (top_cfg_in("waf,web-protection-profile,inline-protection", "waf,web-protection-profile,offline-protection"))
             visit_profile(state);
         else
             add_json_table();
@@ -115,15 +114,15 @@ void _adjust_xml_json_log(int32_t, void *, int32_t *)
 {
     if (!top_cfg_set_is("packet-log"))
         return;
-    if (cnd_filter_value(top[3], 1, "illegal-json-format") > 0)
-        cnd_append_value(top[3], 1, "json-protection");
-    cnd_filter_value(top[3], 1, "illegal-xml-format");
+    if (cnd_filter_value(top[3], "illegal-json-format") > 0)
+        cnd_append_value(top[3], "json-protection");
+    cnd_filter_value(top[3], "illegal-xml-format");
 }
 
 /* Malformed documents have no weight of their own any more. */
 void _erase_xml_json_pattern(int32_t, void *, int32_t *)
 {
-    if (top_cfg_set_in(2, "illegal-xml-format", "illegal-json-format"))
+    if (top_cfg_set_in("illegal-xml-format", "illegal-json-format"))
         cnd_del(top[3]);
 }
 
@@ -163,7 +162,7 @@ static void trim_configuration()
     if (top_cfg_is("waf,xml-validation,rule") && top_edt_set_is("ws-security"))
         cnd_del(top[4]);
     if (top_edt_set_end() &&
-        top_cfg_in(4, "waf,ws-security,rule", "system,certificate,xml-client-certificate-group",
+        top_cfg_in("waf,ws-security,rule", "system,certificate,xml-client-certificate-group",
                    "system,certificate,xml-client-certificate", "system,certificate,xml-server-certificate"))
         cnd_del(top[2]);
 }

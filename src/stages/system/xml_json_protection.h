@@ -29,12 +29,12 @@ MIGR_STATE(trim_xml_by_mode_state, 4);
 extern "C" {
 #endif
 
-void _adjust_xml_json_profile(int32_t round, void *state, int32_t *progress);
-void _adjust_xml_json_log(int32_t round, void *state, int32_t *progress);
-void _erase_xml_json_pattern(int32_t round, void *state, int32_t *progress);
-void _erase_xml_json_exception(int32_t round, void *state, int32_t *progress);
-void _update_xml_rule(int32_t round, void *state, int32_t *progress);
-void _trim_xml_by_mode(int32_t round, void *state, int32_t *progress);
+stage_callback _adjust_xml_json_profile;
+stage_callback _adjust_xml_json_log;
+stage_callback _erase_xml_json_pattern;
+stage_callback _erase_xml_json_exception;
+stage_callback _update_xml_rule;
+stage_callback _trim_xml_by_mode;
 
 #ifdef __cplusplus
 }
