@@ -64,7 +64,8 @@ void check_steps(const LintFile &file, std::vector<Finding> *findings)
                 {place_of(file, version),
                  "section " + section_name(version) +
                      " is missing here, and that release's own conversions would be left out. Add a line \"[" +
-                     section_name(version) + "]\", without rules if need be."});
+                     section_name(version) + "]\", without rules if need be.",
+                 version});
     }
 }
 

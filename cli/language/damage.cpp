@@ -94,12 +94,6 @@ class SimilarNames {
 
 enum class Keyword { config, edit, set, end, next, other };
 
-bool is_word(std::string_view word, std::string_view lower)
-{
-    return std::equal(word.begin(), word.end(), lower.begin(), lower.end(),
-                      [](char one, char other) { return (one >= 'A' && one <= 'Z' ? one + 32 : one) == other; });
-}
-
 Keyword keyword_of(std::string_view word)
 {
     static constexpr struct {
@@ -113,19 +107,6 @@ Keyword keyword_of(std::string_view word)
         if (is_word(word, row.word))
             return row.keyword;
     return Keyword::other;
-}
-
-/* The words as the writer puts them, with one blank between each, or as the parser keeps them, with a comma. */
-std::string joined(std::string_view words, char between)
-{
-    std::string text;
-    for (size_t at = 0; at < words.size(); at++) {
-        if (!is_config_white(words[at]))
-            text += words[at];
-        else if (!is_config_white(words[at - 1]))
-            text += between;
-    }
-    return text;
 }
 
 struct Block {
@@ -286,11 +267,11 @@ void Scanner::throw_away(const char *why)
 void Scanner::take_top_level(std::string_view text)
 {
     ConfigName  name = top_level_name(text);
-    std::string kept = joined(without_white_end(name.kept), ',');
+    std::string kept = join_words(name.kept, ',');
     check_name(name);
     if (name.kept.find(',') != name.kept.npos)
         findings_.tell(line(), DamageKind::comma_in_name, "has a comma in its name, which is written as a blank.");
-    check_similar("config", kept, joined(name.whole, ' '));
+    check_similar("config", kept, join_words(name.whole, ' '));
     open_block(false, false, kept.size());
 }
 
@@ -461,6 +442,19 @@ void Scanner::check_headers()
                        "should be the second header line, \"#conf_file_ver=\".");
 }
 
+/* Of a sound `set` line: the lines behind it that belong to its value. */
+void skip_value(std::string_view set, ConfigLines &lines)
+{
+    std::string_view text = without_indent(config_name(set).rest);
+    ConfigLine       line;
+    ConfigValue      value;
+    if (!text.starts_with('"'))
+        return;
+    value.append(text);
+    while (!value.is_complete() && lines.next(line))
+        value.append(line.text);
+}
+
 } // namespace
 
 const char *name_of(DamageKind kind)
@@ -473,6 +467,28 @@ DamageReport damage_of(std::string_view text, HeaderLines headers)
     DamageReport report;
     Scanner(text, headers, &report).scan();
     return report;
+}
+
+std::vector<TopLevelConfig> top_level_configs(std::string_view text)
+{
+    std::vector<TopLevelConfig> configs;
+    ConfigLines                 lines(text);
+    ConfigLine                  line;
+    size_t                      depth = 0;
+    lines.next(line);
+    while (lines.next(line)) {
+        ConfigKeyword first = keyword_of_line(line.text);
+        Keyword       keyword = keyword_of(first.word);
+        if (keyword == Keyword::config && depth == 0)
+            configs.push_back({line.number, join_words(top_level_name(first.rest).kept, ',')});
+        if (keyword == Keyword::config || keyword == Keyword::edit)
+            depth++;
+        if (keyword == Keyword::end || keyword == Keyword::next)
+            depth--;
+        if (keyword == Keyword::set)
+            skip_value(first.rest, lines);
+    }
+    return configs;
 }
 
 std::string why_too_large(const DamageReport &report, uint64_t room)

@@ -75,6 +75,15 @@ struct DamageReport {
 /* Takes time in proportion to the text, and memory to the depth of its blocks. */
 DamageReport damage_of(std::string_view text, HeaderLines headers = HeaderLines::both);
 
+/* A top-level config, as the library names it ("waf,signature"). */
+struct TopLevelConfig {
+    size_t      line;
+    std::string name;
+};
+
+/* All of them, in their order, of a text without damage. */
+std::vector<TopLevelConfig> top_level_configs(std::string_view text);
+
 /* The most that a configuration may hold, as text. */
 inline constexpr uint64_t largest_configuration = uint64_t{1} << 30;
 

@@ -67,6 +67,12 @@ ConfigKeyword keyword_of_line(std::string_view line)
     return {line.substr(0, length), line.substr(length)};
 }
 
+bool is_word(std::string_view word, std::string_view lower_case)
+{
+    auto is_same = [](char one, char lower) { return (one >= 'A' && one <= 'Z' ? one + ('a' - 'A') : one) == lower; };
+    return std::equal(word.begin(), word.end(), lower_case.begin(), lower_case.end(), is_same);
+}
+
 ConfigName config_name(std::string_view text)
 {
     text = without_indent(text);
@@ -82,6 +88,19 @@ ConfigName top_level_name(std::string_view text)
 {
     text = without_white_end(without_indent(text));
     return name_in(text, text.size(), false);
+}
+
+std::string join_words(std::string_view words, char between)
+{
+    words = without_white_end(without_indent(words));
+    std::string text;
+    for (size_t at = 0; at < words.size(); at++) {
+        if (!is_config_white(words[at]))
+            text += words[at];
+        else if (!is_config_white(words[at - 1]))
+            text += between;
+    }
+    return text;
 }
 
 void ConfigValue::append(std::string_view text)

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace command {
@@ -52,6 +53,9 @@ struct ConfigKeyword {
 
 ConfigKeyword keyword_of_line(std::string_view line);
 
+/* Whether they are the same in any case of letters. */
+bool is_word(std::string_view word, std::string_view lower_case);
+
 /* A name as far as it is kept, and what stands behind that. */
 struct ConfigName {
     std::string_view kept;
@@ -70,6 +74,9 @@ ConfigName config_name(std::string_view text);
 
 /* The words of a top-level `config`, as they stand. */
 ConfigName top_level_name(std::string_view text);
+
+/* One `between` in place of each run of white space, and none at either end. */
+std::string join_words(std::string_view words, char between);
 
 /* A value, told line by line; its text is not kept. */
 class ConfigValue {

@@ -1,0 +1,286 @@
+/* Damaged images, made from the project's own, each with what must be found in it. */
+#include "image/check_image.h"
+#include "support/places.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <fstream>
+#include <functional>
+#include <random>
+#include <sstream>
+
+using namespace command;
+using support::source_path;
+
+namespace {
+
+constexpr int32_t release_3_30 = 0x3001e;
+constexpr int32_t release_5_0 = 0x50000;
+constexpr int32_t release_5_10 = 0x5000a;
+
+std::string read(const std::string &path)
+{
+    std::ifstream      in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+/* The bytes of the image's database after `change`. */
+std::string database(const std::string &change = "")
+{
+    sqlite3 *connection = nullptr;
+    sqlite3_open(":memory:", &connection);
+    std::string sql = read(source_path("/image/signature.sql")) + change;
+    EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(connection);
+    sqlite3_int64  size = 0;
+    unsigned char *bytes = sqlite3_serialize(connection, "main", &size, 0);
+    std::string    result(reinterpret_cast<char *>(bytes), static_cast<size_t>(size));
+    sqlite3_free(bytes);
+    sqlite3_close(connection);
+    return result;
+}
+
+struct Image {
+    std::string update_file = read(source_path("/image/update_config"));
+    std::string syntax_file = read(source_path("/image/syntax_v510.txt"));
+    std::string predefined = read(source_path("/image/system.conf.predefine"));
+    std::string database = ::database();
+
+    std::vector<ImageFault> faults(int32_t lowest_release) const
+    {
+        return faults_of_image({update_file, syntax_file, predefined, database}, lowest_release);
+    }
+};
+
+void replace(std::string &text, const std::string &what, const std::string &with)
+{
+    size_t at = text.find(what);
+    ASSERT_NE(at, text.npos) << what;
+    text.replace(at, what.size(), with);
+}
+
+/* The number of the line that holds `what`. */
+std::string line_of(const std::string &text, const std::string &what)
+{
+    size_t at = text.find(what);
+    EXPECT_NE(at, text.npos) << what;
+    return std::to_string(std::count(text.begin(), text.begin() + static_cast<long>(at), '\n') + 1);
+}
+
+const Image sound;
+
+struct Case {
+    const char                  *name;
+    int32_t                      lowest_release;
+    std::function<void(Image &)> damage;
+    std::vector<std::string>     faults; /* how each begins, as it is shown */
+};
+
+std::ostream &operator<<(std::ostream &out, const Case &damaged)
+{
+    return out << damaged.name;
+}
+
+std::string too_many_paths()
+{
+    std::string text = "domain table \"waf signature\"\n";
+    for (int path = 0; path < 1025; path++)
+        text += (path % 2 ? "GLOBAL complex " : "both table ") + std::to_string(path) + "\n";
+    return text;
+}
+
+const Case cases[] = {
+    {"sound", release_3_30, [](Image &) {}, {}},
+
+    {"empty_update_file",
+     0x50024,
+     [](Image &image) { image.update_file.clear(); },
+     {"update_config:1: section 5.40 is missing here"}},
+    {"section_of_a_step_missing",
+     release_5_0,
+     [](Image &image) { replace(image.update_file, "[5.20]", "# 5.20"); },
+     {"update_config:" + line_of(sound.update_file, "[5.30]") + ": section 5.20 is missing here"}},
+    {"section_of_a_step_behind_missing",
+     0x50014,
+     [](Image &image) { replace(image.update_file, "[5.20]", "# 5.20"); },
+     {}},
+    {"faulty_rule",
+     0x60000,
+     [](Image &image) { image.update_file += "[DELETE]\nwaf signature\n"; },
+     {"update_config:" + std::to_string(1 + std::count(sound.update_file.begin(), sound.update_file.end(), '\n') + 1) +
+      ": "}},
+    {"image_of_a_later_release",
+     release_3_30,
+     [](Image &image) {
+         image.update_file += "[6.30]\n";
+         image.database.clear();
+     },
+     {"update_config:" + std::to_string(1 + std::count(sound.update_file.begin(), sound.update_file.end(), '\n')) +
+      ": this image is for 6.30, this migr knows up to 6.21."}},
+
+    {"empty_syntax_file",
+     release_5_10,
+     [](Image &image) { image.syntax_file.clear(); },
+     {"syntax_v510.txt: names no block"}},
+    {"scope_unknown",
+     release_5_10,
+     [](Image &image) { image.syntax_file = "GLOBAL TABLE \"a\"\nGLOBE TABLE \"b\"\n"; },
+     {"syntax_v510.txt:2: is dropped, as it is no scope, type and path."}},
+    {"type_missing",
+     release_5_10,
+     [](Image &image) { image.syntax_file = "# note\n  # note\n\nglobal \"a\"\nGLOBAL TABLE a note\n"; },
+     {"syntax_v510.txt:4: is dropped, as it is no scope, type and path."}},
+    {"path_missing",
+     release_5_10,
+     [](Image &image) { image.syntax_file += "DOMAIN COMPLEX\n"; },
+     {"syntax_v510.txt:238: is dropped, as it is no scope, type and path."}},
+    {"path_cut",
+     release_5_10,
+     [](Image &image) {
+         image.syntax_file += "DOMAIN COMPLEX \"waf sig\nDOMAIN TABLE " + std::string(128, 'a') + "\n";
+     },
+     {"syntax_v510.txt:238: has a path that is cut", "syntax_v510.txt:239: has a path that is cut"}},
+    {"nul_in_syntax_file",
+     release_5_10,
+     [](Image &image) { image.syntax_file += std::string("DOMAIN TABLE a\0\n", 16) + std::string(50000, ' ') + "\n"; },
+     {"syntax_v510.txt:238: holds a NUL", "syntax_v510.txt:239: holds a NUL"}},
+    {"too_many_paths",
+     release_5_10,
+     [](Image &image) { image.syntax_file = too_many_paths(); },
+     {"syntax_v510.txt:1026: is dropped, as a scope has at most 1024 paths."}},
+    {"predefined_block_not_named",
+     release_5_0,
+     [](Image &image) { replace(image.syntax_file, "DOMAIN   TABLE    \"waf web-robot\"", "#"); },
+     {"syntax_v510.txt: does not name the block \"waf,web-robot\" of system.conf.predefine, line " +
+      line_of(sound.predefined, "config waf web-robot")}},
+    {"predefined_block_not_needed",
+     release_5_10,
+     [](Image &image) { replace(image.syntax_file, "DOMAIN   TABLE    \"waf web-robot\"", "#"); },
+     {}},
+
+    {"predefined_cut",
+     release_5_10,
+     [](Image &image) { image.predefined.resize(image.predefined.rfind("end\n")); },
+     {"system.conf.predefine:313: is the last line, and blocks are still open here"}},
+    {"predefined_without_a_value",
+     release_5_10,
+     [](Image &image) { image.predefined += "config a\nset x\nend\n"; },
+     {"system.conf.predefine:316: is a `set` without a value"}},
+
+    {"empty_database", release_5_10, [](Image &image) { image.database.clear(); }, {"signature.db: is no database."}},
+    {"text_for_a_database",
+     release_5_10,
+     [](Image &image) { image.database = sound.syntax_file; },
+     {"signature.db: is no database."}},
+    {"database_cut",
+     release_5_10,
+     [](Image &image) { image.database.resize(image.database.size() / 2 / 4096 * 4096); },
+     {"signature.db: "}},
+    {"database_overwritten",
+     release_5_10,
+     [](Image &image) { image.database.replace(image.database.size() - 4096, 4096, std::string(4096, '\x5a')); },
+     {"signature.db: "}},
+    {"no_class_map",
+     release_5_10,
+     [](Image &image) { image.database = database("drop table class_map;"); },
+     {"signature.db: has no table class_map."}},
+    {"no_signature_rule",
+     release_5_10,
+     [](Image &image) { image.database = database("drop table signature_rule;"); },
+     {"signature.db: has no table signature_rule."}},
+    {"no_white_list",
+     release_5_10,
+     [](Image &image) { image.database = database("drop table global_white_list;"); },
+     {"signature.db: has no table global_white_list."}},
+    {"no_pages",
+     release_5_10,
+     [](Image &image) { image.database = database("drop table replacement_page;"); },
+     {"signature.db: has no table replacement_page."}},
+    {"no_limits",
+     release_5_10,
+     [](Image &image) { image.database = database("drop table platform_limit;"); },
+     {"signature.db: has no table platform_limit."}},
+    {"empty_class_map",
+     release_5_10,
+     [](Image &image) { image.database = database("delete from class_map;"); },
+     {"signature.db: has nothing in its table class_map."}},
+    {"empty_signature_rule",
+     release_5_10,
+     [](Image &image) { image.database = database("delete from signature_rule;"); },
+     {"signature.db: has nothing in its table signature_rule."}},
+    {"empty_tables_that_may_be",
+     release_5_10,
+     [](Image &image) {
+         image.database =
+             database("delete from global_white_list; delete from replacement_page; delete from platform_limit;");
+     },
+     {}},
+    {"column_missing",
+     release_5_10,
+     [](Image &image) { image.database = database("alter table class_map rename column discard to gone;"); },
+     {"signature.db: has no such table class_map as is needed: no such column: discard."}},
+    {"view_for_a_table",
+     release_5_10,
+     [](Image &image) {
+         image.database = database("alter table class_map rename to other; "
+                                   "create view class_map as select * from other;");
+     },
+     {"signature.db: has no table class_map."}},
+
+    {"all_at_once",
+     release_5_10,
+     [](Image &image) {
+         image = {"", "", "set", ""};
+     },
+     {"update_config:1: section 5.20", "update_config:1: section 5.30", "update_config:1: section 5.32",
+      "update_config:1: section 5.33", "update_config:1: section 5.35", "update_config:1: section 5.36",
+      "update_config:1: section 5.40", "syntax_v510.txt: names no block",
+      "system.conf.predefine:1: ", "signature.db: is no database."}},
+};
+
+class DamagedImage : public testing::TestWithParam<Case> {};
+
+TEST_P(DamagedImage, IsFoundOut)
+{
+    Image image = sound;
+    GetParam().damage(image);
+    std::vector<std::string> found;
+    for (const ImageFault &fault : image.faults(GetParam().lowest_release))
+        found.push_back(shown(fault));
+    const std::vector<std::string> &expected = GetParam().faults;
+    ASSERT_EQ(found.size(), expected.size()) << testing::PrintToString(found);
+    for (size_t at = 0; at < found.size(); at++)
+        EXPECT_TRUE(found[at].starts_with(expected[at])) << found[at];
+}
+
+INSTANTIATE_TEST_SUITE_P(All, DamagedImage, testing::ValuesIn(cases),
+                         [](const testing::TestParamInfo<Case> &info) { return info.param.name; });
+
+/* The tables' pages are good, and one that no table begins with is not. */
+TEST(ImageDatabase, IsLookedAtWholeUnlessTablesAreEnough)
+{
+    std::string damaged = sound.database;
+    damaged.replace(damaged.size() - 4096, 4096, std::string(4096, '\x5a'));
+    EXPECT_NE(why_no_database(damaged, DatabaseCheck::pages), "");
+    EXPECT_EQ(why_no_database(damaged, DatabaseCheck::tables), "");
+    EXPECT_EQ(why_no_database(database("drop table class_map;"), DatabaseCheck::tables), "has no table class_map.");
+}
+
+/* Whatever the bytes are, the answer is a sentence. */
+TEST(ImageDatabase, OfAnyBytesIsSoundOrHasAFault)
+{
+    std::mt19937 random(11);
+    size_t       faulty = 0;
+    for (int round = 0; round < 100; round++) {
+        Image image = sound;
+        for (int changes = 0; changes < 40; changes++)
+            image.database[random() % image.database.size()] = static_cast<char>(random());
+        faulty += image.faults(release_5_10).size();
+    }
+    EXPECT_GT(faulty, 50u);
+}
+
+} // namespace
