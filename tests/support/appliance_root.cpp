@@ -225,6 +225,17 @@ ChildResult run_in_root(const fs::path &root, const std::function<int()> &work, 
     return result;
 }
 
+std::string expect_in_root(const ApplianceRoot &root, const std::function<void()> &work)
+{
+    ChildResult child = run_in_root(root.path(), [&work] {
+        work();
+        return 0;
+    });
+    EXPECT_EQ(child.exit_code, 0) << "signal " << child.signal << "\n" << child.out << child.err;
+    EXPECT_EQ(child.out, "");
+    return child.err;
+}
+
 std::string gzip(const std::string &text)
 {
     std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)> tool(libdeflate_alloc_compressor(6),

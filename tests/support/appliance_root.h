@@ -67,6 +67,9 @@ struct ChildResult {
  */
 ChildResult run_in_root(const std::filesystem::path &root, const std::function<int()> &work, unsigned seconds = 120);
 
+/* The same with expectations as the work, which must hold there. What went to standard error. */
+std::string expect_in_root(const ApplianceRoot &root, const std::function<void()> &work);
+
 /* Whether this process may call chroot. As a user who is not root it moves to a user namespace of its own first, so a
  * child should ask, and only a process of one thread. */
 bool may_chroot();

@@ -1,2 +1,1 @@
-target_link_options(${test} PRIVATE -Wl,--wrap=crwinit_cert_dir -Wl,--wrap=copy_file -Wl,--wrap=copy_dir
-  -Wl,--wrap=opendir)
+wrap_calls(${test} crwinit_cert_dir copy_file copy_dir opendir)

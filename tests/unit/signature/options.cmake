@@ -1,2 +1,2 @@
-target_link_options(${test} PRIVATE -Wl,--wrap=init_db_object
-  -Wl,--wrap=malloc -Wl,--wrap=calloc -Wl,--wrap=realloc -Wl,--wrap=strdup)
+wrap_memory(${test})
+wrap_calls(${test} init_db_object)

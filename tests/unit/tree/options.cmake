@@ -1,1 +1,3 @@
-target_link_options(${test} PRIVATE -Wl,--wrap=cvgzip -Wl,--wrap=message)
+wrap_memory(${test})
+# refused_calls.cpp and write_test.cpp stand between the library and these.
+wrap_calls(${test} cvgzip fdopen scandir message)

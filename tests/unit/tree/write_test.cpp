@@ -1,3 +1,4 @@
+#include "refused_calls.h"
 #include "support/appliance_root.h"
 #include "support/trees.h"
 #include "tree/config_text.h"
@@ -15,15 +16,6 @@
 #include <sys/stat.h>
 
 using namespace support;
-
-/* The compressor fails on demand, as no file permission makes it fail for root. */
-static bool compression_fails;
-
-extern "C" int __real_cvgzip(const char *source, const char *target);
-extern "C" int __wrap_cvgzip(const char *source, const char *target)
-{
-    return compression_fails ? -1 : __real_cvgzip(source, target);
-}
 
 extern "C" void __wrap_message(const char *format, ...)
 {
@@ -361,9 +353,9 @@ TEST(NewConfigFile, FailedCompressionLeavesOnlyThePlainCopy)
 {
     ApplianceRoot appliance;
     appliance.write_gzip("/data/config/sys_global.conf.gz", "old");
-    compression_fails = true;
+    refused::compression_to = "/data/config/sys_global.conf.gz";
     ChildResult child = store(appliance, "/data/config/sys_global.conf.gz", "config a\nend\n");
-    compression_fails = false;
+    refused::compression_to.clear();
     EXPECT_EQ(child.exit_code, 1);
     EXPECT_EQ(child.out, "");
     EXPECT_EQ(child.err, "[update_signature]: [cvgzip] compress failed\nwhile the text is there\n");

@@ -1,1 +1,4 @@
-target_link_options(${test} PRIVATE -Wl,--wrap=malloc -Wl,--wrap=calloc -Wl,--wrap=realloc -Wl,--wrap=strdup -Wl,--wrap=time)
+wrap_memory(${test})
+wrap_calls(${test} time)
+# Callbacks are looked up by their names.
+target_link_options(${test} PRIVATE -rdynamic)

@@ -1,1 +1,0 @@
-target_link_options(${test} PRIVATE -Wl,--wrap=scandir)

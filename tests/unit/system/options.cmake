@@ -1,7 +1,0 @@
-# Tests say which allocation fails and what time it is, look into memory that is given back, and stand between the
-# library and the calls that reach out of the tree.
-foreach(call malloc calloc realloc strdup free OPENSSL_cleanse key_encrypt mount time)
-  target_link_options(${test} PRIVATE -Wl,--wrap=${call})
-endforeach()
-# Callbacks are looked up by their names.
-target_link_options(${test} PRIVATE -rdynamic)
