@@ -52,95 +52,51 @@ char *find_header_line(text_reader *reader, const char *mark)
     return nullptr;
 }
 
-/* What a version line holds. */
+/* What a version line holds; -1 as code when it ends too early, and then nothing else. */
 struct version_scan {
-    int32_t     code; /* -1 when the text ran out */
+    int32_t     code;
     int32_t     build;
-    bool        cut;     /* the text was too short in the build or the date */
     const char *version; /* where the version starts */
     const char *rest;    /* the ":" behind the date */
+    bool        cut;     /* the line ends in the build or the date */
 };
 
-/* The states of the scan, named for what they wait for; each consumes at least one character. */
-enum class wait_for { model_dash, version_dash, major, point, minor, build_dash, build, date, colon };
+constexpr version_scan no_version = {-1, 0, nullptr, nullptr, false};
+constexpr version_scan cut_short = {-1, 0, nullptr, nullptr, true};
 
-/* One character of the scan. True when the scan goes on. */
-bool scan_step(version_scan *scan, wait_for *state, const char **text, bool dashless, bool *dash)
+/* What stands behind the next `c`; null when that is nothing, and for null. */
+const char *behind(const char *text, char c)
 {
-    const char *at = *text;
-    switch (*state) {
-    case wait_for::model_dash:
-        if (*at == '-' || dashless)
-            *state = wait_for::version_dash;
-        return true;
-    case wait_for::version_dash:
-        if (*at == '-')
-            *state = wait_for::major;
-        return true;
-    case wait_for::major:
-        scan->version = at;
-        scan->code = version_code(number_of(at), 0);
-        *state = wait_for::point;
-        return true;
-    case wait_for::point:
-        if (*at == '.')
-            *state = wait_for::minor;
-        return true;
-    case wait_for::minor:
-        scan->code = version_code(scan->code >> 16, number_of(at));
-        *state = wait_for::build_dash;
-        return true;
-    case wait_for::build_dash: /* the dash behind the minor, then the one behind the product */
-        if (*at != '-')
-            return true;
-        if (*dash)
-            *state = wait_for::build;
-        *dash = !*dash;
-        return true;
-    case wait_for::build:
-        if (strlen(at) < 6)
-            return false;
-        if (strncmp(at, "build", 5) == 0)
-            at += 5;
-        scan->build = number_of(at);
-        *text = at;
-        *state = wait_for::date;
-        return true;
-    case wait_for::date:
-        if (!*dash) {
-            *dash = *at == '-';
-            return true;
-        }
-        if (strlen(at) < 7)
-            return false;
-        *text = at + 5;
-        *dash = false;
-        *state = wait_for::colon;
-        return true;
-    default:
-        return *at != ':';
-    }
+    const char *found = text ? strchr(text, c) : nullptr;
+    return found && found[1] != '\0' ? found + 1 : nullptr;
 }
 
-/* Reads the version out of the line at `mark`, from the second character of the model on. */
+/*
+ * Reads the version out of the line at `mark`, from the second character of the model on. Only the characters looked
+ * for count, wherever they stand: a model of the list anywhere in the line makes the line one without a dash in its
+ * model.
+ */
 version_scan scan_version_line(const char *mark)
 {
-    version_scan scan = {};
-    const char  *text = mark + sizeof version_mark; /* one more than the mark is long */
-    bool         dashless = has_dashless_model(text);
-    bool         dash = false;
-    wait_for     state = wait_for::model_dash;
-    for (; *text != '\0'; text++) {
-        if (scan_step(&scan, &state, &text, dashless, &dash))
-            continue;
-        scan.cut = state != wait_for::colon;
-        scan.rest = text;
-        if (scan.cut)
-            scan.code = -1;
-        return scan;
-    }
-    scan.code = -1;
-    return scan;
+    const char *model = mark + sizeof version_mark; /* its first letter is never looked at */
+    const char *major = behind(has_dashless_model(model) ? model + 1 : behind(model, '-'), '-');
+    const char *minor = major ? behind(major + 1, '.') : nullptr;
+    const char *build = minor ? behind(behind(minor + 1, '-'), '-') : nullptr;
+    if (!build)
+        return no_version;
+    if (strlen(build) < 6)
+        return cut_short;
+    if (strncmp(build, "build", 5) == 0)
+        build += 5;
+    const char *date = behind(build + 1, '-');
+    if (!date)
+        return no_version;
+    if (strlen(date) < 7)
+        return cut_short;
+    const char *rest = strchr(date + 6, ':');
+    if (!rest)
+        return no_version;
+    return {version_code(number_of(major), number_of(minor)), number_of(build), major, rest, false};
 }
 
 /* A file from before 5.10 stops at 5.10 on its way to a newer image, as the update file's loader does: there it is
@@ -182,9 +138,7 @@ int32_t get_config_version(const char *path)
         return -1;
     }
     const char  *mark = find_header_line(&reader, version_mark);
-    version_scan scan = {-1, 0, false, nullptr, nullptr};
-    if (mark)
-        scan = scan_version_line(mark);
+    version_scan scan = mark ? scan_version_line(mark) : no_version;
     close_text(&reader);
     /* A line that is cut short in its build or date leaves the unpacked text behind, as it always has. */
     if (!scan.cut)
@@ -199,7 +153,7 @@ int32_t save_first_line(text_reader *reader)
         return -1;
     snprintf(migr_main.model_text, sizeof migr_main.model_text, "%s", mark + sizeof version_mark);
     version_scan scan = scan_version_line(mark);
-    if (!scan.rest || scan.cut)
+    if (!scan.rest)
         return -1;
     compose_first_line(scan);
     migr_main.cfg_build = scan.build;
