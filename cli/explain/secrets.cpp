@@ -62,7 +62,7 @@ void hide_secrets(config_node *root)
         for (config_node *list : {node->next, node->set_list, node->edit_list, node->config_list})
             pushed = pushed && push_node(&waiting, list) == 0;
     }
-    free_node_stack(&waiting);
+    free_stack(&waiting);
     if (!pushed)
         throw std::bad_alloc();
 }

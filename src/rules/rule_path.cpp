@@ -1,8 +1,8 @@
 #include "rules/rule_path.h"
 
 #include "tree/config_text.h"
+#include "tree/stack.h"
 
-#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -26,37 +26,18 @@ void store_rest(const char *text, const char **rest)
 }
 
 /* Tables on the way of a rule, innermost last: the edit that comes next, and the path that each edit gets. */
-struct table_stack {
-    rule_place *tables;
-    size_t      depth;
-    size_t      room;
-};
-
-int32_t push_table(table_stack *stack, const rule_place &table)
-{
-    if (stack->depth == stack->room) {
-        size_t room = stack->room ? stack->room * 2 : 8;
-        auto  *tables = static_cast<rule_place *>(realloc(stack->tables, room * sizeof(rule_place)));
-        if (!tables)
-            return -1;
-        stack->tables = tables;
-        stack->room = room;
-    }
-    stack->tables[stack->depth++] = table;
-    return 0;
-}
+using table_stack = stack<rule_place>;
 
 /* The next edit of the innermost table that has one. */
-bool next_edit(table_stack *stack, rule_place *place)
+bool next_edit(table_stack *tables, rule_place *place)
 {
-    while (stack->depth > 0) {
-        rule_place *table = &stack->tables[stack->depth - 1];
-        if (table->node) {
-            *place = *table;
-            table->node = table->node->next;
-            return true;
-        }
-        stack->depth--;
+    for (; tables->count > 0; tables->count--) {
+        rule_place *table = top_record(tables);
+        if (!table->node)
+            continue;
+        *place = *table;
+        table->node = table->node->next;
+        return true;
     }
     return false;
 }
@@ -67,11 +48,11 @@ bool is_block(const config_node *node)
 }
 
 /* From one place down to the next table, or to where the rule is done. */
-rule_step walk_down(table_stack *stack, rule_place place, rule_action action, const void *rule)
+rule_step walk_down(table_stack *tables, rule_place place, rule_action action, const void *rule)
 {
     for (;;) {
         if (is_block(place.node) && place.node->edit_list)
-            return push_table(stack, {place.node->edit_list, place.path}) == 0 ? rule_step::done : rule_step::failed;
+            return push_record(tables, {place.node->edit_list, place.path}) == 0 ? rule_step::done : rule_step::failed;
         if (!is_block(place.node) && place.node->kind != MIGR_EDIT)
             return rule_step::done;
         rule_step step = action(&place, rule);
@@ -109,13 +90,13 @@ int32_t extract_first_name(const char *text, char *output, const char **rest)
 
 int32_t walk_rule(rule_place start, rule_action action, const void *rule)
 {
-    table_stack stack = {};
+    table_stack tables = {};
     rule_place  place = start;
     rule_step   step;
     do
-        step = walk_down(&stack, place, action, rule);
-    while (step == rule_step::done && next_edit(&stack, &place));
-    free(stack.tables);
+        step = walk_down(&tables, place, action, rule);
+    while (step == rule_step::done && next_edit(&tables, &place));
+    free_stack(&tables);
     return step == rule_step::failed ? -1 : 0;
 }
 

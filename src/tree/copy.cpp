@@ -112,7 +112,7 @@ int32_t copy_node(const config_node *source, config_node *target)
         target = pop_node(&waiting);
         source = pop_node(&waiting);
     }
-    free_node_stack(&waiting);
+    free_stack(&waiting);
     return result;
 }
 

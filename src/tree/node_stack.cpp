@@ -1,30 +1,12 @@
+/* What a stack of nodes does that one of other things does not: nulls are passed over, and end it. */
 #include "tree/node_stack.h"
 
-#include <cstdlib>
-
-int32_t push_node(node_stack *stack, config_node *node)
+int32_t push_node(node_stack *nodes, config_node *node)
 {
-    if (!node)
-        return 0;
-    if (stack->count == stack->room) {
-        size_t room = stack->room ? stack->room * 2 : 64;
-        auto **nodes = static_cast<config_node **>(realloc(stack->nodes, room * sizeof(config_node *)));
-        if (!nodes)
-            return -1;
-        stack->nodes = nodes;
-        stack->room = room;
-    }
-    stack->nodes[stack->count++] = node;
-    return 0;
+    return node ? push_record(nodes, node) : 0;
 }
 
-config_node *pop_node(node_stack *stack)
+config_node *pop_node(node_stack *nodes)
 {
-    return stack->count ? stack->nodes[--stack->count] : nullptr;
-}
-
-void free_node_stack(node_stack *stack)
-{
-    free(stack->nodes);
-    *stack = {};
+    return nodes->count ? nodes->records[--nodes->count] : nullptr;
 }

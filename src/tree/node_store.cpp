@@ -82,7 +82,7 @@ int32_t keep_for_run(config_node *node)
             break;
         }
     }
-    free_node_stack(&waiting);
+    free_stack(&waiting);
     return result;
 }
 

@@ -3,69 +3,54 @@
 #include "platform/platform.h"
 #include "tree/config_text.h"
 #include "tree/file_effects.h"
+#include "tree/stack.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <unistd.h>
 
 namespace {
 
+/* How the nodes of a list are written. It is the list that tells what a line is, not the node's own kind. */
+struct written_list {
+    config_node *config_node::*list;
+    const char                *keyword;
+    const char                *closing; /* the block's last line; null for a node that opens none */
+    bool                       is_path; /* names are words joined by commas, and no value is written */
+};
+
+constexpr written_list set_lines = {&config_node::set_list, "set ", nullptr, false};
+constexpr written_list edit_lines = {&config_node::edit_list, "edit ", "next\n", false};
+constexpr written_list config_lines = {&config_node::config_list, "config ", "end\n", false};
+constexpr written_list top_lines = {&config_node::top_list, "config ", "end\n", true};
+constexpr written_list no_more = {};
+
+/* The lists of each kind in the order in which they are written, which is that of the text: sets come first. */
+constexpr written_list lists_of_root[] = {top_lines, no_more};
+constexpr written_list lists_of_config[] = {set_lines, edit_lines, config_lines, no_more};
+constexpr written_list lists_of_edit[] = {set_lines, config_lines, no_more};
+
+const written_list *lists_of(uint32_t kind)
+{
+    switch (kind) {
+    case MIGR_ROOT:
+        return lists_of_root;
+    case MIGR_TOP:
+    case MIGR_CONFIG:
+        return lists_of_config;
+    case MIGR_EDIT:
+        return lists_of_edit;
+    default:
+        return &no_more;
+    }
+}
+
 /* A block being written, and where in its lists the writer stands. */
 struct written_block {
-    const config_node *owner;
-    const char        *closing; /* its last line; null for the block that write_node was given */
-    config_node       *next;    /* the child to write next */
-    uint32_t           list;    /* how many of the block's lists have been taken up */
+    const config_node  *owner;
+    const char         *closing; /* its last line; null for the block that write_node was given */
+    const written_list *ahead;   /* the lists that have not been taken up */
+    config_node        *next;    /* the child to write next, of the list ahead of those */
 };
-
-struct written_stack {
-    written_block *blocks;
-    size_t         depth;
-    size_t         room;
-};
-
-int32_t push_block(written_stack *stack, const written_block &block)
-{
-    if (stack->depth == stack->room) {
-        size_t room = stack->room ? stack->room * 2 : 32;
-        auto  *blocks = static_cast<written_block *>(realloc(stack->blocks, room * sizeof(written_block)));
-        if (!blocks)
-            return -1;
-        stack->blocks = blocks;
-        stack->room = room;
-    }
-    stack->blocks[stack->depth++] = block;
-    return 0;
-}
-
-/* The list that the writer takes up as number `index` of a block, in *list. False when the kind has no such list. */
-bool list_to_write(const config_node *node, uint32_t index, config_node **list)
-{
-    if (node->kind == MIGR_ROOT) {
-        *list = node->top_list;
-        return index == 0;
-    }
-    if (node->kind == MIGR_EDIT) {
-        *list = index == 0 ? node->set_list : node->config_list;
-        return index < 2;
-    }
-    if (node->kind != MIGR_TOP && node->kind != MIGR_CONFIG)
-        return false;
-    *list = index == 0 ? node->set_list : index == 1 ? node->edit_list : node->config_list;
-    return index < 3;
-}
-
-/* What a child is written as is told by the list it stands in, not by its own kind: the sets of a block come first. */
-enum class line { top, set, edit, config };
-
-line line_of(const config_node *owner, uint32_t list)
-{
-    if (owner->kind == MIGR_ROOT)
-        return line::top;
-    if (list == 1)
-        return line::set;
-    return owner->kind != MIGR_EDIT && list == 2 ? line::edit : line::config;
-}
 
 /* Text on its way to a stream. A line is many small pieces, and a call to the stream for each would cost more than all
  * else here. */
@@ -109,38 +94,21 @@ void indent(int32_t depth, text_output *output)
         put(blanks, 4 * static_cast<size_t>(depth), output);
 }
 
-void put_line(const char *keyword, const config_node *node, bool with_value, text_output *output)
+void put_line(const written_list *list, config_node *node, text_output *output)
 {
-    put(keyword, output);
+    if (list->is_path)
+        commas_to_blanks(node->name);
+    put(list->keyword, output);
     put(node->name, output);
-    if (with_value && node->value) {
+    if (node->value && !list->is_path) {
         put(" ", 1, output);
         put(node->value, output);
     }
     put("\n", 1, output);
 }
 
-/* Writes a child's own line. Gives the line that closes its block, or null when it opens none. */
-const char *write_child(config_node *child, line kind, text_output *output)
-{
-    switch (kind) {
-    case line::set:
-        put_line("set ", child, true, output);
-        return nullptr;
-    case line::top:
-        commas_to_blanks(child->name);
-        put_line("config ", child, false, output);
-        return "end\n";
-    case line::edit:
-        put_line("edit ", child, true, output);
-        return "next\n";
-    default:
-        put_line("config ", child, true, output);
-        return "end\n";
-    }
-}
-
-/* The next child of a block that is to be written, and by which of its lists; null at the block's end. */
+/* The next child of a block that is to be written; null at the block's end. Its list is then the one ahead of
+ * block->ahead. */
 config_node *next_child(written_block *block)
 {
     for (;;) {
@@ -149,31 +117,33 @@ config_node *next_child(written_block *block)
             if (!child->deleted && !child->hidden)
                 return child;
         }
-        if (!list_to_write(block->owner, block->list, &block->next))
+        if (!block->ahead->list)
             return nullptr;
-        block->list++;
+        block->next = block->owner->*block->ahead->list;
+        block->ahead++;
     }
 }
 
-int32_t write_blocks(written_stack *stack, int32_t depth, text_output *output)
+int32_t write_blocks(stack<written_block> *blocks, int32_t depth, text_output *output)
 {
-    while (stack->depth > 0) {
+    while (blocks->count > 0) {
         if (ferror_unlocked(output->stream))
             return -1;
-        written_block *block = &stack->blocks[stack->depth - 1];
-        auto           inner = depth + static_cast<int32_t>(stack->depth) - 1;
+        written_block *block = top_record(blocks);
+        auto           inner = depth + static_cast<int32_t>(blocks->count) - 1;
         config_node   *child = next_child(block);
         if (!child) {
-            stack->depth--;
+            blocks->count--;
             if (!block->closing)
                 continue;
             indent(inner - 1, output);
             put(block->closing, output);
             continue;
         }
+        const written_list *list = block->ahead - 1;
         indent(inner, output);
-        const char *closing = write_child(child, line_of(block->owner, block->list), output);
-        if (closing && push_block(stack, {child, closing, nullptr, 0}) != 0)
+        put_line(list, child, output);
+        if (list->closing && push_record(blocks, {child, list->closing, lists_of(child->kind), nullptr}) != 0)
             return -1;
     }
     return 0;
@@ -216,15 +186,15 @@ int32_t write_tree(config_node *node, int32_t depth, FILE *stream)
 {
     if (!node || node->kind >= MIGR_EMPTY)
         return 0;
-    written_stack stack = {};
-    text_output   output;
+    stack<written_block> blocks = {};
+    text_output          output;
     output.stream = stream;
     output.used = 0;
-    int32_t result = push_block(&stack, {node, nullptr, nullptr, 0});
+    int32_t result = push_record(&blocks, {node, nullptr, lists_of(node->kind), nullptr});
     if (result == 0)
-        result = write_blocks(&stack, depth, &output);
+        result = write_blocks(&blocks, depth, &output);
     flush(&output);
-    free(stack.blocks);
+    free_stack(&blocks);
     return ferror_unlocked(stream) ? -1 : result;
 }
 

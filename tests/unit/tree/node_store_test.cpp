@@ -80,10 +80,10 @@ TEST(NodeStack, GivesBackTheLastOnePushed)
     for (size_t i = 1000; i-- > 0;)
         EXPECT_EQ(pop_node(&stack), &nodes[i]);
     EXPECT_EQ(pop_node(&stack), nullptr);
-    free_node_stack(&stack);
+    free_stack(&stack);
     EXPECT_EQ(push_node(&stack, &nodes[0]), 0); /* usable again */
     EXPECT_EQ(pop_node(&stack), &nodes[0]);
-    free_node_stack(&stack);
+    free_stack(&stack);
 }
 
 } // namespace
