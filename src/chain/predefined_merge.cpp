@@ -130,7 +130,11 @@ int32_t migr_preconfig(void)
 
 void migr_merge_find_node(config_node *node, int32_t, const char *path)
 {
-    find_node_into(node, path, &merge::found_node, &merge::is_found);
+    config_node *found = merge::is_found == 1 ? nullptr : find_node(node, path);
+    if (!found)
+        return;
+    merge::found_node = found;
+    merge::is_found = 1;
 }
 
 void migr_init_node_list(run_context *record, int32_t which)

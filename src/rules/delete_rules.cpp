@@ -5,6 +5,7 @@
 #include "rules/delete_rules.h"
 
 #include "rules/rule_path.h"
+#include "tree/operations.h"
 
 static void mark(config_node *node)
 {

@@ -99,10 +99,3 @@ int32_t walk_rule(rule_place start, rule_action action, const void *rule)
     free_stack(&tables);
     return step == rule_step::failed ? -1 : 0;
 }
-
-config_node *first_named(config_node *list, const char *name)
-{
-    while (list && strcmp(list->name, name) != 0)
-        list = list->next;
-    return list;
-}

@@ -43,9 +43,6 @@ using rule_action = rule_step (*)(rule_place *place, const void *rule);
  * comes to. Walks no deeper than the path is long, without recursion. 0, or -1 when a step has failed or there is no
  * memory, which ends the walk. */
 int32_t walk_rule(rule_place start, rule_action action, const void *rule);
-
-/* The first node of that name in a list, or null. */
-config_node *first_named(config_node *list, const char *name);
 #endif
 
 #endif

@@ -15,28 +15,37 @@ int32_t      is_found;
 /* A value with its NUL fits a buffer of this size, or is refused. */
 static constexpr size_t value_room = 4096;
 
-void find_node_into(config_node *node, const char *path, config_node **found, int32_t *hit)
+config_node *first_named(config_node *list, const char *name)
 {
-    if (*hit == 1 || !node)
-        return;
-    config_node *child = nullptr;
-    if (node->kind == MIGR_ROOT)
-        child = node->top_list;
-    else if (node->kind == MIGR_TOP || node->kind == MIGR_CONFIG)
-        child = node->edit_list;
-    for (; child; child = child->next) {
-        if (strcmp(child->name, path) == 0) {
-            *hit = 1;
-            *found = child;
-            return;
-        }
-        find_node_into(child, path, found, hit);
-    }
+    while (list && strcmp(list->name, name) != 0)
+        list = list->next;
+    return list;
+}
+
+static config_node *first_edit(const config_node *config, const char *name)
+{
+    return config->kind == MIGR_TOP || config->kind == MIGR_CONFIG ? first_named(config->edit_list, name) : nullptr;
+}
+
+config_node *find_node(const config_node *node, const char *path)
+{
+    if (!node)
+        return nullptr;
+    if (node->kind != MIGR_ROOT)
+        return first_edit(node, path);
+    config_node *found = first_named(node->top_list, path);
+    for (config_node *config = node->top_list; config && !found; config = config->next)
+        found = first_edit(config, path);
+    return found;
 }
 
 void migr_find_node(config_node *node, int32_t, const char *path)
 {
-    find_node_into(node, path, &found_node, &is_found);
+    config_node *found = is_found == 1 ? nullptr : find_node(node, path);
+    if (!found)
+        return;
+    found_node = found;
+    is_found = 1;
 }
 
 config_node *_migr_find_node(const char *path)

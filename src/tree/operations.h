@@ -13,14 +13,18 @@ extern config_node *found_node;
 extern int32_t      is_found;
 
 /*
- * Searches top-level configs by path name and their direct edits by raw name, and nothing deeper. The caller clears
- * both result slots before. A hit does not end the loops above it, so a later sibling of exactly that name replaces a
- * hit made below an earlier one. `node` may be null; `depth` is carried along and never read.
+ * Searches the tree below the root `node`: the first top-level config of that path name, wherever it stands, else the
+ * first edit of that raw name in any of them, and nothing deeper. Below a config its own edits alone are searched, below
+ * anything else, and null, nothing. The result goes to the two slots, which the caller clears before: nothing is
+ * searched after a hit. `depth` is carried along and never read.
  */
 void migr_find_node(config_node *node, int32_t depth, const char *path);
 
-/* The same search, with result slots of the caller's. */
-void find_node_into(config_node *node, const char *path, config_node **found, int32_t *hit);
+/* The same search, which gives the node or null and leaves the slots alone. */
+config_node *find_node(const config_node *node, const char *path);
+
+/* The first node of that name in a list, or null. */
+config_node *first_named(config_node *list, const char *name);
 
 /* Clears the slots, searches the main tree, and gives the node or null. */
 config_node *_migr_find_node(const char *path);
