@@ -28,6 +28,16 @@ enum migr_kind {
  * A node is allocated zeroed and belongs to one tree. `value` is null or a heap block that this node alone owns: two
  * nodes never share one. Names and values are raw text with their quotes, but for the comma form of a top-level name.
  * A node keeps its children by kind, each kind in a null-terminated list of its own, in the order of the text.
+ *
+ * Old files depend on some nodes of which that is not all true:
+ *   - the firmware's own sets in a signature (chain/protection_rules) have kind 0: they are written, which goes by the
+ *     list, and passed over by what goes by kind, cfg_del_conf among it;
+ *   - the entry of a log policy (chain/log_model) has an empty name, and its name as value;
+ *   - the entry of a mail policy (there too) may hold sets in its edit_list, which an entry does not write;
+ *   - two blocks that one has become (there too) share lists until the pass ends, so that free_node must not free
+ *     either (node_store.h);
+ *   - what cnd_add has made without a value has an empty text for one, not null, and is written with a blank behind
+ *     its name.
  */
 typedef struct config_node config_node;
 struct config_node {
