@@ -2,8 +2,7 @@
  * What each release changes, from 5.50 on: its callbacks in the order in which they see a position, the configs on
  * which they look (by the beginning of the name), and in how many rounds.
  *
- * A scope's length and a state's size follow from the text and the type. The numbers beside them are what hosts and
- * debuggers know; a mismatch does not compile. One scope ends in a comma and is meant to.
+ * A scope's length and a state's size follow from the text and the type. One scope ends in a comma and is meant to.
  */
 #include "walk/stage_tables.h"
 
@@ -23,217 +22,205 @@
 
 #include <cstddef>
 
-namespace {
-
-struct no_state;
-
-template <typename State> constexpr size_t size_of = sizeof(State);
-template <> constexpr size_t               size_of<no_state> = 0;
-
-template <size_t Actual, size_t Number> constexpr int32_t checked()
-{
-    static_assert(Actual == Number);
-    return static_cast<int32_t>(Actual);
-}
-
-} // namespace
+/* The size of a row's state block, for a row without state that of no type at all. */
+template <typename... state> constexpr int32_t state_size = static_cast<int32_t>((sizeof(state) + ... + 0));
 
 /* A row is a line. */
 /* clang-format off */
-#define ROW(callback, scope, length, rounds, state, size)                                                              \
-    {#callback, callback, scope, checked<sizeof(scope) - 1, length>(), rounds, nullptr,                                \
-     checked<size_of<state>, size>(), 0, 0}
+/* callback, scope, rounds, and the state's type for a callback that has one. */
+#define ROW(callback, scope, rounds, ...)                                                                              \
+    {#callback, callback, scope, sizeof(scope) - 1, rounds, nullptr, state_size<__VA_ARGS__>, 0, 0}
 #define STAGE(version, type, rows) {version, type, rows, static_cast<int32_t>(sizeof(rows) / sizeof(rows[0]))}
 
 /* Release 5.50. */
 static stage_row cbc_arr_MIGR_ADOM0x50032[] = {
-    ROW(_migr_change_replace_msg, "system,replacemsg", 17, 1, no_state, 0),
-    ROW(_migr_change_protocol_constraints, "waf,http-protocol-parameter-restriction", 39, 1, migr_change_protocol_constraints_state, 528),
-    ROW(_migr_change_protocol_constraints_exception, "waf,http-constraints-exceptions", 31, 1, no_state, 0),
-    ROW(_migr_change_wad_auto_restore, "wad,website", 11, 1, no_state, 0),
-    ROW(_migr_change_custom_protection_rule, "waf,custom-protection-rule", 26, 1, migr_change_custom_protection_rule_state, 2072),
-    ROW(_migr_change_persistence_policy, "server-policy,persistence-policy", 32, 1, no_state, 0),
-    ROW(_migr_change_signature_filter_list, "waf,signature", 13, 1, migr_change_signature_filter_list_state, 8),
-    ROW(_migr_change_content_routing, "server-policy,http-content-routing-policy", 41, 1, migr_change_content_routing_state, 24),
-    ROW(_migr_change_corvo_log_policy, "log,corvolog-policy", 19, 1, migr_change_corvo_log_policy_state, 8),
-    ROW(_migr_change_sys_siem_policy, "log,siem-policy", 15, 1, migr_change_sys_siem_policy_state, 8),
-    ROW(_migr_change_sys_global, "system,global", 13, 1, no_state, 0),
+    ROW(_migr_change_replace_msg, "system,replacemsg", 1),
+    ROW(_migr_change_protocol_constraints, "waf,http-protocol-parameter-restriction", 1, migr_change_protocol_constraints_state),
+    ROW(_migr_change_protocol_constraints_exception, "waf,http-constraints-exceptions", 1),
+    ROW(_migr_change_wad_auto_restore, "wad,website", 1),
+    ROW(_migr_change_custom_protection_rule, "waf,custom-protection-rule", 1, migr_change_custom_protection_rule_state),
+    ROW(_migr_change_persistence_policy, "server-policy,persistence-policy", 1),
+    ROW(_migr_change_signature_filter_list, "waf,signature", 1, migr_change_signature_filter_list_state),
+    ROW(_migr_change_content_routing, "server-policy,http-content-routing-policy", 1, migr_change_content_routing_state),
+    ROW(_migr_change_corvo_log_policy, "log,corvolog-policy", 1, server_list_state),
+    ROW(_migr_change_sys_siem_policy, "log,siem-policy", 1, server_list_state),
+    ROW(_migr_change_sys_global, "system,global", 1),
 };
 stage_table c3_arr_MIGR_ADOM0x50032 = STAGE(0x50032, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50032);
 
 /* Release 5.51. */
 static stage_row cbc_arr_MIGR_ADOM0x50033[] = {
-    ROW(_migr_del_snmp_community_interface, "system,snmp,community", 21, 1, no_state, 0),
-    ROW(_migr_del_snmp_user_interface, "system,snmp,user", 16, 1, no_state, 0),
-    ROW(_migr_change_replace_msg2, "system,replacemsg", 17, 1, no_state, 0),
-    ROW(_migr_change_wccp_passwd_name, "system,wccp", 11, 1, no_state, 0),
+    ROW(_migr_del_snmp_community_interface, "system,snmp,community", 1),
+    ROW(_migr_del_snmp_user_interface, "system,snmp,user", 1),
+    ROW(_migr_change_replace_msg2, "system,replacemsg", 1),
+    ROW(_migr_change_wccp_passwd_name, "system,wccp", 1),
 };
 stage_table c3_arr_MIGR_ADOM0x50033 = STAGE(0x50033, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50033);
 
 /* Release 5.52. */
 static stage_row cbc_arr_MIGR_ADOM0x50034[] = {
-    ROW(_change_server_pool_ssl_protocol, "server-policy,server-pool", 25, 1, change_server_pool_ssl_protocol_state, 4),
+    ROW(_change_server_pool_ssl_protocol, "server-policy,server-pool", 1, change_server_pool_ssl_protocol_state),
 };
 stage_table c3_arr_MIGR_ADOM0x50034 = STAGE(0x50034, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50034);
 
 /* Release 5.60. */
 static stage_row cbc_arr_MIGR_ADOM0x5003c[] = {
-    ROW(_migr_move_cookie_poison, "waf,web-protection-profile,inline-protection", 44, 1, migr_move_cookie_poison_state, 536),
-    ROW(_migr_del_cookie_poison_log, "log,attack-log", 14, 1, no_state, 0),
-    ROW(_migr_del_memory_log_config, "log", 3, 1, no_state, 0),
-    ROW(_migr_move_site_publish_rule, "waf,site-publish-helper,rule", 28, 1, migr_move_site_publish_rule_state, 536),
+    ROW(_migr_move_cookie_poison, "waf,web-protection-profile,inline-protection", 1, migr_move_cookie_poison_state),
+    ROW(_migr_del_cookie_poison_log, "log,attack-log", 1),
+    ROW(_migr_del_memory_log_config, "log", 1),
+    ROW(_migr_move_site_publish_rule, "waf,site-publish-helper,rule", 1, migr_move_site_publish_rule_state),
 };
 stage_table c3_arr_MIGR_ADOM0x5003c = STAGE(0x5003c, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5003c);
 
 /* Release 5.70. */
 static stage_row cbc_arr_MIGR_ADOM0x50046[] = {
-    ROW(_change_value_for_hpc, "waf,http-protocol-parameter-restriction", 39, 1, no_state, 0),
-    ROW(_change_cookie_security_mode, "waf,cookie-security", 19, 1, change_cookie_security_mode_state, 16),
+    ROW(_change_value_for_hpc, "waf,http-protocol-parameter-restriction", 1),
+    ROW(_change_cookie_security_mode, "waf,cookie-security", 1, change_cookie_security_mode_state),
 };
 stage_table c3_arr_MIGR_ADOM0x50046 = STAGE(0x50046, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50046);
 
 /* Release 5.80. */
 static stage_row cbc_arr_MIGR_ADOM0x50050[] = {
-    ROW(_change_local_certificate, "system,certificate,local", 24, 1, change_local_certificate_state, 4),
-    ROW(_change_ca_certificate, "system,certificate,ca", 21, 1, no_state, 0),
-    ROW(_change_intermediate_certificate, "system,certificate,intermediate-certificate", 43, 1, no_state, 0),
-    ROW(_change_crl_certificate, "system,certificate,crl", 22, 1, no_state, 0),
-    ROW(_remove_default_local_admin_certificate, "system,admin-certificate,local", 30, 1, no_state, 0),
-    ROW(_change_local_admin_certificate, "system,admin-certificate,local", 30, 1, change_local_admin_certificate_state, 8),
-    ROW(_change_ca_admin_certificate, "system,admin-certificate,ca", 27, 1, no_state, 0),
-    ROW(_migr_cookie_timeout_sitepublish, "waf,site-publish-helper,rule", 28, 1, no_state, 0),
-    ROW(_av_vir_file_copy, "", 0, 1, av_vir_file_copy_state, 4),
-    ROW(_remove_signature_scoring, "waf,signature", 13, 1, no_state, 0),
-    ROW(_remove_show_all_log, "log,attack-log", 14, 1, no_state, 0),
-    ROW(_encrypt_local_certificate_key, "system", 6, 1, no_state, 0),
+    ROW(_change_local_certificate, "system,certificate,local", 1, change_local_certificate_state),
+    ROW(_change_ca_certificate, "system,certificate,ca", 1),
+    ROW(_change_intermediate_certificate, "system,certificate,intermediate-certificate", 1),
+    ROW(_change_crl_certificate, "system,certificate,crl", 1),
+    ROW(_remove_default_local_admin_certificate, "system,admin-certificate,local", 1),
+    ROW(_change_local_admin_certificate, "system,admin-certificate,local", 1, change_local_admin_certificate_state),
+    ROW(_change_ca_admin_certificate, "system,admin-certificate,ca", 1),
+    ROW(_migr_cookie_timeout_sitepublish, "waf,site-publish-helper,rule", 1),
+    ROW(_av_vir_file_copy, "", 1, av_vir_file_copy_state),
+    ROW(_remove_signature_scoring, "waf,signature", 1),
+    ROW(_remove_show_all_log, "log,attack-log", 1),
+    ROW(_encrypt_local_certificate_key, "system", 1),
 };
 stage_table c3_arr_MIGR_ADOM0x50050 = STAGE(0x50050, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50050);
 
 /* Release 5.83. */
 static stage_row cbc_arr_MIGR_ADOM0x50053[] = {
-    ROW(_remove_ha_no_virtual_mac, "system,ha", 9, 1, no_state, 0),
-    ROW(_remove_global_no_ssl3, "system,global", 13, 1, no_state, 0),
-    ROW(_remove_policy_ssl3, "server-policy,policy", 20, 1, no_state, 0),
-    ROW(_change_server_pool_ssl, "server-policy,server-pool", 25, 1, no_state, 0),
-    ROW(_change_cert_login, "system,global", 13, 1, no_state, 0),
-    ROW(_remove_ocsp_stapling, "server-policy,policy", 20, 1, remove_ocsp_stapling_state, 24),
-    ROW(_add_crl_group, "system,certificate", 18, 2, add_crl_group_state, 16),
-    ROW(_change_offline_session_timeout, "system,settings", 15, 1, no_state, 0),
+    ROW(_remove_ha_no_virtual_mac, "system,ha", 1),
+    ROW(_remove_global_no_ssl3, "system,global", 1),
+    ROW(_remove_policy_ssl3, "server-policy,policy", 1),
+    ROW(_change_server_pool_ssl, "server-policy,server-pool", 1),
+    ROW(_change_cert_login, "system,global", 1),
+    ROW(_remove_ocsp_stapling, "server-policy,policy", 1, remove_ocsp_stapling_state),
+    ROW(_add_crl_group, "system,certificate", 2, add_crl_group_state),
+    ROW(_change_offline_session_timeout, "system,settings", 1),
 };
 stage_table c3_arr_MIGR_ADOM0x50053 = STAGE(0x50053, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50053);
 
 /* Release 5.85. */
 static stage_row cbc_arr_MIGR_ADOM0x50055[] = {
-    ROW(_add_server_policy_setting, "", 0, 3, add_server_policy_setting_state, 16),
-    ROW(_del_sys_admin_jsconsole, "system,admin", 12, 1, no_state, 0),
-    ROW(_change_server_pool_ssl_cipher, "server-policy,server-pool", 25, 1, no_state, 0),
-    ROW(_change_policy_ssl_cipher, "server-policy,policy", 20, 1, no_state, 0),
-    ROW(_remove_log_reports_config, "log,reports", 11, 1, no_state, 0),
-    ROW(_change_real_browser_enforcement, "waf", 3, 1, change_real_browser_enforcement_state, 16),
-    ROW(_change_cookie_security_mode2, "waf,cookie-security", 19, 1, change_cookie_security_mode2_state, 528),
+    ROW(_add_server_policy_setting, "", 3, add_server_policy_setting_state),
+    ROW(_del_sys_admin_jsconsole, "system,admin", 1),
+    ROW(_change_server_pool_ssl_cipher, "server-policy,server-pool", 1),
+    ROW(_change_policy_ssl_cipher, "server-policy,policy", 1),
+    ROW(_remove_log_reports_config, "log,reports", 1),
+    ROW(_change_real_browser_enforcement, "waf", 1, change_real_browser_enforcement_state),
+    ROW(_change_cookie_security_mode2, "waf,cookie-security", 1, change_cookie_security_mode2_state),
 };
 stage_table c3_arr_MIGR_ADOM0x50055 = STAGE(0x50055, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50055);
 
 /* Release 5.90. */
 static stage_row cbc_arr_MIGR_ADOM0x5005a[] = {
-    ROW(_change_global_uds_server, "system,global", 13, 1, no_state, 0),
-    ROW(_change_system_uds_server, "system,uds,server", 17, 1, no_state, 0),
-    ROW(_add_system_passwd_policy, "system,global", 13, 1, add_system_passwd_policy_state, 8),
-    ROW(_change_server_side_sni, "server-policy,", 14, 2, change_server_side_sni_state, 544),
-    ROW(_change_server_pool_https_health, "server-policy,server-pool", 25, 1, no_state, 0),
-    ROW(_change_server_policy_https_health, "server-policy,health", 20, 1, no_state, 0),
-    ROW(_change_aws_azure_opmode, "system,settings", 15, 1, no_state, 0),
-    ROW(_migr_adjust_offline_brute_force_login, "waf,web-protection-profile,offline-protection", 45, 1, no_state, 0),
-    ROW(_migr_adjust_inline_brute_force_login, "waf,web-protection-profile,inline-protection", 44, 1, no_state, 0),
-    ROW(_adjust_server_policy_health, "server-policy", 13, 3, adjust_server_policy_health_state, 16408),
+    ROW(_change_global_uds_server, "system,global", 1),
+    ROW(_change_system_uds_server, "system,uds,server", 1),
+    ROW(_add_system_passwd_policy, "system,global", 1, add_system_passwd_policy_state),
+    ROW(_change_server_side_sni, "server-policy,", 2, change_server_side_sni_state),
+    ROW(_change_server_pool_https_health, "server-policy,server-pool", 1),
+    ROW(_change_server_policy_https_health, "server-policy,health", 1),
+    ROW(_change_aws_azure_opmode, "system,settings", 1),
+    ROW(_migr_adjust_offline_brute_force_login, "waf,web-protection-profile,offline-protection", 1),
+    ROW(_migr_adjust_inline_brute_force_login, "waf,web-protection-profile,inline-protection", 1),
+    ROW(_adjust_server_policy_health, "server-policy", 3, adjust_server_policy_health_state),
 };
 stage_table c3_arr_MIGR_ADOM0x5005a = STAGE(0x5005a, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005a);
 
 /* Release 5.91. */
 static stage_row cbc_arr_MIGR_ADOM0x5005b[] = {
-    ROW(_change_waf_custom_access_rule_traced_by, "waf,custom-access,rule", 22, 1, no_state, 0),
+    ROW(_change_waf_custom_access_rule_traced_by, "waf,custom-access,rule", 1),
 };
 stage_table c3_arr_MIGR_ADOM0x5005b = STAGE(0x5005b, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005b);
 
 /* Release 6.00. */
 static stage_row cbc_arr_MIGR_ADOM0x60000[] = {
-    ROW(_change_log_attack_log_packet_log, "log,attack-log", 14, 1, change_log_attack_log_packet_log_state, 4),
+    ROW(_change_log_attack_log_packet_log, "log,attack-log", 1, change_log_attack_log_packet_log_state),
 };
 stage_table c3_arr_MIGR_ADOM0x60000 = STAGE(0x60000, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60000);
 
 /* Release 6.01. */
 static stage_row cbc_arr_MIGR_ADOM0x60001[] = {
-    ROW(_erase_allow_time_under_wrong_condition, "waf,cookie-security", 19, 1, erase_allow_time_under_wrong_condition_state, 16),
-    ROW(_erase_data_analysis_from_web_protection_in_offline, "waf,web-protection-profile", 26, 1, no_state, 0),
-    ROW(_update_system_advanced, "system,advanced", 15, 1, update_system_advanced_state, 4),
-    ROW(_erase_fast_forward_from_server_policy_setting, "server-policy,setting", 21, 1, no_state, 0),
+    ROW(_erase_allow_time_under_wrong_condition, "waf,cookie-security", 1, erase_allow_time_under_wrong_condition_state),
+    ROW(_erase_data_analysis_from_web_protection_in_offline, "waf,web-protection-profile", 1),
+    ROW(_update_system_advanced, "system,advanced", 1, update_system_advanced_state),
+    ROW(_erase_fast_forward_from_server_policy_setting, "server-policy,setting", 1),
 };
 stage_table c3_arr_MIGR_ADOM0x60001 = STAGE(0x60001, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60001);
 
 /* Release 6.02. */
 static stage_row cbc_arr_MIGR_ADOM0x60002[] = {
-    ROW(_remove_geo_db_dir, "", 0, 1, no_state, 0),
-    ROW(_update_snmp_and_ha, "system", 6, 1, no_state, 0),
-    ROW(_adjust_ml_policy, "waf,machine-learning-policy", 27, 1, no_state, 0),
-    ROW(_check_xff_cond, "waf,x-forwarded-for", 19, 1, check_xff_cond_state, 24),
-    ROW(_correct_wrong_server_pool_prop, "server-policy,server-pool", 25, 1, no_state, 0),
+    ROW(_remove_geo_db_dir, "", 1),
+    ROW(_update_snmp_and_ha, "system", 1),
+    ROW(_adjust_ml_policy, "waf,machine-learning-policy", 1),
+    ROW(_check_xff_cond, "waf,x-forwarded-for", 1, check_xff_cond_state),
+    ROW(_correct_wrong_server_pool_prop, "server-policy,server-pool", 1),
 };
 stage_table c3_arr_MIGR_ADOM0x60002 = STAGE(0x60002, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60002);
 
 /* Release 6.10. */
 static stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
-    ROW(_purge_corvo_box, "system,corvobox", 15, 1, no_state, 0),
-    ROW(_sync_cookie_security_mode, "waf,cookie-security", 19, 1, sync_cookie_security_mode_state, 4),
-    ROW(_trim_cl_prop, "log,corvolog-policy", 19, 1, no_state, 0),
-    ROW(_rename_sph_rule_prop, "waf,site-publish-helper,rule", 28, 1, no_state, 0),
-    ROW(_remove_all_autolearn, "", 0, 1, remove_all_autolearn_state, 4),
-    ROW(_erase_file_compress, "waf", 3, 1, no_state, 0),
-    ROW(_adjust_ml_policy2, "waf,machine-learning-policy", 27, 1, no_state, 0),
-    ROW(_cleanup_old_wvs, "wvs", 3, 1, cleanup_old_wvs_state, 4),
-    ROW(_purge_white_list, "server-policy,pattern,predefined-global-white-list-group", 56, 1, no_state, 0),
-    ROW(_adjust_ha_interface, "", 0, 3, adjust_ha_interface_state, 816),
-    ROW(_adjust_cert_conf, "", 0, 1, no_state, 0),
-    ROW(_purge_fur_rule, "waf,file-upload-restriction-rule", 32, 1, purge_fur_rule_state, 4),
+    ROW(_purge_corvo_box, "system,corvobox", 1),
+    ROW(_sync_cookie_security_mode, "waf,cookie-security", 1, sync_cookie_security_mode_state),
+    ROW(_trim_cl_prop, "log,corvolog-policy", 1),
+    ROW(_rename_sph_rule_prop, "waf,site-publish-helper,rule", 1),
+    ROW(_remove_all_autolearn, "", 1, remove_all_autolearn_state),
+    ROW(_erase_file_compress, "waf", 1),
+    ROW(_adjust_ml_policy2, "waf,machine-learning-policy", 1),
+    ROW(_cleanup_old_wvs, "wvs", 1, cleanup_old_wvs_state),
+    ROW(_purge_white_list, "server-policy,pattern,predefined-global-white-list-group", 1),
+    ROW(_adjust_ha_interface, "", 3, adjust_ha_interface_state),
+    ROW(_adjust_cert_conf, "", 1),
+    ROW(_purge_fur_rule, "waf,file-upload-restriction-rule", 1, nested_entry_state),
 };
 stage_table c3_arr_MIGR_ADOM0x6000a = STAGE(0x6000a, STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000a);
 
 /* Release 6.11. */
 static stage_row cbc_arr_MIGR_ADOM0x6000b[] = {
-    ROW(_adjust_xml_json_profile, "", 0, 2, adjust_xml_json_profile_state, 5020),
-    ROW(_adjust_xml_json_log, "log,attack-log", 14, 1, no_state, 0),
-    ROW(_erase_xml_json_pattern, "server-policy,pattern,threat-weight", 35, 1, no_state, 0),
-    ROW(_erase_xml_json_exception, "waf,device-reputation,reputation-exceptions", 43, 1, no_state, 0),
-    ROW(_update_xml_rule, "waf,xml-validation,rule", 23, 1, no_state, 0),
-    ROW(_adjust_hsm_info, "system,hsm,info", 15, 1, adjust_hsm_info_state, 4),
-    ROW(_reorg_azure_res, "system,azure-resource", 21, 1, no_state, 0),
-    ROW(_adjust_ha_mgmt_by_cond, "system", 6, 2, adjust_ha_mgmt_by_cond_state, 8),
+    ROW(_adjust_xml_json_profile, "", 2, adjust_xml_json_profile_state),
+    ROW(_adjust_xml_json_log, "log,attack-log", 1),
+    ROW(_erase_xml_json_pattern, "server-policy,pattern,threat-weight", 1),
+    ROW(_erase_xml_json_exception, "waf,device-reputation,reputation-exceptions", 1),
+    ROW(_update_xml_rule, "waf,xml-validation,rule", 1),
+    ROW(_adjust_hsm_info, "system,hsm,info", 1, adjust_hsm_info_state),
+    ROW(_reorg_azure_res, "system,azure-resource", 1),
+    ROW(_adjust_ha_mgmt_by_cond, "system", 2, adjust_ha_mgmt_by_cond_state),
 };
 stage_table c3_arr_MIGR_ADOM0x6000b = STAGE(0x6000b, STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000b);
 
 /* Release 6.20. */
 static stage_row cbc_arr_MIGR_ADOM0x60014[] = {
-    ROW(_adjust_server_policy_vserver, "server-policy,vserver", 21, 1, adjust_server_policy_vserver_state, 40),
-    ROW(_adjust_replacemsg, "system,replacemsg", 17, 2, adjust_replacemsg_state, 112),
-    ROW(_adjust_hpc_620, "waf,http-protocol-parameter-restriction", 39, 1, no_state, 0),
-    ROW(_adjust_kerberos_user, "user,kerberos-user", 18, 1, adjust_kerberos_user_state, 16),
-    ROW(_reorg_cert_remote, "", 0, 2, reorg_cert_remote_state, 1712),
-    ROW(_erase_predefined_rules, "waf,custom-access,policy", 24, 1, erase_predefined_rules_state, 4),
-    ROW(_adjust_ml_policy_620, "waf,machine-learning-policy", 27, 1, no_state, 0),
-    ROW(_add_cus_rule_switch, "waf,custom-access,rule", 22, 1, add_cus_rule_switch_state, 4),
-    ROW(_add_access_limit_switch, "waf,http-request-flood-prevention-rule", 38, 1, add_access_limit_switch_state, 4),
-    ROW(_add_dos_flood_switch, "waf,layer4-access-limit-rule", 28, 1, add_dos_flood_switch_state, 4),
-    ROW(_rename_msh_con_key_file, "system,mesh-connectors", 22, 1, rename_msh_con_key_file_state, 8),
-    ROW(_optional_erase_ha, "system,ha", 9, 1, no_state, 0),
-    ROW(_purge_hpc_excpt, "waf,http-constraints-exceptions", 31, 1, no_state, 0),
-    ROW(_trim_xml_by_mode, "", 0, 3, trim_xml_by_mode_state, 4),
-    ROW(_adjust_cloud_proxy_protocol, "server-policy", 13, 1, no_state, 0),
-    ROW(_cleanup_pre620_av_file, "", 0, 1, no_state, 0),
+    ROW(_adjust_server_policy_vserver, "server-policy,vserver", 1, adjust_server_policy_vserver_state),
+    ROW(_adjust_replacemsg, "system,replacemsg", 2, adjust_replacemsg_state),
+    ROW(_adjust_hpc_620, "waf,http-protocol-parameter-restriction", 1),
+    ROW(_adjust_kerberos_user, "user,kerberos-user", 1, adjust_kerberos_user_state),
+    ROW(_reorg_cert_remote, "", 2, reorg_cert_remote_state),
+    ROW(_erase_predefined_rules, "waf,custom-access,policy", 1, nested_entry_state),
+    ROW(_adjust_ml_policy_620, "waf,machine-learning-policy", 1),
+    ROW(_add_cus_rule_switch, "waf,custom-access,rule", 1, bot_recognition_state),
+    ROW(_add_access_limit_switch, "waf,http-request-flood-prevention-rule", 1, bot_recognition_state),
+    ROW(_add_dos_flood_switch, "waf,layer4-access-limit-rule", 1, bot_recognition_state),
+    ROW(_rename_msh_con_key_file, "system,mesh-connectors", 1, rename_msh_con_key_file_state),
+    ROW(_optional_erase_ha, "system,ha", 1),
+    ROW(_purge_hpc_excpt, "waf,http-constraints-exceptions", 1),
+    ROW(_trim_xml_by_mode, "", 3, trim_xml_by_mode_state),
+    ROW(_adjust_cloud_proxy_protocol, "server-policy", 1),
+    ROW(_cleanup_pre620_av_file, "", 1),
 };
 stage_table c3_arr_MIGR_ADOM0x60014 = STAGE(0x60014, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60014);
 
 /* Release 6.20, machine-learning files. */
 static stage_row cbc_arr_MIGR_ML0x60014[] = {
-    ROW(_ml_adjust_policy, "waf,machine-learning-policy", 27, 1, no_state, 0),
+    ROW(_ml_adjust_policy, "waf,machine-learning-policy", 1),
 };
 stage_table c3_arr_MIGR_ML0x60014 = STAGE(0x60014, STAGE_ML, cbc_arr_MIGR_ML0x60014);
 

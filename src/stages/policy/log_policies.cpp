@@ -14,25 +14,26 @@
  * The visits behind the last policy make one more list, in a sentinel, where nobody sees it. It is not forgotten: in a
  * file with a second config of the scope, that config's first policy loses its sets to it.
  */
-static void fill_server_list(config_node **list_edit, const char *list_name)
+static void fill_server_list(void *memory, const char *list_name)
 {
+    auto *state = static_cast<server_list_state *>(memory);
     if (top_edt_set_end()) {
-        *list_edit = nullptr;
+        state->list_edit = nullptr;
         return;
     }
-    if (!*list_edit)
-        *list_edit = cnd_add_edit(cnd_add_config(top[2], "%s", list_name), "1");
-    cnd_mv(top[4], *list_edit);
+    if (!state->list_edit)
+        state->list_edit = cnd_add_edit(cnd_add_config(top[2], "%s", list_name), "1");
+    cnd_mv(top[4], state->list_edit);
 }
 
 void _migr_change_corvo_log_policy(int32_t, void *memory, int32_t *)
 {
-    fill_server_list(&static_cast<migr_change_corvo_log_policy_state *>(memory)->list_edit, "corvolog-server-list");
+    fill_server_list(memory, "corvolog-server-list");
 }
 
 void _migr_change_sys_siem_policy(int32_t, void *memory, int32_t *)
 {
-    fill_server_list(&static_cast<migr_change_sys_siem_policy_state *>(memory)->list_edit, "siem-server-list");
+    fill_server_list(memory, "siem-server-list");
 }
 
 /* ---- 5.51 ---- */

@@ -5,16 +5,12 @@
 #include "walk/cursors.h"
 #include "walk/stages.h"
 
-struct migr_change_corvo_log_policy_state {
+/* Of both rows that make a server list. */
+struct server_list_state {
     config_node *list_edit; /* the entry of the server list being filled, until the policy's sets end. Behind the last
                                policy it is one in a sentinel, and stays for the rest of the file */
 };
-MIGR_STATE(migr_change_corvo_log_policy_state, 8);
-
-struct migr_change_sys_siem_policy_state {
-    config_node *list_edit; /* as above */
-};
-MIGR_STATE(migr_change_sys_siem_policy_state, 8);
+MIGR_STATE(server_list_state, 8);
 
 struct change_log_attack_log_packet_log_state {
     int32_t seen; /* a set "packet-log" was met in this file */
@@ -27,7 +23,7 @@ extern "C" {
 
 stage_callback _migr_change_corvo_log_policy;
 stage_callback _migr_change_sys_siem_policy;
-void _del_interface_under_host(void); /* the body of the next two */
+void           _del_interface_under_host(void); /* the body of the next two */
 stage_callback _migr_del_snmp_community_interface;
 stage_callback _migr_del_snmp_user_interface;
 stage_callback _migr_del_cookie_poison_log;

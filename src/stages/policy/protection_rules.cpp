@@ -294,22 +294,22 @@ void _erase_file_compress(int32_t, void *, int32_t *)
 }
 
 /* At the end of a nested edit's sets: drops the edit if a set before has hit. */
-static void drop_hit_entry(int32_t *hit)
+static void drop_hit_entry(nested_entry_state *state)
 {
     if (!sub_edt_set_end())
         return;
-    if (*hit)
+    if (state->hit)
         cnd_del(sub[2]);
-    *hit = 0;
+    state->hit = 0;
 }
 
 /* Two types of files are no longer told apart, and go from the lists of upload rules. */
 void _purge_fur_rule(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<purge_fur_rule_state *>(memory);
+    auto *state = static_cast<nested_entry_state *>(memory);
     if (sub_edt_set_is("file-type-id") && cnd_value_in(sub[4], "00016", "00014"))
         state->hit = 1;
-    drop_hit_entry(&state->hit);
+    drop_hit_entry(state);
 }
 
 /* ---- 6.20 ---- */
@@ -324,39 +324,40 @@ void _adjust_hpc_620(int32_t, void *, int32_t *)
 /* The predefined access rules became rules of their own features; policies let go of them. */
 void _erase_predefined_rules(int32_t, void *memory, int32_t *)
 {
-    auto *state = static_cast<erase_predefined_rules_state *>(memory);
+    auto *state = static_cast<nested_entry_state *>(memory);
     if (sub_edt_set_is("rule-name") &&
         cnd_value_in(sub[4], "Predefined-Crawler", "Predefined-Vulnerability Scanning", "Predefined-Slow-Attack",
                      "Predefined-Content-Scraping", "Predefined-Credential-Based-Brute-Force"))
         state->hit = 1;
-    drop_hit_entry(&state->hit);
+    drop_hit_entry(state);
 }
 
 /* Recognising a bot always included its confirmation, which now has a switch. */
-static void add_bot_confirmation(int32_t *seen)
+static void add_bot_confirmation(void *memory)
 {
+    auto *state = static_cast<bot_recognition_state *>(memory);
     if (top_edt_set_is("bot-recognition"))
-        *seen = 1;
+        state->seen = 1;
     if (!top_edt_set_end())
         return;
-    if (*seen)
+    if (state->seen)
         cnd_add_prop(top[2], "bot-confirmation", "enable");
-    *seen = 0;
+    state->seen = 0;
 }
 
 void _add_cus_rule_switch(int32_t, void *memory, int32_t *)
 {
-    add_bot_confirmation(&static_cast<add_cus_rule_switch_state *>(memory)->seen);
+    add_bot_confirmation(memory);
 }
 
 void _add_access_limit_switch(int32_t, void *memory, int32_t *)
 {
-    add_bot_confirmation(&static_cast<add_access_limit_switch_state *>(memory)->seen);
+    add_bot_confirmation(memory);
 }
 
 void _add_dos_flood_switch(int32_t, void *memory, int32_t *)
 {
-    add_bot_confirmation(&static_cast<add_dos_flood_switch_state *>(memory)->seen);
+    add_bot_confirmation(memory);
 }
 
 /* An exception from a check that went away; the product has always spelled it so. */

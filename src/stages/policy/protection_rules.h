@@ -36,30 +36,17 @@ struct change_real_browser_enforcement_state {
 };
 MIGR_STATE(change_real_browser_enforcement_state, 16);
 
-struct purge_fur_rule_state {
+/* Of the rows that drop nested edits by one of their sets. */
+struct nested_entry_state {
     int32_t hit; /* until the nested edit's sets end: it is to go */
 };
-MIGR_STATE(purge_fur_rule_state, 4);
+MIGR_STATE(nested_entry_state, 4);
 
-struct erase_predefined_rules_state {
-    int32_t hit; /* until the nested edit's sets end: it is to go */
-};
-MIGR_STATE(erase_predefined_rules_state, 4);
-
-struct add_cus_rule_switch_state {
+/* Of the rows that add the switch for confirming a bot. */
+struct bot_recognition_state {
     int32_t seen; /* until the edit's sets end: a set "bot-recognition" was met */
 };
-MIGR_STATE(add_cus_rule_switch_state, 4);
-
-struct add_access_limit_switch_state {
-    int32_t seen; /* as above */
-};
-MIGR_STATE(add_access_limit_switch_state, 4);
-
-struct add_dos_flood_switch_state {
-    int32_t seen; /* as above */
-};
-MIGR_STATE(add_dos_flood_switch_state, 4);
+MIGR_STATE(bot_recognition_state, 4);
 
 #ifdef __cplusplus
 extern "C" {
@@ -72,7 +59,7 @@ stage_callback _migr_change_signature_filter_list;
 stage_callback _change_value_for_hpc;
 stage_callback _remove_signature_scoring;
 stage_callback _change_real_browser_enforcement;
-void _change_bf_exchange(void); /* the body of the next two */
+void           _change_bf_exchange(void); /* the body of the next two */
 stage_callback _migr_adjust_offline_brute_force_login;
 stage_callback _migr_adjust_inline_brute_force_login;
 stage_callback _change_waf_custom_access_rule_traced_by;
