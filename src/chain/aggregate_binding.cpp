@@ -68,9 +68,9 @@ bool read_interface(aggregate_record *record, const config_node *edit)
 {
     bool aggregate = false;
     for (const config_node *set = edit->set_list; set; set = set->next) {
-        if (named(set, "type") && value_is(set, "aggregate"))
+        if (raw_name_is(set, "type") && raw_value_is(set, "aggregate"))
             aggregate = begin_aggregate(record, edit);
-        else if (aggregate && named(set, "intf"))
+        else if (aggregate && raw_name_is(set, "intf"))
             scan_ports(record, set);
     }
     return aggregate;
@@ -212,9 +212,9 @@ int32_t migr_adjust_bind_info(void)
     memset(binfo, 0, sizeof binfo);
     memset(pinfo, 0, sizeof pinfo);
     for (const config_node *block = migr_main.root.top_list; block && state == interfaces::read; block = block->next) {
-        if (named(block, "system,interface"))
+        if (raw_name_is(block, "system,interface"))
             state = read_interfaces(block, &used);
-        if (named(block, "system,ha"))
+        if (raw_name_is(block, "system,ha"))
             rewrite_monitor(block);
     }
     release_bind_info();

@@ -1,11 +1,12 @@
 /*
  * The words in which the version chain's migrations speak of blocks, edits and sets. Nothing here looks at delete
- * marks: to the chain a marked node is there. Names are compared exactly unless it says otherwise, quotes included.
+ * marks: to the chain a marked node is there. Names and values are compared raw, quotes included, where the stages'
+ * toolkit compares them without their quotes.
  */
 #ifndef MIGR_CHAIN_BLOCKS_H
 #define MIGR_CHAIN_BLOCKS_H
 
-#include "tree/config_node.h"
+#include "tree/make_node.h"
 
 /* The first top-level config of that name, or null: unlike _migr_find_node it sees no edits. */
 config_node *walk_to(const char *name);
@@ -19,13 +20,13 @@ config_node *edits_of(const config_node *block);
 /* An edit's first table entry: the first edit of its first nested config. Null for none. */
 config_node *entries_of(const config_node *edit);
 
-bool named(const config_node *node, const char *name);
-bool name_begins(const config_node *node, const char *text);
+bool raw_name_is(const config_node *node, const char *name);
+bool raw_name_begins(const config_node *node, const char *text);
 
 /* The value, or an empty text for null. A null value is and begins with nothing. */
 const char *value_of(const config_node *node);
-bool        value_is(const config_node *node, const char *text);
-bool        value_begins(const config_node *node, const char *text);
+bool        raw_value_is(const config_node *node, const char *text);
+bool        raw_value_begins(const config_node *node, const char *text);
 
 /* The first set of that name, the last set; null for none. */
 config_node *first_set(const config_node *owner, const char *name);
@@ -34,20 +35,8 @@ config_node *last_set(const config_node *owner);
 /* The last node of a list, null for an empty one. */
 config_node *last_of(config_node *list);
 
-/*
- * New nodes that stand in no list yet; null without memory. Names are cut at 127 characters, a null value stays null.
- *   make_set        as new_set, but a set whose value could not be had stands without one
- *   copy_of         copies the record, output flags included, and the value, but no lists
- *   copy_of_block   copies all that hangs below as well
- */
-config_node *named_node(const char *name, uint32_t kind);
-config_node *new_set(const char *name, const char *value);
-config_node *make_set(const char *name, const char *value);
-config_node *copy_of(const config_node *node);
-config_node *copy_of_block(const config_node *block);
-
 /* Adds a set at the head of the owner's sets. False without memory, and then nothing has changed. */
-bool add_set(config_node *owner, const char *name, const char *value);
+bool push_new_set(config_node *owner, const char *name, const char *value);
 
 /* Puts a node directly behind another. A null node is passed over. */
 void insert_behind(config_node *place, config_node *node);

@@ -58,7 +58,7 @@ config_node *reuse(config_node *block, const char *name, config_node *set)
  * rely on it. Null without memory. */
 config_node *split_off(config_node *block, const char *name, config_node *sets)
 {
-    config_node *copy = copy_of(block);
+    config_node *copy = copy_record(block);
     if (!copy)
         return nullptr;
     copy->edit_list = block->edit_list;
@@ -71,7 +71,7 @@ config_node *split_off(config_node *block, const char *name, config_node *sets)
 /* A policy's one entry says its name in its value and none in front of it: old files depend on the second blank. */
 config_node *add_policy_entry(config_node *policy, const char *quoted_name)
 {
-    config_node *entry = named_node("", MIGR_EDIT);
+    config_node *entry = make_node(MIGR_EDIT, "", nullptr);
     if (!entry)
         return nullptr;
     set_node_value(entry, quoted_name);
@@ -253,14 +253,14 @@ void convert_syslog_setting(log_blocks *blocks)
     config_node *port = take(setting, "port");
     config_node *csv = take(setting, "csv");
     place_facility(blocks, setting, facility);
-    if (!status || !value_is(status, "enable"))
+    if (!status || !raw_value_is(status, "enable"))
         return;
     enable_syslog(blocks, setting, status);
     push(server, blocks->syslog_entry);
     push(port, blocks->syslog_entry);
     push(csv, blocks->syslog_entry);
     if (blocks->syslog_entry && blocks->syslogd)
-        push(make_set("policy", blocks->syslog_entry->value), blocks->syslogd);
+        push(make_set_leniently("policy", blocks->syslog_entry->value), blocks->syslogd);
 }
 
 void carry(mail_sets *mail, config_node *set)
@@ -337,8 +337,8 @@ void convert_mail_system(const log_blocks *blocks)
 {
     if (!blocks->mail_system)
         return;
-    config_node *policy = make_set("email-policy", "\"email-policy-1\"");
-    config_node *status = make_set("status", "enable");
+    config_node *policy = make_set_leniently("email-policy", "\"email-policy-1\"");
+    config_node *status = make_set_leniently("status", "enable");
     reuse(blocks->mail_system, "log,alertemail", nullptr);
     push(policy, blocks->mail_system);
     push(status, blocks->mail_system);
@@ -348,7 +348,7 @@ void convert_mail_system(const log_blocks *blocks)
  * have no such interval. */
 void place_mail_set(config_node *entry, config_node *set)
 {
-    if (!named(set, "warning-interval")) {
+    if (!raw_name_is(set, "warning-interval")) {
         push(set, entry);
         return;
     }

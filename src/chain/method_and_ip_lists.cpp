@@ -1,7 +1,6 @@
 #include "chain/method_and_ip_lists.h"
 
 #include "chain/blocks.h"
-#include "tree/config_text.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
 
@@ -16,7 +15,7 @@ namespace {
 config_node *table_behind(const config_node *predecessor, const char *name)
 {
     config_node *table = predecessor->next;
-    return table && named(table, name) ? table : nullptr;
+    return table && raw_name_is(table, name) ? table : nullptr;
 }
 
 /* The profile's entry in the table of method policies; a new one makes the profile refer to it. Null without memory,
@@ -24,13 +23,13 @@ config_node *table_behind(const config_node *predecessor, const char *name)
 config_node *method_policy_of(config_node *table, config_node *profile)
 {
     for (config_node *policy = table->edit_list; policy; policy = policy->next)
-        if (named(policy, profile->name))
+        if (raw_name_is(policy, profile->name))
             return policy;
-    config_node *policy = named_node(profile->name, MIGR_EDIT);
+    config_node *policy = make_node(MIGR_EDIT, profile->name, nullptr);
     if (!policy)
         return nullptr;
     push_front(&table->edit_list, policy);
-    return add_set(profile, "allow-method-policy", profile->name) ? policy : nullptr;
+    return push_new_set(profile, "allow-method-policy", profile->name) ? policy : nullptr;
 }
 
 /* Makes the next entry of an IP list on the link at the list's end. Null without memory. */
@@ -38,7 +37,7 @@ config_node *append_ip_entry(config_node **end)
 {
     char number[12];
     snprintf(number, sizeof number, "%d", migr_ip_list_id);
-    *end = named_node(number, MIGR_EDIT);
+    *end = make_node(MIGR_EDIT, number, nullptr);
     if (*end)
         migr_ip_list_id++;
     return *end;
@@ -48,9 +47,9 @@ config_node *append_ip_entry(config_node **end)
 int32_t add_ips(config_node *entry, const config_node *old_entry, int32_t black)
 {
     for (const config_node *set = old_entry->set_list; set; set = set->next) {
-        if (!named(set, "ip"))
+        if (!raw_name_is(set, "ip"))
             continue;
-        if (!add_set(entry, "ip", set->value) || (black && !add_set(entry, "type", "black-ip")))
+        if (!push_new_set(entry, "ip", set->value) || (black && !push_new_set(entry, "type", "black-ip")))
             return -1;
     }
     return 0;
@@ -66,9 +65,9 @@ void release_made(config_node *node)
  * config. Null without memory, and then nothing has changed. */
 config_node *add_ip_table(config_node *predecessor)
 {
-    config_node *table = named_node("waf,ip-list", MIGR_TOP);
-    config_node *compatible = named_node("compatible", MIGR_EDIT);
-    config_node *member = named_node("member", MIGR_CONFIG);
+    config_node *table = make_node(MIGR_TOP, "waf,ip-list", nullptr);
+    config_node *compatible = make_node(MIGR_EDIT, "compatible", nullptr);
+    config_node *member = make_node(MIGR_CONFIG, "member", nullptr);
     if (!table || !compatible || !member) {
         release_made(table);
         release_made(compatible);
@@ -98,7 +97,7 @@ void migr_method_process(void)
 {
     config_node *predecessor = node_ahead_of("waf,http-protocol-parameter-restriction");
     for (config_node *node = predecessor ? predecessor->next : nullptr; node; node = node->next)
-        if (name_begins(node, "waf,web-protection-profile"))
+        if (raw_name_begins(node, "waf,web-protection-profile"))
             trans_exception_2_method_policy(predecessor, node);
 }
 
@@ -106,9 +105,9 @@ int32_t trans_exception_2_method_policy(config_node *predecessor, config_node *p
 {
     for (config_node *profile = profile_block->edit_list; profile; profile = profile->next)
         for (config_node *set = profile->set_list; set; set = set->next) {
-            if (named(set, "allow-request") && set->value)
+            if (raw_name_is(set, "allow-request") && set->value)
                 set_metd_policy(predecessor, profile, set, 0);
-            else if (named(set, "allow-method-exceptions") && set->value)
+            else if (raw_name_is(set, "allow-method-exceptions") && set->value)
                 set_metd_policy(predecessor, profile, set, 1);
         }
     return 0;
@@ -118,13 +117,13 @@ void set_metd_policy(config_node *predecessor, config_node *profile, config_node
 {
     config_node *table = table_behind(predecessor, "waf,allow-method-policy");
     if (!table) {
-        table = named_node("waf,allow-method-policy", MIGR_TOP);
+        table = make_node(MIGR_TOP, "waf,allow-method-policy", nullptr);
         if (!table)
             return;
         insert_behind(predecessor, table);
     }
     config_node *policy = method_policy_of(table, profile);
-    config_node *moved = policy ? copy_of(set) : nullptr;
+    config_node *moved = policy ? copy_record(set) : nullptr;
     if (!moved)
         return;
     set_node_name(moved, which == 0 ? "allow-method" : "allow-method-exception");
@@ -140,9 +139,9 @@ void migr_ip_list(void)
 {
     config_node *predecessor = node_ahead_of("server-policy,service,predefined");
     for (config_node *node = predecessor ? predecessor->next : nullptr; node; node = node->next) {
-        if (name_begins(node, "waf,black-ipaddress-list"))
+        if (raw_name_begins(node, "waf,black-ipaddress-list"))
             handle_ip_list(predecessor, node, 1);
-        else if (name_begins(node, "waf,trust-ipaddress-list"))
+        else if (raw_name_begins(node, "waf,trust-ipaddress-list"))
             handle_ip_list(predecessor, node, 0);
     }
 }

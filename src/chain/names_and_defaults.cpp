@@ -23,9 +23,9 @@ void rename_member_name(const config_node *member, const char *lone_name)
     if (!first)
         return;
     config_node *second = first->next;
-    if (named(first, "type") && first->value && second && named(second, "name"))
+    if (raw_name_is(first, "type") && first->value && second && raw_name_is(second, "name"))
         snprintf(second->name, sizeof second->name, "%s-%s", first->value, "name");
-    else if (named(first, "name") && !second)
+    else if (raw_name_is(first, "name") && !second)
         set_node_name(first, lone_name);
 }
 
@@ -33,7 +33,7 @@ void rename_member_name(const config_node *member, const char *lone_name)
 void rename_member_names(const config_node *groups, const char *lone_name)
 {
     for (const config_node *group = groups->edit_list; group; group = group->next) {
-        if (!group->config_list || !named(group->config_list, "members"))
+        if (!group->config_list || !raw_name_is(group->config_list, "members"))
             continue;
         for (const config_node *members = group->config_list; members; members = members->next)
             for (const config_node *member = members->edit_list; member; member = member->next)
@@ -57,14 +57,14 @@ void delete_where(config_node **list, bool (*goes)(const config_node *))
 config_node *default_mark(const config_node *edit)
 {
     for (config_node *set = edit->set_list; set; set = set->next)
-        if (named(set, "is-default-config") && value_is(set, "yes"))
+        if (raw_name_is(set, "is-default-config") && raw_value_is(set, "yes"))
             return set;
     return nullptr;
 }
 
 bool is_chief_admin(const config_node *edit)
 {
-    return named(edit, "\"admin\"");
+    return raw_name_is(edit, "\"admin\"");
 }
 
 bool is_default(const config_node *edit)
@@ -93,7 +93,8 @@ bool has_priority(const config_node *entry)
 bool is_farm_of_dropped_type(const config_node *farm)
 {
     for (const config_node *set = farm->set_list; set; set = set->next)
-        if (named(set, "type") && (value_is(set, "wsdl-content-routing") || value_is(set, "xml-content-routing")))
+        if (raw_name_is(set, "type") &&
+            (raw_value_is(set, "wsdl-content-routing") || raw_value_is(set, "xml-content-routing")))
             return true;
     return false;
 }
@@ -108,9 +109,9 @@ void migr_change_webgrp_to_wafgrp(void)
 {
     for (const config_node *profile = edits_of(walk_to("system,accprofile")); profile; profile = profile->next)
         for (config_node *set = profile->set_list; set; set = set->next) {
-            if (named(set, "webgrp"))
+            if (raw_name_is(set, "webgrp"))
                 rename_set(set, "wafgrp");
-            if (value_is(set, "w"))
+            if (raw_value_is(set, "w"))
                 set_node_value(set, "rw");
         }
 }
@@ -122,7 +123,7 @@ void migr_change_webgrp_to_wafgrp(void)
 void migr_add_prefix_name(void)
 {
     for (const config_node *node = migr_main.root.top_list; node; node = node->next)
-        if (named(node, "user,user-group"))
+        if (raw_name_is(node, "user,user-group"))
             rename_member_names(node, "local-name");
 }
 
@@ -144,7 +145,7 @@ int32_t change_admin_usergrp_name(void)
 void migr_del_is_default(void)
 {
     for (config_node *node = migr_main.root.top_list; node; node = node->next) {
-        if (named(node, "system,admin"))
+        if (raw_name_is(node, "system,admin"))
             delete_default_admins(node);
         else
             delete_where(&node->edit_list, is_default);
@@ -169,7 +170,7 @@ void migr_del_priority(void)
 int32_t migr_del_server_farm(void)
 {
     for (config_node *node = migr_main.root.top_list; node; node = node->next)
-        if (named(node, "server-policy,pservers"))
+        if (raw_name_is(node, "server-policy,pservers"))
             delete_where(&node->edit_list, is_farm_of_dropped_type);
     return 0;
 }
@@ -180,7 +181,7 @@ int32_t migr_del_server_farm(void)
 int32_t migr_change_admin_accprofile_name(void)
 {
     for (const config_node *node = migr_main.root.top_list; node; node = node->next) {
-        if (!named(node, "system,admin"))
+        if (!raw_name_is(node, "system,admin"))
             continue;
         for (const config_node *admin = node->edit_list; admin; admin = admin->next)
             if (config_node *set = first_set(admin, "accprofile"))

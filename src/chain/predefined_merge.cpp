@@ -193,7 +193,7 @@ int32_t migr_node_filter(const config_node *list, config_node *node)
         return 0;
     strip_number(node->name);
     for (; list; list = list->next)
-        if (named(list, node->name))
+        if (raw_name_is(list, node->name))
             return 1;
     return 0;
 }

@@ -48,14 +48,14 @@ void fill_subtypes(config_node *owner, size_t known_families)
     config_node *subtypes[families_of_rules] = {};
     for (config_node *set = owner->set_list; set; set = set->next)
         for (size_t i = 0; i < known_families; i++) {
-            if (named(set, families[i].name))
+            if (raw_name_is(set, families[i].name))
                 switches[i] = set;
-            if (named(set, families[i].subtype_name))
+            if (raw_name_is(set, families[i].subtype_name))
                 subtypes[i] = set;
         }
     for (size_t i = 0; i < known_families; i++)
-        if (switches[i] && value_is(switches[i], "enable") && !subtypes[i])
-            insert_behind(switches[i], make_set(families[i].subtype_name, families[i].subtypes));
+        if (switches[i] && raw_value_is(switches[i], "enable") && !subtypes[i])
+            insert_behind(switches[i], make_set_leniently(families[i].subtype_name, families[i].subtypes));
 }
 
 /* An entry that the firmware had brought along, and what a family does there when it finds an attack. */
@@ -113,7 +113,7 @@ config_node *without_kind(config_node *set)
 int32_t gain_sets(config_node *place, std::span<const gained_set> sets, const char *action, no_memory then)
 {
     for (const gained_set &gained : sets) {
-        config_node *set = without_kind(make_set(gained.name, gained.value ? gained.value : action));
+        config_node *set = without_kind(make_set_leniently(gained.name, gained.value ? gained.value : action));
         if (!set && then == no_memory::stops)
             return -1;
         insert_behind(place, set);
@@ -125,7 +125,7 @@ int32_t gain_sets(config_node *place, std::span<const gained_set> sets, const ch
 int32_t gain_behind_marks(config_node *entry, std::span<const gained_set> sets, const char *action, no_memory then)
 {
     for (config_node *set = entry->set_list; set; set = set->next)
-        if (named(set, "is-default-config") && gain_sets(set, sets, action, then) != 0)
+        if (raw_name_is(set, "is-default-config") && gain_sets(set, sets, action, then) != 0)
             return -1;
     return 0;
 }
@@ -135,7 +135,7 @@ int32_t extend_predefined(const char *block, std::span<const predefined_entry> e
 {
     for (config_node *edit = edits_of(walk_to(block)); edit; edit = edit->next)
         for (const predefined_entry &entry : entries)
-            if (named(edit, entry.name) && gain_behind_marks(edit, sets, entry.action, then) != 0)
+            if (raw_name_is(edit, entry.name) && gain_behind_marks(edit, sets, entry.action, then) != 0)
                 return -1;
     return 0;
 }
@@ -229,7 +229,7 @@ outcome refer_by_level(config_node *profile, const char *signature_rule)
 {
     if (!profile->set_list)
         return outcome::done;
-    config_node *set = without_kind(new_set("signature-rule", signature_rule));
+    config_node *set = without_kind(make_node(MIGR_SET, "signature-rule", signature_rule));
     insert_behind(profile->set_list, set);
     return set ? outcome::go_on : outcome::no_memory;
 }
@@ -238,7 +238,7 @@ outcome refer_by_level(config_node *profile, const char *signature_rule)
 outcome refer_to_mildest(config_node *profile)
 {
     for (const config_node *set = profile->set_list; set; set = set->next)
-        if (named(set, "server-protection-rule"))
+        if (raw_name_is(set, "server-protection-rule"))
             cfg_add_conf("signature-rule", "\"Alert Only\"", MIGR_SET, profile);
     return outcome::go_on;
 }
@@ -246,7 +246,7 @@ outcome refer_to_mildest(config_node *profile)
 outcome refer_to_signatures(config_node *profile, std::span<const profile_level> levels)
 {
     for (const profile_level &level : levels)
-        if (named(profile, level.profile))
+        if (raw_name_is(profile, level.profile))
             return refer_by_level(profile, level.signature_rule);
     return refer_to_mildest(profile);
 }
@@ -254,9 +254,9 @@ outcome refer_to_signatures(config_node *profile, std::span<const profile_level>
 /* The predefined profiles of a block; none for a block of something else. */
 std::span<const profile_level> levels_of(const config_node *block)
 {
-    if (named(block, "waf,web-protection-profile,inline-protection"))
+    if (raw_name_is(block, "waf,web-protection-profile,inline-protection"))
         return inline_levels;
-    if (named(block, "waf,web-protection-profile,offline-protection"))
+    if (raw_name_is(block, "waf,web-protection-profile,offline-protection"))
         return offline_levels;
     return {};
 }
@@ -312,19 +312,19 @@ std::span<const meet_target> targets_of(int32_t kind_of_rule)
 bool looks_for_data_leakage(const config_node *rule)
 {
     for (const config_node *set = rule->set_list; set; set = set->next)
-        if (named(set, "type") && value_is(set, "data-leakage"))
+        if (raw_name_is(set, "type") && raw_value_is(set, "data-leakage"))
             return true;
     return false;
 }
 
 void add_bad_robot_class(config_node *list)
 {
-    config_node *entry = named_node("\"110000000\"", MIGR_EDIT);
+    config_node *entry = make_node(MIGR_EDIT, "\"110000000\"", nullptr);
     if (!entry)
         return;
     push_front(&list->edit_list, entry);
-    add_set(entry, "action", "alert");
-    add_set(entry, "status", "enable");
+    push_new_set(entry, "action", "alert");
+    push_new_set(entry, "status", "enable");
 }
 
 } // namespace
@@ -398,7 +398,7 @@ int32_t migr_sp_rule_to_signature_rule(void)
 /* Each entry is pushed ahead of the one before it, and filled where it stands: at the head. */
 int32_t add_waf_signature(config_node *predecessor)
 {
-    config_node *signature = named_node("waf,signature", MIGR_TOP);
+    config_node *signature = make_node(MIGR_TOP, "waf,signature", nullptr);
     if (!signature)
         return -1;
     insert_behind(predecessor, signature);
@@ -457,11 +457,11 @@ void add_meet_targets(config_node *entry, int32_t kind_of_rule)
 void migr_add_bad_robot_to_signature(void)
 {
     for (const config_node *block = migr_main.root.top_list; block; block = block->next) {
-        if (!named(block, "waf,signature"))
+        if (!raw_name_is(block, "waf,signature"))
             continue;
         for (const config_node *entry = block->edit_list; entry; entry = entry->next)
             for (config_node *list = entry->config_list; list; list = list->next)
-                if (named(list, "main_class_list"))
+                if (raw_name_is(list, "main_class_list"))
                     add_bad_robot_class(list);
     }
 }

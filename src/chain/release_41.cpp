@@ -13,9 +13,9 @@ item_record item_list;
 static void type_arguments(config_node *entry)
 {
     for (config_node *set = entry->set_list; set; set = set->next) {
-        if (!named(set, "argument-expression"))
+        if (!raw_name_is(set, "argument-expression"))
             continue;
-        config_node *type = new_set("argument-type", "regular-expression");
+        config_node *type = make_node(MIGR_SET, "argument-type", "regular-expression");
         if (!type)
             continue;
         type->kind = set->kind;
@@ -63,7 +63,7 @@ static bool push_item(const char *name)
 static bool is_old_redirection(const config_node *rule)
 {
     for (const config_node *set = rule->set_list; set; set = set->next)
-        if (named(set, "action") && (value_is(set, "refer-rewrite") || value_is(set, "redirect")))
+        if (raw_name_is(set, "action") && (raw_value_is(set, "refer-rewrite") || raw_value_is(set, "redirect")))
             return true;
     return false;
 }
@@ -71,7 +71,7 @@ static bool is_old_redirection(const config_node *rule)
 static bool names_removed_rule(const config_node *entry)
 {
     for (const config_node *set = entry->set_list; set; set = set->next)
-        if (named(set, "url-rewrite-rule-name") && set->value && search_item_name_from_list(set->value))
+        if (raw_name_is(set, "url-rewrite-rule-name") && set->value && search_item_name_from_list(set->value))
             return true;
     return false;
 }
@@ -117,7 +117,7 @@ void url_writing_rule(void)
 static void set_offline_deployment(config_node *policy)
 {
     for (config_node *set = policy->set_list; set; set = set->next)
-        if (name_begins(set, "deployment-mode"))
+        if (raw_name_begins(set, "deployment-mode"))
             set_node_value(set, "\"offline-protection\"");
 }
 
@@ -125,7 +125,7 @@ static void set_offline_deployment(config_node *policy)
 static void drop_services(config_node *policy)
 {
     for (config_node *set = policy->set_list; set; set = set->next)
-        if (set->next && name_begins(set->next, "service"))
+        if (set->next && raw_name_begins(set->next, "service"))
             set->next = set->next->next;
 }
 

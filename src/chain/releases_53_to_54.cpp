@@ -24,7 +24,7 @@ int32_t migr_del_servicestatus_item(void)
         return -1;
     for (config_node *edit = admins->edit_list; edit; edit = edit->next) {
         config_node *item = entries_of(edit);
-        while (item && !named(item, "servicestatus") && !named(item, "\"servicestatus\""))
+        while (item && !raw_name_is(item, "servicestatus") && !raw_name_is(item, "\"servicestatus\""))
             item = item->next;
         cfg_del_conf(item, edit->config_list);
     }
@@ -36,7 +36,7 @@ int32_t migr_del_threshold_prop(void)
 {
     config_node *block = walk_to("log,event-log");
     for (config_node *set = block ? block->set_list : nullptr; set; set = set->next)
-        if (named(set, "threshold"))
+        if (raw_name_is(set, "threshold"))
             cfg_del_conf(set, block);
     return 0;
 }
@@ -66,9 +66,9 @@ int32_t migr_change_emailpl_interval_value(void)
     char interval[64] = "";
     for (config_node *edit = edits_of(walk_to("log,email-policy")); edit; edit = edit->next)
         for (config_node *set = edit->set_list; set; set = set->next) {
-            if (named(set, "severity"))
+            if (raw_name_is(set, "severity"))
                 snprintf(interval, sizeof interval, "%s-interval", value_of(set));
-            if (named(set, interval))
+            if (raw_name_is(set, interval))
                 cfg_add_conf("interval", set->value, MIGR_SET, edit);
             if (strstr(set->name, "-interval"))
                 cfg_del_conf(set, edit);
@@ -104,7 +104,7 @@ int32_t migr_add_sni_enable_conf(void)
 static config_node *first_config(const config_node *edit, const char *name)
 {
     config_node *config = edit->config_list;
-    while (config && !named(config, name))
+    while (config && !raw_name_is(config, name))
         config = config->next;
     return config;
 }
@@ -115,7 +115,7 @@ int32_t migr_del_child_table_hashboard_prop(void)
     for (config_node *admin = edits_of(walk_to("system,admin")); admin; admin = admin->next)
         for (config_node *entry = edits_of(first_config(admin, "dashboard")); entry; entry = entry->next)
             for (config_node *set = entry->set_list; set; set = set->next)
-                if (!named(set, "column") && !named(set, "status"))
+                if (!raw_name_is(set, "column") && !raw_name_is(set, "status"))
                     cfg_del_conf(set, entry);
     return 0;
 }
@@ -125,12 +125,12 @@ static void move_health_sets(config_node *check, config_node *entry)
 {
     for (config_node *next, *set = check->set_list; set; set = next) {
         next = set->next;
-        if (named(set, "trigger-policy"))
+        if (raw_name_is(set, "trigger-policy"))
             continue;
-        if (named(set, "regular"))
+        if (raw_name_is(set, "regular"))
             set_node_name(set, "match-content");
         /* By the value's own length: an empty one is a "ping" too. */
-        if (named(set, "type") && set->value && strncmp(set->value, "ping", strlen(set->value)) == 0)
+        if (raw_name_is(set, "type") && set->value && strncmp(set->value, "ping", strlen(set->value)) == 0)
             set_node_value(set, "icmp");
         unlink_node(&check->set_list, set);
         push_front(&entry->set_list, set);
@@ -161,7 +161,7 @@ int32_t migr_mv_health_check_child_table(void)
             continue;
         move_health_sets(check, entry);
         config_node *type = first_set(entry, "type");
-        config_node *copy = type ? copy_of(type) : nullptr;
+        config_node *copy = type ? copy_record(type) : nullptr;
         if (!copy)
             continue;
         push_front(&entry->set_list, copy);
@@ -187,7 +187,7 @@ int32_t migr_change_sig_name(void)
         set_node_name(classes, "main-class");
         for (config_node *entry = classes->edit_list; entry; entry = entry->next)
             for (config_node *set = entry->set_list; set; set = set->next)
-                if (named(set, "status"))
+                if (raw_name_is(set, "status"))
                     set_node_name(set, "select-all");
     }
     return 0;

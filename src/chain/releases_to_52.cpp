@@ -37,11 +37,11 @@ const bypass_model *find_bypass_model(const char *model)
 void rename_fiber_sets(config_node *fail_open)
 {
     for (config_node *set = fail_open->set_list; set; set = set->next) {
-        if (named(set, "fiber-type"))
+        if (raw_name_is(set, "fiber-type"))
             set_node_name(set, "port7-port8");
-        if (value_is(set, "poweroff-fiber-bypass"))
+        if (raw_value_is(set, "poweroff-fiber-bypass"))
             set_node_value(set, "poweroff-bypass");
-        else if (value_is(set, "poweroff-fiber-cutoff"))
+        else if (raw_value_is(set, "poweroff-fiber-cutoff"))
             set_node_value(set, "poweroff-cutoff");
     }
 }
@@ -167,9 +167,9 @@ int32_t migr_adjust_cookie_poison(void)
     char management[16] = "";
     for (config_node *edit = edits_of(walk_to("waf,web-protection-profile,inline-protection")); edit; edit = edit->next)
         for (config_node *set = edit->set_list; set; set = set->next) {
-            if (named(set, "http-session-management"))
+            if (raw_name_is(set, "http-session-management"))
                 snprintf(management, sizeof management, "%s", value_of(set));
-            else if (named(set, "cookie-poison") && (management[0] == '\0' || begins_with(management, "disable")))
+            else if (raw_name_is(set, "cookie-poison") && (management[0] == '\0' || begins_with(management, "disable")))
                 set_node_value(set, "disable");
         }
     return 0;
@@ -219,9 +219,9 @@ static void raise_aggregate(config_node *edit)
 {
     bool aggregate = false;
     for (config_node *set = edit->set_list; set; set = set->next) {
-        if (named(set, "type") && value_begins(set, "aggregate")) {
+        if (raw_name_is(set, "type") && raw_value_begins(set, "aggregate")) {
             aggregate = true;
-        } else if (aggregate && name_begins(set, "status")) {
+        } else if (aggregate && raw_name_begins(set, "status")) {
             set_node_value(set, "up");
             return;
         }
@@ -252,7 +252,7 @@ int32_t build_certi_config_tree(void)
     for (config_node *block = migr_main.root.top_list; block; block = block->next) {
         if (!is_certificate_config(block))
             continue;
-        config_node *copy = copy_of_block(block);
+        config_node *copy = copy_tree(block);
         if (!copy || keep_for_run(copy) != 0)
             return tell_no_memory();
         add_to_tail(&tmp_tree_root.top_list, copy);
@@ -271,7 +271,7 @@ int32_t fill_certi_config_to_adom(void)
     if (!place)
         return 0;
     for (const config_node *kept = tmp_tree_root.top_list; kept; kept = kept->next) {
-        config_node *copy = copy_of_block(kept);
+        config_node *copy = copy_tree(kept);
         if (!copy)
             return tell_no_memory();
         insert_behind(place, copy);

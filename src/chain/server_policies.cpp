@@ -4,7 +4,6 @@
 #include "chain/text_index.h"
 #include "driver/migr.h"
 #include "platform/platform.h"
-#include "tree/config_text.h"
 #include "tree/operations.h"
 #include "tree/stack.h"
 #include "tree/version_text.h"
@@ -34,18 +33,19 @@ template <size_t size> void keep(char (&field)[size], const char *text)
     field[length] = '\0';
 }
 
-bool push_set(config_node *edit, const char *name, const char *value)
+/* A set that its value could not be had for stands without one. False when there is no set at all. */
+bool push_new_set_leniently(config_node *edit, const char *name, const char *value)
 {
-    config_node *set = make_set(name, value);
+    config_node *set = make_set_leniently(name, value);
     if (set)
         push_front(&edit->set_list, set);
     return set != nullptr;
 }
 
 /* The edit has sets already. */
-void append_set(config_node *edit, const char *name, const char *value)
+void append_new_set(config_node *edit, const char *name, const char *value)
 {
-    insert_behind(last_set(edit), make_set(name, value));
+    insert_behind(last_set(edit), make_set_leniently(name, value));
 }
 
 /* 4.11 wants the cookie settings in the place of the third set, which only said what they say now. */
@@ -57,9 +57,9 @@ void add_session_and_cookie_sets(config_node *profile)
     if (!third)
         return;
     second->next = third->next;
-    insert_behind(second, make_set("cookie-poison-action", "alert"));
-    insert_behind(second, make_set("cookie-poison", "enable"));
-    push_set(profile, "http-session-management", "enable");
+    insert_behind(second, make_set_leniently("cookie-poison-action", "alert"));
+    insert_behind(second, make_set_leniently("cookie-poison", "enable"));
+    push_new_set_leniently(profile, "http-session-management", "enable");
 }
 
 void clear_rows()
@@ -94,7 +94,7 @@ const char *last_value(const config_node *edit, const char *name)
 {
     const char *value = "";
     for (const config_node *set = edit->set_list; set; set = set->next)
-        if (named(set, name))
+        if (raw_name_is(set, name))
             value = value_of(set);
     return value;
 }
@@ -124,7 +124,7 @@ const char *take_vserver(config_node *policy, const char *vserver)
 {
     config_node *set = policy->set_list;
     while (config_node *next = set->next) {
-        if (named(next, "vserver")) {
+        if (raw_name_is(next, "vserver")) {
             vserver = value_of(next);
             set->next = next->next;
         } else {
@@ -137,7 +137,7 @@ const char *take_vserver(config_node *policy, const char *vserver)
 void unlink_sets_with_value(config_node *edit, const char *name)
 {
     for (config_node **link = &edit->set_list; *link;) {
-        if (named(*link, name) && (*link)->value)
+        if (raw_name_is(*link, name) && (*link)->value)
             *link = (*link)->next;
         else
             link = &(*link)->next;
@@ -162,11 +162,12 @@ void migr_predefine_change(void)
 {
     for (config_node *profile = edits_of(_migr_find_node("waf,web-protection-profile,inline-protection")); profile;
          profile = profile->next)
-        if (named(profile, "\"Inline High Level Security\"") || named(profile, "\"Inline Medium Level Security\""))
+        if (raw_name_is(profile, "\"Inline High Level Security\"") ||
+            raw_name_is(profile, "\"Inline Medium Level Security\""))
             add_session_and_cookie_sets(profile);
     for (config_node *profile = edits_of(_migr_find_node("waf,web-protection-profile,offline-protection")); profile;
          profile = profile->next)
-        push_set(profile, "http-session-management", "enable");
+        push_new_set_leniently(profile, "http-session-management", "enable");
 }
 
 /*
@@ -183,7 +184,7 @@ void migr_policy_process(void)
 /* A farm without its mode is lost, like those that no policy names. */
 static void give_mode(config_node *farm, const char *mode, config_node *farms)
 {
-    if (push_set(farm, "type", strcmp(mode, "content-routing") == 0 ? "xml-content-routing" : mode))
+    if (push_new_set_leniently(farm, "type", strcmp(mode, "content-routing") == 0 ? "xml-content-routing" : mode))
         push_front(&farms->edit_list, farm);
 }
 
@@ -230,12 +231,12 @@ static void replace_vservers(config_node *policy, const text_index<const policy_
     char        port[32] = "";
     for (; policy; policy = policy->next) {
         const config_node *last = last_set(policy);
-        if (!last || (last != policy->set_list && named(last, "vserver")))
+        if (!last || (last != policy->set_list && raw_name_is(last, "vserver")))
             continue;
         vserver = take_vserver(policy, vserver);
         if (const auto *found = find_text(vservers, vserver))
             keep(port, found->value->second);
-        append_set(policy, "data-capture-port", port);
+        append_new_set(policy, "data-capture-port", port);
     }
 }
 
@@ -259,7 +260,7 @@ void migr_check_server_farms(void)
         const config_node *entry = entries_of(farm);
         if (!entry)
             continue;
-        if (farm->set_list && name_begins(farm->set_list, "type"))
+        if (farm->set_list && raw_name_begins(farm->set_list, "type"))
             keep(migr_pfarms_type, value_of(farm->set_list));
         keep(migr_pfarms_name, farm->name);
         for (; entry; entry = entry->next)
@@ -273,9 +274,9 @@ void migr_pservers_farm_check(const config_node *entry)
     memcpy(row.farm, migr_pfarms_name, sizeof row.farm);
     memcpy(row.type, migr_pfarms_type, sizeof row.type);
     for (const config_node *set = entry->set_list; set; set = set->next) {
-        if (name_begins(set, "pserver"))
+        if (raw_name_begins(set, "pserver"))
             keep(row.server, value_of(set));
-        if (name_begins(set, "port"))
+        if (raw_name_begins(set, "port"))
             keep(row.port, value_of(set));
     }
     if (migr_pfarms_cnt < MIGR_FARM_ROWS)
@@ -302,7 +303,7 @@ void migr_check_one_health_check(config_node *check)
     for (const config_node *set = check->set_list; set; set = set->next)
         sets++;
     if (sets > 0 && sets < sets_of_a_request)
-        append_set(check, "type", "ping");
+        append_new_set(check, "type", "ping");
 }
 
 /*
@@ -331,15 +332,15 @@ void migr_check_one_policy(config_node *policy, int32_t limited)
     static constexpr int32_t limit = 8000;
     config_node             *service = nullptr;
     for (config_node *set = policy->set_list; set; set = set->next)
-        if (named(set, "service"))
+        if (raw_name_is(set, "service"))
             service = set;
     for (config_node *set = policy->set_list; set; set = set->next) {
-        if (service && named(set, "ssl-client")) {
-            if (value_is(set, "enable"))
+        if (service && raw_name_is(set, "ssl-client")) {
+            if (raw_value_is(set, "enable"))
                 make_https_service(set, service);
             else
                 set->deleted = 1;
-        } else if (limited && named(set, "persistent-server-sessions") && number_of(set->value) > limit) {
+        } else if (limited && raw_name_is(set, "persistent-server-sessions") && number_of(set->value) > limit) {
             set_number(set, limit);
         }
     }
@@ -349,7 +350,7 @@ void migr_check_one_policy_session(config_node *policy)
 {
     bool found = false;
     for (config_node *set = policy->set_list; set; set = set->next) {
-        if (!name_begins(set, "persistent-server-sessions"))
+        if (!raw_name_begins(set, "persistent-server-sessions"))
             continue;
         found = true;
         int32_t most = __vm_get_max_policy_session();
@@ -357,7 +358,7 @@ void migr_check_one_policy_session(config_node *policy)
             set_number(set, most);
     }
     if (!found && policy->set_list)
-        append_set(policy, "persistent-server-sessions", "1000");
+        append_new_set(policy, "persistent-server-sessions", "1000");
 }
 
 /*
@@ -368,7 +369,7 @@ void migr_serverpolicy_httpconversionpolicy(void)
 {
     config_node *node = migr_main.root.top_list;
     while (node && node->next) {
-        if (named(node->next, "server-policy,http-conversion-policy"))
+        if (raw_name_is(node->next, "server-policy,http-conversion-policy"))
             node->next = node->next->next;
         else
             node = node->next;

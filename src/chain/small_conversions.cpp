@@ -3,7 +3,6 @@
 #include "chain/blocks.h"
 #include "driver/run_context.h"
 #include "driver/stall.h"
-#include "tree/node_store.h"
 #include "tree/operations.h"
 #include "tree/version_text.h"
 
@@ -19,7 +18,7 @@ constexpr const char *access_limits[] = {"access-limit-share-ip", "access-limit-
 bool is_access_limit(const config_node *set)
 {
     for (const char *limit : access_limits)
-        if (named(set, limit))
+        if (raw_name_is(set, limit))
             return true;
     return false;
 }
@@ -44,9 +43,9 @@ config_node *take_access_limits(config_node *edit)
         }
         *link = set->next;
         push_front(&moved, set);
-        if (!named(set, "block-period"))
+        if (!raw_name_is(set, "block-period"))
             continue;
-        if (config_node *action = new_set("action", "block-period"))
+        if (config_node *action = make_node(MIGR_SET, "action", "block-period"))
             push_front(&moved, action);
     }
     return moved;
@@ -58,7 +57,7 @@ config_node *access_limit_rules()
     if (config_node *rules = walk_to("waf,layer4-access-limit-rule"))
         return rules;
     config_node *robots = walk_to("waf,robot-control");
-    config_node *rules = robots ? copy_of(robots) : nullptr;
+    config_node *rules = robots ? copy_record(robots) : nullptr;
     if (!rules)
         return nullptr;
     set_node_name(rules, "waf,layer4-access-limit-rule");
@@ -70,14 +69,14 @@ config_node *access_limit_rules()
 void convert_cluster_mode(config_node *cluster)
 {
     for (config_node *set = cluster->set_list; set; set = set->next) {
-        if (name_begins(set, "mode")) {
-            if (!value_begins(set, "master") && !value_begins(set, "slave"))
+        if (raw_name_begins(set, "mode")) {
+            if (!raw_value_begins(set, "master") && !raw_value_begins(set, "slave"))
                 return;
             set_node_value(set, "active-passive");
         }
-        if (name_begins(set, "device-backup"))
+        if (raw_name_begins(set, "device-backup"))
             set_node_name(set, "hbdev-backup");
-        else if (name_begins(set, "device"))
+        else if (raw_name_begins(set, "device"))
             set_node_name(set, "hbdev");
     }
 }
@@ -86,7 +85,7 @@ void convert_cluster_mode(config_node *cluster)
 void drop_last_gid(config_node *cluster)
 {
     for (config_node *set = cluster->set_list; set && set->next; set = set->next)
-        if (name_begins(set->next, "lastgid")) {
+        if (raw_name_begins(set->next, "lastgid")) {
             set->next = set->next->next;
             return;
         }
@@ -96,7 +95,7 @@ bool names_signature_attack(const config_node *set)
 {
     static constexpr const char *events[] = {"waf-disclosure-attack", "waf-exploit-attack", "waf-sql-attack",
                                              "waf-xss-attack"};
-    return named(set, "events") && contains_one_of(value_of(set), events, 4);
+    return raw_name_is(set, "events") && contains_one_of(value_of(set), events, 4);
 }
 
 void add_signature_event(config_node *community)
@@ -148,7 +147,7 @@ config_node *open_block_behind(const char *anchor, const char *name, const char 
     if (!walk_to(anchor))
         migr_never_returns(where);
     for (config_node *node = migr_main.root.top_list; node; node = node->next)
-        if (named(node, anchor))
+        if (raw_name_is(node, anchor))
             cfg_add_conf(name, nullptr, MIGR_TOP, node);
     return walk_to(name);
 }
@@ -157,7 +156,7 @@ config_node *open_block_behind(const char *anchor, const char *name, const char 
 config_node *find_set(const config_node *edit, const char *name, const char *value)
 {
     for (config_node *set = edit->set_list; set; set = set->next)
-        if (named(set, name) && value_is(set, value))
+        if (raw_name_is(set, name) && raw_value_is(set, value))
             return set;
     return nullptr;
 }
@@ -196,7 +195,7 @@ void set_force_login_param(config_node *table, config_node *set)
     if (!table || !table->edit_list || *value_of(set) == '\0')
         return;
     for (config_node *entry = table->edit_list; entry; entry = entry->next) {
-        config_node *copy = copy_of(set);
+        config_node *copy = copy_record(set);
         if (!copy)
             return;
         push_front(&entry->set_list, copy);
@@ -220,7 +219,7 @@ static void fold_priorities(config_node *entry)
 {
     static constexpr int32_t limit = 32768;
     for (config_node *set = entry->set_list; set; set = set->next)
-        if (named(set, "priority") && number_of(set->value) > limit)
+        if (raw_name_is(set, "priority") && number_of(set->value) > limit)
             snprintf(set->value, strlen(set->value) + 1, "%d", number_of(set->value) % limit);
 }
 
@@ -241,7 +240,7 @@ void migr_input_rule(void)
 {
     for (config_node *edit = edits_of(walk_to("waf,input-rule")); edit; edit = edit->next)
         for (config_node *entry = entries_of(edit); entry; entry = entry->next)
-            if (!add_set(entry, "type-checked", "enable"))
+            if (!push_new_set(entry, "type-checked", "enable"))
                 return;
 }
 
@@ -263,7 +262,7 @@ void migr_check_one_malicious_robot_check(config_node *edit)
 void mr_add_freenode_to_tree(const config_node *edit, config_node *moved)
 {
     config_node *rules = access_limit_rules();
-    config_node *rule = rules ? copy_of(edit) : nullptr;
+    config_node *rule = rules ? copy_record(edit) : nullptr;
     if (!rule)
         return;
     rule->set_list = moved;
@@ -325,8 +324,8 @@ int32_t migr_x_forward(void)
     bool inline_met = false;
     bool offline_met = false;
     for (config_node *node = migr_main.root.top_list; node && !(inline_met && offline_met); node = node->next) {
-        bool is_inline = named(node, "waf,web-protection-profile,inline-protection");
-        bool is_offline = named(node, "waf,web-protection-profile,offline-protection");
+        bool is_inline = raw_name_is(node, "waf,web-protection-profile,inline-protection");
+        bool is_offline = raw_name_is(node, "waf,web-protection-profile,offline-protection");
         if (is_inline || is_offline)
             op_profile_x_forward(node);
         inline_met |= is_inline;
@@ -350,10 +349,10 @@ void op_profile_x_forward(config_node *block)
 void add_new_x_forward(const char *name)
 {
     config_node *rules = open_block_behind("waf,signature", "waf,x-forwarded-for", "add_new_x_forward");
-    config_node *rule = rules ? named_node(name, MIGR_EDIT) : nullptr;
+    config_node *rule = rules ? make_node(MIGR_EDIT, name, nullptr) : nullptr;
     if (!rule)
         return;
-    add_set(rule, "x-forwarded-for-support", "enable");
+    push_new_set(rule, "x-forwarded-for-support", "enable");
     push_front(&rules->edit_list, rule);
 }
 
@@ -363,9 +362,9 @@ void add_new_x_forward(const char *name)
 int32_t migr_advanced(void)
 {
     for (config_node *node = migr_main.root.top_list; node; node = node->next) {
-        if (named(node, "system,global"))
+        if (raw_name_is(node, "system,global"))
             copy_share_ip(node);
-        if (named(node, "server-policy,policy"))
+        if (raw_name_is(node, "server-policy,policy"))
             copy_url_decode(node);
     }
     return 0;
@@ -384,10 +383,10 @@ void moved_to_advanced(const char *name, const char *value)
 int32_t migr_mod_content_routing_policy(void)
 {
     for (const config_node *node = migr_main.root.top_list; node; node = node->next)
-        if (named(node, "server-policy,http-content-routing-policy"))
+        if (raw_name_is(node, "server-policy,http-content-routing-policy"))
             modified_hcr_policy(node->edit_list);
     for (const config_node *node = migr_main.root.top_list; node; node = node->next)
-        if (named(node, "server-policy,pservers"))
+        if (raw_name_is(node, "server-policy,pservers"))
             modified_hcr_pserver_list(node->edit_list);
     return 0;
 }
@@ -409,8 +408,8 @@ void modified_hcr_policy(config_node *edits)
     for (config_node *policy = edits; policy; policy = policy->next) {
         if (!policy->set_list)
             continue;
-        config_node *list = named_node("content-routing-list", MIGR_CONFIG);
-        config_node *entry = list ? named_node("1", MIGR_EDIT) : nullptr;
+        config_node *list = make_node(MIGR_CONFIG, "content-routing-list", nullptr);
+        config_node *entry = list ? make_node(MIGR_EDIT, "1", nullptr) : nullptr;
         if (!entry)
             continue;
         list->edit_list = entry;
@@ -435,10 +434,10 @@ void modified_hcr_pserver_list(config_node *edits)
     int32_t next_priority = 0;
     for (const config_node *farm = edits; farm; farm = farm->next) {
         const config_node *type = farm->set_list;
-        if (!type || !named(type, "type") || !value_is(type, "http-content-routing"))
+        if (!type || !raw_name_is(type, "type") || !raw_value_is(type, "http-content-routing"))
             continue;
         for (const config_node *list = farm->config_list; list; list = list->next)
-            if (named(list, "pserver-list"))
+            if (raw_name_is(list, "pserver-list"))
                 number_servers(list, &next_priority);
     }
 }
@@ -449,12 +448,12 @@ void modified_hcr_pserver_list(config_node *edits)
 void migr_exchange_robot_group_default(void)
 {
     for (const config_node *node = migr_main.root.top_list; node; node = node->next) {
-        if (!named(node, "waf,web-robot"))
+        if (!raw_name_is(node, "waf,web-robot"))
             continue;
         for (config_node *group = node->edit_list; group; group = group->next) {
-            if (named(group, "\"High Level Security\""))
+            if (raw_name_is(group, "\"High Level Security\""))
                 set_node_name(group, "\"Alert Only\"");
-            else if (named(group, "\"Alert Only\""))
+            else if (raw_name_is(group, "\"Alert Only\""))
                 set_node_name(group, "\"High Level Security\"");
         }
     }

@@ -16,14 +16,14 @@ struct binding {
 
 void read_binding(binding *state, const config_node *set, const char *group_name)
 {
-    if (name_begins(set, "authen-type")) {
-        if (value_begins(set, "digest"))
+    if (raw_name_begins(set, "authen-type")) {
+        if (raw_value_begins(set, "digest"))
             state->type = 1;
-        if (value_begins(set, "ntlm"))
+        if (raw_value_begins(set, "ntlm"))
             state->type = 2;
     }
-    if (name_begins(set, "user-group")) {
-        if (value_is(set, group_name))
+    if (raw_name_begins(set, "user-group")) {
+        if (raw_value_is(set, group_name))
             state->bound = true;
         else
             state->type = 0;

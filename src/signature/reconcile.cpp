@@ -3,7 +3,7 @@
 #include "driver/run_context.h"
 #include "platform/platform.h"
 #include "tree/config_text.h"
-#include "tree/node_store.h"
+#include "tree/make_node.h"
 #include "tree/operations.h"
 
 #include <cstdio>
@@ -240,12 +240,11 @@ void note_main_classes(const config_node *list)
  * pass. */
 config_node *make_main_class(const char *quoted)
 {
-    config_node *entry = new_node(MIGR_EDIT);
+    config_node *entry = make_node(MIGR_EDIT, quoted, nullptr);
     config_node *status = make_config_node("status", "disable", MIGR_SET);
     config_node *severity = make_config_node("severity", "High", MIGR_SET);
     if (!entry || !status || !severity)
         return nullptr;
-    set_node_name(entry, quoted);
     push_front(&entry->set_list, status);
     push_front(&entry->set_list, severity);
     return entry;

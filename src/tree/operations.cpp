@@ -3,7 +3,7 @@
 #include "driver/run_context.h"
 #include "tree/config_text.h"
 #include "tree/list_walk.h"
-#include "tree/node_store.h"
+#include "tree/make_node.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -144,19 +144,11 @@ int32_t migr_move_node(config_node *node, config_node *parent, int32_t kind, con
 }
 
 /* A node with copies of both texts, in no list; null for texts that are too long and without memory. */
-static config_node *node_of(const char *name, const char *value, uint32_t kind)
+static config_node *node_of_fitting_texts(const char *name, const char *value, uint32_t kind)
 {
     if (strlen(name) >= MIGR_NAME_SIZE || (value && strlen(value) + 1 >= value_room))
         return nullptr;
-    config_node *node = new_node(kind);
-    if (!node)
-        return nullptr;
-    set_node_name(node, name);
-    if (value && set_node_value(node, value) != 0) {
-        release_node(node);
-        return nullptr;
-    }
-    return node;
+    return make_node(kind, name, value);
 }
 
 void cfg_add_conf(const char *name, const char *value, int32_t kind, config_node *target)
@@ -166,7 +158,7 @@ void cfg_add_conf(const char *name, const char *value, int32_t kind, config_node
     config_node **list = child_list(target, static_cast<uint32_t>(kind));
     if (!list)
         return;
-    config_node *node = node_of(name, value, static_cast<uint32_t>(kind));
+    config_node *node = node_of_fitting_texts(name, value, static_cast<uint32_t>(kind));
     if (node)
         push_front(kind == MIGR_TOP ? &target->next : list, node);
 }
@@ -195,7 +187,7 @@ config_node *make_config_node(const char *name, const char *value, int32_t kind)
 {
     if (!name || kind != MIGR_SET)
         return nullptr;
-    return node_of(name, value, MIGR_SET);
+    return node_of_fitting_texts(name, value, MIGR_SET);
 }
 
 void move_prop_2_bottom(config_node *node, const char *name)
@@ -209,13 +201,9 @@ void move_prop_2_bottom(config_node *node, const char *name)
             found = last;
     if (!found || !found->value || *found->value == '\0')
         return;
-    config_node *copy = new_node(found->kind);
+    config_node *copy = copy_record(found);
     if (!copy)
         return;
-    if (cp_node_content(found, copy) != 0) {
-        release_node(copy);
-        return;
-    }
     last->next = copy;
     found->deleted = 1;
 }

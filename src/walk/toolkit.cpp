@@ -2,6 +2,7 @@
 
 #include "driver/run_context.h"
 #include "tree/config_text.h"
+#include "tree/make_node.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
 #include "walk/cursors.h"
@@ -21,18 +22,6 @@ char sbuf_std_edt[CND_TEXT_SIZE];
 char sbuf_std_value[CND_TEXT_SIZE];
 char subf_prop_file[CND_TEXT_SIZE];
 
-config_node *node_of(uint32_t kind, const char *name, const char *value)
-{
-    config_node *node = new_node(kind);
-    if (!node)
-        return nullptr;
-    set_node_name(node, name);
-    if (set_node_value(node, value) == 0)
-        return node;
-    release_node(node);
-    return nullptr;
-}
-
 /* The name that the predicates compare: an edit's without its quotes. */
 const char *compared_name(const config_node *node)
 {
@@ -46,7 +35,7 @@ config_node *cnd_add(config_node *parent, uint32_t kind, const char *name, const
     if (!parent || strlen(name) >= MIGR_NAME_SIZE || (value && strlen(value) + 1 >= value_room))
         return nullptr;
     config_node **list = child_list(parent, kind);
-    config_node  *node = list ? node_of(kind, name, value ? value : "") : nullptr;
+    config_node  *node = list ? make_node(kind, name, value ? value : "") : nullptr;
     if (!node)
         return nullptr;
     if (kind == MIGR_SET)
@@ -113,7 +102,7 @@ config_node *cnd_add_prop_front(config_node *parent, const char *name, const cha
     va_start(arguments, format);
     vsnprintf(value, sizeof value, format, arguments);
     va_end(arguments);
-    config_node *node = node_of(MIGR_SET, name, value);
+    config_node *node = make_node(MIGR_SET, name, value);
     OPENSSL_cleanse(value, strlen(value));
     if (node)
         push_front(&parent->set_list, node);

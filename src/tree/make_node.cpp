@@ -1,0 +1,44 @@
+#include "tree/make_node.h"
+
+#include "tree/config_text.h"
+#include "tree/node_store.h"
+#include "tree/operations.h"
+
+config_node *make_node(uint32_t kind, const char *name, const char *value)
+{
+    config_node *node = new_node(kind);
+    if (!node)
+        return nullptr;
+    set_node_name(node, name);
+    if (!value || set_node_value(node, value) == 0)
+        return node;
+    release_node(node);
+    return nullptr;
+}
+
+config_node *make_set_leniently(const char *name, const char *value)
+{
+    config_node *set = make_node(MIGR_SET, name, nullptr);
+    if (set && value)
+        set_node_value(set, value);
+    return set;
+}
+
+config_node *copy_record(const config_node *node)
+{
+    config_node *copy = new_node(node->kind);
+    if (!copy || cp_node_content(node, copy) == 0)
+        return copy;
+    release_node(copy);
+    return nullptr;
+}
+
+config_node *copy_tree(const config_node *node)
+{
+    config_node *copy = new_node(node->kind);
+    if (!copy || copy_node(node, copy) == 0)
+        return copy;
+    free_node(copy);
+    release_node(copy);
+    return nullptr;
+}
