@@ -19,7 +19,7 @@ namespace {
 
 /* In the order in which --help shows them. */
 constexpr void (*subcommands[])(CLI::App &, Action &) = {
-    add_convert, add_explain, add_plan, add_upgrade, add_rollback, add_version, add_ml, add_lint,
+    add_convert, add_explain, add_plan, add_check, add_upgrade, add_rollback, add_version, add_ml, add_lint,
 };
 
 constexpr char footer[] = "Exit status: 0 all done, or nothing to do; 1 some file was not upgraded, and why has been "

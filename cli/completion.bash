@@ -2,7 +2,7 @@
 _migr()
 {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
-    local commands="convert explain plan upgrade version rollback ml lint"
+    local commands="convert explain plan check upgrade version rollback ml lint"
     if [ "$COMP_CWORD" -eq 1 ]; then
         COMPREPLY=($(compgen -W "$commands --help" -- "$word"))
         return
@@ -11,6 +11,7 @@ _migr()
         case $command in
             convert) COMPREPLY=($(compgen -W "--output --as --domain --image --help" -- "$word")) ;;
             explain) COMPREPLY=($(compgen -W "--image --as --domain --json --help" -- "$word")) ;;
+            check) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             plan) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             upgrade) COMPREPLY=($(compgen -W "--image --dry-run --json --timeout --help" -- "$word")) ;;
             rollback) COMPREPLY=($(compgen -W "--list --help" -- "$word")) ;;

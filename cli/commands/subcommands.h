@@ -19,6 +19,7 @@ void add_rollback(CLI::App &app, Action &chosen);
 void add_version(CLI::App &app, Action &chosen);
 void add_ml(CLI::App &app, Action &chosen);
 void add_lint(CLI::App &app, Action &chosen);
+void add_check(CLI::App &app, Action &chosen);
 void add_convert(CLI::App &app, Action &chosen);
 void add_explain(CLI::App &app, Action &chosen);
 void add_plan(CLI::App &app, Action &chosen);

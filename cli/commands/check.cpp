@@ -1,0 +1,184 @@
+/* migr check ROOT|FILE... [--image DIR] [--json]: what stands in the way of an upgrade, and nothing done about it. */
+#include "appliance/checked_files.h"
+#include "appliance/inspect.h"
+#include "commands/subcommands.h"
+#include "driver/run_context.h"
+#include "image/check_image.h"
+#include "image/image_files.h"
+#include "image/packaged_image.h"
+#include "output/console.h"
+#include "output/printable.h"
+
+#include <filesystem>
+#include <memory>
+
+namespace command {
+
+namespace {
+
+using Object = nlohmann::ordered_json;
+
+struct CheckRequest {
+    std::vector<std::string> paths;
+    std::string              image;
+    bool                     json = false;
+};
+
+struct Checked {
+    std::string              image; /* its folder */
+    std::vector<ImageFault>  faults;
+    std::vector<CheckedFile> files;
+
+    Status status() const
+    {
+        if (!faults.empty())
+            return Status::unusable;
+        bool all_sound =
+            std::all_of(files.begin(), files.end(), [](const CheckedFile &file) { return file.is_sound(); });
+        return all_sound ? Status::done : Status::left_alone;
+    }
+};
+
+std::vector<CheckedFile> check_paths(const std::vector<std::string> &paths)
+{
+    std::vector<CheckedFile> files;
+    for (const std::string &path : paths) {
+        std::error_code none;
+        if (!std::filesystem::is_directory(path, none)) {
+            files.push_back(check_file(path));
+            continue;
+        }
+        std::vector<CheckedFile> of_appliance = check_appliance(Root(path));
+        std::move(of_appliance.begin(), of_appliance.end(), std::back_inserter(files));
+    }
+    return files;
+}
+
+int32_t lowest_release(const std::vector<CheckedFile> &files)
+{
+    int32_t lowest = MIGR_RELEASE_IMAGE;
+    for (const CheckedFile &file : files)
+        if (file.release >= 0)
+            lowest = std::min(lowest, file.release);
+    return lowest;
+}
+
+std::vector<ImageFault> check_image(const std::string &folder, int32_t lowest)
+{
+    std::vector<std::string> texts;
+    for (const Fd &file : open_image(folder))
+        texts.push_back(read_all(file.get(), folder));
+    return faults_of_image({texts[0], texts[1], texts[2], texts[3]}, lowest);
+}
+
+Checked check_all(const CheckRequest &request)
+{
+    Checked checked;
+    checked.image = image_folder(request.image);
+    checked.files = check_paths(request.paths);
+    checked.faults = check_image(checked.image, lowest_release(checked.files));
+    return checked;
+}
+
+/* ---- for people ---- */
+
+void show(const CheckedFile &file)
+{
+    for (const std::string &reason : file.reasons)
+        say(file.name + ": " + reason);
+    for (const Damage &damage : file.damage.found)
+        say(file.name + ":" + std::to_string(damage.line) + ": " + damage.text);
+    if (file.damage.more > 0)
+        say(file.name + ": " + std::to_string(file.damage.more) + " more findings are not listed.");
+    if (file.is_sound())
+        say(file.name + ": sound.");
+}
+
+void show(const Checked &checked)
+{
+    for (const CheckedFile &file : checked.files)
+        show(file);
+    for (const ImageFault &fault : checked.faults)
+        say(checked.image + "/" + shown(fault));
+    if (checked.faults.empty())
+        say("The image in " + checked.image + ": sound.");
+}
+
+/* ---- for programs ---- */
+
+Object to_json(const CheckedFile &file)
+{
+    Object reasons = Object::array();
+    for (const std::string &reason : file.reasons)
+        reasons.push_back(printable(reason));
+    Object damage = Object::array();
+    for (const Damage &one : file.damage.found)
+        damage.push_back(
+            {{"line", one.line}, {"kind", name_of(one.kind)}, {"text", one.text}, {"acceptable", one.acceptable}});
+    return {{"file", printable(file.name)},  {"release", release_text(file.release)}, {"sound", file.is_sound()},
+            {"reasons", std::move(reasons)}, {"damage", std::move(damage)},           {"more", file.damage.more}};
+}
+
+Object to_json(const Checked &checked)
+{
+    Object faults = Object::array();
+    for (const ImageFault &fault : checked.faults)
+        faults.push_back({{"file", fault.file}, {"line", fault.line}, {"text", printable(fault.text)}});
+    Object files = Object::array();
+    for (const CheckedFile &file : checked.files)
+        files.push_back(to_json(file));
+    return {{"image", {{"folder", printable(checked.image)}, {"faults", std::move(faults)}}},
+            {"files", std::move(files)}};
+}
+
+void print_json(Status status, const Object &error, const Object &own)
+{
+    Object all = {{"format", 1}, {"command", "check"}, {"status", static_cast<int>(status)}, {"error", error}};
+    all.update(own);
+    write_all(STDOUT_FILENO, all.dump(2, ' ', true) + "\n", "standard output");
+}
+
+/* The answer is one object whatever happens. */
+Status check_for_program(const CheckRequest &request)
+{
+    Object  error;
+    Status  status = Status::unusable;
+    Checked checked;
+    try {
+        checked = check_all(request);
+        status = checked.status();
+    } catch (const Failure &failure) {
+        error = printable(failure.what());
+        status = failure.status;
+    } catch (const PathError &failed) {
+        error = printable(failure_of(failed, failed.path).what());
+    }
+    print_json(status, error, error.is_null() ? to_json(checked) : Object::object());
+    return status;
+}
+
+Status check(const CheckRequest &request)
+{
+    if (request.json)
+        return check_for_program(request);
+    Checked checked = check_all(request);
+    show(checked);
+    return checked.status();
+}
+
+} // namespace
+
+void add_check(CLI::App &app, Action &chosen)
+{
+    auto  request = std::make_shared<CheckRequest>();
+    auto *check_app = app.add_subcommand("check", "Find what stands in the way of an upgrade, and change nothing");
+    check_app->add_option("ROOT|FILE", request->paths, "An appliance's root folder, or a configuration file")
+        ->required();
+    check_app->add_option("--image", request->image, "Folder with the image's files, in place of the packaged ones");
+    check_app->add_flag("--json", request->json, "Print what was found as JSON");
+    check_app->footer("Exit status: 0 all is sound; 1 there are findings in some file; 2 the image cannot be used, or "
+                      "ROOT or FILE cannot be read.");
+    check_app->callback([request, &chosen] { chosen = [request] { return check(*request); }; });
+}
+
+} // namespace command
