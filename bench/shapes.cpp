@@ -101,6 +101,36 @@ std::string appends(size_t count)
            repeated(count, "set Persistence-type Insert-Cookie\n") + "next\nend\n";
 }
 
+/* ---- The names of what was removed ---- */
+
+std::string removed_names(size_t count)
+{
+    return "config waf url-rewrite url-rewrite-rule\n" +
+           repeated(count, "edit kept-#\nnext\nedit #\nset action redirect\nnext\n") +
+           "end\nconfig waf url-rewrite url-rewrite-policy\nedit 1\nconfig rule\n" +
+           repeated(count,
+                    "edit #\nset url-rewrite-rule-name #\nnext\nedit kept\nset url-rewrite-rule-name no\nnext\n") +
+           "end\nnext\nend\n";
+}
+
+/* ---- Rules ---- */
+
+/* None that the rules name: what is measured is what rules do to rules. */
+std::string one_config(size_t)
+{
+    return "config other\nend\n";
+}
+
+std::string renames_of_one_path(size_t count)
+{
+    return "[5.41]\n[MODIFY]\n" + repeated(count, "<a b>,<c #>\n");
+}
+
+std::string renames_around_rules(size_t count)
+{
+    return "[5.41]\n[MODIFY]\n" + repeated(count, "<a b>,<x #>\n<a b><c#><d>,<e>\n");
+}
+
 struct Shape {
     const char *name;
     int32_t     from;
@@ -109,6 +139,11 @@ struct Shape {
     std::string (*sections)(size_t count); /* the update file; null for none */
     size_t count;
 };
+
+std::string section_of_410(size_t)
+{
+    return "[4.10]\n";
+}
 
 constexpr Shape shapes[] = {
     {"SetsKeptAndDeletedByTurns", 0x5004f, 0x50050, sets_by_turns, nullptr, 50000},
@@ -121,6 +156,9 @@ constexpr Shape shapes[] = {
     {"EntriesOfADeletedConfig", 0x50028, 0x50032, entries_of_a_deleted_config, nullptr, 50000},
     {"ConfigsDeleted", 0x6000b, 0x60014, configs_deleted, nullptr, 50000},
     {"Appends", 0x50028, 0x50032, appends, nullptr, 50000},
+    {"RemovedNames", 0x40009, 0x4000a, removed_names, section_of_410, 20000},
+    {"RenamesOfOnePath", 0x50028, 0x50029, one_config, renames_of_one_path, 20000},
+    {"RenamesAroundRules", 0x50028, 0x50029, one_config, renames_around_rules, 20000},
 };
 
 void write_file(const char *path, const std::string &text)

@@ -1,6 +1,7 @@
 #include "chain/release_41.h"
 
 #include "chain/blocks.h"
+#include "chain/text_index.h"
 #include "tree/operations.h"
 
 #include <cstdlib>
@@ -68,18 +69,39 @@ static bool is_old_redirection(const config_node *rule)
     return false;
 }
 
-static bool names_removed_rule(const config_node *entry)
+/* The names in item_list, to be looked up fast; where there is no memory for that, the list itself is gone through. */
+struct removed_names {
+    text_index<const item_record> index;
+    bool                          indexed;
+};
+
+static removed_names index_removed_names()
+{
+    removed_names names = {};
+    names.indexed = true;
+    for (const item_record *item = item_list.next; item && names.indexed; item = item->next)
+        names.indexed = add_text(&names.index, item->name, item) == 0;
+    sort_texts(&names.index);
+    return names;
+}
+
+static bool is_removed(const removed_names *names, const char *name)
+{
+    return names->indexed ? find_text(&names->index, name) != nullptr : search_item_name_from_list(name) == 1;
+}
+
+static bool names_removed_rule(const config_node *entry, const removed_names *names)
 {
     for (const config_node *set = entry->set_list; set; set = set->next)
-        if (raw_name_is(set, "url-rewrite-rule-name") && set->value && search_item_name_from_list(set->value))
+        if (raw_name_is(set, "url-rewrite-rule-name") && set->value && is_removed(names, set->value))
             return true;
     return false;
 }
 
-static void drop_entries_of_removed_rules(config_node **entries)
+static void drop_entries_of_removed_rules(config_node **entries, const removed_names *names)
 {
     while (*entries) {
-        if (names_removed_rule(*entries))
+        if (names_removed_rule(*entries, names))
             *entries = (*entries)->next;
         else
             entries = &(*entries)->next;
@@ -88,9 +110,11 @@ static void drop_entries_of_removed_rules(config_node **entries)
 
 void delete_item_from_group(config_node *policies)
 {
+    removed_names names = index_removed_names();
     for (config_node *policy = edits_of(policies); policy; policy = policy->next)
         if (policy->config_list)
-            drop_entries_of_removed_rules(&policy->config_list->edit_list);
+            drop_entries_of_removed_rules(&policy->config_list->edit_list, &names);
+    free_index(&names.index);
 }
 
 /* A rule whose name cannot be kept stays, since the policies would go on naming it. */

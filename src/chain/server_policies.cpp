@@ -69,18 +69,22 @@ void clear_rows()
     policy_change_count = 0;
 }
 
+/* The row behind the last one, empty; null without memory. */
+policy_pair *empty_row()
+{
+    if (policy_change_count < MIGR_POLICY_ROWS)
+        return &_pinfo[policy_change_count];
+    return push_record(&further_pairs, policy_pair{}) == 0 ? top_record(&further_pairs) : nullptr;
+}
+
 /* A row that there is no memory for is left out. */
 void add_row(const char *first, const char *second)
 {
-    policy_pair row = {};
-    if (*first == '\0' || *second == '\0')
+    policy_pair *row = *first != '\0' && *second != '\0' ? empty_row() : nullptr;
+    if (!row)
         return;
-    keep(row.first, first);
-    keep(row.second, second);
-    if (policy_change_count < MIGR_POLICY_ROWS)
-        _pinfo[policy_change_count] = row;
-    else if (push_record(&further_pairs, row) != 0)
-        return;
+    keep(row->first, first);
+    keep(row->second, second);
     policy_change_count++;
 }
 

@@ -2,7 +2,7 @@
 
 #include "rules/properties.h"
 #include "rules/rule_path.h"
-#include "rules/text_filter.h"
+#include "rules/rule_paths.h"
 #include "tree/config_text.h"
 #include "tree/operations.h"
 #include "tree/version_text.h"
@@ -177,41 +177,51 @@ int32_t rename_below_root(config_node *root, const char *path, const renaming *n
 
 /* ---- Later rules of the list ---- */
 
-/*
- * What process_modify knows of the rules that still come: whether one of them has no main directory, and the texts
- * with which their main directories begin, up to each ">". A rename can only concern a rule whose main directory
- * begins with its own path, which ends with a ">", so most rules need not go through all the others.
- */
-struct later_rules {
-    bool        malformed;
-    text_filter directories;
+/* What process_modify knows of the rules of the list. */
+struct rule_list {
+    migr_list *head;
+    rule_paths paths;     /* of all rules, in their order */
+    bool       malformed; /* a rule has no main directory */
 };
 
-void note_rule(later_rules *later, const char *text)
+int32_t note_rules(rule_list *list)
 {
-    left_side left;
-    if (find_left_side(text, &left) != 0) {
-        later->malformed = true;
-        return;
+    free_paths(&list->paths);
+    for (migr_list *link = list->head->next; link != list->head; link = link->next) {
+        left_side   left;
+        const char *text = rule_of(link)->text;
+        bool        well_formed = find_left_side(text, &left) == 0;
+        if (add_path(&list->paths, {text, well_formed ? left.directory_length : 0}) != 0)
+            return -1;
+        list->malformed |= !well_formed;
     }
-    uint64_t    hash = NO_TEXT_HASH;
-    const char *end = text + left.directory_length;
-    for (const char *close; (close = static_cast<const char *>(memchr(text, '>', static_cast<size_t>(end - text))));
-         text = close + 1) {
-        hash = hash_text(hash, text, static_cast<size_t>(close + 1 - text));
-        add_to_filter(&later->directories, hash);
-    }
+    return 0;
 }
 
-/* A text in a piece of the memory that the caller owns. */
-struct text_piece {
-    const char *text;
-    size_t      length;
-};
-
-bool directory_begins_with(const char *text, const left_side *left, const text_piece *path)
+/* Gives a rule the text that the renames ahead of it have left it. */
+int32_t settle_rule(rule_list *list, update_rule *rule, size_t number)
 {
-    return left->directory_length >= path->length && strncmp(text, path->text, path->length) == 0;
+    if (!list->paths.moved)
+        return 0;
+    char *text = current_text(&list->paths, number, rule->text);
+    if (!text)
+        return -1;
+    free(rule->text);
+    rule->text = text;
+    return 0;
+}
+
+int32_t settle_rules(rule_list *list, migr_list *link, size_t number)
+{
+    int32_t result = 0;
+    for (; result == 0 && link != list->head; link = link->next)
+        result = settle_rule(list, rule_of(link), number++);
+    return result;
+}
+
+bool begins_with(const char *text, size_t length, const text_piece *path)
+{
+    return length >= path->length && strncmp(text, path->text, path->length) == 0;
 }
 
 /* Puts the renamed path in place of the old one at the start of a later rule. */
@@ -228,21 +238,36 @@ int32_t replace_path(update_rule *later, size_t old_length, const text_piece *ne
     return 0;
 }
 
-int32_t replace_paths(migr_list *link, const migr_list *rules, const text_piece *old_path, const text_piece *new_path,
-                      later_rules *later)
+int32_t replace_paths(rule_list *list, migr_list *link, const text_piece *old_path, const text_piece *new_path)
 {
-    for (link = link->next; link != rules; link = link->next) {
+    for (link = link->next; link != list->head; link = link->next) {
         left_side    left;
         update_rule *rule = rule_of(link);
         if (find_left_side(rule->text, &left) != 0)
             return -1;
-        if (!directory_begins_with(rule->text, &left, old_path))
-            continue;
-        if (replace_path(rule, old_path->length, new_path) != 0)
+        if (begins_with(rule->text, left.directory_length, old_path) &&
+            replace_path(rule, old_path->length, new_path) != 0)
             return -1;
-        note_rule(later, rule->text);
     }
     return 0;
+}
+
+/* A name that gives later rules another shape: a comma in it ends their left side, a "<" begins a token, and without
+ * a letter there is no token. */
+bool is_odd(const char *name)
+{
+    return *name == '\0' || strpbrk(name, ",<");
+}
+
+/* For such a name each later rule is written anew, and all are read again. */
+int32_t rewrite_one_by_one(rule_list *list, migr_list *link, size_t number, const text_piece *old_path,
+                           const text_piece *new_path)
+{
+    int32_t result = -1;
+    if (settle_rules(list, link->next, number + 1) == 0 && replace_paths(list, link, old_path, new_path) == 0)
+        result = note_rules(list);
+    list->paths.torn = result != 0;
+    return result;
 }
 
 /* The path of what the rule renames, as later rules may hold it: the main directory and "<name>", or for a top-level
@@ -256,19 +281,19 @@ text_piece compose_path(char *buffer, size_t room, const modify_rule *rule, cons
 
 /* Carries a rename into the paths of the later rules. It goes by their exact text, and also when the rule finds
  * nothing: later rules are written as if it had. */
-int32_t rewrite_later_rules(migr_list *link, const migr_list *rules, const modify_rule *rule, later_rules *later)
+int32_t rewrite_later_rules(rule_list *list, migr_list *link, size_t number, const modify_rule *rule)
 {
     static char old_text[MIGR_LINE_SIZE + MIGR_NAME_SIZE + 2];
     static char new_text[MIGR_LINE_SIZE + MIGR_NAME_SIZE + 2];
-    if (later->malformed)
+    if (list->malformed)
         return -1;
     text_piece old_path = {rule->main_directory, strlen(rule->main_directory)};
     if (rule->old_name[0] != '\0')
         old_path = compose_path(old_text, sizeof old_text, rule, rule->old_name);
-    if (!may_hold(&later->directories, hash_text(NO_TEXT_HASH, old_path.text, old_path.length)))
-        return 0;
     text_piece new_path = compose_path(new_text, sizeof new_text, rule, rule->new_name);
-    return replace_paths(link, rules, &old_path, &new_path, later);
+    if (is_odd(rule->new_name))
+        return rewrite_one_by_one(list, link, number, &old_path, &new_path);
+    return move_path(&list->paths, old_path, new_path);
 }
 
 /* A node that was deleted between the file's release and this one may come back: the file must still have had it in
@@ -276,6 +301,19 @@ int32_t rewrite_later_rules(migr_list *link, const migr_list *rules, const modif
 bool acts(const modify_rule *rule, int32_t readd, int32_t section_version)
 {
     return !readd || (migr_main.cfg_version <= rule->version && rule->version < section_version);
+}
+
+int32_t apply_rule(rule_list *list, migr_list *link, size_t number, int32_t readd, int32_t section_version)
+{
+    static modify_rule rule;
+    if (settle_rule(list, rule_of(link), number) != 0 || parse_rule(rule_of(link)->text, readd, &rule) != 0)
+        return -1;
+    if (!acts(&rule, readd, section_version))
+        return 0;
+    if (rewrite_later_rules(list, link, number, &rule) != 0)
+        return -1;
+    return __modify_node_info(&migr_main.root, rule.main_directory, rule.old_name, rule.new_name, rule.property,
+                              section_version);
 }
 
 } // namespace
@@ -333,24 +371,13 @@ int32_t __modify_node_info(config_node *node, const char *path, const char *old_
 
 int32_t process_modify(migr_list *rules, int32_t readd, int32_t section_version)
 {
-    static modify_rule rule;
-    static later_rules later;
-    if (rules->next == rules)
-        return 0;
-    later.malformed = false;
-    clear_filter(&later.directories);
-    for (migr_list *link = rules->next; link != rules; link = link->next)
-        note_rule(&later, rule_of(link)->text);
-    for (migr_list *link = rules->next; link != rules; link = link->next) {
-        if (parse_rule(rule_of(link)->text, readd, &rule) != 0)
-            return -1;
-        if (!acts(&rule, readd, section_version))
-            continue;
-        if (rewrite_later_rules(link, rules, &rule, &later) != 0)
-            return -1;
-        if (__modify_node_info(&migr_main.root, rule.main_directory, rule.old_name, rule.new_name, rule.property,
-                               section_version) != 0)
-            return -1;
-    }
-    return 0;
+    rule_list  list = {rules, {}, false};
+    migr_list *link = rules->next;
+    size_t     number = 0;
+    int32_t    result = note_rules(&list);
+    for (; result == 0 && link != rules; link = link->next)
+        result = apply_rule(&list, link, number++, readd, section_version);
+    settle_rules(&list, link, number);
+    free_paths(&list.paths);
+    return result;
 }

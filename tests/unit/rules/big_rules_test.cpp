@@ -1,5 +1,6 @@
 /* Rules and trees far larger than any image's: what they cost must not explode. */
 #include "rules/delete_rules.h"
+#include "support/processor_time.h"
 #include "update_texts.h"
 
 using support::times;
@@ -15,6 +16,19 @@ TEST_F(BigRules, AMegabyteOfRenames)
     ASSERT_EQ(0, load("[5.15]\n[MODIFY]\n" + rules));
     EXPECT_EQ(0, process_modify(&first_section().modify_list, 0, 0x5000f));
     EXPECT_EQ("top a7\n  set c=1\n", tree());
+}
+
+/* Each concerns all that come behind it. */
+TEST_F(BigRules, RenamesOfOnePath)
+{
+    constexpr int count = 60000;
+    std::string   rules;
+    for (int i = 0; i < count; i++)
+        rules += "<a b>,<c " + std::to_string(i) + ">\n<a b><d><e" + std::to_string(i) + ">,<f>\n";
+    ASSERT_EQ(0, load("[5.15]\n[MODIFY]\n" + rules));
+    migr_list *list = &first_section().modify_list;
+    EXPECT_LT(support::processor_seconds([=] { EXPECT_EQ(0, process_modify(list, 0, 0x5000f)); }), 10);
+    EXPECT_EQ("<c 59999><d><e59999>,<f>", texts(*list).back());
 }
 
 TEST_F(BigRules, AMegabyteOfDeletions)

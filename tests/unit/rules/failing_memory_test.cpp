@@ -34,6 +34,14 @@ constexpr char rules_text[] = "[5.15]\n"
                               "<a><f>,<l>,[enum:<c1,>]\n"
                               "<a>,<m n>\n"
                               "<a><x>,<y>\n"
+                              "<p><q>,<r>\n"
+                              "<p><s>,<q>\n"
+                              "<p><q>,<r>\n"
+                              "<p><q><b><c>,<d>\n"
+                              "<p><r><b><d>,<e>\n"
+                              "<p><s><b><e>,<f>\n"
+                              "<p>,<x<>\n"
+                              "<p><b><c>,<d>\n"
                               "[READD]\n<t><g><h>,<b>,<5.14>\n"
                               "[5.16]\n";
 
@@ -106,8 +114,8 @@ TEST(RulesFaults, LoadingAndApplying)
         EXPECT_EQ(result_text, support::dump(migr_main.root));
         end();
         size_t failures = sweep(-1, [] { return __build_updatefile_tree() == 0 ? apply_all() : -1; });
-        /* Two sections, eleven rules each with a text, and what applying them takes. */
-        EXPECT_LT(size_t{2 + 2 * 11 + 10}, failures);
+        /* Two sections, nineteen rules each with a text, and what applying them takes. */
+        EXPECT_LT(size_t{2 + 2 * 19 + 20}, failures);
         testing::internal::GetCapturedStdout();
         return 0;
     });

@@ -5,6 +5,7 @@
  */
 #include "recorder.h"
 
+#include "support/processor_time.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
@@ -292,4 +293,83 @@ TEST_F(ListChanges, NodesThatAHostLinksByItselfAreFound)
     EXPECT_EQ("config a\n    set first\n    set x 1\n    set between\n    set z 3\n    set last\n    set end 4\nend\n",
               support::written(&migr_main.root));
     migr_main.root.top_list->set_list = nullptr;
+}
+
+/* Each takes a fraction of a second, and took minutes when every change searched its list from the head. */
+class LongLists : public support::TreeTest {
+  protected:
+    static constexpr size_t count = 200000;
+
+    /* Processor seconds of a walk with a callback that is called at every set that is named "x". */
+    static double walk(const std::string &text, const std::function<void()> &change)
+    {
+        EXPECT_EQ(0, support::parse(text));
+        double seconds = 0;
+        walk_once(
+            [&](int32_t, int32_t *) {
+                if (top_cfg_set_is("x") || top_edt_set_is("x"))
+                    change();
+            },
+            &seconds);
+        return seconds;
+    }
+
+  private:
+    static void walk_once(const walk_test::Action &action, double *seconds)
+    {
+        static walk_test::Action only;
+        only = action;
+        stage_row row = {
+            "long", [](int32_t round, void *, int32_t *progress) { only(round, progress); }, "a", 1, 1, nullptr, 0, 0,
+            0};
+        stage_table stage = {0x50055, STAGE_ADOM, &row, 1};
+        *seconds = support::processor_seconds([&] { walk_stage(&migr_main, &stage); });
+    }
+};
+
+TEST_F(LongLists, LoseEveryOtherSet)
+{
+    std::string text = "config a\n" + support::times(count, "set kept 1\nset x 1\n") + "end\n";
+    EXPECT_LT(walk(text, [] { cnd_del(top[3]); }), 10);
+    EXPECT_EQ(count, support::length_of(migr_main.root.top_list->set_list));
+}
+
+TEST_F(LongLists, LoseTheirSecondHalf)
+{
+    std::string text =
+        "config a\n" + support::times(count, "set kept 1\n") + support::times(count, "set x 1\n") + "end\n";
+    EXPECT_LT(walk(text, [] { cnd_detach(top[3]); }), 10);
+    EXPECT_EQ(count, support::length_of(migr_main.root.top_list->set_list));
+}
+
+TEST_F(LongLists, LoseASetTwice)
+{
+    std::string text = "config a\n" + support::times(count, "set x 1\nset kept 1\n") + "end\n";
+    EXPECT_LT(walk(text,
+                   [] {
+                       cnd_del(top[3]);
+                       cnd_del(top[3]);
+                   }),
+              10);
+}
+
+TEST_F(LongLists, GrowAtTheirEnd)
+{
+    std::string text = "config a\n" + support::times(count, "set x 1\n") + "end\n";
+    EXPECT_LT(walk(text, [] { cnd_add_prop(top[1], "new", "1"); }), 10);
+    EXPECT_EQ(2 * count, support::length_of(migr_main.root.top_list->set_list));
+}
+
+TEST_F(LongLists, LoseEveryOtherEdit)
+{
+    std::string text = "config a\n" + support::times(count, "edit 1\nnext\nedit 2\nset x 1\nnext\n") + "end\n";
+    EXPECT_LT(walk(text, [] { cnd_del(top[2]); }), 10);
+    EXPECT_EQ(count, support::length_of(migr_main.root.top_list->edit_list));
+}
+
+TEST_F(LongLists, LoseSetsByName)
+{
+    std::string text = "config a\n" + support::times(count, "set kept 1\nset y 1\n") + "set x 1\nend\n";
+    EXPECT_LT(walk(text, [] { cnd_del_by_name(top[1], 1, "y"); }), 10);
+    EXPECT_EQ(count + 1, support::length_of(migr_main.root.top_list->set_list));
 }
