@@ -1,16 +1,14 @@
 #include "chain/blocks.h"
 
 #include "driver/run_context.h"
+#include "driver/stall.h"
 #include "tree/operations.h"
 
 #include <cstring>
 
 config_node *walk_to(const char *name)
 {
-    config_node *node = migr_main.root.top_list;
-    while (node && !raw_name_is(node, name))
-        node = node->next;
-    return node;
+    return first_named(migr_main.root.top_list, name);
 }
 
 config_node *node_ahead_of(const char *name)
@@ -58,17 +56,7 @@ bool raw_value_begins(const config_node *node, const char *text)
 
 config_node *first_set(const config_node *owner, const char *name)
 {
-    config_node *set = owner->set_list;
-    while (set && !raw_name_is(set, name))
-        set = set->next;
-    return set;
-}
-
-config_node *last_of(config_node *list)
-{
-    while (list && list->next)
-        list = list->next;
-    return list;
+    return first_named(owner->set_list, name);
 }
 
 config_node *last_set(const config_node *owner)
@@ -85,8 +73,26 @@ bool push_new_set(config_node *owner, const char *name, const char *value)
     return true;
 }
 
+void del_first_set_in_edits(const char *block, const char *name)
+{
+    for (config_node *edit = edits_of(walk_to(block)); edit; edit = edit->next)
+        cfg_del_conf(first_set(edit, name), edit);
+}
+
 void insert_behind(config_node *place, config_node *node)
 {
     if (node)
         push_front(&place->next, node);
+}
+
+config_node *open_block_behind(const char *anchor, const char *name, const char *where)
+{
+    if (config_node *block = walk_to(name))
+        return block;
+    if (!walk_to(anchor))
+        migr_never_returns(where);
+    for (config_node *node = migr_main.root.top_list; node; node = node->next)
+        if (raw_name_is(node, anchor))
+            cfg_add_conf(name, nullptr, MIGR_TOP, node);
+    return walk_to(name);
 }

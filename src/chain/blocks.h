@@ -32,13 +32,18 @@ bool        raw_value_begins(const config_node *node, const char *text);
 config_node *first_set(const config_node *owner, const char *name);
 config_node *last_set(const config_node *owner);
 
-/* The last node of a list, null for an empty one. */
-config_node *last_of(config_node *list);
-
 /* Adds a set at the head of the owner's sets. False without memory, and then nothing has changed. */
 bool push_new_set(config_node *owner, const char *name, const char *value);
 
+/* Deletes the first set of that name in each edit of the first block of that name. */
+void del_first_set_in_edits(const char *block, const char *name);
+
 /* Puts a node directly behind another. A null node is passed over. */
 void insert_behind(config_node *place, config_node *node);
+
+/* Adds the block behind every top-level block named `anchor`, unless it is there. Gives the first block of that name,
+ * or null without memory. A file without the anchor never gets on: old releases looked for their new block for ever,
+ * and so does this one, at the place that `where` names. */
+config_node *open_block_behind(const char *anchor, const char *name, const char *where);
 
 #endif

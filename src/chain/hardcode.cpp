@@ -1,16 +1,18 @@
 #include "chain/hardcode.h"
 
 #include "chain/aggregate_binding.h"
+#include "chain/forwarding_and_routing.h"
 #include "chain/log_model.h"
 #include "chain/method_and_ip_lists.h"
 #include "chain/names_and_defaults.h"
 #include "chain/predefined_merge.h"
 #include "chain/protection_rules.h"
-#include "chain/release_41.h"
-#include "chain/releases_53_to_54.h"
-#include "chain/releases_to_52.h"
+#include "chain/release_4_10.h"
+#include "chain/releases_5_0_to_5_20.h"
+#include "chain/releases_5_30_to_5_40.h"
+#include "chain/rule_tables.h"
 #include "chain/server_policies.h"
-#include "chain/small_conversions.h"
+#include "chain/system_settings.h"
 #include "chain/users.h"
 
 #include <iterator>

@@ -22,10 +22,10 @@ config_node *table_behind(const config_node *predecessor, const char *name)
  * also when only the reference could not be made. */
 config_node *method_policy_of(config_node *table, config_node *profile)
 {
-    for (config_node *policy = table->edit_list; policy; policy = policy->next)
-        if (raw_name_is(policy, profile->name))
-            return policy;
-    config_node *policy = make_node(MIGR_EDIT, profile->name, nullptr);
+    config_node *policy = first_named(table->edit_list, profile->name);
+    if (policy)
+        return policy;
+    policy = make_node(MIGR_EDIT, profile->name, nullptr);
     if (!policy)
         return nullptr;
     push_front(&table->edit_list, policy);

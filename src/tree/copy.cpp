@@ -3,6 +3,7 @@
 #include "tree/list_walk.h"
 #include "tree/node_stack.h"
 #include "tree/node_store.h"
+#include "tree/operations.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -56,10 +57,7 @@ config_node *chain(config_node *list, config_node *rest)
 {
     if (!list)
         return rest;
-    config_node *last = list;
-    while (last->next)
-        last = last->next;
-    last->next = rest;
+    last_of(list)->next = rest;
     return list;
 }
 

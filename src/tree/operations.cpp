@@ -48,6 +48,13 @@ void migr_find_node(config_node *node, int32_t, const char *path)
     is_found = 1;
 }
 
+config_node *last_of(config_node *list)
+{
+    while (list && list->next)
+        list = list->next;
+    return list;
+}
+
 config_node *_migr_find_node(const char *path)
 {
     is_found = 0;

@@ -14,8 +14,8 @@ extern int32_t      is_found;
 
 /*
  * Searches the tree below the root `node`: the first top-level config of that path name, wherever it stands, else the
- * first edit of that raw name in any of them, and nothing deeper. Below a config its own edits alone are searched, below
- * anything else, and null, nothing. The result goes to the two slots, which the caller clears before: nothing is
+ * first edit of that raw name in any of them, and nothing deeper. Below a config its own edits alone are searched,
+ * below anything else, and null, nothing. The result goes to the two slots, which the caller clears before: nothing is
  * searched after a hit. `depth` is carried along and never read.
  */
 void migr_find_node(config_node *node, int32_t depth, const char *path);
@@ -25,6 +25,9 @@ config_node *find_node(const config_node *node, const char *path);
 
 /* The first node of that name in a list, or null. */
 config_node *first_named(config_node *list, const char *name);
+
+/* The last node of a list, or null. */
+config_node *last_of(config_node *list);
 
 /* Clears the slots, searches the main tree, and gives the node or null. */
 config_node *_migr_find_node(const char *path);

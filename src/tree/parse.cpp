@@ -1,6 +1,7 @@
 #include "driver/run_context.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
+#include "tree/operations.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -23,13 +24,6 @@ struct block_stack {
     size_t      depth;
     size_t      room;
 };
-
-config_node *last_of(config_node *list)
-{
-    while (list && list->next)
-        list = list->next;
-    return list;
-}
 
 open_block block_of(config_node *node)
 {

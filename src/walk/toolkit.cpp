@@ -111,10 +111,7 @@ config_node *cnd_add_prop_front(config_node *parent, const char *name, const cha
 
 config_node *cnd_find_top(const char *name)
 {
-    config_node *node = migr_main.root.top_list;
-    while (node && !cnd_name_is(node, name))
-        node = node->next;
-    return node;
+    return first_named(migr_main.root.top_list, name);
 }
 
 config_node *cnd_open_top(const char *name)

@@ -1,20 +1,13 @@
-#include "chain/releases_53_to_54.h"
+#include "chain/releases_5_30_to_5_40.h"
 
 #include "chain/blocks.h"
-#include "chain/releases_to_52.h"
+#include "chain/word_filters.h"
 #include "driver/run_context.h"
 #include "tree/operations.h"
 #include "tree/version_text.h"
 
 #include <cstdio>
 #include <cstring>
-
-/* Deletes the first set of that name in each edit of a block. */
-static void del_first_set_in_edits(const char *block, const char *name)
-{
-    for (config_node *edit = edits_of(walk_to(block)); edit; edit = edit->next)
-        cfg_del_conf(first_set(edit, name), edit);
-}
 
 /* The dashboard lost the entry for the service's status. */
 int32_t migr_del_servicestatus_item(void)
@@ -101,19 +94,11 @@ int32_t migr_add_sni_enable_conf(void)
     return 0;
 }
 
-static config_node *first_config(const config_node *edit, const char *name)
-{
-    config_node *config = edit->config_list;
-    while (config && !raw_name_is(config, name))
-        config = config->next;
-    return config;
-}
-
 /* A dashboard's entry is its column and its status; the rest was the old dashboard's. */
 int32_t migr_del_child_table_hashboard_prop(void)
 {
     for (config_node *admin = edits_of(walk_to("system,admin")); admin; admin = admin->next)
-        for (config_node *entry = edits_of(first_config(admin, "dashboard")); entry; entry = entry->next)
+        for (config_node *entry = edits_of(first_named(admin->config_list, "dashboard")); entry; entry = entry->next)
             for (config_node *set = entry->set_list; set; set = set->next)
                 if (!raw_name_is(set, "column") && !raw_name_is(set, "status"))
                     cfg_del_conf(set, entry);
@@ -181,7 +166,7 @@ int32_t migr_del_vzone_ip(void)
 int32_t migr_change_sig_name(void)
 {
     for (config_node *rule = edits_of(walk_to("waf,custom-access,rule")); rule; rule = rule->next) {
-        config_node *classes = first_config(rule, "signature-class");
+        config_node *classes = first_named(rule->config_list, "signature-class");
         if (!classes)
             continue;
         set_node_name(classes, "main-class");

@@ -1,6 +1,6 @@
 /* Conversions of the step to 4.10. */
-#ifndef MIGR_CHAIN_RELEASE_41_H
-#define MIGR_CHAIN_RELEASE_41_H
+#ifndef MIGR_CHAIN_RELEASE_4_10_H
+#define MIGR_CHAIN_RELEASE_4_10_H
 
 #include "tree/config_node.h"
 

@@ -1,4 +1,4 @@
-#include "chain/release_41.h"
+#include "chain/release_4_10.h"
 
 #include "chain/blocks.h"
 #include "chain/text_index.h"

@@ -1,4 +1,4 @@
-#include "chain/releases_53_to_54.h"
+#include "chain/releases_5_30_to_5_40.h"
 
 #include "driver/run_context.h"
 #include "support/failing_memory.h"
@@ -9,7 +9,7 @@ using namespace support;
 
 namespace {
 
-class Releases53To54 : public TreeTest {
+class Releases530To540 : public TreeTest {
   protected:
     static config_node *block()
     {
@@ -17,7 +17,7 @@ class Releases53To54 : public TreeTest {
     }
 };
 
-TEST_F(Releases53To54, AServerNameSwitchThatCannotBeHadIsReported)
+TEST_F(Releases530To540, AServerNameSwitchThatCannotBeHadIsReported)
 {
     ASSERT_EQ(parse("config server-policy policy\nedit 1\nset a 1\nset sni-certificate x\nnext\n"
                     "edit 2\nset sni-certificate x\nnext\nend\n"),
@@ -31,7 +31,7 @@ TEST_F(Releases53To54, AServerNameSwitchThatCannotBeHadIsReported)
                               "edit 2\n  set sni-certificate=x\n");
 }
 
-TEST_F(Releases53To54, SetsWithoutAValueAreNoTrouble)
+TEST_F(Releases530To540, SetsWithoutAValueAreNoTrouble)
 {
     ASSERT_EQ(parse("config server-policy health\nedit 1\nnext\nend\n"
                     "config server-policy policy\nedit 1\nnext\nend\n"
@@ -57,7 +57,7 @@ TEST_F(Releases53To54, SetsWithoutAValueAreNoTrouble)
     EXPECT_EQ(dump(*mail), "edit 1\n  set interval\n  set severity\n");
 }
 
-TEST_F(Releases53To54, AnEmptyTypeIsAPingToo)
+TEST_F(Releases530To540, AnEmptyTypeIsAPingToo)
 {
     ASSERT_EQ(parse("config server-policy health\nedit 1\nset a 1\nnext\nend\n"), 0);
     cfg_add_conf("type", "", MIGR_SET, block()->edit_list);
@@ -65,7 +65,7 @@ TEST_F(Releases53To54, AnEmptyTypeIsAPingToo)
     EXPECT_EQ(dump(*block()), "edit 1\n  config health-list\n    edit 1\n      set type=icmp\n      set a=1\n");
 }
 
-TEST_F(Releases53To54, ASetThatHasNoListToGoToStays)
+TEST_F(Releases530To540, ASetThatHasNoListToGoToStays)
 {
     constexpr char health[] = "config server-policy health\nedit 1\nset a 1\nset type tcp\nnext\nend\n";
     constexpr char syslog[] = "config log syslog-policy\nedit 1\nset a 1\nnext\nend\n";

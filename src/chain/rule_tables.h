@@ -1,6 +1,7 @@
-/* Settings and small tables that changed shape in one release of the 4.x line, each on its own. */
-#ifndef MIGR_CHAIN_SMALL_CONVERSIONS_H
-#define MIGR_CHAIN_SMALL_CONVERSIONS_H
+/* Tables of rules whose entries gained, lost or exchanged something in 4.20 to 4.43: log-in limits, URL rewriting, XML
+ * filters, input rules, robots. */
+#ifndef MIGR_CHAIN_RULE_TABLES_H
+#define MIGR_CHAIN_RULE_TABLES_H
 
 #include "tree/config_node.h"
 
@@ -22,22 +23,6 @@ void migr_malicious_robot_process(void);
 void migr_check_one_malicious_robot_check(config_node *edit);
 /* Gives the edit a namesake in the access limit rules, with these sets (null for none). */
 void mr_add_freenode_to_tree(const config_node *edit, config_node *moved);
-void migr_system_hasyncd(void);
-
-/* 4.40; always 0. migr_snmp_events never returns from a community without sets, migr_x_forward and migr_advanced never
- * from a file without the block behind which theirs belongs. */
-int32_t migr_snmp_events(void);
-int32_t migr_mod_packet_log(void);
-int32_t migr_x_forward(void);
-void    op_profile_x_forward(config_node *block);
-void    add_new_x_forward(const char *name);
-int32_t migr_advanced(void);
-void    moved_to_advanced(const char *name, const char *value);
-
-/* 4.42; always 0. The helpers take the first edit of a block, or null. */
-int32_t migr_mod_content_routing_policy(void);
-void    modified_hcr_policy(config_node *edits);
-void    modified_hcr_pserver_list(config_node *edits);
 
 /* 4.43 */
 void migr_exchange_robot_group_default(void);

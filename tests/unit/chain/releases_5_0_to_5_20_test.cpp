@@ -1,4 +1,4 @@
-#include "chain/releases_to_52.h"
+#include "chain/releases_5_0_to_5_20.h"
 
 #include "driver/run_context.h"
 #include "driver/upgrade_run.h"
@@ -13,49 +13,7 @@ using namespace support;
 
 namespace {
 
-/* What a filter makes of a list, in a buffer of `size` bytes. */
-std::string filtered(word_filter *filter, const char *list, int32_t size = 1024)
-{
-    std::string words = list;
-    std::string output(1024, '\0');
-    EXPECT_EQ(filter(output.data(), words.data(), size), 0);
-    return output.c_str();
-}
-
-TEST(WordFilters, KeepTheFirstWordOrTestIt)
-{
-    EXPECT_EQ(filtered(del_xml_prop_and_robot, "xml-a waf-b xml waf-robot-attack-2 xmlx c"), "xml-a waf-b c");
-    EXPECT_EQ(filtered(del_bad_robot_prop, "bad-robot bad-robots a my-bad-robot"), "bad-robot a my-bad-robot");
-    EXPECT_EQ(filtered(del_allow_robot_prop, "allow-robot allow-robots a  b"), " a b");
-    EXPECT_EQ(filtered(del_allow_robot_prop, "allow-robot"), "");
-    EXPECT_EQ(filtered(del_allow_robot_prop, "a allow-robot b"), "a b");
-    EXPECT_EQ(filtered(del_xml_prop_and_robot, ""), "");
-    EXPECT_EQ(filtered(del_xml_prop_and_robot, "   "), "");
-}
-
-TEST(WordFilters, StopAtTheWordThatDoesNotFit)
-{
-    EXPECT_EQ(filtered(del_bad_robot_prop, "abcd e", 4), "");
-    EXPECT_EQ(filtered(del_bad_robot_prop, "abcd e", 5), "abcd");
-    EXPECT_EQ(filtered(del_bad_robot_prop, "abcd e", 6), "abcd");
-    EXPECT_EQ(filtered(del_bad_robot_prop, "abcd e", 7), "abcd e");
-    EXPECT_EQ(filtered(del_bad_robot_prop, "ab cdefgh i", 6), "ab");
-    EXPECT_EQ(filtered(del_bad_robot_prop, "ab bad-robot-cdef i", 6), "ab i");
-    EXPECT_EQ(filtered(del_allow_robot_prop, "allow-robot a", 5), "");
-    EXPECT_EQ(filtered(del_allow_robot_prop, "allow-robot a", 12), " a");
-}
-
-TEST(WordFilters, RefuseANull)
-{
-    char text[8] = "a";
-    for (word_filter *filter : {del_xml_prop_and_robot, del_bad_robot_prop, del_allow_robot_prop}) {
-        EXPECT_EQ(filter(nullptr, text, sizeof text), -1);
-        EXPECT_EQ(filter(text, nullptr, sizeof text), -1);
-    }
-    EXPECT_STREQ(text, "a");
-}
-
-class ReleasesTo52 : public TreeTest {
+class Releases50To520 : public TreeTest {
   protected:
     void TearDown() override
     {
@@ -71,7 +29,7 @@ class ReleasesTo52 : public TreeTest {
     }
 };
 
-TEST_F(ReleasesTo52, SetsWithoutAValueAreNoTrouble)
+TEST_F(Releases50To520, SetsWithoutAValueAreNoTrouble)
 {
     ASSERT_EQ(parse("config system snmp community\nedit 1\nnext\nend\nconfig log attack-log\nend\n"
                     "config system interface\nedit 1\nnext\nend\n"
@@ -95,7 +53,7 @@ TEST_F(ReleasesTo52, SetsWithoutAValueAreNoTrouble)
     EXPECT_EQ(dump(*node), "edit 1\n  set http-session-management\n  set cookie-poison=disable\n");
 }
 
-TEST_F(ReleasesTo52, EventListsAreFilteredUpTo1023Characters)
+TEST_F(Releases50To520, EventListsAreFilteredUpTo1023Characters)
 {
     std::string word(1000, 'a');
     ASSERT_EQ(parse("config log attack-log\nset packet-log " + word + " bcdefghijklmnopqrstuvwxyz\nend\n"), 0);
@@ -103,7 +61,7 @@ TEST_F(ReleasesTo52, EventListsAreFilteredUpTo1023Characters)
     EXPECT_EQ(block()->set_list->value, word + " bcdefghijklmnopqrstuvw");
 }
 
-TEST_F(ReleasesTo52, CertificatesStayInAnyOtherMode)
+TEST_F(Releases50To520, CertificatesStayInAnyOtherMode)
 {
     ASSERT_EQ(parse("config system certificate local\nedit a\nset password x\nnext\nend\n"), 0);
     std::string before = dump(migr_main.root);
@@ -115,7 +73,7 @@ TEST_F(ReleasesTo52, CertificatesStayInAnyOtherMode)
     EXPECT_EQ(dump(migr_main.root), "top system,certificate,local\n  edit a\n");
 }
 
-TEST_F(ReleasesTo52, CertificatesThatCannotBeCopiedAreReported)
+TEST_F(Releases50To520, CertificatesThatCannotBeCopiedAreReported)
 {
     constexpr char text[] = "config system default_rptlang\nend\n"
                             "config system certificate local\nedit a\nset b c\nnext\nend\n"

@@ -1,6 +1,6 @@
 /* Conversions of the steps from 5.30 to 5.40, the last that the version chain has. None can stop the chain. */
-#ifndef MIGR_CHAIN_RELEASES_53_TO_54_H
-#define MIGR_CHAIN_RELEASES_53_TO_54_H
+#ifndef MIGR_CHAIN_RELEASES_5_30_TO_5_40_H
+#define MIGR_CHAIN_RELEASES_5_30_TO_5_40_H
 
 #include <stdint.h>
 

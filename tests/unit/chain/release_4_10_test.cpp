@@ -1,4 +1,4 @@
-#include "chain/release_41.h"
+#include "chain/release_4_10.h"
 
 #include "support/processor_time.h"
 #include "sweeps.h"

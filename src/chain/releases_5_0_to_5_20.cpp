@@ -1,6 +1,7 @@
-#include "chain/releases_to_52.h"
+#include "chain/releases_5_0_to_5_20.h"
 
 #include "chain/blocks.h"
+#include "chain/word_filters.h"
 #include "driver/run_context.h"
 #include "driver/version_lines.h"
 #include "platform/platform.h"
@@ -51,43 +52,6 @@ bool begins_with(const char *text, const char *beginning)
     return strncmp(text, beginning, strlen(beginning)) == 0;
 }
 
-/* What a filter drops, and whether its first word is tested at all. */
-struct dropped_words {
-    const char *beginnings[2];
-    bool        first_too;
-};
-
-bool is_dropped(const char *word, const dropped_words &dropped)
-{
-    for (const char *beginning : dropped.beginnings)
-        if (beginning && begins_with(word, beginning))
-            return true;
-    return false;
-}
-
-int32_t keep_words(char *output, char *words, int32_t size, const dropped_words &dropped)
-{
-    if (!output || !words)
-        return -1;
-    auto   room = static_cast<size_t>(size);
-    char  *rest = nullptr;
-    char  *word = strtok_r(words, " ", &rest);
-    size_t length = 0;
-    if (!word || strlen(word) >= room)
-        return 0;
-    if (!dropped.first_too || !is_dropped(word, dropped))
-        length = static_cast<size_t>(stpcpy(output, word) - output);
-    while ((word = strtok_r(nullptr, " ", &rest)) != nullptr) {
-        if (is_dropped(word, dropped))
-            continue;
-        if (length + strlen(word) + 1 >= room)
-            break;
-        output[length++] = ' ';
-        length += static_cast<size_t>(stpcpy(output + length, word) - (output + length));
-    }
-    return 0;
-}
-
 } // namespace
 
 /* 5.0 names a fail-open pair by its ports, where old releases named a type. */
@@ -111,38 +75,6 @@ int32_t migr_change_name_log_alertemail(void)
     if (config_node *block = walk_to("log,alertemail"))
         set_node_name(block, "log,alertmail");
     return 0;
-}
-
-int32_t del_xml_prop_and_robot(char *output, char *words, int32_t size)
-{
-    return keep_words(output, words, size, {{"xml", "waf-robot-attack"}, false});
-}
-
-int32_t del_bad_robot_prop(char *output, char *words, int32_t size)
-{
-    return keep_words(output, words, size, {{"bad-robot", nullptr}, false});
-}
-
-int32_t del_allow_robot_prop(char *output, char *words, int32_t size)
-{
-    return keep_words(output, words, size, {{"allow-robot", nullptr}, true});
-}
-
-void filter_words(config_node *set, word_filter *filter)
-{
-    if (!set || !set->value)
-        return;
-    char words[1024];
-    char kept[1024] = "";
-    snprintf(words, sizeof words, "%s", set->value);
-    filter(kept, words, sizeof kept);
-    set_node_value(set, kept);
-}
-
-void filter_attack_packet_log(word_filter *filter)
-{
-    if (config_node *block = walk_to("log,attack-log"))
-        filter_words(first_set(block, "packet-log"), filter);
 }
 
 /* 5.0 raises no events of XML and robots any more. The first event of a list was never looked at, and stays. */
@@ -296,7 +228,6 @@ int32_t migr_del_certi_local_passwd(void)
 {
     if (migr_main.mode == MIGR_GLOBAL)
         return -1;
-    for (config_node *edit = edits_of(walk_to("system,certificate,local")); edit; edit = edit->next)
-        cfg_del_conf(first_set(edit, "password"), edit);
+    del_first_set_in_edits("system,certificate,local", "password");
     return 0;
 }
