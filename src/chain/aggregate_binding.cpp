@@ -1,3 +1,7 @@
+/*
+ * The step to 5.35 lets a cluster monitor aggregates. Reads the interfaces and the "monitor" set of "system,ha",
+ * and changes that set alone: interfaces that stand behind the cluster in the file are not known to it.
+ */
 #include "chain/aggregate_binding.h"
 
 #include "chain/blocks.h"
@@ -131,6 +135,8 @@ bool append_name(char *output, size_t room, const char *name)
 }
 
 } // namespace
+
+/* ---- 5.35 ---- */
 
 int32_t get_bind_name(char *output, const char *quoted_name)
 {

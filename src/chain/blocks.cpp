@@ -1,3 +1,7 @@
+/*
+ * The vocabulary of the version chain. Everything is compared as it is written and delete marks are not looked at,
+ * so nothing here is of use to the stages, which compare without quotes (walk/toolkit.h).
+ */
 #include "chain/blocks.h"
 
 #include "driver/run_context.h"

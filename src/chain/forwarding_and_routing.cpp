@@ -1,3 +1,7 @@
+/*
+ * Forwarded addresses become rules (4.40), and routing policies lists of rules (4.42). Nothing here looks at
+ * whether a profile or policy is used.
+ */
 #include "chain/forwarding_and_routing.h"
 
 #include "chain/blocks.h"

@@ -1,3 +1,7 @@
+/*
+ * The steps of the version chain and their table. This file says what runs in which order and nothing else; what a
+ * migration does stands with it. Releases above 5.40 have no step: they are stages (walk/stage_tables.cpp).
+ */
 #include "chain/hardcode.h"
 
 #include "chain/aggregate_binding.h"

@@ -1,3 +1,7 @@
+/*
+ * The step to 4.11 makes the new log configuration out of the old blocks' own records, in place. Whoever comes
+ * behind must not expect the old names, nor a set that none of the new blocks has a place for.
+ */
 #include "chain/log_model.h"
 
 #include "chain/blocks.h"
@@ -399,6 +403,8 @@ void convert_alert_mail(log_blocks *blocks)
 }
 
 } // namespace
+
+/* ---- 4.11 ---- */
 
 /*
  * 4.10 to 4.11: a destination (memory, disk, syslog daemon) had a setting and a filter, and alert mail had a pair of

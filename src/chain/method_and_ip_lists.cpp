@@ -1,3 +1,7 @@
+/*
+ * The step to 4.20 gathers request methods and IP lists in tables of their own. What moved keeps its old set or
+ * block, marked as deleted; a table is only looked for at the place where it belongs.
+ */
 #include "chain/method_and_ip_lists.h"
 
 #include "chain/blocks.h"
@@ -87,6 +91,8 @@ config_node *member_of(const config_node *table)
 }
 
 } // namespace
+
+/* ---- 4.20 ---- */
 
 /*
  * 4.11 to 4.20: the request methods that a protection profile allows moved to method policies, and a profile names its

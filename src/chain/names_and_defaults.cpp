@@ -1,3 +1,7 @@
+/*
+ * The step to 5.0 renames, and drops what the old release had written as its defaults. Deletes outright, without
+ * marks: the rules of the release do not see what went.
+ */
 #include "chain/names_and_defaults.h"
 
 #include "chain/blocks.h"
@@ -100,6 +104,8 @@ bool is_farm_of_dropped_type(const config_node *farm)
 }
 
 } // namespace
+
+/* ---- 5.0 ---- */
 
 /*
  * 4.46 to 5.0: the web group of access profiles was renamed after the product, and there is no right to write without

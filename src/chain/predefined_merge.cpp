@@ -1,3 +1,7 @@
+/*
+ * The step to 4.30 grafts the predefined configuration into the file. Works on the two tables of
+ * predefined_tables.cpp, whose marks outlive a file; the nodes in them do not (forget_merged_nodes).
+ */
 #include "chain/predefined_merge.h"
 
 #include "chain/blocks.h"
@@ -112,6 +116,8 @@ void strip_number(char *name)
 }
 
 } // namespace
+
+/* ---- 4.30 ---- */
 
 /*
  * 4.20 to 4.30: the firmware's predefined entries became part of the configuration. A fixed file has them, and a file

@@ -1,3 +1,4 @@
+/* The two tables of the merge (predefined_merge.cpp): data alone, in the order of a full configuration file. */
 #include "chain/predefined_merge.h"
 
 /* The order of blocks in a full configuration file of 4.30, with the predefined entries of a table behind their table.

@@ -1,3 +1,7 @@
+/*
+ * Server protection rules from 4.11 on, their end in 4.40, and the signature rules that took their place. Some
+ * sets made here have no kind: they are written like any other, and nothing that goes by kind finds them.
+ */
 #include "chain/protection_rules.h"
 
 #include "chain/blocks.h"
@@ -329,6 +333,8 @@ void add_bad_robot_class(config_node *list)
 
 } // namespace
 
+/* ---- 4.11 ---- */
+
 /*
  * 4.10 to 4.11: an attack family could only be switched on or off; now a rule lists the family's signatures, and one
  * that is on had all of them. A later release runs this again, for rules that were made in between.
@@ -350,6 +356,8 @@ void migr_server_protec_exp(void)
             fill_subtypes(entry, families_of_exceptions);
 }
 
+/* ---- 4.32 ---- */
+
 /*
  * 4.30 to 4.32: protection rules gained remote file inclusion, switched on in the predefined ones. 4.35 runs this
  * again, for appliances that passed 4.32 by; the others get the sets twice, and old files depend on it.
@@ -359,6 +367,8 @@ int32_t migr_server_protection_rule(void)
     return extend_predefined("waf,server-protection-rule", predefined_rules, remote_inclusion_sets,
                              no_memory::skips_the_set);
 }
+
+/* ---- 4.35 ---- */
 
 /*
  * 4.33 to 4.35: the same with local file inclusion.
@@ -376,6 +386,8 @@ int32_t migr_http_pro_pa_res(void)
     return extend_predefined("waf,http-protocol-parameter-restriction", predefined_restrictions, malformed_request_sets,
                              no_memory::stops);
 }
+
+/* ---- 4.40 ---- */
 
 /*
  * 4.35 to 4.40: the table of protection rules, attack families and all, gave way to one of signatures by main class,
@@ -450,6 +462,8 @@ void add_meet_targets(config_node *entry, int32_t kind_of_rule)
         cfg_add_conf("target", added.target, MIGR_SET, edits_of(list));
     });
 }
+
+/* ---- 5.0 ---- */
 
 /*
  * 4.46 to 5.0: bad robots became a main class of signatures, which every signature entry now has.

@@ -1,3 +1,7 @@
+/*
+ * The step to 4.10: argument types, old redirections, and policies that fit the operation mode. The list of
+ * removed rules lives for one call of url_writing_rule.
+ */
 #include "chain/release_4_10.h"
 
 #include "chain/blocks.h"
@@ -8,6 +12,8 @@
 #include <cstring>
 
 item_record item_list;
+
+/* ---- 4.10 ---- */
 
 /* Puts the type ahead of each expression, at the head of the list: what stood ahead of the expression drops out. The
  * loss is as old as the step, and 4.10 appliances have lived with what it left. */

@@ -1,3 +1,7 @@
+/*
+ * What is left of the steps to 5.0, 5.10 and 5.20 beside names and defaults (names_and_defaults.cpp). Certificates
+ * leave the global file for the run's store here; nothing else outlives a pass.
+ */
 #include "chain/releases_5_0_to_5_20.h"
 
 #include "chain/blocks.h"
@@ -54,6 +58,8 @@ bool begins_with(const char *text, const char *beginning)
 
 } // namespace
 
+/* ---- 5.0 ---- */
+
 /* 5.0 names a fail-open pair by its ports, where old releases named a type. */
 int32_t migr_bypass_config_modify(void)
 {
@@ -106,6 +112,8 @@ int32_t migr_adjust_cookie_poison(void)
         }
     return 0;
 }
+
+/* ---- 5.10 ---- */
 
 static void add_predefined_names(config_node *group)
 {
@@ -167,6 +175,8 @@ int32_t migr_modify_aggregate_interface_status(void)
         raise_aggregate(edit);
     return 0;
 }
+
+/* ---- 5.20 ---- */
 
 static bool is_certificate_config(const config_node *top_node)
 {

@@ -1,3 +1,7 @@
+/*
+ * The last steps of the chain, from 5.30 to 5.40. Each migration looks at the first block of a name only, and none
+ * says why a file was left as it is.
+ */
 #include "chain/releases_5_30_to_5_40.h"
 
 #include "chain/blocks.h"
@@ -8,6 +12,8 @@
 
 #include <cstdio>
 #include <cstring>
+
+/* ---- 5.30 ---- */
 
 /* The dashboard lost the entry for the service's status. */
 int32_t migr_del_servicestatus_item(void)
@@ -49,6 +55,8 @@ int32_t migr_del_allow_robot_prop_in_attack_log(void)
     return 0;
 }
 
+/* ---- 5.32 ---- */
+
 /*
  * An e-mail policy had an interval for each severity; from 5.32 on it has one, that of its severity. The severity's
  * name is carried from entry to entry, so one without a severity goes by the one ahead of it, and a severity behind its
@@ -68,6 +76,8 @@ int32_t migr_change_emailpl_interval_value(void)
         }
     return 0;
 }
+
+/* ---- 5.33 ---- */
 
 /* Puts a node directly ahead of one that stands in the list. */
 static void insert_ahead(config_node **list, const config_node *place, config_node *node)
@@ -104,6 +114,8 @@ int32_t migr_del_child_table_hashboard_prop(void)
                     cfg_del_conf(set, entry);
     return 0;
 }
+
+/* ---- 5.35 ---- */
 
 /* Moves a health check's sets to the entry, which reverses them; only its trigger stays. */
 static void move_health_sets(config_node *check, config_node *entry)
@@ -155,6 +167,8 @@ int32_t migr_mv_health_check_child_table(void)
     return 0;
 }
 
+/* ---- 5.36 ---- */
+
 /* A zone's own address went to its interface. */
 int32_t migr_del_vzone_ip(void)
 {
@@ -189,6 +203,8 @@ int32_t migr_change_half_open_threshold(void)
     }
     return 0;
 }
+
+/* ---- 5.40 ---- */
 
 /* Policy routes were tried in the order of the file; from 5.40 on they have priorities, counted by family. A route
  * without a gateway goes on with the family ahead of it, and the first one counts as IPv6. */

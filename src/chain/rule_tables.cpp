@@ -1,3 +1,7 @@
+/*
+ * Tables of protection rules whose entries changed in 4.20 to 4.43. Sets are moved and copied as they are; no
+ * value is checked, but for priorities that are out of range.
+ */
 #include "chain/rule_tables.h"
 
 #include "chain/blocks.h"

@@ -1,3 +1,7 @@
+/*
+ * Server policies, farms and health checks in the steps to 4.11, 4.20 and 4.30. Policies and farms are matched by
+ * texts cut at 63 characters, as the tables of these steps hold them.
+ */
 #include "chain/server_policies.h"
 
 #include "chain/blocks.h"
@@ -157,6 +161,16 @@ void set_number(config_node *set, int32_t number)
 
 } // namespace
 
+void release_further_rows(void)
+{
+    free_stack(&further_pairs);
+    free_stack(&further_servers);
+    if (policy_change_count > MIGR_POLICY_ROWS)
+        policy_change_count = MIGR_POLICY_ROWS;
+}
+
+/* ---- 4.11 ---- */
+
 /*
  * 4.10 to 4.11: sessions and poisoned cookies became settings of the protection profiles, and the predefined ones got
  * them switched on. Of the inline profiles only the two stricter ones are predefined; the offline table gets the
@@ -251,6 +265,8 @@ void migr_change_policy_port(void)
         replace_vservers(edits_of(_migr_find_node("server-policy,policy")), &vservers);
     free_index(&vservers);
 }
+
+/* ---- 4.20 ---- */
 
 /*
  * 4.11 to 4.20: looked through the farms for servers that stand in two of them. The release was shipped without
@@ -365,6 +381,8 @@ void migr_check_one_policy_session(config_node *policy)
         append_new_set(policy, "persistent-server-sessions", "1000");
 }
 
+/* ---- 4.30 ---- */
+
 /*
  * 4.20 to 4.30: the HTTP conversion is gone, and with it its policies and what referred to them. A block that stands
  * first in the file stays: old files have the system's settings there.
@@ -401,12 +419,4 @@ void migr_wafwebprotectionprofile_inlineprotection(void)
 void migr_one_wafwebprotectionprofile_inlineprotection_check(config_node *profile)
 {
     unlink_sets_with_value(profile, "http-conversion");
-}
-
-void release_further_rows(void)
-{
-    free_stack(&further_pairs);
-    free_stack(&further_servers);
-    if (policy_change_count > MIGR_POLICY_ROWS)
-        policy_change_count = MIGR_POLICY_ROWS;
 }

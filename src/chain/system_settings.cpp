@@ -1,3 +1,7 @@
+/*
+ * The cluster (4.30), events, packet logs and advanced settings (4.40). Two of these never return from a file
+ * without what they look for; that is said where it happens.
+ */
 #include "chain/system_settings.h"
 
 #include "chain/blocks.h"

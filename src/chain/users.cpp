@@ -1,3 +1,7 @@
+/*
+ * The step to 4.20 gives user groups the authentication type of the rule that names them. Groups that no rule
+ * names go, with all their members.
+ */
 #include "chain/users.h"
 
 #include "chain/blocks.h"
@@ -47,6 +51,8 @@ int32_t move_type_to_top(config_node *member)
 }
 
 } // namespace
+
+/* ---- 4.20 ---- */
 
 /*
  * 4.11 to 4.20: how users authenticate was a matter of each HTTP authentication rule, and became one of the group that

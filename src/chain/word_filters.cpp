@@ -1,3 +1,7 @@
+/*
+ * The word filters that the steps to 5.0 and 5.30 share. They cut up the text that they are given and drop words
+ * by how these begin; of a longer list all that is behind 1023 characters is gone.
+ */
 #include "chain/word_filters.h"
 
 #include "chain/blocks.h"

@@ -1,3 +1,7 @@
+/*
+ * Certificate files move into a folder per domain, when all configuration files are written. Nothing remembers how
+ * far a job came: moving what is still there is what a second run does.
+ */
 #include "filejobs/file_jobs.h"
 
 #include "driver/run_context.h"

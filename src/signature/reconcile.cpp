@@ -1,3 +1,7 @@
+/*
+ * Holds the signature lists of a file against the database. Marks and adds entries, unlinks none, and never fails
+ * a file: where the database gives no answer, an entry counts as known.
+ */
 #include "signature/reconcile.h"
 
 #include "driver/run_context.h"

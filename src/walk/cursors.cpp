@@ -1,3 +1,7 @@
+/*
+ * The cursors and the containers of the stages. The walk alone writes the slots; nothing here allocates, and what
+ * does not fit a container is dropped or refused as its function says.
+ */
 #include "walk/cursors.h"
 
 #include "walk/toolkit.h"

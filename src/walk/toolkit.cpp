@@ -1,3 +1,7 @@
+/*
+ * The node toolkit. A node's parent is known by the cursors alone, so what is not in a slot can be deleted or
+ * moved only with its parent named. The three static buffers are reused by every call.
+ */
 #include "walk/toolkit.h"
 
 #include "driver/run_context.h"

@@ -1,3 +1,7 @@
+/*
+ * The engine of the staged walk. Knows no callback by name, and nothing of what they do to the tree but that they
+ * may unlink, delete and add anywhere; all stages come from all_stages.
+ */
 #include "walk/walk.h"
 
 #include "driver/migr.h"

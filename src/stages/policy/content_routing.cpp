@@ -1,3 +1,7 @@
+/*
+ * Content routing and persistence in 5.50. Only the words are changed: whether a policy makes sense with them is
+ * not looked at.
+ */
 #include "stages/policy/content_routing.h"
 
 #include "walk/toolkit.h"

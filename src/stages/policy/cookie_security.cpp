@@ -1,3 +1,7 @@
+/*
+ * Cookie security and site publishing from 5.60 to 6.10. New policies and pools are numbered by file, so a name
+ * may stand in several files; an array holds 64 sets, and what comes behind is lost where it had to move.
+ */
 #include "stages/policy/cookie_security.h"
 
 #include "tree/version_text.h"

@@ -1,3 +1,7 @@
+/*
+ * Log policies, attack logs, reports and SNMP hosts from 5.50 to 6.10. Word lists are changed word by word; the
+ * rest of a value stays as it is.
+ */
 #include "stages/policy/log_policies.h"
 
 #include "driver/run_context.h"

@@ -1,3 +1,7 @@
+/*
+ * Web protection from 5.50 to 6.20: limits, custom rules, signatures, bots, brute force, uploads. Nearly all of it
+ * works within one edit; where a row carries something on to the next one, it says so.
+ */
 #include "stages/policy/protection_rules.h"
 
 #include "tree/file_effects.h"

@@ -1,3 +1,7 @@
+/*
+ * Server policies, pools, health checks and virtual servers from 5.85 to 6.20. Several rows need rounds of the
+ * whole tree, since what refers to something may stand ahead of it.
+ */
 #include "stages/policy/server_policies.h"
 
 #include "driver/run_context.h"

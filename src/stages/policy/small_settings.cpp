@@ -1,3 +1,7 @@
+/*
+ * Settings that changed alone, from 5.50 to 6.10. Rows that share a scope do not know of each other; their order
+ * in the stage is what they have in common.
+ */
 #include "stages/policy/small_settings.h"
 
 #include "stages/shared/remove_folder.h"

@@ -1,3 +1,4 @@
+/* A feature's folder goes. Failures are told to the caller alone, and nobody has ever asked. */
 #include "stages/shared/remove_folder.h"
 
 #include "tree/file_effects.h"

@@ -1,3 +1,4 @@
+/* The files in a folder's direct subfolders go. Nothing deeper, nothing hidden, and no folder. */
 #include "stages/shared/subfolders.h"
 
 #include <cstdio>

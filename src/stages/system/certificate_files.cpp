@@ -1,3 +1,7 @@
+/*
+ * The stage to 5.80 reads certificates, keys and passwords from files into the configuration. The files stay;
+ * texts that may be secret are cleansed where this file made a copy of them, and nowhere else.
+ */
 #include "stages/system/certificate_files.h"
 
 #include "driver/run_context.h"

@@ -1,3 +1,7 @@
+/*
+ * Features that went, and the antivirus files that go back to the image's, from 5.80 to 6.20. Many of these rows
+ * work on files and not on the tree: once per file or once per process, as each one's flag says.
+ */
 #include "stages/system/feature_cleanup.h"
 
 #include "driver/run_context.h"

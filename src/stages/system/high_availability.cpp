@@ -1,3 +1,7 @@
+/*
+ * The cluster and its neighbours from 5.83 to 6.20. A scope of "system,ha" takes in every name that begins so: a
+ * row that means the cluster alone has to ask for it.
+ */
 #include "stages/system/high_availability.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,7 @@
+/*
+ * OCSP groups, revocation lists, the template of requests and the connector's key, from 5.83 to 6.20. At most 32
+ * references are carried over, and the rest is dropped without a word.
+ */
 #include "stages/system/remote_certificates.h"
 
 #include "walk/cursors.h"

@@ -1,3 +1,7 @@
+/*
+ * Replacement messages in 5.50, 5.51 and 6.20. Pages are taken as texts: what is inserted goes to a place that a
+ * search finds, and a page without that place stays as it is.
+ */
 #include "stages/system/replacement_messages.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,7 @@
+/*
+ * TLS settings from 5.52 to 5.85. Values are taken as they are written, so a list in quotes is no list of the
+ * defaults.
+ */
 #include "stages/system/tls_settings.h"
 
 #include "walk/cursors.h"

@@ -1,3 +1,7 @@
+/*
+ * XML and JSON protection in 6.11, and its trimming by operation mode in 6.20. Generated names are new in this
+ * process, not in the file.
+ */
 #include "stages/system/xml_json_protection.h"
 
 #include "driver/run_context.h"
