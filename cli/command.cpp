@@ -1,8 +1,9 @@
 #include "command.h"
 
-#include "commands/subcommands.h"
+#include "commands/subcommand.h"
 #include "output/console.h"
 
+#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -18,8 +19,9 @@ namespace command {
 namespace {
 
 /* In the order in which --help shows them. */
-constexpr void (*subcommands[])(CLI::App &, Action &) = {
-    add_convert, add_explain, add_plan, add_check, add_upgrade, add_rollback, add_version, add_ml, add_lint,
+constexpr const Subcommand *subcommands[] = {
+    &convert_command,  &explain_command, &plan_command, &check_command, &upgrade_command,
+    &rollback_command, &version_command, &ml_command,   &lint_command,
 };
 
 constexpr char footer[] = "Exit status: 0 all done, or nothing to do; 1 some file was not upgraded, and why has been "
@@ -57,6 +59,40 @@ void settle_libcrypto()
     RAND_bytes(&byte, 1);
 }
 
+template <typename Kind> CLI::Option *add_kind(CLI::App &app, const Option &option, Kind &target)
+{
+    return app.add_option(option.names, target, option.help);
+}
+
+CLI::Option *add_kind(CLI::App &app, const Option &option, bool &target)
+{
+    return app.add_flag(option.names, target, option.help);
+}
+
+CLI::Option *add_kind(CLI::App &app, const Option &option, unsigned &target)
+{
+    return app.add_option(option.names, target, option.help)->capture_default_str()->check(CLI::Range(1U, 1'000'000U));
+}
+
+void add_option(CLI::App &app, const Option &option, Arguments &given)
+{
+    auto         add = [&](auto target) { return add_kind(app, option, given.*target); };
+    CLI::Option *added = std::visit(add, option.target);
+    added->required(option.required);
+    if (!option.choices.empty())
+        added->check(CLI::IsMember(option.choices));
+}
+
+void add_subcommand(CLI::App &app, const Subcommand &subcommand, Arguments &given, const Subcommand *&chosen)
+{
+    CLI::App *added = app.add_subcommand(subcommand.name, subcommand.help);
+    for (const Option &option : subcommand.options)
+        add_option(*added, option, given);
+    if (subcommand.footer)
+        added->footer(subcommand.footer);
+    added->callback([&] { chosen = &subcommand; });
+}
+
 int print_help(const CLI::App &app, const CLI::Success &asked)
 {
     std::ostringstream out, ignored;
@@ -65,10 +101,10 @@ int print_help(const CLI::App &app, const CLI::Success &asked)
     return static_cast<int>(Status::done);
 }
 
-int run_action(const Action &action)
+int run(const Subcommand &subcommand, const Arguments &arguments)
 {
     try {
-        return static_cast<int>(action());
+        return static_cast<int>(subcommand.run(arguments));
     } catch (const Failure &failure) {
         complain(failure.what());
         return static_cast<int>(failure.status);
@@ -94,12 +130,13 @@ void prepare_process()
 int run_command(int count, const char *const *arguments)
 {
     prepare_process();
-    Action   chosen;
-    CLI::App app("Carries the configuration of an appliance forward to this image's release.", "migr");
+    Arguments         given;
+    const Subcommand *chosen = nullptr;
+    CLI::App          app("Carries the configuration of an appliance forward to this image's release.", "migr");
     app.require_subcommand(1);
     app.footer(footer);
-    for (auto add : subcommands)
-        add(app, chosen);
+    for (const Subcommand *subcommand : subcommands)
+        add_subcommand(app, *subcommand, given, chosen);
     try {
         app.parse(count, arguments);
     } catch (const CLI::Success &asked) {
@@ -108,7 +145,7 @@ int run_command(int count, const char *const *arguments)
         complain(std::string(error.what()) + ". See: migr --help");
         return static_cast<int>(Status::unusable);
     }
-    return run_action(chosen);
+    return run(*chosen, given);
 }
 
 } // namespace command

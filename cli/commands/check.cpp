@@ -1,7 +1,7 @@
 /* migr check ROOT|FILE... [--image DIR] [--json]: what stands in the way of an upgrade, and nothing done about it. */
 #include "appliance/checked_files.h"
 #include "appliance/inspect.h"
-#include "commands/subcommands.h"
+#include "commands/subcommand.h"
 #include "driver/run_context.h"
 #include "image/check_image.h"
 #include "image/image_files.h"
@@ -10,19 +10,12 @@
 #include "output/printable.h"
 
 #include <filesystem>
-#include <memory>
 
 namespace command {
 
 namespace {
 
 using Object = nlohmann::ordered_json;
-
-struct CheckRequest {
-    std::vector<std::string> paths;
-    std::string              image;
-    bool                     json = false;
-};
 
 struct Checked {
     std::string              image; /* its folder */
@@ -71,11 +64,11 @@ std::vector<ImageFault> check_image(const std::string &folder, int32_t lowest)
     return faults_of_image({texts[0], texts[1], texts[2], texts[3]}, lowest);
 }
 
-Checked check_all(const CheckRequest &request)
+Checked check_all(const Arguments &arguments)
 {
     Checked checked;
-    checked.image = image_folder(request.image);
-    checked.files = check_paths(request.paths);
+    checked.image = image_folder(arguments.image);
+    checked.files = check_paths(arguments.files);
     checked.faults = check_image(checked.image, lowest_release(checked.files));
     return checked;
 }
@@ -139,13 +132,13 @@ void print_json(Status status, const Object &error, const Object &own)
 }
 
 /* The answer is one object whatever happens. */
-Status check_for_program(const CheckRequest &request)
+Status check_for_program(const Arguments &arguments)
 {
     Object  error;
     Status  status = Status::unusable;
     Checked checked;
     try {
-        checked = check_all(request);
+        checked = check_all(arguments);
         status = checked.status();
     } catch (const Failure &failure) {
         error = printable(failure.what());
@@ -157,28 +150,28 @@ Status check_for_program(const CheckRequest &request)
     return status;
 }
 
-Status check(const CheckRequest &request)
+Status check(const Arguments &arguments)
 {
-    if (request.json)
-        return check_for_program(request);
-    Checked checked = check_all(request);
+    if (arguments.json)
+        return check_for_program(arguments);
+    Checked checked = check_all(arguments);
     show(checked);
     return checked.status();
 }
 
 } // namespace
 
-void add_check(CLI::App &app, Action &chosen)
-{
-    auto  request = std::make_shared<CheckRequest>();
-    auto *check_app = app.add_subcommand("check", "Find what stands in the way of an upgrade, and change nothing");
-    check_app->add_option("ROOT|FILE", request->paths, "An appliance's root folder, or a configuration file")
-        ->required();
-    check_app->add_option("--image", request->image, "Folder with the image's files, in place of the packaged ones");
-    check_app->add_flag("--json", request->json, "Print what was found as JSON");
-    check_app->footer("Exit status: 0 all is sound; 1 there are findings in some file; 2 the image cannot be used, or "
-                      "ROOT or FILE cannot be read.");
-    check_app->callback([request, &chosen] { chosen = [request] { return check(*request); }; });
-}
+const Subcommand check_command = {
+    "check",
+    "Find what stands in the way of an upgrade, and change nothing",
+    {
+        {"ROOT|FILE", &Arguments::files, "An appliance's root folder, or a configuration file", true},
+        {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
+        {"--json", &Arguments::json, "Print what was found as JSON"},
+    },
+    check,
+    "Exit status: 0 all is sound; 1 there are findings in some file; 2 the image cannot be used, or ROOT or FILE "
+    "cannot be read.",
+};
 
 } // namespace command

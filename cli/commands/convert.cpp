@@ -1,9 +1,8 @@
 /* migr convert FILE [-o OUT] [--as global|domain] [--domain NAME] [--image DIR] */
-#include "commands/convert.h"
-
 #include "appliance/places.h"
+#include "appliance/single_file.h"
 #include "appliance/upgrade.h"
-#include "commands/subcommands.h"
+#include "commands/subcommand.h"
 #include "driver/version_lines.h"
 #include "image/image_files.h"
 #include "image/packaged_image.h"
@@ -16,7 +15,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <memory>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -24,6 +22,12 @@ namespace fs = std::filesystem;
 namespace command {
 
 namespace {
+
+struct ConvertRequest {
+    SingleRequest input;
+    std::string   output; /* path; empty or "-": standard output. A folder for a file from before 5.10 */
+    std::string   image;  /* folder of the image's files; empty: the packaged one */
+};
 
 /* ---- where the result goes ---- */
 
@@ -155,10 +159,9 @@ Status pass_through(const ConvertRequest &request, const SingleFile &file)
     return Status::done;
 }
 
-} // namespace
-
-Status convert(const ConvertRequest &request)
+Status convert(const Arguments &arguments)
 {
+    ConvertRequest  request = {{arguments.file, arguments.as, arguments.domain}, arguments.output, arguments.image};
     std::string     image = image_folder(request.image);
     std::string     syntax = syntax_of_image(image);
     Interrupts      interrupts;
@@ -177,19 +180,21 @@ Status convert(const ConvertRequest &request)
     return Status::done;
 }
 
-void add_convert(CLI::App &app, Action &chosen)
-{
-    auto  request = std::make_shared<ConvertRequest>();
-    auto *convert_app = app.add_subcommand("convert", "Upgrade one configuration file, without an appliance");
-    convert_app->add_option("FILE", request->input.file, "The file, plain or gzip; - for standard input")->required();
-    convert_app->add_option("-o,--output", request->output,
-                            "Where the result goes, in place of standard output; packed if the name ends in .gz. A "
-                            "folder, for a file from before 5.10");
-    convert_app->add_option("--as", request->input.as, "What FILE is, if its name does not tell")
-        ->check(CLI::IsMember({"global", "domain"}));
-    convert_app->add_option("--domain", request->input.domain, "The name of the domain that FILE belongs to");
-    convert_app->add_option("--image", request->image, "Folder with the image's files, in place of the packaged ones");
-    convert_app->callback([request, &chosen] { chosen = [request] { return convert(*request); }; });
-}
+} // namespace
+
+const Subcommand convert_command = {
+    "convert",
+    "Upgrade one configuration file, without an appliance",
+    {
+        {"FILE", &Arguments::file, "The file, plain or gzip; - for standard input", true},
+        {"-o,--output", &Arguments::output,
+         "Where the result goes, in place of standard output; packed if the name ends in .gz. A folder, for a file "
+         "from before 5.10"},
+        {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
+        {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
+        {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
+    },
+    convert,
+};
 
 } // namespace command

@@ -1,7 +1,7 @@
 /* migr explain ROOT|FILE [--image DIR] [--as global|domain] [--domain NAME] [--json] */
 #include "appliance/single_file.h"
 #include "appliance/upgrade.h"
-#include "commands/subcommands.h"
+#include "commands/subcommand.h"
 #include "driver/version_lines.h"
 #include "explain/explanation.h"
 #include "image/image_files.h"
@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -172,8 +171,9 @@ void print(const ExplainRequest &request, Explanation &explanation)
     print_json(explanation.changes);
 }
 
-Status explain(const ExplainRequest &request)
+Status explain(const Arguments &arguments)
 {
+    ExplainRequest  request = {{arguments.file, arguments.as, arguments.domain}, arguments.image, arguments.json};
     Interrupts      interrupts;
     Explanation     explanation;
     std::error_code none;
@@ -189,22 +189,19 @@ Status explain(const ExplainRequest &request)
 
 } // namespace
 
-void add_explain(CLI::App &app, Action &chosen)
-{
-    auto  request = std::make_shared<ExplainRequest>();
-    auto *explain_app = app.add_subcommand("explain", "Show what an upgrade changes in each file, and why");
-    explain_app
-        ->add_option("ROOT|FILE", request->input.file,
-                     "An appliance's root folder, which is left alone, or one configuration file, plain or gzip")
-        ->required();
-    explain_app->add_option("--image", request->image,
-                            "Folder with the image's files, in place of those in ROOT or, for a FILE, of the packaged "
-                            "ones");
-    explain_app->add_option("--as", request->input.as, "What FILE is, if its name does not tell")
-        ->check(CLI::IsMember({"global", "domain"}));
-    explain_app->add_option("--domain", request->input.domain, "The name of the domain that FILE belongs to");
-    explain_app->add_flag("--json", request->json, "Print a list of changes as JSON");
-    explain_app->callback([request, &chosen] { chosen = [request] { return explain(*request); }; });
-}
+const Subcommand explain_command = {
+    "explain",
+    "Show what an upgrade changes in each file, and why",
+    {
+        {"ROOT|FILE", &Arguments::file,
+         "An appliance's root folder, which is left alone, or one configuration file, plain or gzip", true},
+        {"--image", &Arguments::image,
+         "Folder with the image's files, in place of those in ROOT or, for a FILE, of the packaged ones"},
+        {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
+        {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
+        {"--json", &Arguments::json, "Print a list of changes as JSON"},
+    },
+    explain,
+};
 
 } // namespace command

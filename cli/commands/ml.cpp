@@ -1,6 +1,6 @@
 /* migr ml INPUT OUTPUT */
 #include "appliance/inspect.h"
-#include "commands/subcommands.h"
+#include "commands/subcommand.h"
 #include "driver/migr.h"
 #include "driver/version_lines.h"
 #include "output/console.h"
@@ -10,7 +10,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <memory>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -18,11 +17,6 @@ namespace fs = std::filesystem;
 namespace command {
 
 namespace {
-
-struct MlRequest {
-    std::string input;
-    std::string output;
-};
 
 constexpr std::chrono::minutes time_limit(10);
 
@@ -66,13 +60,13 @@ void take_place(const fs::path &made, const fs::path &output)
         throw PathError{"write", output, errno};
 }
 
-[[noreturn]] void not_upgraded(const MlRequest &request, const std::string &why)
+[[noreturn]] void not_upgraded(const Arguments &arguments, const std::string &why)
 {
-    throw Failure(Status::left_alone, request.input + " was not upgraded. " + why);
+    throw Failure(Status::left_alone, arguments.file + " was not upgraded. " + why);
 }
 
 void run_beside(const Root &machine, const fs::path &input, const fs::path &made, Interrupts &interrupts,
-                const MlRequest &request)
+                const Arguments &arguments)
 {
     Progress   silent(nullptr, 1);
     LibraryRun run = run_library(
@@ -86,45 +80,46 @@ void run_beside(const Root &machine, const fs::path &input, const fs::path &made
         return;
     unlink(made.c_str());
     std::string why = run.end == End::exited ? "The result could not be written. " + next_step(ENOSPC) : run.trouble();
-    throw Failure(Status::failed, why + " " + request.output + " is as it was.");
+    throw Failure(Status::failed, why + " " + arguments.output + " is as it was.");
 }
 
-Status upgrade_ml(const MlRequest &request)
+Status upgrade_ml(const Arguments &arguments)
 {
     Root        machine("/");
     Interrupts  interrupts;
-    fs::path    input = full_path(request.input);
-    fs::path    output = full_path(request.output);
-    ConfigFacts facts = check_input(machine, input, request.input);
+    fs::path    input = full_path(arguments.file);
+    fs::path    output = full_path(arguments.output);
+    ConfigFacts facts = check_input(machine, input, arguments.file);
     if (facts.gzip)
-        not_upgraded(request, "It is a gzip file, and a machine-learning configuration is plain text. Unpack it.");
+        not_upgraded(arguments, "It is a gzip file, and a machine-learning configuration is plain text. Unpack it.");
     if (facts.release < 0)
-        not_upgraded(request, "It has no version line (\"#config-version=\") that can be read.");
+        not_upgraded(arguments, "It has no version line (\"#config-version=\") that can be read.");
     if (!facts.empty_sets.empty())
-        not_upgraded(request, "It has a `set` without a value in line " + std::to_string(facts.empty_sets.front()) +
-                                  ". Give it a value or take the line out, and run migr again.");
+        not_upgraded(arguments, "It has a `set` without a value in line " + std::to_string(facts.empty_sets.front()) +
+                                    ". Give it a value or take the line out, and run migr again.");
     if (facts.release >= get_osimage_version()) {
-        say(request.input + " is at " + release_text(facts.release) + " already. Nothing to do.");
+        say(arguments.file + " is at " + release_text(facts.release) + " already. Nothing to do.");
         return Status::done;
     }
     fs::path made = output.parent_path() / (".migr-new-" + std::to_string(getpid()));
-    run_beside(machine, input, made, interrupts, request);
-    int32_t made_release = check_input(machine, made, request.output).release;
+    run_beside(machine, input, made, interrupts, arguments);
+    int32_t made_release = check_input(machine, made, arguments.output).release;
     take_place(made, output);
-    say(request.input + ": upgraded from " + release_text(facts.release) + " to " + release_text(made_release) +
-        ", in " + request.output);
+    say(arguments.file + ": upgraded from " + release_text(facts.release) + " to " + release_text(made_release) +
+        ", in " + arguments.output);
     return Status::done;
 }
 
 } // namespace
 
-void add_ml(CLI::App &app, Action &chosen)
-{
-    auto  request = std::make_shared<MlRequest>();
-    auto *ml_app = app.add_subcommand("ml", "Upgrade one machine-learning configuration, a plain text file");
-    ml_app->add_option("INPUT", request->input, "The file to upgrade")->required();
-    ml_app->add_option("OUTPUT", request->output, "Where the upgraded file goes; may be INPUT itself")->required();
-    ml_app->callback([request, &chosen] { chosen = [request] { return upgrade_ml(*request); }; });
-}
+const Subcommand ml_command = {
+    "ml",
+    "Upgrade one machine-learning configuration, a plain text file",
+    {
+        {"INPUT", &Arguments::file, "The file to upgrade", true},
+        {"OUTPUT", &Arguments::output, "Where the upgraded file goes; may be INPUT itself", true},
+    },
+    upgrade_ml,
+};
 
 } // namespace command

@@ -1,22 +1,14 @@
 /* migr plan ROOT [--image DIR] [--json] */
 #include "explain/plan.h"
 #include "appliance/inspect.h"
-#include "commands/subcommands.h"
+#include "commands/subcommand.h"
 #include "driver/version_lines.h"
 #include "output/console.h"
 #include "output/printable.h"
 
-#include <memory>
-
 namespace command {
 
 namespace {
-
-struct PlanRequest {
-    std::string root;
-    std::string image;
-    bool        json = false;
-};
 
 using Object = nlohmann::ordered_json;
 
@@ -132,10 +124,10 @@ Status status_of(const Plan &plan)
     return Status::done;
 }
 
-Status show_plan(const PlanRequest &request)
+Status show_plan(const Arguments &arguments)
 {
-    Plan plan = plan_upgrade(Root(request.root), request.image);
-    if (request.json)
+    Plan plan = plan_upgrade(Root(arguments.root), arguments.image);
+    if (arguments.json)
         print_json(plan);
     else
         show(plan);
@@ -144,14 +136,15 @@ Status show_plan(const PlanRequest &request)
 
 } // namespace
 
-void add_plan(CLI::App &app, Action &chosen)
-{
-    auto  request = std::make_shared<PlanRequest>();
-    auto *plan_app = app.add_subcommand("plan", "Tell what an upgrade is going to do, and do nothing");
-    plan_app->add_option("ROOT", request->root, "The appliance's root folder")->required();
-    plan_app->add_option("--image", request->image, "Folder with the image's files, in place of those in ROOT");
-    plan_app->add_flag("--json", request->json, "Print the plan as JSON");
-    plan_app->callback([request, &chosen] { chosen = [request] { return show_plan(*request); }; });
-}
+const Subcommand plan_command = {
+    "plan",
+    "Tell what an upgrade is going to do, and do nothing",
+    {
+        {"ROOT", &Arguments::root, "The appliance's root folder", true},
+        {"--image", &Arguments::image, "Folder with the image's files, in place of those in ROOT"},
+        {"--json", &Arguments::json, "Print the plan as JSON"},
+    },
+    show_plan,
+};
 
 } // namespace command

@@ -1,23 +1,16 @@
 /* migr rollback ROOT [SNAPSHOT] [--list] */
 #include "appliance/restore.h"
 #include "appliance/snapshot.h"
-#include "commands/subcommands.h"
+#include "commands/subcommand.h"
 #include "output/console.h"
 #include "output/size_text.h"
 #include "output/table.h"
 
 #include <algorithm>
-#include <memory>
 
 namespace command {
 
 namespace {
-
-struct RollbackRequest {
-    std::string root;
-    std::string snapshot; /* empty: the newest */
-    bool        list = false;
-};
 
 Status show_snapshots(const Root &root)
 {
@@ -58,14 +51,14 @@ std::string chosen_snapshot(const Root &root, const std::string &asked)
 }
 
 /* A signal waits until all is back. */
-Status roll_back(const RollbackRequest &request)
+Status roll_back(const Arguments &arguments)
 {
-    Root root(request.root);
-    if (request.list)
+    Root root(arguments.root);
+    if (arguments.list)
         return show_snapshots(root);
     Interrupts held;
     root.lock();
-    std::string              name = chosen_snapshot(root, request.snapshot);
+    std::string              name = chosen_snapshot(root, arguments.snapshot);
     std::vector<std::string> left = restore_snapshot(root, name);
     for (const std::string &difference : left)
         complain("not put back: " + difference);
@@ -77,14 +70,15 @@ Status roll_back(const RollbackRequest &request)
 
 } // namespace
 
-void add_rollback(CLI::App &app, Action &chosen)
-{
-    auto  request = std::make_shared<RollbackRequest>();
-    auto *rollback_app = app.add_subcommand("rollback", "Put back what was before an upgrade");
-    rollback_app->add_option("ROOT", request->root, "The appliance's root folder")->required();
-    rollback_app->add_option("SNAPSHOT", request->snapshot, "Which snapshot, by its name; the newest if not given");
-    rollback_app->add_flag("--list", request->list, "List the snapshots, the newest last");
-    rollback_app->callback([request, &chosen] { chosen = [request] { return roll_back(*request); }; });
-}
+const Subcommand rollback_command = {
+    "rollback",
+    "Put back what was before an upgrade",
+    {
+        {"ROOT", &Arguments::root, "The appliance's root folder", true},
+        {"SNAPSHOT", &Arguments::snapshot, "Which snapshot, by its name; the newest if not given"},
+        {"--list", &Arguments::list, "List the snapshots, the newest last"},
+    },
+    roll_back,
+};
 
 } // namespace command

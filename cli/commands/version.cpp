@@ -1,10 +1,9 @@
 /* migr version FILE... */
 #include "appliance/inspect.h"
-#include "commands/subcommands.h"
+#include "commands/subcommand.h"
 #include "output/console.h"
 
 #include <cstring>
-#include <memory>
 
 namespace command {
 
@@ -42,22 +41,21 @@ bool show_version(const std::string &path)
     return false;
 }
 
-Status show_versions(const std::vector<std::string> &paths)
+Status show_versions(const Arguments &arguments)
 {
     bool all = true;
-    for (const std::string &path : paths)
+    for (const std::string &path : arguments.files)
         all = show_version(path) && all;
     return all ? Status::done : Status::left_alone;
 }
 
 } // namespace
 
-void add_version(CLI::App &app, Action &chosen)
-{
-    auto  paths = std::make_shared<std::vector<std::string>>();
-    auto *version_app = app.add_subcommand("version", "Print the release and model of configuration files");
-    version_app->add_option("FILE", *paths, "A stored (gzip) or a plain configuration file")->required();
-    version_app->callback([paths, &chosen] { chosen = [paths] { return show_versions(*paths); }; });
-}
+const Subcommand version_command = {
+    "version",
+    "Print the release and model of configuration files",
+    {{"FILE", &Arguments::files, "A stored (gzip) or a plain configuration file", true}},
+    show_versions,
+};
 
 } // namespace command

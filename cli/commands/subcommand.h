@@ -1,0 +1,60 @@
+/*
+ * A subcommand as a table: its name, its options, what --help says, and the function that does it. Each file of this
+ * folder defines one; command.cpp lists them and is alone in knowing how a command line is taken apart.
+ */
+#pragma once
+
+#include "system/failure.h"
+
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace command {
+
+/* What an operator can give, to whichever subcommand. What was not given is as it stands here. */
+struct Arguments {
+    std::string              root;  /* an appliance's root folder */
+    std::string              file;  /* the one file that it is about; "-" for standard input */
+    std::vector<std::string> files; /* or several */
+    std::string              output;
+    std::string              image; /* folder of the image's files */
+    std::string              as;    /* "global" or "domain" */
+    std::string              domain;
+    std::string              snapshot;
+    unsigned                 timeout = 600; /* seconds */
+    bool                     dry_run = false;
+    bool                     json = false;
+    bool                     list = false;
+};
+
+struct Option {
+    using Target = std::variant<std::string Arguments::*, std::vector<std::string> Arguments::*, bool Arguments::*,
+                                unsigned Arguments::*>; /* a number is at least 1 */
+
+    const char              *names; /* "-o,--output"; one without dashes goes by its position */
+    Target                   target;
+    const char              *help;
+    bool                     required = false;
+    std::vector<std::string> choices = {}; /* if any, nothing else is taken */
+};
+
+struct Subcommand {
+    const char         *name;
+    const char         *help;
+    std::vector<Option> options;
+    Status (*run)(const Arguments &arguments); /* may throw Failure */
+    const char *footer = nullptr;              /* in place of the one that all share */
+};
+
+extern const Subcommand convert_command;
+extern const Subcommand explain_command;
+extern const Subcommand plan_command;
+extern const Subcommand check_command;
+extern const Subcommand upgrade_command;
+extern const Subcommand rollback_command;
+extern const Subcommand version_command;
+extern const Subcommand ml_command;
+extern const Subcommand lint_command;
+
+} // namespace command
