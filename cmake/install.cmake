@@ -6,7 +6,7 @@ install(TARGETS migr_shared migr_static migr_platform_shared migr_platform_stati
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS migr RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES src/migr.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/migr)
-foreach(header driver/migr.h driver/run_context.h tree/config_node.h platform/platform.h)
+foreach(header driver/migr.h driver/run_context.h tree/config_node.h tree/setup_tree.h platform/platform.h)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES src/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/migr/${folder})
 endforeach()

@@ -9,6 +9,7 @@
 #define MIGR_DRIVER_MIGR_H
 
 #include "driver/run_context.h"
+#include "tree/setup_tree.h" /* setup_tree: a file into a context */
 
 #ifdef __cplusplus
 extern "C" {
@@ -50,13 +51,6 @@ int32_t new_config_file_GUI(const char *path);
  * 0 when the file is to be upgraded, otherwise -1.
  */
 int32_t parse_version(const char *path, int32_t force);
-
-/*
- * Parses a plain configuration file into context->root, which is zeroed first.
- * 0, or -1 when the file cannot be read, a `set` line has no value, or memory runs out; what had been read by then
- * stays in the tree. Nodes belong to the library: see migr_release_nodes.
- */
-int32_t setup_tree(run_context *context, const char *path);
 
 /*
  * Takes the tree in migr_main through the update sections, the version chain, the staged walk and the signature

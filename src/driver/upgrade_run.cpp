@@ -12,6 +12,7 @@
 #include "tree/node_store.h"
 #include "tree/operations.h"
 #include "tree/split.h"
+#include "tree/stored_files.h"
 #include "walk/walk.h"
 
 #include <cstdio>
@@ -28,15 +29,11 @@ signature_database *sig_db;
 
 namespace {
 
-constexpr char config_folder[] = "/data/config";
-constexpr char global_file[] = "sys_global.conf.gz";
-constexpr char unpacked_file[] = "/tmp/system1.conf";
-
-/* "/data/config/sys_domain.NAME.conf.gz": a domain's name stands behind a fixed prefix and ahead of a fixed ending. A
- * file of another form gets a name that means nothing, and is upgraded all the same. */
+/* A domain's name stands in its path behind a fixed prefix and ahead of a fixed ending. A file of another form gets a
+ * name that means nothing, and is upgraded all the same. */
 void name_domain(const char *path)
 {
-    static constexpr size_t prefix = sizeof "/data/config/sys_domain." - 1;
+    static constexpr size_t prefix = sizeof MIGR_CONFIG_FOLDER "/sys_domain." - 1;
     static constexpr size_t ending = sizeof ".conf.gz" - 1;
     size_t                  length = strlen(path);
     if (length < prefix + ending)
@@ -59,7 +56,7 @@ void begin_pass(const char *path, uint32_t mode)
 /* From the parsed text to the stored file. */
 int32_t upgrade_unpacked_file(const char *path)
 {
-    if (setup_tree(&migr_main, unpacked_file) != 0 || adjust_tree() != 0)
+    if (setup_tree(&migr_main, MIGR_OLD_TEXT) != 0 || adjust_tree() != 0)
         return -1;
     if (!vdom_update_flag)
         return new_config_file(path);
@@ -71,7 +68,7 @@ void end_pass()
 {
     free_node(&migr_main.root);
     migr_release_nodes();
-    unlink(unpacked_file);
+    unlink(MIGR_OLD_TEXT);
 }
 
 void tell_host(int32_t version, const char *phase)
@@ -131,7 +128,7 @@ int32_t apply_sections()
 
 int is_domain_file(const dirent *entry)
 {
-    return entry->d_name[0] != '.' && strcmp(entry->d_name, global_file) != 0 && strstr(entry->d_name, "conf.gz");
+    return entry->d_name[0] != '.' && strcmp(entry->d_name, MIGR_GLOBAL_FILE) != 0 && strstr(entry->d_name, "conf.gz");
 }
 
 /* By bytes, whatever the locale. */
@@ -143,7 +140,7 @@ int compare_names(const dirent **one, const dirent **other)
 void upgrade_domain(const char *name)
 {
     char path[256];
-    int  length = snprintf(path, sizeof path, "%s/%s", config_folder, name);
+    int  length = snprintf(path, sizeof path, MIGR_CONFIG_FOLDER "/%s", name);
     if (length < static_cast<int>(sizeof path))
         migr_main_func(path, MIGR_DOMAIN);
 }
@@ -182,7 +179,7 @@ void migr_main_adom(const char *path)
     /* All names are read ahead of the first pass and sorted, so that no result hangs on the order in which a disk lists
      * them. */
     dirent **domains = nullptr;
-    int      count = scandir(config_folder, &domains, is_domain_file, compare_names);
+    int      count = scandir(MIGR_CONFIG_FOLDER, &domains, is_domain_file, compare_names);
     if (count < 0) {
         printf("opendir err!");
         return;
@@ -237,10 +234,9 @@ void migr_main_do_all(void)
     free_sigid_list();
     tmp_tree_root = {};
     tmp_tree_root.kind = MIGR_ROOT;
-    char path[64];
-    snprintf(path, sizeof path, "%s/%s", config_folder, global_file);
-    int32_t img_version = get_osimage_version();
-    int32_t cfg_version = get_config_version(path);
+    static constexpr char path[] = MIGR_CONFIG_FOLDER "/" MIGR_GLOBAL_FILE;
+    int32_t               img_version = get_osimage_version();
+    int32_t               cfg_version = get_config_version(path);
     if (cfg_version == -1 || img_version <= cfg_version)
         return;
     global_sig_db_open();

@@ -1,4 +1,7 @@
-/* The upgrade run: whether one is needed, the pass of each file, and what comes after the last one. */
+/*
+ * The upgrade run: the pass of each file, and what comes after the last one. What a host calls stands in migr.h:
+ * migr_main_do_all, adjust_tree.
+ */
 #ifndef MIGR_DRIVER_UPGRADE_RUN_H
 #define MIGR_DRIVER_UPGRADE_RUN_H
 
@@ -7,10 +10,6 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-/* See migr.h. */
-void    migr_main_do_all(void);
-int32_t adjust_tree(void);
 
 /* One pass over the compressed file at `path`, which is not null. A failure leaves the file to the next run. */
 void migr_main_func(const char *path, uint32_t mode);

@@ -3,6 +3,7 @@
 #include "driver/migr.h"
 #include "platform/platform.h"
 #include "tree/config_text.h"
+#include "tree/stored_files.h"
 #include "tree/text_reader.h"
 #include "tree/version_text.h"
 
@@ -12,7 +13,6 @@
 
 namespace {
 
-constexpr char unpacked_file[] = "/tmp/system1.conf";
 constexpr char version_probe[] = "./qx_migr_unzip_tmp";
 constexpr char version_mark[] = "#config-version=";
 constexpr char second_mark[] = "#conf_file_ver=";
@@ -172,7 +172,7 @@ int32_t save_second_line(text_reader *reader)
 int32_t get_config_version_and_save_first_line(const char *path)
 {
     text_reader reader;
-    if (open_text(&reader, path ? path : unpacked_file) != 0)
+    if (open_text(&reader, path ? path : MIGR_OLD_TEXT) != 0)
         return -1;
     int32_t code = save_first_line(&reader);
     close_text(&reader);
@@ -182,7 +182,7 @@ int32_t get_config_version_and_save_first_line(const char *path)
 int32_t save_second_line_of_config_file(void)
 {
     text_reader reader;
-    if (open_text(&reader, unpacked_file) != 0)
+    if (open_text(&reader, MIGR_OLD_TEXT) != 0)
         return -1;
     int32_t result = save_second_line(&reader);
     close_text(&reader);
@@ -204,12 +204,12 @@ static int32_t read_header_lines(int32_t force)
 
 int32_t parse_version(const char *path, int32_t force)
 {
-    unlink(unpacked_file);
-    if (cvgunzip(path, unpacked_file) != 0)
+    unlink(MIGR_OLD_TEXT);
+    if (cvgunzip(path, MIGR_OLD_TEXT) != 0)
         return -1;
     int32_t result = read_header_lines(force);
     if (result != 0)
-        unlink(unpacked_file);
+        unlink(MIGR_OLD_TEXT);
     return result;
 }
 

@@ -2,7 +2,8 @@
  * The two header lines of a configuration file.
  *
  * The first is #config-version=MODEL-MAJOR.MINOR-PRODUCT-buildN-DATE:REST, with one dash inside the model or, for a
- * list of known models, none; the second begins with #conf_file_ver= and is carried over as it is.
+ * list of known models, none; the second begins with #conf_file_ver= and is carried over as it is. What a host calls
+ * stands in migr.h: get_config_version, parse_version.
  */
 #ifndef MIGR_DRIVER_VERSION_LINES_H
 #define MIGR_DRIVER_VERSION_LINES_H
@@ -16,10 +17,6 @@ extern "C" {
 
 /* The version code of the image. */
 int32_t get_osimage_version(void);
-
-/* See migr.h. */
-int32_t get_config_version(const char *path);
-int32_t parse_version(const char *path, int32_t force);
 
 /* Reads the version of the plain file `path` (null: /tmp/system1.conf) and fills first_line, model_text, cfg_build and
  * img_build of migr_main, whose img_version is already set. The version code, or -1. */

@@ -6,6 +6,7 @@
 
 #include "driver/run_context.h"
 #include "platform/platform.h"
+#include "tree/stored_files.h"
 
 #include <cstdio>
 #include <cstring>
@@ -28,7 +29,7 @@ const char *const cert_dirs2fix[] = {
 
 namespace {
 
-constexpr char   config_folder[] = "/data/config/";
+constexpr char   config_folder[] = MIGR_CONFIG_FOLDER "/";
 constexpr char   root_domain[] = "root";
 constexpr char   root_domain_file[] = "sys_domain.root.conf.gz";
 constexpr size_t path_size = 512;

@@ -9,6 +9,7 @@
 #define MIGR_TREE_CONFIG_TEXT_H
 
 #include "driver/run_context.h"
+#include "tree/setup_tree.h"
 #include "tree/text_reader.h"
 
 #include <stdio.h>
@@ -26,10 +27,6 @@ char *skip_white(const char *text);
 /* Copies the characters ahead of `end` and puts one comma in place of each run of white space that another character
  * follows. What does not fit `room` bytes, with the NUL, is cut. */
 void join_words(const char *text, const char *end, char *output, size_t room);
-
-/* Parses `path` into context->root, which is zeroed first; the file's first line, the version line, is thrown away.
- * 0, or -1: see migr.h. */
-int32_t setup_tree(run_context *context, const char *path);
 
 /*
  * Reads the content of one block into `parent`, through the line buffer of migr_main, up to the block's `end` or
@@ -85,13 +82,6 @@ int32_t write_tree(config_node *node, int32_t depth, FILE *stream);
 
 /* Turns a top-level node's name into the words of its `config` line, in place. */
 void commas_to_blanks(char *name);
-
-/* Writes header lines and tree to /tmp/system2.conf, copies that to /var/log, and compresses it over `path`.
- * 0, or -1; when the compression fails the stored file is gone, and its copy in /var/log is what is left. */
-int32_t new_config_file(const char *path);
-
-/* See migr.h. */
-int32_t new_config_file_GUI(const char *path);
 
 #ifdef __cplusplus
 }

@@ -33,15 +33,23 @@ FILE *create_output(const char *path)
     return create_file(path, O_TRUNC);
 }
 
-int32_t drop_output(const char *path)
-{
-    return unlink(path) == 0 || truncate(path, 0) == 0 ? 0 : -1;
-}
-
 int32_t close_written(FILE *stream)
 {
     bool written = fflush(stream) == 0 && !ferror(stream);
     return fclose(stream) == 0 && written ? 0 : -1;
+}
+
+static bool take_back(const char *path)
+{
+    return unlink(path) == 0 || truncate(path, 0) == 0;
+}
+
+int32_t close_output(FILE *stream, const char *path, int32_t written)
+{
+    if (close_written(stream) == 0 && written == 0)
+        return 0;
+    take_back(path);
+    return -1;
 }
 
 static int32_t write_all(int fd, const char *bytes, size_t size)

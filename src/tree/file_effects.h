@@ -22,12 +22,13 @@ FILE *create_private_file(const char *path);
  * failure. */
 FILE *create_output(const char *path);
 
-/* Takes back an output that was not written whole, so that half a configuration does not pass for a whole one: the file
- * goes or, where it cannot go, is emptied. 0, or -1 when neither can be done. */
-int32_t drop_output(const char *path);
-
 /* Closes a stream that was written. 0 when all that was written has reached the file. */
 int32_t close_written(FILE *stream);
+
+/* Closes a text that one of the two above has made, and of which `written` says whether it was written whole: 0, or -1.
+ * 0 when all of it has reached the file. Otherwise -1, and the file goes or, where it cannot go, is emptied, so that
+ * half a configuration does not pass for a whole one. */
+int32_t close_output(FILE *stream, const char *path, int32_t written);
 
 /* What `cp -rf` does: copies `source` over `target`, or into it when it is a folder; a new target takes over the
  * source's mode, less the umask. A link is copied as a link, a folder with all that is below it. A target that is a

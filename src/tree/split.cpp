@@ -1,9 +1,9 @@
 #include "tree/split.h"
 
 #include "driver/run_context.h"
-#include "platform/platform.h"
 #include "tree/config_text.h"
 #include "tree/file_effects.h"
+#include "tree/stored_files.h"
 #include "tree/text_reader.h"
 
 #include <cstdlib>
@@ -19,8 +19,8 @@ namespace {
 constexpr char syntax_file[] = "/etc/syntax_v510.txt";
 constexpr char global_text[] = "/tmp/system_global.conf";
 constexpr char domain_text[] = "/tmp/system_domain.root.conf";
-constexpr char global_file[] = "/data/config/sys_global.conf.gz";
-constexpr char domain_file[] = "/data/config/sys_domain.root.conf.gz";
+constexpr char global_file[] = MIGR_CONFIG_FOLDER "/" MIGR_GLOBAL_FILE;
+constexpr char domain_file[] = MIGR_CONFIG_FOLDER "/sys_domain.root.conf.gz";
 
 /* Where a path of that scope goes; null for a word that is no scope. */
 path_node_array *array_of_scope(const char *scope)
@@ -127,16 +127,6 @@ int32_t write_texts()
     return -1;
 }
 
-/* Compresses over the stored file, which is not unlinked first. A failure leaves the other text behind. */
-int32_t store(const char *text, const char *file)
-{
-    if (cvgzip(text, file) >= 0)
-        return 0;
-    message("[update_signature]: [cvgzip] compress failed\n");
-    unlink(text);
-    return -1;
-}
-
 } // namespace
 
 int32_t update_to_vdom(void)
@@ -189,7 +179,8 @@ int32_t vdom_new_config_file(void)
 {
     if (write_texts() != 0)
         return -1;
-    if (store(global_text, global_file) != 0 || store(domain_text, domain_file) != 0)
+    /* The stored files are not unlinked first, and a failure leaves the other text behind. */
+    if (compress_text(global_text, global_file) != 0 || compress_text(domain_text, domain_file) != 0)
         return -1;
     unlink(global_text);
     unlink(domain_text);

@@ -1,12 +1,11 @@
-/* The writer: a tree as configuration text, and the compressed file that holds it. */
-#include "driver/run_context.h"
-#include "platform/platform.h"
+/*
+ * The writer: a tree as configuration text. It writes what the output flags leave and asks nothing else of a tree;
+ * where the text goes, and what becomes of it, is its callers' business.
+ */
 #include "tree/config_text.h"
-#include "tree/file_effects.h"
 #include "tree/stack.h"
 
 #include <cstring>
-#include <unistd.h>
 
 namespace {
 
@@ -149,30 +148,6 @@ int32_t write_blocks(stack<written_block> *blocks, int32_t depth, text_output *o
     return 0;
 }
 
-/* Header lines and tree. The stream is closed whatever happens; 0 when all of it has reached the file. */
-int32_t write_whole_file(FILE *stream)
-{
-    fputs(migr_main.first_line, stream);
-    fputs(migr_main.second_line, stream);
-    int32_t result = write_tree(&migr_main.root, 0, stream);
-    return close_written(stream) == 0 ? result : -1;
-}
-
-/* The plain text of "sys_*" files is kept in /var/log, where it is the one recovery point if the compression fails. */
-void keep_plain_copy(const char *path)
-{
-    char plain[72];
-    snprintf(plain, sizeof plain, "%s", path);
-    size_t length = strlen(plain);
-    plain[length < 3 ? 0 : length - 3] = '\0';
-    const char *name = strstr(plain, "/sys_");
-    if (!name)
-        return;
-    char copy[128];
-    snprintf(copy, sizeof copy, "/var/log/%s", name + 1);
-    copy_over("/tmp/system2.conf", copy);
-}
-
 } // namespace
 
 void commas_to_blanks(char *name)
@@ -201,33 +176,4 @@ int32_t write_tree(config_node *node, int32_t depth, FILE *stream)
 void write_node(config_node *node, int32_t depth, FILE *stream)
 {
     write_tree(node, depth, stream);
-}
-
-int32_t new_config_file(const char *path)
-{
-    FILE *stream = create_private_file("/tmp/system2.conf");
-    if (!stream)
-        return -1;
-    if (write_whole_file(stream) != 0) {
-        unlink("/tmp/system2.conf");
-        return -1;
-    }
-    keep_plain_copy(path);
-    unlink(path);
-    int compressed = cvgzip("/tmp/system2.conf", path);
-    if (compressed < 0)
-        message("[update_signature]: [cvgzip] compress failed\n");
-    unlink("/tmp/system2.conf");
-    return compressed < 0 ? -1 : 0;
-}
-
-int32_t new_config_file_GUI(const char *path)
-{
-    FILE *stream = create_output(path);
-    if (!stream)
-        return -1;
-    if (write_whole_file(stream) == 0)
-        return 0;
-    drop_output(path);
-    return -1;
 }

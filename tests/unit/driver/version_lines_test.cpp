@@ -1,5 +1,6 @@
 #include "driver/version_lines.h"
 
+#include "driver/migr.h"
 #include "support/appliance_root.h"
 #include "support/trees.h"
 

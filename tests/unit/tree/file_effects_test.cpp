@@ -87,25 +87,28 @@ TEST_F(FileEffects, AnOutputThatCannotBeUnlinkedIsWrittenOver)
         GTEST_SKIP() << "only root can become another user";
     root.write("/folder/out", "something longer than what comes", 0666);
     chmod(at("/folder").c_str(), 0755);
-    chmod(at("/folder/out").c_str(), 0666);
-    EXPECT_EQ(as_another_user(root,
-                              [] {
-                                  FILE *stream = create_output("/folder/out");
-                                  return stream && fputs("new", stream) > 0 ? close_written(stream) : 1;
-                              }),
-              0);
+    auto write_new = [](int32_t written) {
+        FILE *stream = create_output("/folder/out");
+        return stream && fputs("new", stream) > 0 ? close_output(stream, "/folder/out", written) : 1;
+    };
+    EXPECT_EQ(as_another_user(root, [&] { return write_new(0); }), 0);
     EXPECT_EQ(root.listing().at("folder/out"), (Entry{'f', 0666, "new"}));
-    EXPECT_EQ(as_another_user(root, [] { return drop_output("/folder/out"); }), 0);
+    EXPECT_EQ(as_another_user(root, [&] { return write_new(-1) == -1 ? 0 : 1; }), 0);
     EXPECT_EQ(root.listing().at("folder/out"), (Entry{'f', 0666, ""})) << "it cannot go, so it is emptied";
-    chmod(at("/folder/out").c_str(), 0444);
-    EXPECT_EQ(as_another_user(root, [] { return drop_output("/folder/out") == -1 ? 0 : 1; }), 0);
 }
 
-TEST_F(FileEffects, ADroppedOutputIsGone)
+TEST_F(FileEffects, AnOutputThatWasNotWrittenWholeGoes)
 {
-    root.write("/out", "half");
-    EXPECT_EQ(drop_output(at("/out").c_str()), 0);
+    FILE *stream = create_output(at("/out").c_str());
+    ASSERT_NE(stream, nullptr);
+    fputs("half", stream);
+    EXPECT_EQ(close_output(stream, at("/out").c_str(), -1), -1);
     EXPECT_FALSE(root.exists("/out"));
+    stream = create_output(at("/out").c_str());
+    ASSERT_NE(stream, nullptr);
+    fputs("whole", stream);
+    EXPECT_EQ(close_output(stream, at("/out").c_str(), 0), 0);
+    EXPECT_EQ(root.read("/out"), "whole");
 }
 
 TEST_F(FileEffects, CloseTellsWhenTheDiskWasFull)

@@ -1,3 +1,3 @@
 wrap_memory(${test})
-# refused_calls.cpp and write_test.cpp stand between the library and these.
+# refused_calls.cpp and stored_files_test.cpp stand between the library and these.
 wrap_calls(${test} cvgzip fdopen scandir message)

@@ -193,4 +193,92 @@ TEST_F(MachineLearning, InputAndOutputMayBeOneFile)
     EXPECT_EQ(appliance.read("/in"), line_621);
 }
 
+/* What a host writes by itself. */
+
+const size_t bare_folders = ApplianceRoot().listing().size();
+
+constexpr char headers[] = "#config-version=first line\n#conf_file_ver=123\n";
+
+void fill_context(const char *text)
+{
+    ASSERT_EQ(parse(text), 0);
+    strcpy(migr_main.first_line, "#config-version=first line\n");
+    strcpy(migr_main.second_line, "#conf_file_ver=123\n");
+}
+
+int32_t write_gui(const std::string &path, const char *text)
+{
+    fill_context(text);
+    return new_config_file_GUI(path.c_str());
+}
+
+TEST(NewConfigFileGui, WritesAPlainFileAndKeepsTheTree)
+{
+    ApplianceRoot appliance;
+    std::string   path = (appliance.path() / "out.conf").string();
+    appliance.write("/out.conf", "something longer than what comes, by a good deal, so that a cut would show"
+                                 "something longer than what comes, by a good deal, so that a cut would show");
+    ASSERT_EQ(write_gui(path, "config a b\nset x 1\nend\n"), 0);
+    std::string text = std::string(headers) + "config a b\n    set x 1\nend\n";
+    EXPECT_EQ(appliance.read("/out.conf"), text);
+    EXPECT_EQ(appliance.listing().size(), bare_folders + 1);
+    EXPECT_EQ(dump(migr_main.root), "top a b\n  set x=1\n");
+    ASSERT_EQ(new_config_file_GUI(path.c_str()), 0); /* the same again */
+    EXPECT_EQ(appliance.read("/out.conf"), text);
+    migr_release_nodes();
+    migr_main.root = {};
+}
+
+TEST(NewConfigFileGui, ReplacesALinkAndNotItsTarget)
+{
+    ApplianceRoot appliance;
+    appliance.write("/target", "kept");
+    appliance.link("/out.conf", "target");
+    ASSERT_EQ(write_gui((appliance.path() / "out.conf").string(), ""), 0);
+    EXPECT_EQ(appliance.read("/target"), "kept");
+    EXPECT_EQ(appliance.listing().at("out.conf"), (Entry{'f', 0600, headers}));
+}
+
+TEST(NewConfigFileGui, WritesOverAFileThatItMayNotUnlink)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    ApplianceRoot appliance;
+    appliance.write("/folder/out.conf", "old text", 0666);
+    for (const char *folder : {"", "folder"})
+        chmod((appliance.path() / folder).c_str(), 0755);
+    ChildResult child = run_in_root(appliance.path(), [] {
+        fill_context("config a b\nset x 1\nend\n");
+        int32_t result = seteuid(1234) == 0 ? new_config_file_GUI("/folder/out.conf") : 1;
+        migr_release_nodes();
+        return seteuid(0) == 0 ? result : 1;
+    });
+    EXPECT_EQ(child.exit_code, 0) << child.err;
+    EXPECT_EQ(appliance.read("/folder/out.conf"), std::string(headers) + "config a b\n    set x 1\nend\n");
+}
+
+TEST(NewConfigFileGui, FailsWhenTheFileCannotBeMade)
+{
+    ApplianceRoot appliance;
+    Listing       before = appliance.listing();
+    EXPECT_EQ(write_gui((appliance.path() / "nowhere" / "out.conf").string(), ""), -1);
+    EXPECT_EQ(write_gui((appliance.path() / "data").string(), ""), -1);
+    EXPECT_EQ(appliance.listing(), before);
+}
+
+TEST(NewConfigFileGui, LeavesNoHalfFile)
+{
+    ApplianceRoot appliance;
+    Listing       before = appliance.listing();
+    ChildResult   child = run_in_root(appliance.path(), [] {
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit full = {100, RLIM_INFINITY};
+        setrlimit(RLIMIT_FSIZE, &full);
+        strcpy(migr_main.first_line, std::string(200, '#').c_str());
+        return new_config_file_GUI("/out.conf") == -1 ? 0 : 1;
+    });
+    EXPECT_EQ(child.exit_code, 0) << child.err;
+    EXPECT_EQ(appliance.listing(), before);
+}
+
 } // namespace
