@@ -7,15 +7,14 @@
 #include "image/image_files.h"
 #include "image/packaged_image.h"
 #include "output/console.h"
-#include "output/printable.h"
+#include "output/json.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace command {
 
 namespace {
-
-using Object = nlohmann::ordered_json;
 
 struct Checked {
     std::string              image; /* its folder */
@@ -99,54 +98,46 @@ void show(const Checked &checked)
 
 /* ---- for programs ---- */
 
-Object to_json(const CheckedFile &file)
+Json to_json(const CheckedFile &file)
 {
-    Object reasons = Object::array();
-    for (const std::string &reason : file.reasons)
-        reasons.push_back(printable(reason));
-    Object damage = Object::array();
+    Json::List damage;
     for (const Damage &one : file.damage.found)
-        damage.push_back(
-            {{"line", one.line}, {"kind", name_of(one.kind)}, {"text", one.text}, {"acceptable", one.acceptable}});
-    return {{"file", printable(file.name)},  {"release", release_text(file.release)}, {"sound", file.is_sound()},
-            {"reasons", std::move(reasons)}, {"damage", std::move(damage)},           {"more", file.damage.more}};
+        damage.push_back(Json::Members{
+            {"line", one.line}, {"kind", name_of(one.kind)}, {"text", one.text}, {"acceptable", one.acceptable}});
+    return Json::Members{{"file", file.name},           {"release", release_text(file.release)},
+                         {"sound", file.is_sound()},    {"reasons", Json::list(file.reasons)},
+                         {"damage", std::move(damage)}, {"more", file.damage.more}};
 }
 
-Object to_json(const Checked &checked)
+Json::Members to_json(const Checked &checked)
 {
-    Object faults = Object::array();
+    Json::List faults;
     for (const ImageFault &fault : checked.faults)
-        faults.push_back({{"file", fault.file}, {"line", fault.line}, {"text", printable(fault.text)}});
-    Object files = Object::array();
+        faults.push_back(Json::Members{{"file", fault.file}, {"line", fault.line}, {"text", fault.text}});
+    Json::List files;
     for (const CheckedFile &file : checked.files)
         files.push_back(to_json(file));
-    return {{"image", {{"folder", printable(checked.image)}, {"faults", std::move(faults)}}},
+    return {{"image", Json::Members{{"folder", checked.image}, {"faults", std::move(faults)}}},
             {"files", std::move(files)}};
-}
-
-void print_json(Status status, const Object &error, const Object &own)
-{
-    Object all = {{"format", 1}, {"command", "check"}, {"status", static_cast<int>(status)}, {"error", error}};
-    all.update(own);
-    write_all(STDOUT_FILENO, all.dump(2, ' ', true) + "\n", "standard output");
 }
 
 /* The answer is one object whatever happens. */
 Status check_for_program(const Arguments &arguments)
 {
-    Object  error;
-    Status  status = Status::unusable;
-    Checked checked;
+    std::string   error;
+    Status        status = Status::unusable;
+    Json::Members own;
     try {
-        checked = check_all(arguments);
+        Checked checked = check_all(arguments);
         status = checked.status();
+        own = to_json(checked);
     } catch (const Failure &failure) {
-        error = printable(failure.what());
+        error = failure.what();
         status = failure.status;
     } catch (const PathError &failed) {
-        error = printable(failure_of(failed, failed.path).what());
+        error = failure_of(failed, failed.path).what();
     }
-    print_json(status, error, error.is_null() ? to_json(checked) : Object::object());
+    print_answer("check", status, error, std::move(own));
     return status;
 }
 

@@ -1,0 +1,66 @@
+/*
+ * Answers for programs, as JSON. Texts of any origin may go in: the one way in for a text makes it printable, as on a
+ * terminal, so an answer is valid UTF-8 and nothing in it acts on whoever prints it. Only for writing.
+ */
+#pragma once
+
+#include "system/failure.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace command {
+
+class Json {
+  public:
+    using List = std::vector<Json>;
+    using Members = std::vector<std::pair<const char *, Json>>; /* in this order; the names are migr's own */
+
+    Json() = default; /* null */
+    Json(bool value) : value_(value) {}
+    Json(int value) : value_(static_cast<int64_t>(value)) {}
+    Json(int64_t value) : value_(value) {}
+    Json(uint64_t value) : value_(value) {}
+    Json(double value) : value_(value) {}
+    Json(std::string_view text);
+    Json(const std::string &text) : Json(std::string_view(text)) {}
+    Json(const char *text) : Json(std::string_view(text)) {}
+    Json(List list) : value_(std::move(list)) {}
+    Json(Members members) : value_(std::move(members)) {}
+
+    /* A text of several lines, which stay lines; each is made printable. */
+    static Json lines(std::string_view text);
+
+    /* Null for an empty text. */
+    static Json text_or_null(std::string_view text)
+    {
+        return text.empty() ? Json() : Json(text);
+    }
+
+    template <typename Value> static Json list(const std::vector<Value> &values)
+    {
+        return List(values.begin(), values.end());
+    }
+
+    /* Indented, with a newline at the end; nothing in it but ASCII. */
+    std::string text() const;
+
+  private:
+    friend struct JsonWriter;
+    std::variant<std::nullptr_t, bool, int64_t, uint64_t, double, std::string, List, Members> value_ = nullptr;
+};
+
+/* To standard output. Throws PathError unless all of it could be written. */
+void print_json(const Json &json);
+
+/*
+ * The one object that a command answers with, errors included: which form it has, the command, its exit status, what
+ * went wrong or an empty text, and the command's own part.
+ */
+void print_answer(const char *command, Status status, const std::string &error, Json::Members own);
+
+} // namespace command

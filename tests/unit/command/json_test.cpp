@@ -1,0 +1,64 @@
+/* Answers for programs: whatever goes in, valid JSON with safe texts comes out. */
+#include "output/json.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+using command::Json;
+
+TEST(Json, EveryKindOfValue)
+{
+    Json answer = Json::Members{{"nothing", Json()},
+                                {"yes", true},
+                                {"small", -3},
+                                {"large", uint64_t{18446744073709551615U}},
+                                {"part", 0.5},
+                                {"text", "a\"b\\c"},
+                                {"list", Json::list(std::vector<std::string>{"x", "y"})},
+                                {"none", Json::List()},
+                                {"empty", Json::Members()}};
+    EXPECT_EQ(answer.text(), R"({
+  "nothing": null,
+  "yes": true,
+  "small": -3,
+  "large": 18446744073709551615,
+  "part": 0.5,
+  "text": "a\"b\\c",
+  "list": [
+    "x",
+    "y"
+  ],
+  "none": [],
+  "empty": {}
+}
+)");
+}
+
+TEST(Json, TextsAreMadePrintable)
+{
+    std::string hostile("\x1b[2J\xff\n\"\0end", 11);
+    auto        read = [](const Json &json) { return nlohmann::json::parse(json.text()).get<std::string>(); };
+    EXPECT_EQ(read(hostile), "\\x1b[2J\\xff\\n\"\\x00end");
+    EXPECT_EQ(read("\xc3\xa4"), "\xc3\xa4");
+    EXPECT_EQ(Json("\xc3\xa4").text(), "\"\\u00e4\"\n");
+    EXPECT_EQ(read(Json::lines("a\tb\n\nc")), "a\\tb\n\nc\n");
+    EXPECT_EQ(read(Json::lines("")), "");
+}
+
+TEST(Json, TheAnswerOfACommand)
+{
+    testing::internal::CaptureStdout();
+    command::print_answer("plan", command::Status::left_alone, "", {{"files", 3}});
+    EXPECT_EQ(nlohmann::json::parse(testing::internal::GetCapturedStdout()),
+              (nlohmann::json{{"format", 1}, {"command", "plan"}, {"status", 1}, {"error", nullptr}, {"files", 3}}));
+    testing::internal::CaptureStdout();
+    command::print_answer("plan", command::Status::unusable, "no \x1b folder", {});
+    EXPECT_EQ(nlohmann::json::parse(testing::internal::GetCapturedStdout()),
+              (nlohmann::json{{"format", 1}, {"command", "plan"}, {"status", 2}, {"error", "no \\x1b folder"}}));
+}
+
+TEST(Json, AnEmptyTextMayMeanNothing)
+{
+    EXPECT_EQ(Json::text_or_null("").text(), "null\n");
+    EXPECT_EQ(Json::text_or_null("why").text(), "\"why\"\n");
+}
