@@ -10,6 +10,7 @@ foreach(header driver/migr.h driver/run_context.h tree/config_node.h tree/setup_
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES src/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/migr/${folder})
 endforeach()
+install(FILES ${CMAKE_BINARY_DIR}/generated/driver/image_release.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/migr/driver)
 
 install(EXPORT migrTargets NAMESPACE migr:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/migr)
 configure_package_config_file(cmake/migrConfig.cmake.in ${CMAKE_BINARY_DIR}/generated/migrConfig.cmake

@@ -4,6 +4,7 @@
 #ifndef MIGR_DRIVER_RUN_CONTEXT_H
 #define MIGR_DRIVER_RUN_CONTEXT_H
 
+#include "driver/image_release.h"
 #include "tree/config_node.h"
 
 #ifdef __cplusplus
@@ -30,7 +31,7 @@ enum migr_release {
     MIGR_RELEASE_5_9 = 0x50009,
     MIGR_RELEASE_5_10 = 0x5000a, /* one file became a global file and one file per domain */
     MIGR_RELEASE_5_20 = 0x50014, /* certificate files moved into one folder per domain */
-    MIGR_RELEASE_IMAGE = 0x60015,
+    MIGR_RELEASE_IMAGE = (MIGR_IMAGE_MAJOR << 16) + MIGR_IMAGE_MINOR,
 };
 
 #define MIGR_MODEL_SIZE 128

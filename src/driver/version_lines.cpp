@@ -16,8 +16,6 @@ namespace {
 constexpr char version_probe[] = "./qx_migr_unzip_tmp";
 constexpr char version_mark[] = "#config-version=";
 constexpr char second_mark[] = "#conf_file_ver=";
-constexpr char image_build[] = "0727";
-constexpr char image_date[] = "191023";
 
 /* Models without a dash, less their first letter, which the scan never sees. */
 constexpr const char *dashless_models[] = {
@@ -113,7 +111,7 @@ void compose_first_line(const version_scan &scan)
     int32_t target = target_version(scan.code);
     auto    ahead = static_cast<int>(scan.version - migr_main.line_buf);
     snprintf(migr_main.first_line, sizeof migr_main.first_line, "%.*s%d.%02d-CV-build%s-%s%s", ahead,
-             migr_main.line_buf, target >> 16, target & 0xffff, image_build, image_date, scan.rest);
+             migr_main.line_buf, target >> 16, target & 0xffff, MIGR_IMAGE_BUILD, MIGR_IMAGE_DATE, scan.rest);
 }
 
 void copy_line(char *target)
@@ -157,7 +155,7 @@ int32_t save_first_line(text_reader *reader)
         return -1;
     compose_first_line(scan);
     migr_main.cfg_build = scan.build;
-    migr_main.img_build = number_of(image_build);
+    migr_main.img_build = number_of(MIGR_IMAGE_BUILD);
     return scan.code;
 }
 

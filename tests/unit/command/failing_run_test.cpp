@@ -208,7 +208,7 @@ TEST(FailingRun, ASplitWithoutItsDomainFile)
     Listing                 before = box.without_snapshots();
     command::UpgradeRequest request;
     request.root = box.root();
-    request.library = [] { write_release(global_path, "6.21"); };
+    request.library = [] { write_release(global_path, MIGR_IMAGE_RELEASE); };
     Outcome run = run_request(request);
     EXPECT_EQ(run.status, 3) << run.all();
     EXPECT_NE(run.err.find("no sys_domain.root.conf.gz came out of its split"), std::string::npos) << run.err;
@@ -225,14 +225,16 @@ TEST(FailingRun, ASplitThatWentWell)
     request.library = [] {
         for (const char *path : {global_path, global_path, domain_path})
             migr_on_file(path, MIGR_GLOBAL);
-        write_release(global_path, "6.21");
-        write_release(domain_path, "6.21");
+        write_release(global_path, MIGR_IMAGE_RELEASE);
+        write_release(domain_path, MIGR_IMAGE_RELEASE);
     };
     Outcome run = run_request(request);
     EXPECT_EQ(run.status, 0) << run.all();
     EXPECT_NE(run.out.find("[3/3] sys_domain.root.conf.gz"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("sys_global.conf.gz       5.00    6.21   upgraded"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("sys_domain.root.conf.gz  -       6.21   new"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("sys_global.conf.gz       5.00    " MIGR_IMAGE_RELEASE "   upgraded"), std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("sys_domain.root.conf.gz  -       " MIGR_IMAGE_RELEASE "   new"), std::string::npos)
+        << run.out;
     EXPECT_EQ(migr({"rollback", box.root()}).status, 0);
     EXPECT_FALSE(box.exists(domain_path));
 }
@@ -245,7 +247,7 @@ TEST(FailingRun, ASplitThatStoppedAt5_10IsNoLoss)
     command::UpgradeRequest request;
     request.root = box.root();
     request.library = [] {
-        write_release(global_path, "6.21");
+        write_release(global_path, MIGR_IMAGE_RELEASE);
         write_release(domain_path, "5.10");
     };
     Outcome run = run_request(request);
@@ -359,7 +361,8 @@ TEST(CutOffRun, IsPutBackByTheNextUpgrade)
     Outcome run = migr({"upgrade", box.root()});
     EXPECT_EQ(run.status, 0) << run.all();
     EXPECT_NE(run.out.find("The last upgrade was cut off. Putting back what was before it"), std::string::npos);
-    EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    6.21   upgraded"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    " MIGR_IMAGE_RELEASE "   upgraded"), std::string::npos)
+        << run.out;
     EXPECT_FALSE(box.exists("/var/lib/migr/unfinished"));
 }
 
@@ -414,7 +417,8 @@ TEST(FullDisk, AResultDoesNotFit)
               std::string::npos)
         << run.all();
     EXPECT_EQ(box.read("/data/config/sys_domain.large.conf.gz"), before);
-    EXPECT_NE(run.out.find("sys_global.conf.gz        5.50    6.21   upgraded"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("sys_global.conf.gz        5.50    " MIGR_IMAGE_RELEASE "   upgraded"), std::string::npos)
+        << run.out;
 }
 
 namespace {

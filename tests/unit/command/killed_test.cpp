@@ -123,7 +123,8 @@ bool expect_way_back(Victim victim, long point)
     EXPECT_EQ(one.box.without_snapshots(), one.before) << point;
     Outcome again = migr(one.upgrade);
     EXPECT_EQ(again.status, 0) << point << again.all();
-    EXPECT_EQ(one.box.read_gzip("/data/config/sys_global.conf.gz").substr(0, 27), "#config-version=QA-A1X-6.21")
+    EXPECT_EQ(one.box.read_gzip("/data/config/sys_global.conf.gz").substr(0, 27),
+              "#config-version=QA-A1X-" MIGR_IMAGE_RELEASE)
         << point;
     return true;
 }
@@ -146,7 +147,9 @@ void expect_second_run(long point)
     EXPECT_EQ(again.status, 0) << point << again.all();
     EXPECT_EQ(migr({"rollback", one.box.root()}).status, 0);
     std::string global = one.box.read_gzip("/data/config/sys_global.conf.gz");
-    EXPECT_TRUE(one.box.without_snapshots() == one.before || global.find("-6.21-") != std::string::npos) << point;
+    EXPECT_TRUE(one.box.without_snapshots() == one.before ||
+                global.find("-" MIGR_IMAGE_RELEASE "-") != std::string::npos)
+        << point;
 }
 
 bool may_trace()

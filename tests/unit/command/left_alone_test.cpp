@@ -19,7 +19,8 @@ void expect_left(const TinyAppliance &box, const std::string &name, const std::s
     EXPECT_EQ(run.status, 1) << run.all();
     EXPECT_NE(run.out.find(name + " was left alone. " + reason), std::string::npos) << run.all();
     EXPECT_EQ(box.read("/data/config/" + name), before);
-    EXPECT_EQ(box.read_gzip("/data/config/sys_global.conf.gz").substr(0, 27), "#config-version=QA-A1X-6.21");
+    EXPECT_EQ(box.read_gzip("/data/config/sys_global.conf.gz").substr(0, 27),
+              "#config-version=QA-A1X-" MIGR_IMAGE_RELEASE);
 }
 
 command::ConfigFacts facts_of(const std::string &text)
@@ -93,12 +94,12 @@ TEST(LeftAlone, NoFile)
 TEST(LeftAlone, GlobalFileAtTheImage)
 {
     TinyAppliance box;
-    box.config("sys_global.conf.gz", "6.21", "config a\nend\n");
+    box.config("sys_global.conf.gz", MIGR_IMAGE_RELEASE, "config a\nend\n");
     Listing before = box.listing();
     Outcome run = migr({"upgrade", box.root()});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.out.find("sys_domain.root.conf.gz was left alone. An upgrade runs only when sys_global.conf.gz can "
-                           "be read and is older than 6.21."),
+                           "be read and is older than " MIGR_IMAGE_RELEASE "."),
               std::string::npos)
         << run.all();
     EXPECT_EQ(box.listing(), before);

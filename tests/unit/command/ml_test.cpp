@@ -13,7 +13,7 @@ using namespace support;
 namespace {
 
 constexpr char old_line[] = "#config-version=QA-A1X-6.19-CV-build0601-170328:x\n";
-constexpr char new_line[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:x\n";
+constexpr char new_line[] = "#config-version=QA-A1X-" IMAGE_VERSION ":x\n";
 constexpr char tree[] = "config waf machine-learning-policy\n    edit \"1\"\n        set a 1\n    next\nend\n";
 
 class Ml : public testing::Test {
@@ -43,7 +43,7 @@ TEST_F(Ml, WritesTheUpgradedFile)
     box.write("/in", std::string(old_line) + tree, 0644);
     Outcome outcome = run("in", "out");
     EXPECT_EQ(outcome.status, 0) << outcome.all();
-    EXPECT_EQ(outcome.out, path("in") + ": upgraded from 6.19 to 6.21, in " + path("out") + "\n");
+    EXPECT_EQ(outcome.out, path("in") + ": upgraded from 6.19 to " MIGR_IMAGE_RELEASE ", in " + path("out") + "\n");
     EXPECT_EQ(box.read("/out"), std::string(new_line) + tree);
     EXPECT_EQ(box.read("/in"), std::string(old_line) + tree);
     EXPECT_EQ(box.listing()["out"].mode, 0600U);
@@ -100,7 +100,7 @@ TEST_F(Ml, NotOlderThanTheImage)
 {
     box.write("/out", "old");
     box.write("/in", std::string(new_line) + tree);
-    expect_untouched(run("in", "out"), 0, box.listing(), "is at 6.21 already. Nothing to do.");
+    expect_untouched(run("in", "out"), 0, box.listing(), "is at " MIGR_IMAGE_RELEASE " already. Nothing to do.");
 }
 
 TEST_F(Ml, APackedInput)

@@ -180,7 +180,8 @@ TEST(Process, StartsWithoutStandardStreams)
             close(fd);
     });
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(box.read_gzip("/data/config/sys_global.conf.gz").substr(0, 27), "#config-version=QA-A1X-6.21");
+    EXPECT_EQ(box.read_gzip("/data/config/sys_global.conf.gz").substr(0, 27),
+              "#config-version=QA-A1X-" MIGR_IMAGE_RELEASE);
 }
 
 TEST(Process, AClosedPipeIsNoReasonToStop)

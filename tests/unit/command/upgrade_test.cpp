@@ -25,7 +25,7 @@ std::string first_line(const ApplianceRoot &root, const std::string &path)
     return text.substr(0, text.find('\n'));
 }
 
-constexpr char upgraded_line[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:x";
+constexpr char upgraded_line[] = "#config-version=QA-A1X-" IMAGE_VERSION ":x";
 
 } // namespace
 
@@ -45,7 +45,7 @@ TEST(Upgrade, TellsFilesAndReleasesAheadAndATableBehind)
     TinyAppliance box;
     Outcome       run = migr({"upgrade", box.root()});
     EXPECT_EQ(run.err, "");
-    size_t ahead = run.out.find("sys_domain.root.conf.gz: will be upgraded from 5.50 to 6.21\n");
+    size_t ahead = run.out.find("sys_domain.root.conf.gz: will be upgraded from 5.50 to " MIGR_IMAGE_RELEASE "\n");
     size_t snapshot = run.out.find("Snapshot: " + box.root() + "/var/lib/migr/snapshots/");
     size_t progress = run.out.find("[2/2] sys_domain.root.conf.gz\n");
     size_t table = run.out.find("FILE                     BEFORE  AFTER  RESULT");
@@ -53,7 +53,8 @@ TEST(Upgrade, TellsFilesAndReleasesAheadAndATableBehind)
     size_t back = run.out.find("migr rollback " + box.root() + "\n");
     ASSERT_NE(back, std::string::npos) << run.out;
     EXPECT_TRUE(ahead < snapshot && snapshot < progress && progress < table && table < look && look < back) << run.out;
-    EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    6.21   upgraded"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    " MIGR_IMAGE_RELEASE "   upgraded"), std::string::npos)
+        << run.out;
 }
 
 TEST(Upgrade, MakesMissingTmpAndLogFolders)
@@ -83,11 +84,13 @@ TEST(Upgrade, ASecondRunHasNothingToDo)
 TEST(Upgrade, LeavesADomainFileOfTheImagesReleaseAsItIs)
 {
     TinyAppliance box;
-    box.config("sys_domain.new.conf.gz", "6.21", "config system a\nend\n");
+    box.config("sys_domain.new.conf.gz", MIGR_IMAGE_RELEASE, "config system a\nend\n");
     std::string before = box.read("/data/config/sys_domain.new.conf.gz");
     Outcome     run = migr({"upgrade", box.root()});
     EXPECT_EQ(run.status, 0) << run.all();
-    EXPECT_NE(run.out.find("sys_domain.new.conf.gz   6.21    6.21   up to date"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("sys_domain.new.conf.gz   " MIGR_IMAGE_RELEASE "    " MIGR_IMAGE_RELEASE "   up to date"),
+              std::string::npos)
+        << run.out;
     EXPECT_EQ(box.read("/data/config/sys_domain.new.conf.gz"), before);
 }
 
@@ -187,7 +190,8 @@ TEST(Upgrade, DryRunLeavesTheApplianceAlone)
     Listing before = box.listing();
     Outcome run = migr({"upgrade", "--dry-run", box.root(), "--image", image.path()});
     EXPECT_EQ(run.status, 0) << run.all();
-    EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    6.21   upgraded"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    " MIGR_IMAGE_RELEASE "   upgraded"), std::string::npos)
+        << run.out;
     EXPECT_NE(run.out.find("Nothing in " + box.root() + " was changed"), std::string::npos) << run.out;
     EXPECT_EQ(run.out.find("Snapshot"), std::string::npos) << run.out;
     EXPECT_EQ(box.listing(), before);
@@ -211,14 +215,14 @@ TEST(Upgrade, JsonIsOneDocument)
     EXPECT_EQ(run.status, 1);
     json report = json::parse(run.out);
     EXPECT_EQ(report["status"], 1);
-    EXPECT_EQ(report["image_release"], "6.21");
+    EXPECT_EQ(report["image_release"], MIGR_IMAGE_RELEASE);
     EXPECT_EQ(report["root"], box.root());
     EXPECT_EQ(report["trouble"], nullptr);
     ASSERT_EQ(report["files"].size(), 3U);
     json global = report["files"][0];
     EXPECT_EQ(global["file"], "sys_global.conf.gz");
     EXPECT_EQ(global["before"], "5.50");
-    EXPECT_EQ(global["after"], "6.21");
+    EXPECT_EQ(global["after"], MIGR_IMAGE_RELEASE);
     EXPECT_EQ(global["result"], "upgraded");
     EXPECT_GT(global["size"], 0);
     json old = report["files"][1];
@@ -244,7 +248,7 @@ TEST(Upgrade, WarnsOfASetWithoutValueInTheResult)
     command::UpgradeRequest request;
     request.root = box.root();
     request.library = [] {
-        std::string text = headers("6.21") + "config a\n    set b \n    set c 1\nend\n";
+        std::string text = headers(MIGR_IMAGE_RELEASE) + "config a\n    set b \n    set c 1\nend\n";
         std::string packed = gzip(text);
         int         fd = open("/data/config/sys_global.conf.gz", O_WRONLY | O_TRUNC);
         if (write(fd, packed.data(), packed.size()) < 0)

@@ -1,6 +1,7 @@
 /* `migr check` on folders and files, against the image that was built along. */
 #include "command.h"
 #include "support/appliance_root.h"
+#include "support/image_line.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
@@ -136,11 +137,12 @@ TEST_F(Checked, ADamagedPackedFileIsNoSoundOne)
 TEST_F(Checked, AnUnusableImageCountsMost)
 {
     std::filesystem::copy(packaged_image(), root.path() / "image", std::filesystem::copy_options::recursive);
-    root.write("/image/update_config", "[6.30]\n");
+    root.write("/image/update_config", "[99.30]\n");
     root.write_gzip("/data/config/sys_domain.root.conf.gz", with_headers("x\n"));
     Answer answer = check({root.path(), "--image", in_root("/image")});
     EXPECT_EQ(answer.status, 2);
-    EXPECT_NE(answer.out.find(in_root("/image/update_config:1: this image is for 6.30, this migr knows up to 6.21.")),
+    EXPECT_NE(answer.out.find(in_root(
+                  "/image/update_config:1: this image is for 99.30, this migr knows up to " MIGR_IMAGE_RELEASE ".")),
               std::string::npos)
         << answer.out;
     EXPECT_NE(answer.out.find("sys_domain.root.conf.gz:3: "), std::string::npos) << answer.out;

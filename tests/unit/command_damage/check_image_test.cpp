@@ -1,5 +1,6 @@
 /* Damaged images, made from the project's own, each with what must be found in it. */
 #include "image/check_image.h"
+#include "support/image_line.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
@@ -115,11 +116,11 @@ const Case cases[] = {
     {"image_of_a_later_release",
      release_3_30,
      [](Image &image) {
-         image.update_file += "[6.30]\n";
+         image.update_file += "[99.30]\n";
          image.database.clear();
      },
      {"update_config:" + std::to_string(1 + std::count(sound.update_file.begin(), sound.update_file.end(), '\n')) +
-      ": this image is for 6.30, this migr knows up to 6.21."}},
+      ": this image is for 99.30, this migr knows up to " MIGR_IMAGE_RELEASE "."}},
 
     {"empty_syntax_file",
      release_5_10,

@@ -45,7 +45,7 @@ class Convert : public testing::Test {
 /* 5.85 gave every file its policies' common settings. */
 std::string of_image(const std::string &text)
 {
-    return "#config-version=QA-A1X-6.21-CV-build0727-191023:opmode=0:vdom=1\n#conf_file_ver=1\n"
+    return "#config-version=QA-A1X-" IMAGE_VERSION ":opmode=0:vdom=1\n#conf_file_ver=1\n"
            "config server-policy setting\nend\n" +
            text;
 }
@@ -164,7 +164,7 @@ TEST_F(Convert, MakesTwoOfAFileFromBefore510)
     EXPECT_FALSE(holds(box().read("/new/sys_global.conf"), "config lab"));
     EXPECT_TRUE(holds(box().read("/new/sys_domain.root.conf"), "config lab bench\n    set width 3\nend\n"));
     EXPECT_FALSE(holds(box().read("/new/sys_domain.root.conf"), "old-flag"));
-    EXPECT_EQ(0u, box().read("/new/sys_domain.root.conf").find("#config-version=QA-A1X-6.21-"));
+    EXPECT_EQ(0u, box().read("/new/sys_domain.root.conf").find("#config-version=QA-A1X-" MIGR_IMAGE_RELEASE "-"));
 }
 
 TEST_F(Convert, WantsAFolderForThoseTwo)
@@ -202,7 +202,7 @@ TEST_F(Convert, WarnsOfCertificatesThatStandInAnotherFile)
 
 TEST_F(Convert, PassesAFileOfTheImagesReleaseThrough)
 {
-    for (const char *release : {"6.21", "6.30"}) {
+    for (const std::string &release : support::no_older_releases()) {
         std::string      text = support::headers(release) + desk;
         support::Outcome run = convert({file("sys_domain.shop.conf", text)});
         EXPECT_EQ(0, run.status);

@@ -99,7 +99,7 @@ TEST_F(Explain, NamesWhatMadeEachChange)
     ASSERT_EQ(0, run.status) << run.err;
     json changes = json::parse(run.out);
     EXPECT_EQ((Strings{"5.40 version step", "5.85 stage", "6.00 delete rules", "6.00 modify rules",
-                       "6.21 signature database"}),
+                       MIGR_IMAGE_RELEASE " signature database"}),
               ([&] {
                   Strings found = causes(changes, shop_file);
                   std::sort(found.begin(), found.end());
@@ -120,7 +120,7 @@ TEST_F(Explain, ShowsTheSameToPeople)
     config(shop_file, support::headers("5.30") + shop_text);
     support::Outcome run = explain();
     EXPECT_EQ(0, run.status) << run.err;
-    EXPECT_TRUE(holds(run.out, "sys_domain.shop.conf.gz: from 5.30 to 6.21.\n"
+    EXPECT_TRUE(holds(run.out, "sys_domain.shop.conf.gz: from 5.30 to " MIGR_IMAGE_RELEASE ".\n"
                                "== sys_domain.shop.conf.gz, 5.40, version step\n"
                                "--- sys_domain.shop.conf.gz\n"
                                "+++ sys_domain.shop.conf.gz\n"
@@ -180,11 +180,11 @@ TEST_F(Explain, ADomainRootThatIsNoneOfASplitIsNotNew)
 TEST_F(Explain, SaysThatNothingChanged)
 {
     config(global_file, support::headers("6.11"));
-    config(shop_file, support::headers("6.21"));
+    config(shop_file, support::headers(MIGR_IMAGE_RELEASE));
     support::Outcome run = explain();
     EXPECT_EQ(0, run.status);
-    EXPECT_EQ("sys_global.conf.gz: from 6.11 to 6.21, and nothing changed but the version line.\n"
-              "sys_domain.shop.conf.gz: nothing to do, it is at 6.21 already.\n",
+    EXPECT_EQ("sys_global.conf.gz: from 6.11 to " MIGR_IMAGE_RELEASE ", and nothing changed but the version line.\n"
+              "sys_domain.shop.conf.gz: nothing to do, it is at " MIGR_IMAGE_RELEASE " already.\n",
               run.out);
     EXPECT_EQ("[]\n", explain({"--json"}).out);
 }

@@ -101,7 +101,7 @@ TEST_F(Plan, TellsTheSectionsStepsAndStagesOfAFile)
     json pass = passes[0];
     EXPECT_EQ(global_file, pass["file"]);
     EXPECT_EQ("5.20", pass["from"]);
-    EXPECT_EQ("6.21", pass["to"]);
+    EXPECT_EQ(MIGR_IMAGE_RELEASE, pass["to"]);
     EXPECT_EQ(false, pass["splits"]);
     EXPECT_EQ((Strings{"5.30", "5.40", "5.50", "6.00"}), releases_of(pass["sections"]));
     EXPECT_EQ(true, pass["sections"][0]["step"]);
@@ -177,11 +177,12 @@ TEST_F(Plan, SaysWhatStaysAsItIs)
     config("sys_domain.bad.conf.gz", support::headers("5.50") + "config lab desk\n    set height\nend\n");
     support::Outcome run = plan();
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(holds(run.out, "sys_domain.new.conf.gz: stays as it is. It is no older than 6.21.\n")) << run.out;
+    EXPECT_TRUE(holds(run.out, "sys_domain.new.conf.gz: stays as it is. It is no older than " MIGR_IMAGE_RELEASE ".\n"))
+        << run.out;
     EXPECT_TRUE(holds(run.out, "sys_domain.bad.conf.gz: stays as it is. It has a `set` without a value in line 4."));
-    EXPECT_TRUE(holds(run.out, "sys_global.conf.gz: from 5.50 to 6.21\n")) << run.out;
+    EXPECT_TRUE(holds(run.out, "sys_global.conf.gz: from 5.50 to " MIGR_IMAGE_RELEASE "\n")) << run.out;
 
-    config(global_file, support::headers("6.21"));
+    config(global_file, support::headers(MIGR_IMAGE_RELEASE));
     run = plan({"--json"});
     EXPECT_EQ(1, run.status);
     EXPECT_TRUE(json::parse(run.out)["passes"].empty());

@@ -71,7 +71,7 @@ SmallImage::SmallImage()
 {
     write("/image/update_config", update_file);
     write("/image/syntax_v510.txt", syntax);
-    write("/image/system.conf.predefine", headers("6.21"));
+    write("/image/system.conf.predefine", headers(MIGR_IMAGE_RELEASE));
     this->database(support::database);
     std::filesystem::rename(path() / "data/etc/signature.db", path() / "image/signature.db");
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/appliance_root.h"
+#include "support/image_line.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,7 @@
 #include "driver/migr.h"
 #include "mechanisms.h"
 #include "support/appliance_root.h"
+#include "support/image_line.h"
 #include "support/trees.h"
 
 #include <csignal>
@@ -16,7 +17,7 @@ using mechanisms::script;
 namespace {
 
 constexpr char line_540[] = "#config-version=QA-A1X-5.40-CV-build0100-140101:opmode=0\n";
-constexpr char line_621[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:opmode=0\n";
+constexpr char line_image[] = "#config-version=QA-A1X-" IMAGE_VERSION ":opmode=0\n";
 
 class MachineLearning : public testing::Test {
   protected:
@@ -56,20 +57,21 @@ TEST_F(MachineLearning, WritesOneHeaderLineAndTheTree)
     appliance.write("/out", "old text that is longer than what replaces it, by more than a line or two, or even three");
     EXPECT_EQ(upgrade(std::string(line_540) + "#conf_file_ver=17\nconfig waf ml\nedit 1\nset x 1\nnext\nend\n"), 0);
     EXPECT_EQ(appliance.read("/out"),
-              std::string(line_621) + "config waf ml\n    edit 1\n        set x 1\n    next\nend\n");
-    EXPECT_EQ(calls, "walk 5.40 to 6.21 mode 2 \"\"\n") << "no update file, step, rule or reconciliation";
+              std::string(line_image) + "config waf ml\n    edit 1\n        set x 1\n    next\nend\n");
+    EXPECT_EQ(calls, "walk 5.40 to " MIGR_IMAGE_RELEASE " mode 2 \"\"\n")
+        << "no update file, step, rule or reconciliation";
 }
 
 TEST_F(MachineLearning, NeedsNoSecondLine)
 {
     EXPECT_EQ(upgrade(line_540), 0);
-    EXPECT_EQ(appliance.read("/out"), line_621);
+    EXPECT_EQ(appliance.read("/out"), line_image);
 }
 
 TEST_F(MachineLearning, FromBefore510TheLineSays510)
 {
     EXPECT_EQ(upgrade("#config-version=QA-A1X-5.9-CV-build0100-140101:r\nconfig a\nend\n"), 0);
-    EXPECT_EQ(appliance.read("/out"), "#config-version=QA-A1X-5.10-CV-build0727-191023:r\nconfig a\nend\n");
+    EXPECT_EQ(appliance.read("/out"), "#config-version=QA-A1X-5.10" IMAGE_STAMP ":r\nconfig a\nend\n");
 }
 
 TEST_F(MachineLearning, WithoutAVersionTheOutputStays)
@@ -84,7 +86,7 @@ TEST_F(MachineLearning, WithoutAVersionTheOutputStays)
 TEST_F(MachineLearning, AtTheImagesVersionOrNewerTheOutputStays)
 {
     appliance.write("/out", "kept");
-    EXPECT_EQ(upgrade(std::string(line_621) + "config a\nend\n"), -2);
+    EXPECT_EQ(upgrade(std::string(line_image) + "config a\nend\n"), -2);
     EXPECT_EQ(upgrade("#config-version=QA-A1X-7.0-CV-build0100-140101:r\nconfig a\nend\n"), -2);
     EXPECT_EQ(appliance.read("/out"), "kept");
     EXPECT_EQ(calls, "");
@@ -111,13 +113,13 @@ TEST_F(MachineLearning, ALinkAtTheOutputIsReplaced)
     appliance.link("/out", "target");
     EXPECT_EQ(upgrade(line_540), 0);
     EXPECT_EQ(appliance.read("/target"), "kept");
-    EXPECT_EQ(appliance.listing().at("out"), (Entry{'f', 0600, line_621}));
+    EXPECT_EQ(appliance.listing().at("out"), (Entry{'f', 0600, line_image}));
 }
 
 TEST_F(MachineLearning, AFailedParseLeavesAPartAndThatIsWritten)
 {
     EXPECT_EQ(upgrade(std::string(line_540) + "config a\nset x 1\nset name\nset y 1\nend\nconfig b\nend\n"), 0);
-    EXPECT_EQ(appliance.read("/out"), std::string(line_621) + "config a\n    set x 1\nend\n");
+    EXPECT_EQ(appliance.read("/out"), std::string(line_image) + "config a\n    set x 1\nend\n");
 }
 
 TEST_F(MachineLearning, AnOutputThatWasNotWrittenWholeGoes)
@@ -156,7 +158,7 @@ TEST_F(MachineLearning, TheOutputMayBeStandardOutput)
     script.scripted = true;
     pid_t child = fork();
     if (child == 0)
-        _exit(upgrade_to_standard_output(input.path(), std::string(line_621) + "config a\n    set x 1\nend\n"));
+        _exit(upgrade_to_standard_output(input.path(), std::string(line_image) + "config a\n    set x 1\nend\n"));
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status));
@@ -180,7 +182,7 @@ TEST_F(MachineLearning, AnOldOutputInAFolderOfSomebodyElseIsWrittenOver)
         return seteuid(0) == 0 ? result : 1;
     });
     EXPECT_EQ(child.exit_code, 0) << child.err;
-    EXPECT_EQ(appliance.read("/folder/out"), std::string(line_621) + "config a\nend\n");
+    EXPECT_EQ(appliance.read("/folder/out"), std::string(line_image) + "config a\nend\n");
 }
 
 TEST_F(MachineLearning, InputAndOutputMayBeOneFile)
@@ -190,7 +192,7 @@ TEST_F(MachineLearning, InputAndOutputMayBeOneFile)
     ChildResult child = run_in_root(appliance.path(), [] { return migr_machine_learning_upgrade("/in", "/in"); });
     EXPECT_EQ(child.exit_code, 0);
     /* The input goes before it is parsed, so only the line is left. */
-    EXPECT_EQ(appliance.read("/in"), line_621);
+    EXPECT_EQ(appliance.read("/in"), line_image);
 }
 
 /* What a host writes by itself. */

@@ -6,6 +6,7 @@
 #include "rules/rules.h"
 #include "signature/reconcile.h"
 #include "support/appliance_root.h"
+#include "support/image_line.h"
 #include "support/trees.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
@@ -29,9 +30,8 @@ std::string domain_path(const std::string &name)
 std::string header(const std::string &version)
 {
     std::string line = "#config-version=QA-A1X-" + version + "-CV-build0100-140101:opmode=0\n";
-    if (version == "6.21" || version == "upgraded 5.10")
-        line = "#config-version=QA-A1X-" + version.substr(version.rfind(' ') + 1) +
-               "-CV-build0727-191023:opmode=0\n"; /* as this image writes it */
+    if (version == MIGR_IMAGE_RELEASE || version == "upgraded 5.10")
+        line = "#config-version=QA-A1X-" + version.substr(version.rfind(' ') + 1) + IMAGE_STAMP ":opmode=0\n";
     return line + "#conf_file_ver=17\n";
 }
 
@@ -102,7 +102,7 @@ TEST_F(UpgradeRun, AGlobalFileAtTheImagesVersionMeansNothingToDo)
 {
     appliance.write("/data/etc/update_config", "");
     store(domain_path("old"), text_of("5.40"));
-    for (const char *version : {"6.21", "6.22", "7.0"}) {
+    for (const std::string &version : no_older_releases()) {
         store(global_path, text_of(version));
         Listing     before = appliance.listing();
         ChildResult child = run();
@@ -151,9 +151,9 @@ TEST_F(UpgradeRun, CarriesTheGlobalFileAndAllDomains)
     ChildResult child = run();
     EXPECT_EQ(child.exit_code, 0) << child.err;
     EXPECT_EQ(child.out, no_database);
-    expect_stored(global_path, text_of("6.21", "global"));
-    expect_stored(domain_path("root"), text_of("6.21", "root"));
-    expect_stored(domain_path("b"), text_of("6.21", "b"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE, "global"));
+    expect_stored(domain_path("root"), text_of(MIGR_IMAGE_RELEASE, "root"));
+    expect_stored(domain_path("b"), text_of(MIGR_IMAGE_RELEASE, "b"));
     EXPECT_EQ(appliance.listing().size(), before.size() + 3) << "three plain copies, and nothing else";
 }
 
@@ -174,15 +174,15 @@ TEST_F(UpgradeRun, EachDomainsOwnVersionDecides)
     appliance.write("/data/etc/update_config", "");
     store(global_path, text_of("6.20"));
     store(domain_path("old"), text_of("5.10"));
-    store(domain_path("there"), text_of("6.21"));
+    store(domain_path("there"), text_of(MIGR_IMAGE_RELEASE));
     store(domain_path("newer"), text_of("7.2"));
     store(domain_path("none"), "config a\nend\n");
     store(domain_path("late"), text_of("6.0"));
     Listing before = appliance.listing();
     ASSERT_EQ(run().exit_code, 0);
     Listing after = appliance.listing();
-    expect_stored(domain_path("old"), text_of("6.21"));
-    expect_stored(domain_path("late"), text_of("6.21"));
+    expect_stored(domain_path("old"), text_of(MIGR_IMAGE_RELEASE));
+    expect_stored(domain_path("late"), text_of(MIGR_IMAGE_RELEASE));
     for (const char *name : {"there", "newer", "none"}) {
         std::string path = domain_path(name).substr(1);
         EXPECT_EQ(after.at(path), before.at(path));
@@ -207,7 +207,7 @@ TEST_F(UpgradeRun, AFileWithoutItsSecondLineStaysSilently)
     EXPECT_EQ(appliance.read_gzip(domain_path("one")), one_line);
     EXPECT_EQ(appliance.read_gzip(domain_path("gap")), gap);
     EXPECT_EQ(appliance.read_gzip(domain_path("blank")), blank);
-    expect_stored(domain_path("good"), text_of("6.21"));
+    expect_stored(domain_path("good"), text_of(MIGR_IMAGE_RELEASE));
     expect_no_leftovers();
 }
 
@@ -219,7 +219,7 @@ TEST_F(UpgradeRun, AGlobalFileWithoutItsSecondLineDoesNotKeepTheDomainsBack)
     store(domain_path("root"), text_of("5.40"));
     ASSERT_EQ(run().exit_code, 0);
     EXPECT_EQ(appliance.read_gzip(global_path), one_line);
-    expect_stored(domain_path("root"), text_of("6.21"));
+    expect_stored(domain_path("root"), text_of(MIGR_IMAGE_RELEASE));
 }
 
 TEST_F(UpgradeRun, AFileThatDoesNotParseStaysAndTheOthersGoOn)
@@ -233,7 +233,7 @@ TEST_F(UpgradeRun, AFileThatDoesNotParseStaysAndTheOthersGoOn)
     EXPECT_EQ(child.out, no_database);
     EXPECT_EQ(appliance.read_gzip(global_path), bad);
     EXPECT_EQ(appliance.read_gzip(domain_path("bad")), bad);
-    expect_stored(domain_path("good"), text_of("6.21"));
+    expect_stored(domain_path("good"), text_of(MIGR_IMAGE_RELEASE));
     EXPECT_FALSE(appliance.exists("/var/log/sys_global.conf"));
     expect_no_leftovers();
 }
@@ -246,11 +246,11 @@ TEST_F(UpgradeRun, AnyNameWithConfGzIsADomainFile)
     store("/data/config/sys_domain.x.conf.gz.bak", text_of("5.40"));
     store("/data/config/conf.gz", text_of("5.40"));
     ASSERT_EQ(run().exit_code, 0);
-    EXPECT_EQ(appliance.read_gzip("/data/config/backup.conf.gz.old"), text_of("6.21"));
-    EXPECT_EQ(appliance.read_gzip("/data/config/sys_domain.x.conf.gz.bak"), text_of("6.21"));
-    EXPECT_EQ(appliance.read_gzip("/data/config/conf.gz"), text_of("6.21"));
+    EXPECT_EQ(appliance.read_gzip("/data/config/backup.conf.gz.old"), text_of(MIGR_IMAGE_RELEASE));
+    EXPECT_EQ(appliance.read_gzip("/data/config/sys_domain.x.conf.gz.bak"), text_of(MIGR_IMAGE_RELEASE));
+    EXPECT_EQ(appliance.read_gzip("/data/config/conf.gz"), text_of(MIGR_IMAGE_RELEASE));
     EXPECT_TRUE(appliance.exists("/var/log/sys_global.conf"));
-    EXPECT_EQ(appliance.read("/var/log/sys_domain.x.conf.gz."), text_of("6.21"));
+    EXPECT_EQ(appliance.read("/var/log/sys_domain.x.conf.gz."), text_of(MIGR_IMAGE_RELEASE));
     EXPECT_FALSE(appliance.exists("/var/log/backup.conf.gz."));
 }
 
@@ -266,7 +266,7 @@ TEST_F(UpgradeRun, OtherNamesAreLeftAlone)
     appliance.folder("/data/config/sub");
     store("/data/config/sub/sys_domain.y.conf.gz", text_of("5.40"));
     ASSERT_EQ(run().exit_code, 0);
-    expect_stored(global_path, text_of("6.21"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE));
     for (const std::string &name : names)
         EXPECT_EQ(appliance.read_gzip(name), text_of("5.40")) << name;
     EXPECT_EQ(appliance.read_gzip("/data/config/sub/sys_domain.y.conf.gz"), text_of("5.40"));
@@ -281,7 +281,7 @@ TEST_F(UpgradeRun, LongDomainNames)
     store(domain_path(fits), text_of("5.40", "fits"));
     store(domain_path(longest), text_of("5.40", "long"));
     ASSERT_EQ(run().exit_code, 0);
-    EXPECT_EQ(appliance.read_gzip(domain_path(fits)), text_of("6.21", "fits"));
+    EXPECT_EQ(appliance.read_gzip(domain_path(fits)), text_of(MIGR_IMAGE_RELEASE, "fits"));
     EXPECT_EQ(appliance.read_gzip(domain_path(longest)), text_of("5.40", "long")) << "no path of 256 characters";
 }
 
@@ -296,9 +296,9 @@ TEST_F(UpgradeRun, FailedCompressionCostsTheFileAndLeavesItsPlainText)
     EXPECT_EQ(child.out, no_database);
     EXPECT_NE(child.err.find("[update_signature]: [cvgzip] compress failed\n"), std::string::npos) << child.err;
     EXPECT_FALSE(appliance.exists(domain_path("a")));
-    EXPECT_EQ(appliance.read("/var/log/sys_domain.a.conf"), text_of("6.21", "a"));
-    expect_stored(global_path, text_of("6.21", "global"));
-    expect_stored(domain_path("b"), text_of("6.21", "b"));
+    EXPECT_EQ(appliance.read("/var/log/sys_domain.a.conf"), text_of(MIGR_IMAGE_RELEASE, "a"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE, "global"));
+    expect_stored(domain_path("b"), text_of(MIGR_IMAGE_RELEASE, "b"));
     expect_no_leftovers();
 }
 
@@ -321,7 +321,7 @@ TEST_F(UpgradeRun, AFolderThatCannotBeOpenedSkipsTheDomains)
     script.no_folder = true;
     ChildResult child = run();
     EXPECT_EQ(child.out, std::string(no_database) + "opendir err!");
-    expect_stored(global_path, text_of("6.21"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE));
     EXPECT_EQ(appliance.read_gzip(domain_path("root")), text_of("5.40"));
 }
 
@@ -331,10 +331,10 @@ TEST_F(UpgradeRun, TemporaryFilesOfAnEarlierRunAreReplaced)
     store(global_path, text_of("5.40"));
     appliance.write("/data/etc/precious", "kept");
     appliance.link("/tmp/system2.conf", "/data/etc/precious");
-    appliance.write("/tmp/system1.conf", text_of("6.21"));
-    appliance.write("/qx_migr_unzip_tmp", text_of("6.21"));
+    appliance.write("/tmp/system1.conf", text_of(MIGR_IMAGE_RELEASE));
+    appliance.write("/qx_migr_unzip_tmp", text_of(MIGR_IMAGE_RELEASE));
     ASSERT_EQ(run().exit_code, 0);
-    expect_stored(global_path, text_of("6.21"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE));
     EXPECT_EQ(appliance.read("/data/etc/precious"), "kept");
     expect_no_leftovers();
 }
@@ -353,7 +353,7 @@ TEST_F(UpgradeRun, TwoRunsInOneProcess)
     });
     EXPECT_EQ(child.exit_code, 0) << child.err;
     EXPECT_EQ(child.out, no_database);
-    EXPECT_EQ(appliance.read("/first"), text_of("6.21", "root"));
+    EXPECT_EQ(appliance.read("/first"), text_of(MIGR_IMAGE_RELEASE, "root"));
 }
 
 /* The order of mechanisms. */
@@ -369,21 +369,21 @@ TEST_F(UpgradeRun, ARunFrom510OnTakesOnePassPerFile)
                               "load\n"
                               "step 5.11\ndelete 5.11\nmodify 5.11\nre-add 5.11\n"
                               "step 5.20\ndelete 5.20\nmodify 5.20\nre-add 5.20\n"
-                              "walk 5.10 to 6.21 mode 0 \"\"\n"
+                              "walk 5.10 to " MIGR_IMAGE_RELEASE " mode 0 \"\"\n"
                               "reconcile\n"
                               "unload\n"
                               "file /data/config/sys_domain.root.conf.gz mode 1\n"
                               "load\n"
                               "step 5.11\ndelete 5.11\nmodify 5.11\nre-add 5.11\n"
                               "step 5.20\ndelete 5.20\nmodify 5.20\nre-add 5.20\n"
-                              "walk 5.40 to 6.21 mode 1 \"root\"\n"
+                              "walk 5.40 to " MIGR_IMAGE_RELEASE " mode 1 \"root\"\n"
                               "reconcile\n"
                               "unload\n"
                               "file jobs from 5.10\n"
                               "forget identifiers\n");
     EXPECT_EQ(printed, no_database);
-    expect_stored(global_path, text_of("6.21"));
-    expect_stored(domain_path("root"), text_of("6.21"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE));
+    expect_stored(domain_path("root"), text_of(MIGR_IMAGE_RELEASE));
 }
 
 /* The domains whose passes a run has begun, in that order. */
@@ -425,17 +425,17 @@ TEST_F(UpgradeRun, ARunFromBefore510TakesTheGlobalFileTwice)
                               "open database\n"
                               "file /data/config/sys_global.conf.gz mode 0\n"
                               "load\n"
-                              "walk 4.33 to 6.21 mode 0 \"\"\n"
+                              "walk 4.33 to " MIGR_IMAGE_RELEASE " mode 0 \"\"\n"
                               "reconcile\n"
                               "unload\n"
                               "file /data/config/sys_global.conf.gz mode 0\n"
                               "load\n"
-                              "walk 5.10 to 6.21 mode 0 \"\"\n"
+                              "walk 5.10 to " MIGR_IMAGE_RELEASE " mode 0 \"\"\n"
                               "reconcile\n"
                               "unload\n"
                               "file jobs from 4.33\n"
                               "forget identifiers\n");
-    expect_stored(global_path, text_of("6.21"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE));
 }
 
 TEST_F(UpgradeRun, ARaisedFlagLeadsToTheSplit)
@@ -455,24 +455,24 @@ TEST_F(UpgradeRun, ARaisedFlagLeadsToTheSplit)
                               "open database\n"
                               "file /data/config/sys_global.conf.gz mode 0\n"
                               "load\n"
-                              "walk 5.9 to 6.21 mode 0 \"\"\n"
+                              "walk 5.9 to " MIGR_IMAGE_RELEASE " mode 0 \"\"\n"
                               "reconcile\n"
                               "split, flag 0\n"
                               "unload\n"
                               "file /data/config/sys_global.conf.gz mode 0\n"
                               "load\n"
-                              "walk 5.10 to 6.21 mode 0 \"\"\n"
+                              "walk 5.10 to " MIGR_IMAGE_RELEASE " mode 0 \"\"\n"
                               "reconcile\n"
                               "unload\n"
                               "file /data/config/sys_domain.root.conf.gz mode 1\n"
                               "load\n"
-                              "walk 5.10 to 6.21 mode 1 \"root\"\n"
+                              "walk 5.10 to " MIGR_IMAGE_RELEASE " mode 1 \"root\"\n"
                               "reconcile\n"
                               "unload\n"
                               "file jobs from 5.9\n"
                               "forget identifiers\n");
-    expect_stored(global_path, text_of("6.21"));
-    expect_stored(domain_path("root"), text_of("6.21"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE));
+    expect_stored(domain_path("root"), text_of(MIGR_IMAGE_RELEASE));
     expect_no_leftovers();
 }
 
@@ -493,7 +493,7 @@ TEST_F(UpgradeRun, AFlagThatAFailedPassLeftUpSplitsInTheNext)
                               "unload\n"
                               "file /data/config/sys_global.conf.gz mode 0\n"
                               "load\n"
-                              "walk 5.9 to 6.21 mode 0 \"\"\n"
+                              "walk 5.9 to " MIGR_IMAGE_RELEASE " mode 0 \"\"\n"
                               "reconcile\n"
                               "split, flag 0\n"
                               "unload\n"
@@ -525,7 +525,7 @@ TEST_F(UpgradeRun, TheDatabaseIsOpenForAllFilesAndClosedBehindThem)
               "open database\n"
               "file /data/config/sys_global.conf.gz mode 0\n"
               "load\n"
-              "walk 5.40 to 6.21 mode 0 \"\"\n"
+              "walk 5.40 to " MIGR_IMAGE_RELEASE " mode 0 \"\"\n"
               "reconcile\n"
               "unload\n"
               "close database\n"
@@ -585,10 +585,10 @@ TEST_F(UpgradeRun, OnlyMinusOneIsAFailureOfAStep)
     store(global_path, text_of("5.20"));
     script.sections = {0x50028};
     script.results["step 5.40"] = 1;
-    script.results["walk 5.20 to 6.21 mode 0 \"\""] = -1; /* never examined */
+    script.results["walk 5.20 to " MIGR_IMAGE_RELEASE " mode 0 \"\""] = -1; /* never examined */
     script.results["reconcile"] = -1;
     scripted_run();
-    expect_stored(global_path, text_of("6.21"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE));
 }
 
 TEST_F(UpgradeRun, WithoutAnUpdateFileNothingIsUpgradedAndTheRunIsFinished)
@@ -617,8 +617,8 @@ TEST_F(UpgradeRun, AMissingUpdateFileIsSuchAFailure)
     EXPECT_EQ(appliance.listing(), before);
     appliance.write("/data/etc/update_config", ""); /* the next run tries again */
     ASSERT_EQ(run().exit_code, 0);
-    expect_stored(global_path, text_of("6.21"));
-    expect_stored(domain_path("root"), text_of("6.21"));
+    expect_stored(global_path, text_of(MIGR_IMAGE_RELEASE));
+    expect_stored(domain_path("root"), text_of(MIGR_IMAGE_RELEASE));
 }
 
 TEST_F(UpgradeRun, ABadRuleIsSuchAFailure)
@@ -628,7 +628,7 @@ TEST_F(UpgradeRun, ABadRuleIsSuchAFailure)
     store(domain_path("newer"), text_of("5.50")); /* for which that section is not loaded */
     ASSERT_EQ(run().exit_code, 0);
     EXPECT_EQ(appliance.read_gzip(global_path), text_of("5.40"));
-    expect_stored(domain_path("newer"), text_of("6.21"));
+    expect_stored(domain_path("newer"), text_of(MIGR_IMAGE_RELEASE));
     expect_no_leftovers();
 }
 
@@ -654,10 +654,12 @@ TEST_F(UpgradeRun, CertificatesAreConvertedAfterEachGoodPassFromBefore40)
     store(domain_path("newer"), text_of("4.0"));
     std::string calls = scripted_run();
     /* The global file's first pass saw the old version, its second one 5.10. */
-    EXPECT_NE(calls.find("walk 3.65535 to 6.21 mode 0 \"\"\nreconcile\nunload\nconvert certificates\n"),
-              std::string::npos)
+    EXPECT_NE(
+        calls.find("walk 3.65535 to " MIGR_IMAGE_RELEASE " mode 0 \"\"\nreconcile\nunload\nconvert certificates\n"),
+        std::string::npos)
         << calls;
-    EXPECT_NE(calls.find("walk 5.10 to 6.21 mode 0 \"\"\nreconcile\nunload\nfile"), std::string::npos) << calls;
+    EXPECT_NE(calls.find("walk 5.10 to " MIGR_IMAGE_RELEASE " mode 0 \"\"\nreconcile\nunload\nfile"), std::string::npos)
+        << calls;
     EXPECT_NE(calls.find("mode 1 \"old\"\nreconcile\nunload\nconvert certificates\n"), std::string::npos) << calls;
     EXPECT_EQ(calls.find("mode 1 \"newer\"\nreconcile\nunload\nconvert certificates\n"), std::string::npos) << calls;
     expect_stored(domain_path("old"), text_of("upgraded 5.10"));
@@ -719,7 +721,7 @@ TEST_F(UpgradeRun, ADomainsNameIsCutOutOfItsPath)
             fputs(mechanisms::calls().c_str(), stderr);
             return 0;
         });
-        std::string walk = std::string("walk 5.40 to 6.21 mode 1 \"") + one.name + "\"\n";
+        std::string walk = std::string("walk 5.40 to " MIGR_IMAGE_RELEASE " mode 1 \"") + one.name + "\"\n";
         EXPECT_NE(child.err.find(walk), std::string::npos) << one.file << ": " << child.err;
     }
 }
@@ -769,14 +771,14 @@ TEST_F(UpgradeRun, TheRunStartsAndEndsWithAnEmptyTemporaryTree)
 {
     store(global_path, text_of("5.40"));
     store(domain_path("a"), text_of("5.40"));
-    script.effects["walk 5.40 to 6.21 mode 0 \"\""] = [] {
+    script.effects["walk 5.40 to " MIGR_IMAGE_RELEASE " mode 0 \"\""] = [] {
         EXPECT_EQ(tmp_tree_root.kind, 1u);
         EXPECT_EQ(tmp_tree_root.top_list, nullptr);
         config_node *node = migr_get_childnode(&migr_main.root, "router,nowhere", MIGR_TOP);
         ASSERT_EQ(keep_for_run(node), 0);
         migr_move_node(node, &tmp_tree_root, MIGR_TOP, nullptr);
     };
-    script.effects["walk 5.40 to 6.21 mode 1 \"a\""] = [] {
+    script.effects["walk 5.40 to " MIGR_IMAGE_RELEASE " mode 1 \"a\""] = [] {
         EXPECT_EQ(dump(tmp_tree_root), "top router,nowhere\n  set name=x\n");
     };
     scripted_run([] {
@@ -787,7 +789,7 @@ TEST_F(UpgradeRun, TheRunStartsAndEndsWithAnEmptyTemporaryTree)
         EXPECT_EQ(tmp_tree_root.kind, 1u);
         EXPECT_EQ(done_sigid_check, 0);
     });
-    expect_stored(global_path, header("6.21"));
+    expect_stored(global_path, header(MIGR_IMAGE_RELEASE));
 }
 
 /* The road of a host that does the pass itself. */
@@ -853,7 +855,7 @@ TEST_F(UpgradeRun, AHostUpgradesAFileByItself)
         return 0;
     });
     EXPECT_EQ(child.exit_code, 0) << child.out << child.err;
-    EXPECT_EQ(appliance.read("/out.conf"), text_of("6.21", "by-host"));
+    EXPECT_EQ(appliance.read("/out.conf"), text_of(MIGR_IMAGE_RELEASE, "by-host"));
     EXPECT_EQ(appliance.read_gzip("/file.gz"), text_of("7.0", "by-host"));
 }
 

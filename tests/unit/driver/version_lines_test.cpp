@@ -2,10 +2,13 @@
 
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/image_line.h"
+#include "support/places.h"
 #include "support/trees.h"
 
 #include <cstddef>
 #include <cstring>
+#include <fstream>
 #include <string>
 
 using namespace support;
@@ -13,10 +16,10 @@ using namespace support;
 namespace {
 
 constexpr char line_540[] = "#config-version=QA-A1X-5.40-CV-build0100-140101:opmode=0\n";
-constexpr char line_621[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:opmode=0\n";
+constexpr char line_image[] = "#config-version=QA-A1X-" IMAGE_VERSION ":opmode=0\n";
 constexpr char second[] = "#conf_file_ver=17\n";
 
-/* Reads a version out of a plain file's text, as for an image of 6.21 unless another is given. */
+/* Reads a version out of a plain file's text, as for the image of this build unless another is given. */
 int32_t version_of(const std::string &text, int32_t image = MIGR_RELEASE_IMAGE)
 {
     memset(&migr_main, 0, sizeof migr_main);
@@ -46,19 +49,31 @@ void in_root(const ApplianceRoot &appliance, const std::function<void()> &work)
     EXPECT_EQ(child.exit_code, 0) << child.out << child.err;
 }
 
-TEST(ImageVersion, IsCompiledIn)
+/* The word behind a key in image/release. */
+std::string word_of_image(const std::string &key)
 {
-    EXPECT_EQ(get_osimage_version(), 0x60015);
-    EXPECT_EQ(get_osimage_version(), 393237);
+    std::ifstream in(source_path("/image/release"));
+    for (std::string line; std::getline(in, line);)
+        if (line.rfind(key + " ", 0) == 0)
+            return line.substr(key.size() + 1);
+    return "";
+}
+
+TEST(ImageVersion, IsWhatTheImageSays)
+{
+    EXPECT_EQ(release_of(get_osimage_version()), word_of_image("release"));
+    EXPECT_EQ(version_of(line_540), 0x50028);
+    EXPECT_EQ(first_line(), "#config-version=QA-A1X-" + word_of_image("release") + "-CV-build" +
+                                word_of_image("build") + "-" + word_of_image("date") + ":opmode=0\n");
 }
 
 TEST(VersionLine, OfAModelWithADash)
 {
     EXPECT_EQ(version_of(line_540), 0x50028);
-    EXPECT_EQ(first_line(), line_621);
+    EXPECT_EQ(first_line(), line_image);
     EXPECT_STREQ(migr_main.model_text, "A-A1X-5.40-CV-build0100-140101:opmode=0\n");
     EXPECT_EQ(migr_main.cfg_build, 100);
-    EXPECT_EQ(migr_main.img_build, 727);
+    EXPECT_EQ(migr_main.img_build, std::stoi(MIGR_IMAGE_BUILD));
 }
 
 TEST(VersionLine, OfEachModelWithoutADash)
@@ -67,7 +82,7 @@ TEST(VersionLine, OfEachModelWithoutADash)
                               "QQZE1", "QB12A", "QB13A", "QB14A", "QB15A", "QQZE2", "QQWS2", "QB18A"}) {
         std::string text = "X" + std::string(model);
         EXPECT_EQ(version_behind(text + "-5.40-CV-build0100-140101:rest\n"), 0x50028) << model;
-        EXPECT_EQ(first_line(), "#config-version=" + text + "-6.21-CV-build0727-191023:rest\n");
+        EXPECT_EQ(first_line(), "#config-version=" + text + "-" IMAGE_VERSION ":rest\n");
     }
 }
 
@@ -81,9 +96,9 @@ TEST(VersionLine, ADashlessModelAnywhereInTheLineCounts)
 {
     /* The scan then takes the model's own dash for the one ahead of the version. */
     EXPECT_EQ(version_behind("QA-A1X-5.40-CV-build0100-140101:QB01A\n"), 40);
-    EXPECT_EQ(first_line(), "#config-version=QA-5.10-CV-build0727-191023:QB01A\n");
+    EXPECT_EQ(first_line(), "#config-version=QA-5.10" IMAGE_STAMP ":QB01A\n");
     EXPECT_EQ(version_behind("QA-7X-5.40-CV-build0100-140101:x,QQZE1\n"), 0x70028);
-    EXPECT_EQ(first_line(), "#config-version=QA-6.21-CV-build0727-191023:x,QQZE1\n");
+    EXPECT_EQ(first_line(), "#config-version=QA-" IMAGE_VERSION ":x,QQZE1\n");
     EXPECT_EQ(version_behind("QA-A1X-5.40-CV-build0100-140101:QB0-1A\n"), 0x50028);
 }
 
@@ -125,7 +140,7 @@ TEST(VersionLine, TheProductIsBetweenTwoDashes)
 {
     EXPECT_EQ(version_behind("QA-A1X-5.40-any product-build0100-140101:r\n"), 0x50028);
     EXPECT_EQ(version_behind("QA-A1X-5.40--build0100-140101:r\n"), 0x50028);
-    EXPECT_EQ(first_line(), "#config-version=QA-A1X-6.21-CV-build0727-191023:r\n");
+    EXPECT_EQ(first_line(), "#config-version=QA-A1X-" IMAGE_VERSION ":r\n");
     EXPECT_EQ(version_behind("QA-A1X-5.40-build0100:r\n"), -1);
     /* One dash too many: the build is what follows the second, and the date what follows the third. */
     EXPECT_EQ(version_behind("QA-A1X-5.40-C-V12-build0100-140101:r\n"), 0x50028);
@@ -169,9 +184,9 @@ TEST(VersionLine, ABuildWithoutDigitsSwallowsItsDash)
 TEST(VersionLine, TheDateIsSixCharactersOfAnyKind)
 {
     EXPECT_EQ(version_behind("QA-A1X-5.40-CV-build0100-abc:ef:r\n"), 0x50028);
-    EXPECT_EQ(first_line(), "#config-version=QA-A1X-6.21-CV-build0727-191023:r\n");
+    EXPECT_EQ(first_line(), "#config-version=QA-A1X-" IMAGE_VERSION ":r\n");
     EXPECT_EQ(version_behind("QA-A1X-5.40-CV-build0100-140101 and more:r:s\n"), 0x50028);
-    EXPECT_EQ(first_line(), "#config-version=QA-A1X-6.21-CV-build0727-191023:r:s\n");
+    EXPECT_EQ(first_line(), "#config-version=QA-A1X-" IMAGE_VERSION ":r:s\n");
 }
 
 TEST(VersionLine, NeedsAColonBehindTheDate)
@@ -179,7 +194,7 @@ TEST(VersionLine, NeedsAColonBehindTheDate)
     EXPECT_EQ(version_behind("QA-A1X-5.40-CV-build0100-140101\n"), -1);
     EXPECT_EQ(version_behind("QA-A1X-5.40-CV-build0100-14010:\n"), -1);
     EXPECT_EQ(version_behind("QA-A1X-5.40-CV-build0100-140101:"), 0x50028);
-    EXPECT_EQ(first_line(), "#config-version=QA-A1X-6.21-CV-build0727-191023:");
+    EXPECT_EQ(first_line(), "#config-version=QA-A1X-" IMAGE_VERSION ":");
     EXPECT_EQ(version_behind("QA-A1X-5.40:CV-build0100-140101\n"), -1);
 }
 
@@ -197,7 +212,7 @@ TEST(VersionLine, FromBefore510StopsAt510)
     };
     for (auto &one : cases) {
         version_of("#config-version=QA-A1X-" + std::string(one.version) + "-CV-build0100-140101:r\n", one.image);
-        EXPECT_EQ(first_line(), "#config-version=QA-A1X-" + std::string(one.composed) + "-CV-build0727-191023:r\n")
+        EXPECT_EQ(first_line(), "#config-version=QA-A1X-" + std::string(one.composed) + IMAGE_STAMP ":r\n")
             << one.version << " to " << one.image;
     }
 }
@@ -207,7 +222,7 @@ TEST(VersionLine, ModelTextIsCutAt127)
     std::string rest(300, 'r');
     version_behind("QA-A1X-5.40-CV-build0100-140101:" + rest + "\n");
     EXPECT_EQ(migr_main.model_text, ("A-A1X-5.40-CV-build0100-140101:" + rest).substr(0, 127));
-    EXPECT_EQ(first_line(), "#config-version=QA-A1X-6.21-CV-build0727-191023:" + rest + "\n");
+    EXPECT_EQ(first_line(), "#config-version=QA-A1X-" IMAGE_VERSION ":" + rest + "\n");
 }
 
 TEST(VersionLine, AComposedLineThatOutgrowsItsBufferIsCut)
@@ -216,7 +231,7 @@ TEST(VersionLine, AComposedLineThatOutgrowsItsBufferIsCut)
     line += std::string(MIGR_LINE_SIZE - 2 - line.size(), 'r') + "\n";
     ASSERT_EQ(version_of(line), 0x50004);
     EXPECT_EQ(first_line().size(), MIGR_LINE_SIZE - 1u);
-    EXPECT_EQ(first_line().substr(0, 60), "#config-version=QA-A1X-5.10-CV-build0727-191023:rrrrrrrrrrrr");
+    EXPECT_EQ(first_line().substr(0, 60), "#config-version=QA-A1X-5.10" IMAGE_STAMP ":rrrrrrrrrrrr");
     EXPECT_EQ(first_line().back(), 'r');
 }
 
@@ -225,13 +240,13 @@ TEST(VersionLine, ALineTooLongForTheReaderIsCutThere)
     std::string ahead = "#config-version=QA-A1X-5.40-CV-build0100-140101:";
     ASSERT_EQ(version_of(ahead + std::string(60000, 'r') + "\n"), 0x50028);
     EXPECT_EQ(first_line(),
-              "#config-version=QA-A1X-6.21-CV-build0727-191023:" + std::string(MIGR_LINE_SIZE - 1 - ahead.size(), 'r'));
+              "#config-version=QA-A1X-" IMAGE_VERSION ":" + std::string(MIGR_LINE_SIZE - 1 - ahead.size(), 'r'));
 }
 
 TEST(VersionLine, MayStandBehindOtherLines)
 {
     EXPECT_EQ(version_of(std::string("# comment\nx\nconfig a\n") + line_540), 0x50028);
-    EXPECT_EQ(first_line(), line_621);
+    EXPECT_EQ(first_line(), line_image);
     EXPECT_EQ(version_of("config a\nend\n"), -1);
     EXPECT_EQ(version_of(""), -1);
     EXPECT_EQ(version_of("#Config-Version=QA-A1X-5.40-CV-build0100-140101:r\n"), -1);
@@ -241,24 +256,24 @@ TEST(VersionLine, MayStandBehindOtherLines)
 TEST(VersionLine, IsFoundOnlyAtTheColumnThatEarlierLinesLeft)
 {
     EXPECT_EQ(version_of(std::string(" ") + line_540), 0x50028);
-    EXPECT_EQ(first_line(), std::string(" ") + line_621) << "the blank stays";
+    EXPECT_EQ(first_line(), std::string(" ") + line_image) << "the blank stays";
     EXPECT_EQ(version_of(std::string("\n") + line_540), -1) << "the empty line has moved the position on";
     EXPECT_EQ(version_of(std::string("\n ") + line_540), 0x50028);
-    EXPECT_EQ(first_line(), std::string(" ") + line_621);
+    EXPECT_EQ(first_line(), std::string(" ") + line_image);
     EXPECT_EQ(version_of(std::string("\n\n\n ") + line_540), 0x50028) << "only the first empty line moves it";
     EXPECT_EQ(version_of(std::string("  x\n") + line_540), -1);
     EXPECT_EQ(version_of(std::string("  x\n\t") + line_540), -1);
     EXPECT_EQ(version_of(std::string("  x\n\t\t") + line_540), 0x50028);
     EXPECT_EQ(version_of(std::string("  x\nab") + line_540), 0x50028)
         << "what stands ahead of the position is not read";
-    EXPECT_EQ(first_line(), std::string("ab") + line_621);
+    EXPECT_EQ(first_line(), std::string("ab") + line_image);
     EXPECT_EQ(version_of(std::string("  x\n   ") + line_540), 0x50028) << "white space still moves it on";
 }
 
 TEST(VersionLine, ThePositionMayLieBehindAShorterLine)
 {
     EXPECT_EQ(version_of(std::string("         x\nab\n\n123456789") + line_540), 0x50028);
-    EXPECT_EQ(first_line(), std::string("123456789") + line_621);
+    EXPECT_EQ(first_line(), std::string("123456789") + line_image);
     EXPECT_EQ(version_of(std::string("         x\nab\n") + line_540), -1);
 }
 
@@ -289,7 +304,7 @@ TEST(VersionLine, OfNoPathIsThatOfTheUnpackedFile)
     in_root(appliance, [] {
         migr_main.img_version = MIGR_RELEASE_IMAGE;
         EXPECT_EQ(get_config_version_and_save_first_line(nullptr), 0x50028);
-        EXPECT_EQ(first_line(), line_621);
+        EXPECT_EQ(first_line(), line_image);
     });
 }
 
@@ -458,7 +473,7 @@ TEST(ParseVersion, TakesAFileThatIsOlderThanTheImage)
 
 TEST(ParseVersion, RefusesAFileThatIsNotOlderUnlessForced)
 {
-    for (const char *version : {"6.21", "6.22", "7.0"}) {
+    for (const std::string &version : no_older_releases()) {
         Parsed refused = parsed_version(header_of(version), 0);
         EXPECT_EQ(refused.result, -1) << version;
         EXPECT_FALSE(refused.unpacked);

@@ -52,7 +52,7 @@ inline update_section &first_section()
     return *section_of(migr_main.update_list.next);
 }
 
-/* An empty tree and no sections, for a file of release 5.14 on its way to the image. */
+/* An empty tree and no sections, for a file of release 5.14 on its way to 6.21. */
 class RulesTest : public support::TreeTest {
   protected:
     void SetUp() override
@@ -60,7 +60,7 @@ class RulesTest : public support::TreeTest {
         TreeTest::SetUp();
         migr_list_init(&migr_main.update_list);
         migr_main.cfg_version = 0x5000e;
-        migr_main.img_version = MIGR_RELEASE_IMAGE;
+        migr_main.img_version = 0x60015;
         vdom_update_flag = 0;
     }
 

@@ -5,6 +5,7 @@
 #include "signature/reconcile.h"
 #include "support/appliance_root.h"
 #include "support/failing_memory.h"
+#include "support/image_line.h"
 #include "support/trees.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
@@ -493,7 +494,7 @@ TEST_F(Reconcile, OutlivesMemoryRunningOutAnywhere)
 TEST_F(Reconcile, BeginsAnewInEachRun)
 {
     static const std::string header = "#config-version=QA-A1X-6.20-CV-build0100-180101:opmode=0\n#conf_file_ver=1\n";
-    static const std::string upgraded = "#config-version=QA-A1X-6.21-CV-build0727-191023:opmode=0\n#conf_file_ver=1\n";
+    static const std::string upgraded = "#config-version=QA-A1X-" IMAGE_VERSION ":opmode=0\n#conf_file_ver=1\n";
     root.write("/data/etc/update_config", "");
     root.write_gzip("/data/config/sys_global.conf.gz", header + "config system global\nend\n");
     root.write_gzip("/data/config/sys_domain.root.conf.gz",

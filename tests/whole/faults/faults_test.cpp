@@ -1,6 +1,7 @@
 #include "sweep.h"
 
 #include "driver/migr.h"
+#include "support/image_line.h"
 #include "support/places.h"
 #include "support/trees.h"
 
@@ -34,9 +35,9 @@ const std::string &empty_database()
 
 std::string header_lines(const std::string &version)
 {
-    bool        as_written = version == "5.10" || version == "6.21";
-    std::string build = as_written ? "0727-191023" : "0100-120101";
-    return "#config-version=QA-A1X-" + version + "-CV-build" + build + ":r\n#conf_file_ver=17\n";
+    bool        as_written = version == "5.10" || version == MIGR_IMAGE_RELEASE;
+    std::string stamp = as_written ? IMAGE_STAMP : "-CV-build0100-120101";
+    return "#config-version=QA-A1X-" + version + stamp + ":r\n#conf_file_ver=17\n";
 }
 
 constexpr char nowhere[] = "config router nowhere\n    set name \"two\nlines\"\n    edit 1\n        set x 1\n"
@@ -77,7 +78,7 @@ const sweep::Appliance before_domains = {
             if (path == domain_file)
                 return text == header_lines("5.10") + settings;
             /* Without memory the walk does not give the global file the settings that the domain took along. */
-            return text == header_lines("5.10") + nowhere || text == header_lines("6.21") + nowhere;
+            return text == header_lines("5.10") + nowhere || text == header_lines(MIGR_IMAGE_RELEASE) + nowhere;
         },
     /* The split leaves a text behind that it could not store, and runs from before 5.20 end in file jobs. */
     .touched = {"tmp/system_global.conf", "tmp/system_domain.root.conf", "data/etc/cert", "data/etc/globalcert"},
@@ -179,7 +180,7 @@ bool is_whole_configuration(const std::string &, const std::string &text)
 {
     size_t second = text.find('\n') + 1;
     size_t body = text.find('\n', second) + 1;
-    if (text.find("-CV-build0727-191023:") > second || text.compare(second, 15, "#conf_file_ver=") != 0)
+    if (text.find(IMAGE_STAMP ":") > second || text.compare(second, 15, "#conf_file_ver=") != 0)
         return false;
     std::string configuration = without_bare_sets(text.substr(body));
     bool        parsed = parse(configuration) == 0;

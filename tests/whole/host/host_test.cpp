@@ -1,5 +1,6 @@
 /* The library as its host sees it: loaded by hand into a C program, found by the names of functions and records. */
 #include "support/appliance_root.h"
+#include "support/image_line.h"
 #include "support/places.h"
 
 #include <fcntl.h>
@@ -67,7 +68,7 @@ std::string missing(std::vector<std::string> names)
 }
 
 constexpr char headers_540[] = "#config-version=QA-A1X-5.40-CV-build0100-140101:r\n#conf_file_ver=17\n";
-constexpr char headers_621[] = "#config-version=QA-A1X-6.21-CV-build0727-191023:r\n#conf_file_ver=17\n";
+constexpr char headers_image[] = "#config-version=QA-A1X-" IMAGE_VERSION ":r\n#conf_file_ver=17\n";
 
 /* A block that no migration looks at, and one that a migration would add if it were not there. */
 constexpr char block[] = "config server-policy setting\nend\nconfig router nowhere\n    set name x\nend\n";
@@ -182,6 +183,15 @@ TEST(Host, ReadsAVersion)
     EXPECT_EQ(appliance.listing(), before);
 }
 
+/* Of the image, as the host prints it. */
+std::string image_numbers()
+{
+    char text[64];
+    snprintf(text, sizeof text, "img %#x build 100 to %d", static_cast<unsigned>(MIGR_RELEASE_IMAGE),
+             std::stoi(MIGR_IMAGE_BUILD));
+    return text;
+}
+
 TEST(Host, UpgradesAnAppliance)
 {
     ApplianceRoot appliance;
@@ -197,13 +207,15 @@ TEST(Host, UpgradesAnAppliance)
                         "EMPTY_NODE 6 EOB_NODE 7 tmp_tree_root 1\n"
                         "vdom_update_flag 0 is_found 0 qb01a 0\n"
                         "found_node null sig_db closed\n"
-                        "cfg 0x50028 img 0x60015 build 100 to 727 mode 1 modified 1 domain \"root\"\n"
-                        "model A-A1X- first #config-version=QA-A1X-6.21-CV-build0727-191023:r\n"
-                        "second #conf_file_ver=17\n"
-                        "old #config-version=QA-A1X-5.40-CV-build0100-140101:r\n"
-                        "root kind 1\n");
-    EXPECT_EQ(appliance.read_gzip("/data/config/sys_global.conf.gz"), std::string(headers_621) + block);
-    EXPECT_EQ(appliance.read_gzip("/data/config/sys_domain.root.conf.gz"), std::string(headers_621) + block);
+                        "cfg 0x50028 " +
+                            image_numbers() +
+                            " mode 1 modified 1 domain \"root\"\n"
+                            "model A-A1X- first #config-version=QA-A1X-" IMAGE_VERSION ":r\n"
+                            "second #conf_file_ver=17\n"
+                            "old #config-version=QA-A1X-5.40-CV-build0100-140101:r\n"
+                            "root kind 1\n");
+    EXPECT_EQ(appliance.read_gzip("/data/config/sys_global.conf.gz"), std::string(headers_image) + block);
+    EXPECT_EQ(appliance.read_gzip("/data/config/sys_domain.root.conf.gz"), std::string(headers_image) + block);
 }
 
 TEST(Host, WritesAPlainFileFromAContextThatItFilledItself)
@@ -220,7 +232,7 @@ TEST(Host, WritesAPlainFileFromAContextThatItFilledItself)
                                                                "  set name=x\n"
                                                                "adjust_tree 0\n"
                                                                "new_config_file_GUI 0\n");
-    EXPECT_EQ(appliance.read("/out.conf"), std::string(headers_621) + block);
+    EXPECT_EQ(appliance.read("/out.conf"), std::string(headers_image) + block);
     EXPECT_EQ(appliance.read_gzip("/backup.gz"), std::string(headers_540) + block);
 }
 
@@ -231,8 +243,7 @@ TEST(Host, UpgradesAMachineLearningFile)
     HostResult host = run_host(appliance, {"machine-learning", "/in", "/out"});
     EXPECT_EQ(host.exit_code, 0) << host.out;
     EXPECT_EQ(host.out.substr(0, host.out.find('\n')), "machine learning 0");
-    EXPECT_EQ(appliance.read("/out"),
-              "#config-version=QA-A1X-6.21-CV-build0727-191023:r\nconfig router nowhere\nend\n");
+    EXPECT_EQ(appliance.read("/out"), "#config-version=QA-A1X-" IMAGE_VERSION ":r\nconfig router nowhere\nend\n");
 }
 
 } // namespace

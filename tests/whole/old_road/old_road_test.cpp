@@ -5,6 +5,7 @@
 #include "driver/migr.h"
 #include "run_log.h"
 #include "support/appliance_root.h"
+#include "support/image_line.h"
 
 #include <gtest/gtest.h>
 
@@ -32,7 +33,7 @@ std::string old_file(const std::string &release, const std::string &text)
 
 std::string new_file(const std::string &release, const std::string &text)
 {
-    return file(release + "-CV-build0727-191023", text);
+    return file(release + IMAGE_STAMP, text);
 }
 
 /* Each release renames the next set; 5.10 also deletes one, and 5.20 renames what the split has made a domain's. */
@@ -40,7 +41,7 @@ const std::string rules = "[4.40]\n[MODIFY]\n<alpha one><never>, <loaded>\n"
                           "[5.0]\n[MODIFY]\n<alpha one><a>, <b>\n"
                           "[5.10]\n[DELETE]\n<alpha one><gone>\n[MODIFY]\n<alpha one><b>, <c>\n"
                           "[5.20]\n[MODIFY]\n<alpha one><c>, <d>\n<beta two><x>, <y>\n"
-                          "[6.21]\n[MODIFY]\n<alpha one><d>, <e>\n";
+                          "[" MIGR_IMAGE_RELEASE "]\n[MODIFY]\n<alpha one><d>, <e>\n";
 
 const std::string syntax = "GLOBAL TABLE \"alpha one\"\nGLOBAL TABLE \"system advanced\"\n"
                            "DOMAIN TABLE \"beta two\"\nDOMAIN TABLE \"waf signature\"\n";
@@ -115,19 +116,19 @@ TEST_F(OldRoad, LeadsThroughTheSplit)
         EXPECT_EQ("pass global sys_global\n"
                   "step 5.0\n"
                   "step 5.10\n"
-                  "walk 4.40 to 6.21\n"
+                  "walk 4.40 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "split\n"
                   "pass global sys_global\n"
                   "step 5.20\n"
-                  "step 6.21\n"
-                  "walk 5.10 to 6.21\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 5.10 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "write\n"
                   "pass domain sys_domain.root\n"
                   "step 5.20\n"
-                  "step 6.21\n"
-                  "walk 5.10 to 6.21 of root\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 5.10 to " MIGR_IMAGE_RELEASE " of root\n"
                   "reconcile\n"
                   "write\n"
                   "file jobs from 4.40\n",
@@ -138,14 +139,14 @@ TEST_F(OldRoad, LeadsThroughTheSplit)
                                {"sys_domain.root", new_file("5.10", split_domain)}}),
                   run_log.stored[1])
             << "the split keeps no plain copies";
-        EXPECT_EQ((StoredTexts{{"sys_global", new_file("6.21", final_global)},
+        EXPECT_EQ((StoredTexts{{"sys_global", new_file(MIGR_IMAGE_RELEASE, final_global)},
                                {"sys_domain.root", new_file("5.10", split_domain)},
-                               {"log/sys_global.conf", new_file("6.21", final_global)}}),
+                               {"log/sys_global.conf", new_file(MIGR_IMAGE_RELEASE, final_global)}}),
                   run_log.stored[2]);
-        EXPECT_EQ((StoredTexts{{"sys_global", new_file("6.21", final_global)},
-                               {"sys_domain.root", new_file("6.21", final_domain)},
-                               {"log/sys_global.conf", new_file("6.21", final_global)},
-                               {"log/sys_domain.root.conf", new_file("6.21", final_domain)}}),
+        EXPECT_EQ((StoredTexts{{"sys_global", new_file(MIGR_IMAGE_RELEASE, final_global)},
+                               {"sys_domain.root", new_file(MIGR_IMAGE_RELEASE, final_domain)},
+                               {"log/sys_global.conf", new_file(MIGR_IMAGE_RELEASE, final_global)},
+                               {"log/sys_domain.root.conf", new_file(MIGR_IMAGE_RELEASE, final_domain)}}),
                   stored_texts());
     });
     EXPECT_EQ("", child.out + child.err);
@@ -157,7 +158,7 @@ TEST_F(OldRoad, IsTheSameFrom59)
     run([] {
         EXPECT_EQ("pass global sys_global\n"
                   "step 5.10\n"
-                  "walk 5.9 to 6.21\n"
+                  "walk 5.9 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "split\n",
                   run_steps().substr(0, run_steps().find("split\n") + 6));
@@ -171,14 +172,14 @@ TEST_F(OldRoad, EndsAt510)
 {
     store("sys_global", old_file("5.10", whole_text));
     std::string upgraded =
-        new_file("6.21", settings + "config alpha one\n    set a 1\n    set gone 2\n    set never 3\n"
-                                    "end\nconfig beta two\n    edit one\n        set y 4\n    next\n"
-                                    "end\nconfig forgotten\n    set z 5\nend\n");
+        new_file(MIGR_IMAGE_RELEASE, settings + "config alpha one\n    set a 1\n    set gone 2\n    set never 3\n"
+                                                "end\nconfig beta two\n    edit one\n        set y 4\n    next\n"
+                                                "end\nconfig forgotten\n    set z 5\nend\n");
     run([&] {
         EXPECT_EQ("pass global sys_global\n"
                   "step 5.20\n"
-                  "step 6.21\n"
-                  "walk 5.10 to 6.21\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 5.10 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "write\n"
                   "file jobs from 5.10\n",
@@ -194,7 +195,8 @@ TEST_F(OldRoad, WalksTheStagesTwice)
     store("sys_global", old_file("5.0", "config system advanced\nset circulate-url-decode enable\nend\n"));
     run([] {
         EXPECT_EQ(new_file("5.10", "config system advanced\nend\n"), run_log.stored.at(1).at("sys_global"));
-        EXPECT_EQ(new_file("6.21", settings + "config system advanced\n    set circulate-url-decode disable\nend\n"),
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE,
+                           settings + "config system advanced\n    set circulate-url-decode disable\nend\n"),
                   stored_texts()["sys_global"]);
     });
 }
@@ -225,8 +227,8 @@ TEST_F(OldRoad, CarriesCertificatesFromTheFlatFoldersIntoTheDomain)
             "config system certificate ca\n    edit one\n        set certificate \"certificate\"\n"
             "    next\nend\n";
         EXPECT_EQ(new_file("5.10", certificates), run_log.stored.at(1).at("sys_global"));
-        EXPECT_EQ(new_file("6.21", ""), run_log.stored.at(2).at("sys_global"));
-        EXPECT_EQ(new_file("6.21", settings + "config system default_rptlang\nend\n" + certificates),
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, ""), run_log.stored.at(2).at("sys_global"));
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, settings + "config system default_rptlang\nend\n" + certificates),
                   stored_texts()["sys_domain.root"]);
     });
     EXPECT_EQ("certificate", root.read("/data/etc/cert/ca/root/one.cer"));
@@ -237,7 +239,7 @@ TEST_F(OldRoad, ReplacesARootDomainThatIsThere)
 {
     store("sys_global", old_file("5.0", whole_text));
     store("sys_domain.root", old_file("5.30", "config beta two\nset mine 1\nend\n"));
-    run([] { EXPECT_EQ(new_file("6.21", final_domain), stored_texts()["sys_domain.root"]); });
+    run([] { EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, final_domain), stored_texts()["sys_domain.root"]); });
 }
 
 TEST_F(OldRoad, IsAllDoneAfterOneRun)
@@ -255,28 +257,28 @@ TEST_F(OldRoad, StaysOneFileWithoutASectionOf510)
 {
     root.write("/data/etc/update_config", "[5.0]\n[MODIFY]\n<alpha one><a>, <b>\n"
                                           "[5.11]\n[MODIFY]\n<alpha one><twice>, <done>\n"
-                                          "[6.21]\n");
+                                          "[" MIGR_IMAGE_RELEASE "]\n");
     store("sys_global", old_file("4.40", "config alpha one\nset a 1\nset twice 2\nset twice 3\nend\n"));
     run([] {
         EXPECT_EQ("pass global sys_global\n"
                   "step 5.0\n"
                   "step 5.11\n"
-                  "step 6.21\n"
-                  "walk 4.40 to 6.21\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 4.40 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "write\n"
                   "pass global sys_global\n"
                   "step 5.11\n"
-                  "step 6.21\n"
-                  "walk 5.10 to 6.21\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 5.10 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "write\n"
                   "file jobs from 4.40\n",
                   run_steps());
         std::string once =
             new_file("5.10", settings + "config alpha one\n    set b 1\n    set done 2\n    set twice 3\nend\n");
-        std::string twice =
-            new_file("6.21", settings + "config alpha one\n    set b 1\n    set done 2\n    set done 3\nend\n");
+        std::string twice = new_file(MIGR_IMAGE_RELEASE,
+                                     settings + "config alpha one\n    set b 1\n    set done 2\n    set done 3\nend\n");
         EXPECT_EQ((StoredTexts{{"sys_global", once}, {"log/sys_global.conf", once}}), run_log.stored.at(1));
         EXPECT_EQ((StoredTexts{{"sys_global", twice}, {"log/sys_global.conf", twice}}), stored_texts());
     });
@@ -290,7 +292,7 @@ TEST_F(OldRoad, LeavesOutAStepWithoutItsSection)
                "                set priority " +
                priority + "\n            next\n        end\n    next\nend\n";
     };
-    const std::string with_step = "[4.11]\n[4.20]\n[4.30]\n[5.10]\n[6.21]\n";
+    const std::string with_step = "[4.11]\n[4.20]\n[4.30]\n[5.10]\n[" MIGR_IMAGE_RELEASE "]\n";
     root.write("/etc/syntax_v510.txt", "GLOBAL TABLE \"xml-protection filter-rule\"\n");
     for (const auto &[sections, priority] :
          {std::pair(with_step, "7232"), std::pair(with_step.substr(0, 7) + with_step.substr(14), "40000")}) {
@@ -301,7 +303,7 @@ TEST_F(OldRoad, LeavesOutAStepWithoutItsSection)
             EXPECT_EQ(has_step, run_steps().find("step 4.20\n") != std::string::npos) << run_steps();
             EXPECT_NE(std::string::npos, run_steps().find("step 4.11\n")) << run_steps();
             EXPECT_NE(std::string::npos, run_steps().find("step 4.30\n")) << run_steps();
-            EXPECT_EQ(new_file("6.21", settings + filter(priority)), stored_texts()["sys_global"]);
+            EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, settings + filter(priority)), stored_texts()["sys_global"]);
         });
     }
 }
@@ -315,18 +317,18 @@ TEST_F(OldRoad, FailsTwiceWithoutASyntaxFile)
         EXPECT_EQ("pass global sys_global\n"
                   "step 5.0\n"
                   "step 5.10\n"
-                  "walk 4.40 to 6.21\n"
+                  "walk 4.40 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "split fails\n"
                   "pass global sys_global\n"
                   "step 5.0\n"
                   "step 5.10\n"
-                  "walk 4.40 to 6.21\n"
+                  "walk 4.40 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "split fails\n"
                   "pass domain sys_domain.shop\n"
-                  "step 6.21\n"
-                  "walk 5.40 to 6.21 of shop\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 5.40 to " MIGR_IMAGE_RELEASE " of shop\n"
                   "reconcile\n"
                   "write\n"
                   "file jobs from 4.40\n",
@@ -336,11 +338,11 @@ TEST_F(OldRoad, FailsTwiceWithoutASyntaxFile)
         EXPECT_EQ(old_file("4.40", whole_text), stored_texts()["sys_global"]);
         EXPECT_EQ(0u, stored_texts().count("sys_domain.root"));
         EXPECT_EQ(0u, stored_texts().count("log/sys_global.conf"));
-        EXPECT_EQ(new_file("6.21", settings + "config beta two\nend\n"), stored_texts()["sys_domain.shop"]);
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, settings + "config beta two\nend\n"), stored_texts()["sys_domain.shop"]);
     });
     EXPECT_EQ("ERROR: open syntax file err.\nERROR: open syntax file err.\n", child.out);
     root.write("/etc/syntax_v510.txt", syntax);
-    run([] { EXPECT_EQ(new_file("6.21", final_global), stored_texts()["sys_global"]); });
+    run([] { EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, final_global), stored_texts()["sys_global"]); });
 }
 
 /* A rule fails when the loader has raised the flag already. Nobody lowers it, so the second pass loads nothing, and
@@ -354,13 +356,13 @@ TEST_F(OldRoad, SplitsTheUnchangedFileAfterAFailedFirstPass)
                   "step 5.0\n"
                   "step 5.10\n"
                   "pass global sys_global\n"
-                  "walk 4.40 to 6.21\n"
+                  "walk 4.40 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "split\n"
                   "pass domain sys_domain.root\n"
                   "step 5.20\n"
-                  "step 6.21\n"
-                  "walk 5.10 to 6.21 of root\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 5.10 to " MIGR_IMAGE_RELEASE " of root\n"
                   "reconcile\n"
                   "write\n"
                   "file jobs from 4.40\n",
@@ -370,20 +372,21 @@ TEST_F(OldRoad, SplitsTheUnchangedFileAfterAFailedFirstPass)
         StoredTexts after = stored_texts();
         EXPECT_EQ(new_file("5.10", "config alpha one\n    set a 1\n    set gone 2\n    set never 3\nend\n"),
                   after["sys_global"]);
-        EXPECT_EQ(new_file("6.21", final_domain), after["sys_domain.root"]);
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, final_domain), after["sys_domain.root"]);
     });
     EXPECT_EQ("", child.out + child.err);
     run([] {
         EXPECT_EQ("pass global sys_global\n"
                   "step 5.20\n"
-                  "step 6.21\n"
-                  "walk 5.10 to 6.21\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 5.10 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "write\n"
                   "pass domain sys_domain.root\n"
                   "file jobs from 5.10\n",
                   run_steps());
-        EXPECT_EQ(new_file("6.21", settings + "config alpha one\n    set a 1\n    set gone 2\n    set never 3\nend\n"),
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE,
+                           settings + "config alpha one\n    set a 1\n    set gone 2\n    set never 3\nend\n"),
                   stored_texts()["sys_global"]);
     });
 }
@@ -397,7 +400,7 @@ TEST_F(OldRoad, SplitsWhateverRulesBehind510Say)
         EXPECT_EQ("pass global sys_global\n"
                   "step 5.0\n"
                   "step 5.10\n"
-                  "walk 4.40 to 6.21\n"
+                  "walk 4.40 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "split\n"
                   "pass global sys_global\n"
@@ -453,17 +456,17 @@ TEST_F(OldRoad, IsADomainFilesRoadToo)
     store("sys_domain.shop", old_file("5.9", "config alpha one\nset b 1\nend\nconfig beta two\nend\n"));
     run([] {
         EXPECT_EQ("pass global sys_global\n"
-                  "step 6.21\n"
-                  "walk 5.20 to 6.21\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 5.20 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "write\n"
                   "pass domain sys_domain.shop\n"
                   "step 5.10\n"
-                  "walk 5.9 to 6.21 of shop\n"
+                  "walk 5.9 to " MIGR_IMAGE_RELEASE " of shop\n"
                   "reconcile\n"
                   "split\n",
                   run_steps());
-        EXPECT_EQ(new_file("6.21", settings + "config alpha one\n    set c 9\nend\n"),
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, settings + "config alpha one\n    set c 9\nend\n"),
                   run_log.stored.at(1).at("sys_global"));
         StoredTexts after = stored_texts();
         EXPECT_EQ(new_file("5.10", "config alpha one\n    set c 1\nend\n"), after["sys_global"]);
@@ -481,19 +484,21 @@ TEST_F(OldRoad, LeavesItsFlagToTheNextFile)
     store("sys_domain.tail", old_file("5.40", "config alpha one\nset tail 1\nend\nconfig beta two\nset tail 2\nend\n"));
     run([] {
         EXPECT_EQ("pass global sys_global\n"
-                  "step 6.21\n"
-                  "walk 5.40 to 6.21\n"
+                  "step " MIGR_IMAGE_RELEASE "\n"
+                  "walk 5.40 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "write\n"
                   "pass domain sys_domain.shop\n"
                   "step 5.10\n"
                   "pass domain sys_domain.tail\n"
-                  "walk 5.40 to 6.21 of tail\n"
+                  "walk 5.40 to " MIGR_IMAGE_RELEASE " of tail\n"
                   "reconcile\n"
                   "split\n",
                   run_steps());
-        EXPECT_EQ(new_file("6.21", "config alpha one\n    set tail 1\nend\n"), stored_texts()["sys_global"]);
-        EXPECT_EQ(new_file("6.21", "config beta two\n    set tail 2\nend\n"), stored_texts()["sys_domain.root"]);
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, "config alpha one\n    set tail 1\nend\n"),
+                  stored_texts()["sys_global"]);
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE, "config beta two\n    set tail 2\nend\n"),
+                  stored_texts()["sys_domain.root"]);
         EXPECT_EQ(0, vdom_update_flag);
     });
 }
@@ -521,7 +526,7 @@ TEST_F(OldRoad, ConvertsCertificatesOfFilesFromBefore40)
                   "step 4.40\n"
                   "step 5.0\n"
                   "step 5.10\n"
-                  "walk 3.99 to 6.21\n"
+                  "walk 3.99 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "split\n"
                   "convert certificates\n"
@@ -583,7 +588,7 @@ TEST_F(OldRoad, ConvertsAfterTheSecondPassWhenTheFirstFails)
         EXPECT_EQ("pass global sys_global\n"
                   "step 5.10\n"
                   "pass global sys_global\n"
-                  "walk 3.0 to 6.21\n"
+                  "walk 3.0 to " MIGR_IMAGE_RELEASE "\n"
                   "reconcile\n"
                   "split\n"
                   "convert certificates\n",
@@ -646,8 +651,9 @@ TEST_F(CertificateFolders, AreFilledTooLateForTheWalk)
     store("sys_global", old_file("5.19", "config alpha one\nend\n"));
     store("sys_domain.root", old_file("5.30", "config system certificate ca\nedit one\nnext\nedit two\nnext\nend\n"));
     run([] {
-        EXPECT_EQ(new_file("6.21", settings + "config system certificate ca\n    edit one\n    next\n    edit two\n"
-                                              "        set certificate \"another\"\n    next\nend\n"),
+        EXPECT_EQ(new_file(MIGR_IMAGE_RELEASE,
+                           settings + "config system certificate ca\n    edit one\n    next\n    edit two\n"
+                                      "        set certificate \"another\"\n    next\nend\n"),
                   stored_texts()["sys_domain.root"]);
     });
     EXPECT_EQ("certificate", root.read("/data/etc/cert/ca/root/one.cer"));

@@ -4,6 +4,7 @@
 #include "driver/upgrade_run.h"
 #include "platform/platform.h"
 #include "support/appliance_root.h"
+#include "support/image_line.h"
 #include "support/places.h"
 #include "tree/config_text.h"
 
@@ -205,7 +206,7 @@ TEST(BranchOffice, UpgradeCarriesEveryFileToTheImage)
     ASSERT_EQ(result.exit_code, 0) << result.out << result.err;
     for (const char *name : CONFIGS) {
         std::string text = root.read_gzip("/data/config/" + std::string(name) + ".conf.gz");
-        EXPECT_EQ(text.rfind("#config-version=QA-A1X-6.21-CV-build0727-191023:", 0), 0u) << name;
+        EXPECT_EQ(text.rfind("#config-version=QA-A1X-" IMAGE_VERSION ":", 0), 0u) << name;
         EXPECT_EQ(text, root.read("/var/log/" + std::string(name) + ".conf")) << name;
         EXPECT_NE(behind_headers(text), behind_headers(config_text(name))) << name;
     }
