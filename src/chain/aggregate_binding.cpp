@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 namespace {
 
@@ -85,7 +86,7 @@ enum class interfaces { read, too_many_ports, table_full };
 
 interfaces read_interfaces(const config_node *block, int32_t *used)
 {
-    static constexpr int32_t most_ports = sizeof binfo->port / sizeof *binfo->port;
+    static constexpr int32_t most_ports = std::extent_v<decltype(aggregate_record::port)>;
     for (const config_node *edit = block->edit_list; edit; edit = edit->next) {
         if (!read_interface(&binfo[*used], edit))
             continue;

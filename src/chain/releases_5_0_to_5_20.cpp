@@ -15,6 +15,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <type_traits>
 
 namespace {
 
@@ -117,7 +118,7 @@ int32_t migr_adjust_cookie_poison(void)
 
 static void add_predefined_names(config_node *group)
 {
-    static constexpr int32_t most = sizeof(global_white_list::names) / sizeof(global_white_list::names[0]);
+    static constexpr int32_t most = std::extent_v<decltype(global_white_list::names)>;
     global_white_list        list = {};
     if (global_white_list_read_db(&list) != 0)
         return;

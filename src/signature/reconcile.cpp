@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 stale_signature *predefined_disable_sig_head;
 int32_t          done_sigid_check;
@@ -42,7 +43,7 @@ constexpr signature_list signature_lists[] = {
     {"score_grade_list", "signature_rule", "signature_id", ""},
 };
 
-constexpr int32_t list_types = sizeof signature_lists / sizeof *signature_lists;
+constexpr int32_t list_types = std::size(signature_lists);
 constexpr int32_t no_type = 0;
 constexpr int32_t main_class_type = 1;
 constexpr int32_t signature_type = 3;

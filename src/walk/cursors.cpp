@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <type_traits>
 
 config_node EMPTY_NODE = {nullptr, MIGR_EMPTY, "", nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr};
 config_node EOB_NODE = {nullptr, MIGR_END, "", nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr};
@@ -92,8 +93,8 @@ int32_t top_suffix_is_empty(void)
     return !suffix() || *suffix() == '\0';
 }
 
-static constexpr int32_t array_room = sizeof(cnd_arr::nodes) / sizeof(config_node *);
-static constexpr int32_t map_room = sizeof(str_map::entries) / sizeof(str_pair);
+static constexpr int32_t array_room = std::extent_v<decltype(cnd_arr::nodes)>;
+static constexpr int32_t map_room = std::extent_v<decltype(str_map::entries)>;
 
 void cnd_arr_push(cnd_arr *array, config_node *node)
 {

@@ -20,7 +20,7 @@
 #include "stages/system/tls_settings.h"
 #include "stages/system/xml_json_protection.h"
 
-#include <cstddef>
+#include <iterator>
 
 /* The size of a row's state block, for a row without state that of no type at all. */
 template <typename... state> constexpr int32_t state_size = static_cast<int32_t>((sizeof(state) + ... + 0));
@@ -30,7 +30,7 @@ template <typename... state> constexpr int32_t state_size = static_cast<int32_t>
 /* callback, scope, rounds, and the state's type for a callback that has one. */
 #define ROW(callback, scope, rounds, ...)                                                                              \
     {#callback, callback, scope, sizeof(scope) - 1, rounds, nullptr, state_size<__VA_ARGS__>, 0, 0}
-#define STAGE(version, type, rows) {version, type, rows, static_cast<int32_t>(sizeof(rows) / sizeof(rows[0]))}
+#define STAGE(version, type, rows) {version, type, rows, static_cast<int32_t>(std::size(rows))}
 
 /* Release 5.50. */
 static stage_row cbc_arr_MIGR_ADOM0x50032[] = {

@@ -13,6 +13,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <type_traits>
 #include <unistd.h>
 
 /* The login by certificate got a name that says what it asks for. */
@@ -158,7 +159,7 @@ static void free_strings(ocsp_ref *ref)
 
 void ocsp_ref_insert(ocsp_ref *refs, int32_t *count, uint32_t kind, const char *name, const char *local_cert)
 {
-    static constexpr int32_t most = sizeof(reorg_cert_remote_state::refs) / sizeof(ocsp_ref);
+    static constexpr int32_t most = std::extent_v<decltype(reorg_cert_remote_state::refs)>;
     if (*count >= most || is_known(refs, *count, name, local_cert))
         return;
     ocsp_ref ref = {strdup(name), strdup(local_cert), nullptr, nullptr, nullptr, kind, 0};

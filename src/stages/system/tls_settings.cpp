@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
@@ -54,7 +55,7 @@ constexpr const char *weak_ciphers[] = {
     "ECDH-ECDSA-AES256-GCM-SHA384",
     "ECDH-ECDSA-AES128-GCM-SHA256",
 };
-static_assert(sizeof weak_prefixes / sizeof *weak_prefixes + sizeof weak_ciphers / sizeof *weak_ciphers == 25);
+static_assert(std::size(weak_prefixes) + std::size(weak_ciphers) == 25);
 
 constexpr const char *seed_prefixes[] = {"DHE-DSS-SEED-SHA", "SEED-SHA"};
 

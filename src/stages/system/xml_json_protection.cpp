@@ -11,6 +11,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <type_traits>
 
 static constexpr char xml_policies[] = "waf,xml-validation,policy";
 static constexpr char json_policies[] = "waf,json-validation,policy";
@@ -34,7 +35,7 @@ static void take_switch(xml_json_entry *profile, config_node *set)
 
 static void name_policies(adjust_xml_json_profile_state *state, xml_json_entry *profile)
 {
-    static constexpr int32_t most = sizeof state->entries / sizeof *state->entries;
+    static constexpr int32_t most = std::extent_v<decltype(adjust_xml_json_profile_state::entries)>;
     if (profile->xml_detection && profile->xml_policy[0] == '\0') {
         profile->xml_generated = 1;
         ncu_gen_unique_edt(profile->xml_policy, sizeof profile->xml_policy);
