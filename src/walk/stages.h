@@ -5,6 +5,7 @@
 #include "driver/run_context.h"
 
 #include <assert.h>
+#include <stddef.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -33,9 +34,11 @@ struct stage_row {
     int32_t         max_round; /* 1 to 3 */
     void           *state;
     int32_t         state_size; /* bytes; 0 for a callback without state */
-    int32_t         skip_round; /* these two side by side: a callback's third argument */
-    int32_t         finished;
+    int32_t         skip_round; /* a callback's third argument points here */
+    int32_t         finished;   /* and this is the word behind it */
 };
+static_assert(offsetof(stage_row, finished) == offsetof(stage_row, skip_round) + sizeof(int32_t),
+              "a callback takes the two flags for an array");
 
 enum stage_type {
     STAGE_ADOM = 1, /* global and domain files */
