@@ -2,6 +2,7 @@
 #include "tree/config_text.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
+#include "tree/stack.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -19,11 +20,7 @@ struct open_block {
 };
 
 /* The open blocks, innermost last. The first one is the caller's. */
-struct block_stack {
-    open_block *blocks;
-    size_t      depth;
-    size_t      room;
-};
+using block_stack = stack<open_block>;
 
 open_block block_of(config_node *node)
 {
@@ -49,20 +46,6 @@ void append_child(open_block *block, config_node *child)
     default:
         return append(&block->node->set_list, &block->last_set, child);
     }
-}
-
-int32_t push_block(block_stack *stack, const open_block &block)
-{
-    if (stack->depth == stack->room) {
-        size_t room = stack->room ? stack->room * 2 : 32;
-        auto  *blocks = static_cast<open_block *>(realloc(stack->blocks, room * sizeof(open_block)));
-        if (!blocks)
-            return -1;
-        stack->blocks = blocks;
-        stack->room = room;
-    }
-    stack->blocks[stack->depth++] = block;
-    return 0;
 }
 
 /* Where the lines come from: a text in memory, or a stream that its owner goes on reading behind the block. */
@@ -163,7 +146,7 @@ int32_t add_set(const line_source &lines, char *text, open_block *block)
     return 0;
 }
 
-int32_t open_child(block_stack *stack, uint32_t kind, char *text)
+int32_t open_child(block_stack *open, uint32_t kind, char *text)
 {
     config_node *child = new_node(kind);
     if (!child)
@@ -172,8 +155,8 @@ int32_t open_child(block_stack *stack, uint32_t kind, char *text)
         get_path_name(text, child->name);
     else
         get_second_name(text, child->name);
-    append_child(&stack->blocks[stack->depth - 1], child);
-    return push_block(stack, {child, nullptr, nullptr, nullptr, nullptr});
+    append_child(top_record(open), child);
+    return push_record(open, {child, nullptr, nullptr, nullptr, nullptr});
 }
 
 enum class keyword { config, edit, set, close, other };
@@ -201,27 +184,27 @@ keyword keyword_of(const char *word)
 }
 
 /* Reads lines into the innermost open block until the outermost has closed or the text ends. */
-int32_t read_blocks(const line_source &lines, block_stack *stack)
+int32_t read_blocks(const line_source &lines, block_stack *open)
 {
     char word[MIGR_NAME_SIZE];
     while (next_line(lines)) {
         char       *rest = get_first_word(migr_main.line_buf, word);
-        open_block *block = &stack->blocks[stack->depth - 1];
+        open_block *block = top_record(open);
         int32_t     result = 0;
         switch (keyword_of(word)) {
         case keyword::config:
-            result = open_child(stack, block->node->kind == MIGR_ROOT ? MIGR_TOP : MIGR_CONFIG, rest);
+            result = open_child(open, block->node->kind == MIGR_ROOT ? MIGR_TOP : MIGR_CONFIG, rest);
             break;
         case keyword::edit:
-            result = open_child(stack, MIGR_EDIT, rest);
+            result = open_child(open, MIGR_EDIT, rest);
             break;
         case keyword::set:
             result = add_set(lines, rest, block);
             break;
         case keyword::close:
-            if (stack->depth == 1)
+            if (open->count == 1)
                 return 0;
-            stack->depth--;
+            open->count--;
             break;
         case keyword::other:
             break;
@@ -235,13 +218,13 @@ int32_t read_blocks(const line_source &lines, block_stack *stack)
 /* `outer` is carried on, so that a caller who comes back for the same block need not look for its list ends again. */
 int32_t parse_into(const line_source &lines, open_block *outer)
 {
-    block_stack stack = {};
-    int32_t     result = push_block(&stack, *outer);
+    block_stack open = {};
+    int32_t     result = push_record(&open, *outer);
     if (result == 0) {
-        result = read_blocks(lines, &stack);
-        *outer = stack.blocks[0];
+        result = read_blocks(lines, &open);
+        *outer = open.records[0];
     }
-    free(stack.blocks);
+    free_stack(&open);
     return result;
 }
 
