@@ -67,7 +67,7 @@ config_node *split_off(config_node *block, const char *name, config_node *sets)
         return nullptr;
     copy->edit_list = block->edit_list;
     copy->config_list = block->config_list;
-    share_nodes_of_pass();
+    leave_nodes_to_pass();
     insert_behind(block, copy);
     return reuse(copy, name, sets);
 }

@@ -190,13 +190,22 @@ static int32_t tell_no_memory()
     return -1;
 }
 
+/* The pass of the global file ends before the domains come. */
+static config_node *copy_for_run(const config_node *block)
+{
+    make_nodes_for_run(1);
+    config_node *copy = copy_tree(block);
+    make_nodes_for_run(0);
+    return copy;
+}
+
 int32_t build_certi_config_tree(void)
 {
     for (config_node *block = migr_main.root.top_list; block; block = block->next) {
         if (!is_certificate_config(block))
             continue;
-        config_node *copy = copy_tree(block);
-        if (!copy || keep_for_run(copy) != 0)
+        config_node *copy = copy_for_run(block);
+        if (!copy)
             return tell_no_memory();
         add_to_tail(&tmp_tree_root.top_list, copy);
         cfg_del_conf(block, &migr_main.root);

@@ -69,6 +69,26 @@ config_node *chain_children(const config_node *node, config_node *rest)
     return rest;
 }
 
+int32_t push_children(node_stack *waiting, const config_node *node)
+{
+    for (list_of list : lists_of(node->kind).lists)
+        if (list && push_node(waiting, node->*list) != 0)
+            return -1;
+    return 0;
+}
+
+/* Without memory the rest of them is lost to the heap, and nothing else. */
+void leave_foreign_below(const config_node *node)
+{
+    node_stack waiting = {};
+    int32_t    result = push_children(&waiting, node);
+    while (config_node *child = result == 0 ? pop_node(&waiting) : nullptr) {
+        leave_foreign_node(child);
+        result = push_node(&waiting, child->next) == 0 ? push_children(&waiting, child) : -1;
+    }
+    free_stack(&waiting);
+}
+
 } // namespace
 
 void add_to_tail(config_node **list, config_node *node)
@@ -116,8 +136,10 @@ int32_t copy_node(const config_node *source, config_node *target)
 
 void free_node(config_node *node)
 {
-    if (!node || deleted_nodes_are_held())
+    if (!node)
         return;
+    if (deleted_nodes_are_held())
+        return leave_foreign_below(node);
     config_node *waiting = chain_children(node, nullptr);
     while (waiting) {
         config_node *child = waiting;

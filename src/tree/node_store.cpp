@@ -1,100 +1,215 @@
+/* The two stores of node records. They are told apart by where a record lies, so a record that a host made itself is
+ * never taken for one of them. Nothing here looks at lists or at what hangs below a node: free_node does that. */
 #include "tree/node_store.h"
 
 #include "tree/node_stack.h"
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
+
+/* Released records stay in their chunk: the sanitizer has to be told of them. */
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(start, size) ((void)(start), (void)(size))
+#define ASAN_UNPOISON_MEMORY_REGION(start, size) ((void)(start), (void)(size))
+#endif
 
 namespace {
 
-/* The links of a store's circular list, and, behind them in a record, the node itself. */
-struct store_link {
-    store_link *newer;
-    store_link *older;
+constexpr size_t chunk_nodes = 341; /* a block of the heap of just under 64 KiB */
+constexpr size_t chunk_bytes = chunk_nodes * sizeof(config_node);
+
+struct node_chunk {
+    config_node *nodes;
+    size_t       live;
 };
 
-struct stored_node {
-    store_link  link; /* first, so that a link's address is its record's */
-    config_node node;
+struct node_store {
+    stack<node_chunk> chunks; /* in the order of their addresses */
+    size_t            newest; /* the chunk that has fresh records */
+    size_t            found;  /* the chunk found last: neighbours in a tree mostly are neighbours here */
+    config_node      *fresh;  /* the first record that was never used */
+    size_t            fresh_left;
+    /* Linked by `next`, and used again in the order of their release: the sanitizer has time to see them used. */
+    config_node *released;
+    config_node *last_released;
 };
 
-store_link pass_store = {&pass_store, &pass_store};
-store_link run_store = {&run_store, &run_store};
-int32_t    held;
-int32_t    shared;
+node_store  pass_store;
+node_store  run_store;
+node_store *filled = &pass_store;
+node_stack  foreign; /* a host's records that wait for the end of the pass; some more than once */
+int32_t     held;
+int32_t     left_to_pass;
 
-stored_node *record_of(config_node *node)
+uintptr_t address_of(const config_node *node)
 {
-    return reinterpret_cast<stored_node *>(reinterpret_cast<char *>(node) - offsetof(stored_node, node));
+    return reinterpret_cast<uintptr_t>(node);
 }
 
-void link_into(store_link *store, store_link *link)
+bool lies_in(const node_chunk &chunk, const config_node *node)
 {
-    link->older = store;
-    link->newer = store->newer;
-    store->newer->older = link;
-    store->newer = link;
+    return address_of(node) - address_of(chunk.nodes) < chunk_bytes;
 }
 
-void unlink_record(store_link *link)
+/* The place of the first chunk that begins behind the address. */
+size_t chunk_behind(const stack<node_chunk> &chunks, uintptr_t address)
 {
-    link->older->newer = link->newer;
-    link->newer->older = link->older;
+    auto is_ahead = [](uintptr_t wanted, const node_chunk &chunk) { return wanted < address_of(chunk.nodes); };
+    auto place = std::upper_bound(chunks.records, chunks.records + chunks.count, address, is_ahead);
+    return static_cast<size_t>(place - chunks.records);
 }
 
-void release_store(store_link *store)
+/* The chunk in which the node lies, or null when the store did not make it. */
+node_chunk *chunk_of(node_store *store, const config_node *node)
 {
-    while (store->newer != store)
-        release_node(&reinterpret_cast<stored_node *>(store->newer)->node);
+    stack<node_chunk> &chunks = store->chunks;
+    if (store->found < chunks.count && lies_in(chunks.records[store->found], node))
+        return &chunks.records[store->found];
+    size_t behind = chunk_behind(chunks, address_of(node));
+    if (behind == 0 || !lies_in(chunks.records[behind - 1], node))
+        return nullptr;
+    store->found = behind - 1;
+    return &chunks.records[store->found];
+}
+
+int32_t add_chunk(node_store *store)
+{
+    auto *nodes = static_cast<config_node *>(malloc(chunk_bytes));
+    if (!nodes)
+        return -1;
+    size_t place = chunk_behind(store->chunks, reinterpret_cast<uintptr_t>(nodes));
+    if (push_record(&store->chunks, {nodes, 0}) != 0) {
+        free(nodes);
+        return -1;
+    }
+    node_chunk *chunks = store->chunks.records;
+    std::rotate(chunks + place, top_record(&store->chunks), chunks + store->chunks.count);
+    store->newest = place;
+    store->fresh = nodes;
+    store->fresh_left = chunk_nodes;
+    ASAN_POISON_MEMORY_REGION(nodes, chunk_bytes);
+    return 0;
+}
+
+config_node *take_fresh(node_store *store)
+{
+    if (store->fresh_left == 0 && add_chunk(store) != 0)
+        return nullptr;
+    store->chunks.records[store->newest].live++;
+    store->fresh_left--;
+    ASAN_UNPOISON_MEMORY_REGION(store->fresh, sizeof(config_node));
+    return store->fresh++;
+}
+
+config_node *take_released(node_store *store)
+{
+    config_node *node = store->released;
+    ASAN_UNPOISON_MEMORY_REGION(node, sizeof(config_node));
+    store->released = node->next;
+    chunk_of(store, node)->live++;
+    return node;
+}
+
+/* A released record keeps no value, so the end of the pass may look at each. */
+void take_back(node_store *store, node_chunk *chunk, config_node *node)
+{
+    free(node->value);
+    node->value = nullptr;
+    node->next = nullptr;
+    chunk->live--;
+    if (store->released) {
+        ASAN_UNPOISON_MEMORY_REGION(store->last_released, sizeof(config_node));
+        store->last_released->next = node;
+        ASAN_POISON_MEMORY_REGION(store->last_released, sizeof(config_node));
+    } else {
+        store->released = node;
+    }
+    store->last_released = node;
+    ASAN_POISON_MEMORY_REGION(node, sizeof(config_node));
+}
+
+void free_values(config_node *node, const config_node *end)
+{
+    for (; node < end; node++)
+        free(node->value);
+}
+
+void empty(node_store *store)
+{
+    for (size_t i = 0; i < store->chunks.count; i++) {
+        node_chunk   chunk = store->chunks.records[i];
+        config_node *end = i == store->newest ? store->fresh : chunk.nodes + chunk_nodes;
+        ASAN_UNPOISON_MEMORY_REGION(chunk.nodes, chunk_bytes);
+        if (chunk.live > 0)
+            free_values(chunk.nodes, end);
+        free(chunk.nodes);
+    }
+    free_stack(&store->chunks);
+    *store = {};
+}
+
+void free_record(config_node *node)
+{
+    free(node->value);
+    free(node);
+}
+
+/* Two lists may have led to the same record. */
+void free_foreign_nodes()
+{
+    config_node **begin = foreign.records;
+    std::sort(begin, begin + foreign.count);
+    std::for_each(begin, std::unique(begin, begin + foreign.count), free_record);
+    free_stack(&foreign);
 }
 
 } // namespace
 
 config_node *new_node(uint32_t kind)
 {
-    auto *record = static_cast<stored_node *>(calloc(1, sizeof(stored_node)));
-    if (!record)
+    config_node *node = filled->released ? take_released(filled) : take_fresh(filled);
+    if (!node)
         return nullptr;
-    record->node.kind = kind;
-    link_into(&pass_store, &record->link);
-    return &record->node;
+    memset(node, 0, sizeof *node);
+    node->kind = kind;
+    return node;
 }
 
 void release_node(config_node *node)
 {
-    stored_node *record = record_of(node);
-    unlink_record(&record->link);
-    free(node->value);
-    free(record);
+    for (node_store *store : {&pass_store, &run_store})
+        if (node_chunk *chunk = chunk_of(store, node))
+            return take_back(store, chunk, node);
+    if (foreign.count > 0)
+        push_node(&foreign, node);
+    else
+        free_record(node);
 }
 
-int32_t keep_for_run(config_node *node)
+void leave_foreign_node(config_node *node)
 {
-    node_stack waiting = {};
-    int32_t    result = push_node(&waiting, node);
-    while (config_node *kept = pop_node(&waiting)) {
-        store_link *link = &record_of(kept)->link;
-        unlink_record(link);
-        link_into(&run_store, link);
-        if ((kept != node && push_node(&waiting, kept->next)) || push_node(&waiting, kept->config_list) ||
-            push_node(&waiting, kept->edit_list) || push_node(&waiting, kept->set_list)) {
-            result = -1;
-            break;
-        }
-    }
-    free_stack(&waiting);
-    return result;
+    if (!chunk_of(&pass_store, node) && !chunk_of(&run_store, node))
+        push_node(&foreign, node);
+}
+
+void make_nodes_for_run(int32_t for_run)
+{
+    filled = for_run ? &run_store : &pass_store;
 }
 
 void release_pass_nodes(void)
 {
-    release_store(&pass_store);
-    shared = 0;
+    free_foreign_nodes();
+    empty(&pass_store);
+    left_to_pass = 0;
 }
 
 void release_run_nodes(void)
 {
-    release_store(&run_store);
+    empty(&run_store);
 }
 
 void hold_deleted_nodes(int32_t hold)
@@ -102,12 +217,12 @@ void hold_deleted_nodes(int32_t hold)
     held = hold;
 }
 
-void share_nodes_of_pass(void)
+void leave_nodes_to_pass(void)
 {
-    shared = 1;
+    left_to_pass = 1;
 }
 
 int32_t deleted_nodes_are_held(void)
 {
-    return held || shared;
+    return held || left_to_pass;
 }

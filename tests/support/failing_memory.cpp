@@ -1,5 +1,7 @@
 #include "support/failing_memory.h"
 
+#include "tree/config_node.h"
+
 namespace {
 
 /* What makes a node, what makes a value, what lets a table grow, and the rest. */
@@ -64,11 +66,18 @@ size_t with_failing_growth(size_t number, const std::function<void()> &work, boo
 
 extern "C" {
 
-void *__real_malloc(size_t size);
-void *__real_calloc(size_t count, size_t size);
-void *__real_realloc(void *block, size_t size);
-char *__real_strdup(const char *text);
-char *__real_strndup(const char *text, size_t size);
+config_node *__real_new_node(uint32_t kind);
+void        *__real_malloc(size_t size);
+void        *__real_calloc(size_t count, size_t size);
+void        *__real_realloc(void *block, size_t size);
+char        *__real_strdup(const char *text);
+char        *__real_strndup(const char *text, size_t size);
+
+/* The store gets memory for many nodes at once, so that a node fails here, not there. */
+config_node *__wrap_new_node(uint32_t kind)
+{
+    return fails(NODE) ? nullptr : __real_new_node(kind);
+}
 
 void *__wrap_malloc(size_t size)
 {

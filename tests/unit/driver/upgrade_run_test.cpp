@@ -774,9 +774,10 @@ TEST_F(UpgradeRun, TheRunStartsAndEndsWithAnEmptyTemporaryTree)
     script.effects["walk 5.40 to " MIGR_IMAGE_RELEASE " mode 0 \"\""] = [] {
         EXPECT_EQ(tmp_tree_root.kind, 1u);
         EXPECT_EQ(tmp_tree_root.top_list, nullptr);
-        config_node *node = migr_get_childnode(&migr_main.root, "router,nowhere", MIGR_TOP);
-        ASSERT_EQ(keep_for_run(node), 0);
-        migr_move_node(node, &tmp_tree_root, MIGR_TOP, nullptr);
+        make_nodes_for_run(1);
+        EXPECT_EQ(copy_node(&migr_main.root, &tmp_tree_root), 0);
+        make_nodes_for_run(0);
+        cfg_del_conf(migr_main.root.top_list, &migr_main.root);
     };
     script.effects["walk 5.40 to " MIGR_IMAGE_RELEASE " mode 1 \"a\""] = [] {
         EXPECT_EQ(dump(tmp_tree_root), "top router,nowhere\n  set name=x\n");

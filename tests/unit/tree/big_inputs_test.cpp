@@ -49,10 +49,12 @@ TEST_F(BigInputs, NestedConfigsAreFreedInTheMiddle)
 TEST_F(BigInputs, NestedConfigsAreKeptForTheRun)
 {
     ASSERT_EQ(parse(times(many, "config a\n")), 0);
-    config_node *top = migr_get_childnode(&migr_main.root, "a", MIGR_TOP);
-    ASSERT_EQ(keep_for_run(top), 0);
+    config_node kept = {};
+    make_nodes_for_run(1);
+    ASSERT_EQ(copy_node(&migr_main.root, &kept), 0);
+    make_nodes_for_run(0);
     release_pass_nodes();
-    EXPECT_EQ(depth_of(top), many);
+    EXPECT_EQ(depth_of(kept.top_list), many);
 }
 
 TEST_F(BigInputs, NestedConfigsAreWritten)

@@ -1,6 +1,7 @@
 #include "faults.h"
 
 #include "platform/platform.h"
+#include "tree/config_node.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -110,6 +111,14 @@ char *fault_strndup(const char *text, size_t length)
     return no_memory("strndup") ? nullptr : strndup(text, length);
 }
 
+/* The store gets memory for many nodes at once: here each node may be the one for which there is none. */
+config_node *__real_new_node(uint32_t kind);
+
+config_node *__wrap_new_node(uint32_t kind)
+{
+    return no_memory("new_node") ? nullptr : __real_new_node(kind);
+}
+
 int fault_access(const char *path, int mode)
 {
     return no_file("access", EACCES) ? -1 : access(path, mode);
@@ -154,6 +163,11 @@ int fault_fflush(FILE *stream)
     if (no_file("fflush", ENOSPC))
         replace_descriptor(stream, full_disk);
     return fflush(stream);
+}
+
+char *fault_fgets_unlocked(char *line, int room, FILE *stream)
+{
+    return no_file("fgets_unlocked") ? nullptr : fgets_unlocked(line, room, stream);
 }
 
 FILE *fault_fopen(const char *path, const char *mode)

@@ -224,7 +224,7 @@ constexpr char fallible[] =
     "aligned_alloc asprintf calloc getdelim getline malloc memalign mmap open_memstream posix_memalign "
     "realloc reallocarray realpath strdup strndup tsearch vasprintf access chdir chmod chown close "
     "closedir copy_file_range creat dirfd dup dup2 execv fchmod fchown fclose fdopen fdopendir fflush "
-    "fgetc fgets fileno flock fopen fopen64 fork fprintf fputc fputs fread freopen fseek fseeko fstat "
+    "fgetc fgets fgets_unlocked fileno flock fopen fopen64 fork fprintf fputc fputs fread freopen fseek fseeko fstat "
     "fstatat fsync ftell ftruncate fts_open ftw fwrite fwrite_unlocked getc glob lchown link lseek lstat "
     "mkdir mkdirat mkdtemp mkstemp mount nftw open open64 openat opendir popen pread putc pwrite read "
     "readdir readlink readv rename renameat rewinddir rmdir scandir sendfile stat statfs symlink system "
