@@ -3,7 +3,7 @@
  * does it. Stages come from the library's own tables, steps and their migrations from the dispatcher's source, rules
  * from the image's update file; what each does comes from the comment ahead of it.
  */
-#include "chain/hardcode.h"
+#include "chain/steps.h"
 #include "source_index.h"
 #include "walk/stages.h"
 

@@ -2,7 +2,7 @@
 
 #include "appliance/inspect.h"
 #include "appliance/outline.h"
-#include "chain/hardcode.h"
+#include "chain/steps.h"
 #include "driver/version_lines.h"
 #include "explain/plan_effects.h"
 #include "image/image_files.h"

@@ -1,14 +1,14 @@
 #include "explain/secrets.h"
 
 #include "system/digest.h"
-#include "tree/node_stack.h"
-#include "tree/operations.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
 #include <sys/random.h>
+#include <vector>
 
 namespace command {
 
@@ -46,25 +46,27 @@ void hide(config_node *set)
 {
     static constexpr size_t shown = 8;
     std::string             mark = "(hidden " + sha256(salt() + set->value).substr(0, shown) + ")";
-    if (set_node_value(set, mark.c_str()) != 0)
+    char                   *value = strdup(mark.c_str());
+    if (!value)
         throw std::bad_alloc();
+    free(set->value);
+    set->value = value;
 }
 
 } // namespace
 
 void hide_secrets(config_node *root)
 {
-    node_stack waiting = {};
-    bool       pushed = push_node(&waiting, root->top_list) == 0;
-    while (config_node *node = pushed ? pop_node(&waiting) : nullptr) {
+    std::vector<config_node *> waiting = {root->top_list};
+    while (!waiting.empty()) {
+        config_node *node = waiting.back();
+        waiting.pop_back();
+        if (!node)
+            continue;
         if (node->kind == MIGR_SET && is_secret(*node))
             hide(node);
-        for (config_node *list : {node->next, node->set_list, node->edit_list, node->config_list})
-            pushed = pushed && push_node(&waiting, list) == 0;
+        waiting.insert(waiting.end(), {node->next, node->set_list, node->edit_list, node->config_list});
     }
-    free_stack(&waiting);
-    if (!pushed)
-        throw std::bad_alloc();
 }
 
 } // namespace command

@@ -1,6 +1,6 @@
 #include "image/lint.h"
 
-#include "chain/hardcode.h"
+#include "chain/steps.h"
 #include "driver/version_lines.h"
 #include "image/lint_file.h"
 #include "image/lint_renames.h"

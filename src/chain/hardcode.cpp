@@ -3,6 +3,7 @@
  * migration does stands with it. Releases above 5.40 have no step: they are stages (walk/stage_tables.cpp).
  */
 #include "chain/hardcode.h"
+#include "chain/steps.h"
 
 #include "chain/aggregate_binding.h"
 #include "chain/forwarding_and_routing.h"

@@ -12,9 +12,6 @@ extern "C" {
  * argument. 0, or the step's result where that counts; -1 ends the file's pass. */
 int32_t migr_hardcode(const update_section *section);
 
-/* The version of step number `index`, from 0 and in ascending order; -1 behind the last. */
-int32_t chain_step_version(int32_t index);
-
 /* The steps, named for the releases they go from and to. 0, or -1 where a step stops the chain. */
 int32_t migr_hardcode_v40tov41(void);
 int32_t migr_hardcode_v410tov411(void);
