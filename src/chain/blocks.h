@@ -7,6 +7,7 @@
 #define MIGR_CHAIN_BLOCKS_H
 
 #include "tree/make_node.h"
+#include "tree/operations.h"
 
 /* The first top-level config of that name, or null: unlike _migr_find_node it sees no edits. */
 config_node *walk_to(const char *name);
@@ -37,6 +38,13 @@ bool push_new_set(config_node *owner, const char *name, const char *value);
 
 /* Deletes the first set of that name in each edit of the first block of that name. */
 void del_first_set_in_edits(const char *block, const char *name);
+
+/* Does what cfg_del_conf does to each child in one of the parent's lists that the test picks. */
+template <typename test> void delete_where(config_node **list, config_node *parent, test goes)
+{
+    for (config_node **link = list; *link;)
+        link = goes(*link) ? delete_at(link, list, parent) : &(*link)->next;
+}
 
 /* Puts a node directly behind another. A null node is passed over. */
 void insert_behind(config_node *place, config_node *node);

@@ -45,19 +45,6 @@ void rename_member_names(const config_node *groups, const char *lone_name)
     }
 }
 
-/* Does what cfg_del_conf does to every node of the list that the test picks, in one walk. */
-void delete_where(config_node **list, bool (*goes)(const config_node *))
-{
-    while (config_node *node = *list) {
-        if (!goes(node)) {
-            list = &node->next;
-            continue;
-        }
-        *list = node->next;
-        free_node(node);
-    }
-}
-
 config_node *default_mark(const config_node *edit)
 {
     for (config_node *set = edit->set_list; set; set = set->next)
@@ -86,7 +73,7 @@ void delete_default_admins(config_node *admins)
     for (config_node *admin = admins->edit_list; admin; admin = admin->next)
         if (is_chief_admin(admin))
             cfg_del_conf(default_mark(admin), admin);
-    delete_where(&admins->edit_list, is_default_admin);
+    delete_where(&admins->edit_list, admins, is_default_admin);
 }
 
 bool has_priority(const config_node *entry)
@@ -154,7 +141,7 @@ void migr_del_is_default(void)
         if (raw_name_is(node, "system,admin"))
             delete_default_admins(node);
         else
-            delete_where(&node->edit_list, is_default);
+            delete_where(&node->edit_list, node, is_default);
     }
 }
 
@@ -167,7 +154,7 @@ void migr_del_priority(void)
     for (const config_node *node = migr_main.root.top_list; node; node = node->next)
         for (const config_node *edit = node->edit_list; edit; edit = edit->next)
             for (config_node *table = edit->config_list; table; table = table->next)
-                delete_where(&table->edit_list, has_priority);
+                delete_where(&table->edit_list, table, has_priority);
 }
 
 /*
@@ -177,7 +164,7 @@ int32_t migr_del_server_farm(void)
 {
     for (config_node *node = migr_main.root.top_list; node; node = node->next)
         if (raw_name_is(node, "server-policy,pservers"))
-            delete_where(&node->edit_list, is_farm_of_dropped_type);
+            delete_where(&node->edit_list, node, is_farm_of_dropped_type);
     return 0;
 }
 

@@ -201,14 +201,21 @@ static config_node *copy_for_run(const config_node *block)
 
 int32_t build_certi_config_tree(void)
 {
-    for (config_node *block = migr_main.root.top_list; block; block = block->next) {
-        if (!is_certificate_config(block))
+    config_node  *root = &migr_main.root;
+    config_node **end = &tmp_tree_root.top_list;
+    while (*end)
+        end = &(*end)->next;
+    for (config_node **link = &root->top_list; *link;) {
+        if (!is_certificate_config(*link)) {
+            link = &(*link)->next;
             continue;
-        config_node *copy = copy_for_run(block);
+        }
+        config_node *copy = copy_for_run(*link);
         if (!copy)
             return tell_no_memory();
-        add_to_tail(&tmp_tree_root.top_list, copy);
-        cfg_del_conf(block, &migr_main.root);
+        *end = copy;
+        end = &copy->next;
+        link = delete_at(link, &root->top_list, root);
     }
     return 0;
 }
@@ -216,9 +223,7 @@ int32_t build_certi_config_tree(void)
 /* A domain without the block behind which the certificates belong keeps none, and the run goes on. */
 int32_t fill_certi_config_to_adom(void)
 {
-    for (config_node *block = migr_main.root.top_list; block; block = block->next)
-        if (is_certificate_config(block))
-            cfg_del_conf(block, &migr_main.root);
+    delete_where(&migr_main.root.top_list, &migr_main.root, is_certificate_config);
     config_node *place = walk_to("system,default_rptlang");
     if (!place)
         return 0;

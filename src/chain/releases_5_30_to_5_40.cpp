@@ -34,9 +34,8 @@ int32_t migr_del_servicestatus_item(void)
 int32_t migr_del_threshold_prop(void)
 {
     config_node *block = walk_to("log,event-log");
-    for (config_node *set = block ? block->set_list : nullptr; set; set = set->next)
-        if (raw_name_is(set, "threshold"))
-            cfg_del_conf(set, block);
+    if (block)
+        delete_where(&block->set_list, block, [](const config_node *set) { return raw_name_is(set, "threshold"); });
     return 0;
 }
 
@@ -66,13 +65,15 @@ int32_t migr_change_emailpl_interval_value(void)
 {
     char interval[64] = "";
     for (config_node *edit = edits_of(walk_to("log,email-policy")); edit; edit = edit->next)
-        for (config_node *set = edit->set_list; set; set = set->next) {
+        for (config_node **link = &edit->set_list; *link;) {
+            config_node *set = *link;
             if (raw_name_is(set, "severity"))
                 snprintf(interval, sizeof interval, "%s-interval", value_of(set));
             if (raw_name_is(set, interval))
                 cfg_add_conf("interval", set->value, MIGR_SET, edit);
-            if (strstr(set->name, "-interval"))
-                cfg_del_conf(set, edit);
+            if (*link != set) /* the new one stands ahead of the first */
+                link = &(*link)->next;
+            link = strstr(set->name, "-interval") ? delete_at(link, &edit->set_list, edit) : &set->next;
         }
     return 0;
 }
@@ -109,9 +110,9 @@ int32_t migr_del_child_table_hashboard_prop(void)
 {
     for (config_node *admin = edits_of(walk_to("system,admin")); admin; admin = admin->next)
         for (config_node *entry = edits_of(first_named(admin->config_list, "dashboard")); entry; entry = entry->next)
-            for (config_node *set = entry->set_list; set; set = set->next)
-                if (!raw_name_is(set, "column") && !raw_name_is(set, "status"))
-                    cfg_del_conf(set, entry);
+            delete_where(&entry->set_list, entry, [](const config_node *set) {
+                return !raw_name_is(set, "column") && !raw_name_is(set, "status");
+            });
     return 0;
 }
 
@@ -120,16 +121,18 @@ int32_t migr_del_child_table_hashboard_prop(void)
 /* Moves a health check's sets to the entry, which reverses them; only its trigger stays. */
 static void move_health_sets(config_node *check, config_node *entry)
 {
-    for (config_node *next, *set = check->set_list; set; set = next) {
-        next = set->next;
-        if (raw_name_is(set, "trigger-policy"))
+    for (config_node **link = &check->set_list; *link;) {
+        config_node *set = *link;
+        if (raw_name_is(set, "trigger-policy")) {
+            link = &set->next;
             continue;
+        }
         if (raw_name_is(set, "regular"))
             set_node_name(set, "match-content");
         /* By the value's own length: an empty one is a "ping" too. */
         if (raw_name_is(set, "type") && set->value && strncmp(set->value, "ping", strlen(set->value)) == 0)
             set_node_value(set, "icmp");
-        unlink_node(&check->set_list, set);
+        *link = set->next;
         push_front(&entry->set_list, set);
     }
 }

@@ -179,14 +179,14 @@ void cfg_del_conf(config_node *child, config_node *parent)
         free_node(child);
 }
 
-config_node **delete_set_at(config_node **link, config_node *owner)
+config_node **delete_at(config_node **link, config_node **list, config_node *parent)
 {
-    config_node *set = *link;
-    if (set->kind != MIGR_SET) {
-        cfg_del_conf(set, owner);
-        return *link == set ? &set->next : link;
+    config_node *child = *link;
+    if (child_list(parent, child->kind) != list) {
+        cfg_del_conf(child, parent);
+        return *link == child ? &child->next : link;
     }
-    free_node(unlink_at(&owner->set_list, link));
+    free_node(unlink_at(list, link));
     return link;
 }
 

@@ -49,9 +49,9 @@ void cfg_add_conf(const char *name, const char *value, int32_t kind, config_node
  * value and `next` stay readable until the pass ends. A child that is not in that list stays as it is. */
 void cfg_del_conf(config_node *child, config_node *parent);
 
-/* Does what cfg_del_conf does to the set to which `link`, a link of the owner's set list, leads, and needs no search.
- * Gives the link to go on with. */
-config_node **delete_set_at(config_node **link, config_node *owner);
+/* Does what cfg_del_conf does to the child to which `link` leads, the parent's list or a link of it, and needs no
+ * search. Gives the link to go on with. */
+config_node **delete_at(config_node **link, config_node **list, config_node *parent);
 
 /* A set that stands in no list yet, or null: for a name over 127 characters, a value over 4094, a kind other than 5,
  * or without memory. */

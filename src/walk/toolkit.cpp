@@ -155,7 +155,7 @@ void cnd_del_by_name(config_node *parent, int32_t count, ...)
         va_list again;
         va_copy(again, names);
         if (_word_in_list((*link)->name, nullptr, count, again))
-            link = delete_set_at(link, parent);
+            link = delete_at(link, &parent->set_list, parent);
         else
             link = &(*link)->next;
         va_end(again);

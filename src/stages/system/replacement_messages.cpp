@@ -180,7 +180,7 @@ static void convert_page(config_node *page)
                 _cvt_rmsg_value(set->value);
             cnd_rename(set, "msg");
         } else if (!cnd_name_in(set, "code", "group")) {
-            link = delete_set_at(link, page);
+            link = delete_at(link, &page->set_list, page);
             continue;
         }
         link = &set->next;
