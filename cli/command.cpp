@@ -20,13 +20,13 @@ namespace {
 
 /* In the order in which --help shows them. */
 constexpr const Subcommand *subcommands[] = {
-    &convert_command,  &explain_command, &plan_command, &check_command, &upgrade_command,
-    &rollback_command, &version_command, &ml_command,   &lint_command,
+    &convert_command,  &explain_command,   &plan_command,    &check_command, &upgrade_command,
+    &rollback_command, &snapshots_command, &version_command, &ml_command,    &lint_command,
 };
 
 constexpr char footer[] = "Exit status: 0 all done, or nothing to do; 1 some file was not upgraded, and why has been "
-                          "told; 2 wrong usage or unusable root, nothing was touched; 3 the run failed and the "
-                          "snapshot was put back.";
+                          "told; 2 wrong usage or unusable root, nothing was touched; 3 the run failed and all is as "
+                          "it was.";
 
 /* A file that migr opens must not get the number of a standard stream. */
 void open_missing_streams()
@@ -74,6 +74,11 @@ CLI::Option *add_kind(CLI::App &app, const Option &option, unsigned &target)
     return app.add_option(option.names, target, option.help)->capture_default_str()->check(CLI::Range(1U, 1'000'000U));
 }
 
+CLI::Option *add_kind(CLI::App &app, const Option &option, std::optional<unsigned> &target)
+{
+    return app.add_option(option.names, target, option.help)->check(CLI::Range(0U, 1'000'000U));
+}
+
 void add_option(CLI::App &app, const Option &option, Arguments &given)
 {
     auto         add = [&](auto target) { return add_kind(app, option, given.*target); };
@@ -106,6 +111,8 @@ int run(const Subcommand &subcommand, const Arguments &arguments)
     try {
         return static_cast<int>(subcommand.run(arguments));
     } catch (const Failure &failure) {
+        for (const std::string &detail : failure.details)
+            complain(detail);
         complain(failure.what());
         return static_cast<int>(failure.status);
     } catch (const PathError &error) {

@@ -2,19 +2,20 @@
 _migr()
 {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
-    local commands="convert explain plan check upgrade version rollback ml lint"
+    local commands="convert explain plan check upgrade version rollback snapshots ml lint"
     if [ "$COMP_CWORD" -eq 1 ]; then
         COMPREPLY=($(compgen -W "$commands --help" -- "$word"))
         return
     fi
     if [ "${word:0:1}" = - ]; then
         case $command in
-            convert) COMPREPLY=($(compgen -W "--output --as --domain --image --help" -- "$word")) ;;
+            convert) COMPREPLY=($(compgen -W "--output --force --as --domain --image --accept-damage --verbose --help" -- "$word")) ;;
             explain) COMPREPLY=($(compgen -W "--image --as --domain --json --help" -- "$word")) ;;
             check) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             plan) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
-            upgrade) COMPREPLY=($(compgen -W "--image --dry-run --json --timeout --help" -- "$word")) ;;
-            rollback) COMPREPLY=($(compgen -W "--list --help" -- "$word")) ;;
+            upgrade) COMPREPLY=($(compgen -W "--image --dry-run --partial --accept-damage --strict --work --verbose --json --timeout --help" -- "$word")) ;;
+            rollback) COMPREPLY=($(compgen -W "--yes --help" -- "$word")) ;;
+            snapshots) COMPREPLY=($(compgen -W "--prune --help" -- "$word")) ;;
             *) COMPREPLY=($(compgen -W "--help" -- "$word")) ;;
         esac
         return

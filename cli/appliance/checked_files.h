@@ -17,11 +17,12 @@ struct CheckedFile {
     std::string              name;         /* how messages call it */
     int32_t                  release = -1; /* version code, or -1 without one */
     std::vector<std::string> reasons;      /* of the file as a whole: it cannot be upgraded at all */
-    DamageReport             damage;
+    std::vector<Damage>      damage;
+    size_t                   more_damage = 0; /* how much there is beyond that */
 
     bool is_sound() const
     {
-        return reasons.empty() && damage.is_sound();
+        return reasons.empty() && damage.empty();
     }
 };
 

@@ -1,11 +1,10 @@
 #include "appliance/inspect.h"
 
 #include "driver/version_lines.h"
-#include "output/size_text.h"
+#include "output/release_text.h"
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/gzip_text.h"
-#include "tree/config_text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -19,15 +18,13 @@ namespace fs = std::filesystem;
 
 namespace command {
 
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Damage, line, kind, text, acceptable)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ConfigFacts, error, gzip, release, model, second_line, stored_size, text_size,
-                                   empty_sets)
+                                   too_large, damage, more_damage, can_accept_damage)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StoredFile, name, facts, owner, special)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ConfigFolder, names, files)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Surroundings, update_file, room)
 
 namespace {
-
-constexpr size_t most_empty_sets = 10;
 
 /* "5.50-CV" begins with a release, "100D" does not. */
 bool begins_with_release(const std::string &text)
@@ -51,36 +48,6 @@ std::string model_of_version_line()
     return text;
 }
 
-/* Scratch trees: the readers below only look. */
-config_node scratch_root()
-{
-    config_node root = {};
-    root.kind = MIGR_ROOT;
-    return root;
-}
-
-/*
- * Lines with a `set` without a value. Reads as setup_tree does, whose outer loop swallows the line behind a stray
- * `end`. Behind a first finding the blocks are lost, and each of their ends would be such a stray one; so nothing is
- * swallowed from there on.
- */
-std::vector<uint64_t> find_empty_sets(text_reader reader)
-{
-    std::vector<uint64_t> lines;
-    reader.at = 0;
-    while (reader.at < reader.size && lines.size() < most_empty_sets) {
-        if (lines.empty())
-            read_line(&reader, migr_main.line_buf);
-        config_node root = scratch_root();
-        if (parse_text(&reader, &root) != 0) {
-            auto ends = std::count(reader.text, reader.text + reader.at, '\n');
-            bool cut = reader.text[reader.at - 1] != '\n';
-            lines.push_back(static_cast<uint64_t>(ends) + (cut ? 1 : 0));
-        }
-    }
-    return lines;
-}
-
 std::string read_if_possible(const std::string &path, int &error)
 {
     error = 0;
@@ -90,6 +57,21 @@ std::string read_if_possible(const std::string &path, int &error)
         error = failed.error;
         return "";
     }
+}
+
+ConfigFacts facts_of(std::string bytes, Depth depth)
+{
+    size_t stored_size = bytes.size();
+    bool   packed = looks_like_gzip(bytes);
+    if (packed) {
+        std::optional<std::string> text = gunzip(bytes);
+        packed = text.has_value();
+        bytes = text ? std::move(*text) : "";
+    }
+    ConfigFacts facts = inspect_text(std::move(bytes), depth);
+    facts.gzip = packed;
+    facts.stored_size = stored_size;
+    return facts;
 }
 
 /* The names that the library takes for configuration files. */
@@ -138,49 +120,25 @@ ConfigFolder inspect_folder_here(Depth depth)
     return folder;
 }
 
-std::string numbers(const std::vector<uint64_t> &lines)
-{
-    std::string text;
-    for (size_t at = 0; at < lines.size(); at++) {
-        if (at > 0)
-            text += at + 1 == lines.size() ? " and " : ", ";
-        text += std::to_string(lines[at]);
-    }
-    return text;
-}
-
-uint64_t room_on(const char *folder)
+/* What can be written on this disk, as the writer will. */
+uint64_t room_here()
 {
     struct statvfs disk = {};
-    if (statvfs(folder, &disk) != 0)
-        return UINT64_MAX;
-    return static_cast<uint64_t>(geteuid() == 0 ? disk.f_bfree : disk.f_bavail) * disk.f_frsize;
-}
-
-uint64_t room_to_write()
-{
-    rlimit limit = {RLIM_INFINITY, RLIM_INFINITY};
+    rlimit         limit = {RLIM_INFINITY, RLIM_INFINITY};
     getrlimit(RLIMIT_FSIZE, &limit);
-    return std::min({room_on("/tmp"), room_on(config_folder), static_cast<uint64_t>(limit.rlim_cur)});
+    if (statvfs("/", &disk) != 0)
+        return limit.rlim_cur;
+    uint64_t blocks = geteuid() == 0 ? disk.f_bfree : disk.f_bavail;
+    return std::min<uint64_t>(limit.rlim_cur, blocks * disk.f_frsize);
 }
 
-/* What the file itself gives as a reason; empty for none. */
-std::string fault_of(const ConfigFacts &facts)
+void take_damage(ConfigFacts &facts, const std::string &text)
 {
-    if (facts.error == EISDIR || facts.error == EINVAL)
-        return "It is no file. Move it out of the folder.";
-    if (facts.error != 0)
-        return "It cannot be read: " + std::string(strerror(facts.error)) + ". " + next_step(facts.error);
-    if (!facts.gzip)
-        return "It is no gzip file, or a damaged one. Put a good copy in its place, or move it out of the folder.";
-    if (facts.release < 0)
-        return "It has no version line (\"#config-version=\") that can be read. Mend its first line.";
-    if (!facts.second_line)
-        return "It has no second header line (\"#conf_file_ver=\") that can be read. Put it behind the first line.";
-    if (!facts.empty_sets.empty())
-        return "It has a `set` without a value in line " + numbers(facts.empty_sets) +
-               ". Give it a value or take the line out, and run migr again.";
-    return "";
+    DamageReport report = damage_of(text);
+    facts.too_large = why_too_large(report, room_here());
+    facts.damage = std::move(report.found);
+    facts.more_damage = report.more;
+    facts.can_accept_damage = report.is_acceptable;
 }
 
 } // namespace
@@ -205,17 +163,17 @@ ConfigFacts inspect_file(const std::string &path, Depth depth)
         unread.error = error;
         return unread;
     }
-    size_t stored_size = bytes.size();
-    bool   packed = looks_like_gzip(bytes);
-    if (packed) {
-        std::optional<std::string> text = gunzip(bytes);
-        packed = text.has_value();
-        bytes = text ? std::move(*text) : "";
-    }
-    ConfigFacts facts = inspect_text(std::move(bytes), depth);
-    facts.gzip = packed;
-    facts.stored_size = stored_size;
-    return facts;
+    return facts_of(std::move(bytes), depth);
+}
+
+/* A plain text counts as well unpacked here. */
+ConfigFacts inspect_bytes(const Root &machine, const std::string &bytes)
+{
+    return machine.run([&] {
+        ConfigFacts facts = facts_of(bytes, Depth::whole);
+        facts.gzip = facts.gzip || !looks_like_gzip(bytes);
+        return json(facts);
+    });
 }
 
 ConfigFacts inspect_text(std::string text, Depth depth)
@@ -232,53 +190,48 @@ ConfigFacts inspect_text(std::string text, Depth depth)
     reader.at = 0;
     facts.second_line = save_second_line(&reader) == 0;
     if (depth == Depth::whole)
-        facts.empty_sets = find_empty_sets(reader);
+        take_damage(facts, text);
     return facts;
 }
 
-std::string release_text(int32_t code)
+std::vector<std::string> damage_texts(const ConfigFacts &facts)
 {
-    if (code < 0)
-        return "-";
-    char text[32];
-    snprintf(text, sizeof text, "%d.%02d", code >> 16, code & 0xffff);
-    return text;
-}
-
-bool starts_run(const ConfigFacts &global)
-{
-    return global.error == 0 && global.gzip && global.release != -1 && global.release < get_osimage_version();
+    std::vector<std::string> texts;
+    for (const Damage &damage : facts.damage)
+        texts.push_back("line " + std::to_string(damage.line) + ": " + damage.text);
+    if (facts.more_damage > 0)
+        texts.push_back("and " + std::to_string(facts.more_damage) + " more like these.");
+    return texts;
 }
 
 bool is_current(const ConfigFacts &facts)
 {
-    return facts.error == 0 && facts.gzip && facts.release >= get_osimage_version();
+    return facts.error == 0 && facts.gzip && facts.release >= image_release();
 }
 
-Surroundings inspect_surroundings(const Root &root)
+std::string fault_of(const ConfigFacts &facts)
 {
-    return root.run([] {
-        Surroundings around;
-        around.update_file = access("/data/etc/update_config", R_OK) == 0;
-        around.room = room_to_write();
-        return json(around);
-    });
+    if (facts.error == EISDIR || facts.error == EINVAL)
+        return "It is no file. Move it out of the folder.";
+    if (facts.error != 0)
+        return "It cannot be read: " + std::string(strerror(facts.error)) + ". " + next_step(facts.error);
+    if (!facts.gzip)
+        return "It is no gzip file, or a damaged one. Put a good copy in its place, or move it out of the folder.";
+    if (facts.release < 0)
+        return "It has no version line (\"#config-version=\") that can be read. Mend its first line.";
+    if (!facts.second_line)
+        return "It has no second header line (\"#conf_file_ver=\") that can be read. Put it behind the first line.";
+    return facts.too_large;
 }
 
-std::string why_not_upgraded(const ConfigFolder &folder, const ConfigFacts &facts, const Surroundings &around)
+std::vector<std::string> reasons_against(const ConfigFacts &facts, bool accept_damage)
 {
     std::string fault = fault_of(facts);
     if (!fault.empty())
-        return fault;
-    const StoredFile *global = folder.global();
-    if (!global || !starts_run(global->facts))
-        return "An upgrade runs only when " + std::string(global_name) + " can be read and is older than " +
-               release_text(get_osimage_version()) + ".";
-    if (!around.update_file)
-        return "There is no update file /data/etc/update_config. Give the image's folder with --image.";
-    if (around.room < facts.text_size)
-        return "There is no room to write its " + size_text(facts.text_size) + ". " + next_step(ENOSPC);
-    return "";
+        return {fault};
+    if (accept_damage && facts.can_accept_damage)
+        return {};
+    return damage_texts(facts);
 }
 
 } // namespace command

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "appliance/root.h"
+#include "language/damage.h"
 #include "system/config_path.h"
 
 #include <cstdint>
@@ -12,14 +13,18 @@ namespace command {
 
 /* What one file holds. Lines count from 1. */
 struct ConfigFacts {
-    int                   error = 0;    /* errno of the attempt to read it */
-    bool                  gzip = false; /* unpacks without an error */
-    int32_t               release = -1; /* version code, or -1 without a version line */
-    std::string           model;
-    bool                  second_line = false;
-    uint64_t              stored_size = 0;
-    uint64_t              text_size = 0;
-    std::vector<uint64_t> empty_sets; /* lines of `set` without a value, the first ones; only with Depth::whole */
+    int         error = 0;    /* errno of the attempt to read it */
+    bool        gzip = false; /* unpacks without an error */
+    int32_t     release = -1; /* version code, or -1 without a version line */
+    std::string model;
+    bool        second_line = false;
+    uint64_t    stored_size = 0;
+    uint64_t    text_size = 0;
+    /* Only with Depth::whole: */
+    std::string         too_large; /* why the text cannot be written again, or empty */
+    std::vector<Damage> damage;    /* what would be lost or misread, the first of it */
+    size_t              more_damage = 0;
+    bool                can_accept_damage = true;
 
     /* It can be read whole and has both header lines. */
     bool is_sound() const
@@ -62,28 +67,21 @@ ConfigFolder inspect_folder(const Root &root, Depth depth);
 ConfigFacts inspect_file(const std::string &path, Depth depth);
 ConfigFacts inspect_text(std::string text, Depth depth);
 
-/* "5.50"; "-" for none. */
-std::string release_text(int32_t code);
-
-/* Whether the library starts a run at all, by what it sees of the global file. */
-bool starts_run(const ConfigFacts &global);
-
 /* No older than the image: there is nothing to do about it. */
 bool is_current(const ConfigFacts &facts);
 
-/* What stands in an appliance around its configuration. */
-struct Surroundings {
-    bool     update_file = true;
-    uint64_t room = UINT64_MAX; /* the largest file that can still be written */
-};
-
-/* Throws Failure. */
-Surroundings inspect_surroundings(const Root &root);
-
-/*
- * What keeps the library from carrying a file forward, found out by looking for what it looks for, in the same order:
- * what it is and what to do about it. Empty when nothing does. The facts are of Depth::whole.
+/* What of the file as a whole keeps the library from carrying it forward, and what to do about it; empty for nothing.
  */
-std::string why_not_upgraded(const ConfigFolder &folder, const ConfigFacts &facts, const Surroundings &around);
+std::string fault_of(const ConfigFacts &facts);
+
+/* The facts of a file of those bytes, packed or plain, of Depth::whole, found out in a process of its own. */
+ConfigFacts inspect_bytes(const Root &machine, const std::string &bytes);
+
+/* What keeps the library from carrying a file forward, each with what to do about it. Empty when nothing does. The
+ * facts are of Depth::whole. With `accept_damage`, text that will be lost is no reason. */
+std::vector<std::string> reasons_against(const ConfigFacts &facts, bool accept_damage);
+
+/* "line 12: ..." for each damage. */
+std::vector<std::string> damage_texts(const ConfigFacts &facts);
 
 } // namespace command

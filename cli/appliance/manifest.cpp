@@ -1,3 +1,4 @@
+/* Manifests as text. Whether what one tells is still so is for others to find out. */
 #include "appliance/manifest.h"
 
 #include "system/digest.h"
@@ -12,7 +13,7 @@ namespace command {
 
 namespace {
 
-constexpr int format_of_manifest = 1;
+constexpr int format_of_manifest = 2;
 
 std::string encoded(const std::string &text)
 {
@@ -64,17 +65,21 @@ Place place_from(const json &from)
     return {decoded(from.at("folder")), decoded(from.at("name")), from.at("pattern"), from.at("keeps_additions")};
 }
 
-json to_json(const std::string &path, const Entry &entry)
+json to_json(const Entry &entry)
 {
-    json out = {{"path", encoded(path)},     {"type", std::string(1, entry.type)},
-                {"mode", octal(entry.mode)}, {"uid", entry.uid},
-                {"gid", entry.gid},          {"changed", {entry.seconds, entry.nanoseconds}}};
+    json out = {{"type", std::string(1, entry.type)},
+                {"mode", octal(entry.mode)},
+                {"uid", entry.uid},
+                {"gid", entry.gid},
+                {"changed", {entry.seconds, entry.nanoseconds}}};
     if (entry.type == 'l')
         out["target"] = encoded(entry.target);
     if (entry.type == 'f') {
         out["size"] = entry.size;
         out["sha256"] = entry.sha256;
     }
+    for (const auto &[name, value] : entry.attributes)
+        out["attributes"][encoded(name)] = encoded(value);
     return out;
 }
 
@@ -93,23 +98,71 @@ Entry entry_from(const json &from)
         entry.size = from.at("size");
         entry.sha256 = from.at("sha256");
     }
+    if (from.contains("attributes"))
+        for (const auto &[name, value] : from["attributes"].items())
+            entry.attributes.emplace(decoded(name), decoded(value));
     return entry;
+}
+
+json to_json(const std::optional<Entry> &entry)
+{
+    return entry ? to_json(*entry) : json();
+}
+
+std::optional<Entry> entry_or_nothing(const json &from)
+{
+    return from.is_null() ? std::nullopt : std::optional(entry_from(from));
+}
+
+json to_json(const std::vector<Place> &places)
+{
+    json list = json::array();
+    for (const Place &place : places)
+        list.push_back(to_json(place));
+    return list;
+}
+
+std::vector<Place> places_from(const json &list)
+{
+    std::vector<Place> places;
+    for (const json &place : list)
+        places.push_back(place_from(place));
+    return places;
+}
+
+json to_json(const Entries &entries)
+{
+    json all = json::object();
+    for (const auto &[path, entry] : entries)
+        all[encoded(path)] = to_json(entry);
+    return all;
+}
+
+Entries entries_from(const json &all)
+{
+    Entries entries;
+    for (const auto &[path, entry] : all.items())
+        entries.emplace(decoded(path), entry_from(entry));
+    return entries;
 }
 
 /* Everything but the sum. */
 json body_of(const Manifest &manifest)
 {
-    json places = json::array();
-    for (const Place &place : manifest.places)
-        places.push_back(to_json(place));
-    json entries = json::array();
-    for (const auto &[path, entry] : manifest.entries)
-        entries.push_back(to_json(path, entry));
+    json changes = json::array();
+    for (const Change &change : manifest.changes)
+        changes.push_back(
+            {{"path", encoded(change.path)}, {"before", to_json(change.before)}, {"after", to_json(change.after)}});
     return {{"format", format_of_manifest},
-            {"made", manifest.made},
-            {"release", manifest.release},
-            {"places", std::move(places)},
-            {"entries", std::move(entries)}};
+            {"name", manifest.name},
+            {"previous", manifest.previous},
+            {"command", manifest.command},
+            {"back_to", manifest.back_to},
+            {"from", manifest.from},
+            {"to", manifest.to},
+            {"places", to_json(manifest.places)},
+            {"changes", std::move(changes)},
+            {"state", to_json(manifest.state)}};
 }
 
 void require_plain_path(const std::string &path)
@@ -121,14 +174,19 @@ void require_plain_path(const std::string &path)
 Manifest manifest_from(const json &body)
 {
     Manifest manifest;
-    manifest.made = body.at("made");
-    manifest.release = body.at("release");
-    for (const json &place : body.at("places"))
-        manifest.places.push_back(place_from(place));
-    for (const json &entry : body.at("entries"))
-        manifest.entries.emplace(decoded(entry.at("path")), entry_from(entry));
-    for (const auto &[path, entry] : manifest.entries)
-        require_plain_path(path);
+    manifest.name = body.at("name");
+    manifest.previous = body.at("previous");
+    manifest.command = body.at("command");
+    manifest.back_to = body.at("back_to");
+    manifest.from = body.at("from");
+    manifest.to = body.at("to");
+    manifest.places = places_from(body.at("places"));
+    for (const json &change : body.at("changes"))
+        manifest.changes.push_back(
+            {decoded(change.at("path")), entry_or_nothing(change.at("before")), entry_or_nothing(change.at("after"))});
+    manifest.state = entries_from(body.at("state"));
+    for (const Change &change : manifest.changes)
+        require_plain_path(change.path);
     return manifest;
 }
 
@@ -159,6 +217,26 @@ Manifest parse_manifest(const std::string &text)
     } catch (const std::logic_error &) { /* a number that is none */
         throw std::runtime_error("it is damaged");
     }
+}
+
+std::string places_text(const std::vector<Place> &places)
+{
+    return to_json(places).dump();
+}
+
+std::vector<Place> parse_places(const std::string &text)
+{
+    return places_from(json::parse(text));
+}
+
+std::string entries_text(const Entries &entries)
+{
+    return to_json(entries).dump();
+}
+
+Entries parse_entries(const std::string &text)
+{
+    return entries_from(json::parse(text));
 }
 
 } // namespace command

@@ -1,6 +1,5 @@
 #include "appliance/places.h"
 
-#include "image/image_files.h"
 #include "system/failure.h"
 #include "system/files.h"
 
@@ -142,43 +141,19 @@ void add_link_targets(std::vector<Place> &places)
 
 } // namespace
 
-std::vector<Place> places_of_upgrade(bool image_files)
+std::vector<Place> places_of_upgrade()
 {
     std::vector<Place> places(std::begin(upgrade_places), std::end(upgrade_places));
-    for (const ImageFile &file : image_file_table)
-        if (image_files)
-            places.push_back({folder_of(file.place), fs::path(file.place).filename().string()});
     add_link_targets(places);
     return places;
 }
 
-std::vector<Place> places_of_dry_run()
+std::vector<Place> places_of_staging()
 {
-    std::vector<Place> places = places_of_upgrade(true);
+    std::vector<Place> places = places_of_upgrade();
     places.insert(places.end(), std::begin(read_places), std::end(read_places));
     add_link_targets(places);
     return places;
-}
-
-Entry entry_at(const std::string &path)
-{
-    struct stat st = {};
-    if (lstat(path.c_str(), &st) != 0)
-        throw PathError{"read", path, errno};
-    Entry entry;
-    entry.type = S_ISREG(st.st_mode) ? 'f' : S_ISDIR(st.st_mode) ? 'd' : S_ISLNK(st.st_mode) ? 'l' : 'o';
-    entry.mode = st.st_mode & 07777;
-    entry.uid = st.st_uid;
-    entry.gid = st.st_gid;
-    entry.seconds = st.st_mtim.tv_sec;
-    entry.nanoseconds = st.st_mtim.tv_nsec;
-    entry.size = entry.type == 'f' ? static_cast<uint64_t>(st.st_size) : 0;
-    std::error_code error;
-    if (entry.type == 'l')
-        entry.target = fs::read_symlink(path, error).string();
-    if (error)
-        throw PathError{"read", path, error.value()};
-    return entry;
 }
 
 Entries look_at(const std::vector<Place> &places)
@@ -188,6 +163,15 @@ Entries look_at(const std::vector<Place> &places)
         for (const std::string &path : found_of(place))
             look_below(path, entries);
     return entries;
+}
+
+Entries in_places(const Entries &entries, const std::vector<Place> &places)
+{
+    Entries found;
+    for (const auto &[path, entry] : entries)
+        if (std::any_of(places.begin(), places.end(), [&path](const Place &place) { return holds(place, path); }))
+            found.emplace(path, entry);
+    return found;
 }
 
 } // namespace command

@@ -126,6 +126,11 @@ Root::Root(const std::string &path, const std::string &shown_as)
         shown_.pop_back();
 }
 
+Root::Root(Fd fd, const std::string &shown_as) : shown_(shown_as), fd_(std::move(fd))
+{
+    machine_root_ = is_machine_root_folder(fd_.get());
+}
+
 std::string Root::shows(const std::string &inside) const
 {
     if (inside.empty() || inside[0] != '/' || shown_ == "/")

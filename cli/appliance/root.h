@@ -23,6 +23,9 @@ class Root {
     /* Throws Failure when `path` is no folder. Messages name `shown_as` in its place, if given. */
     explicit Root(const std::string &path, const std::string &shown_as = "");
 
+    /* The folder that is open at `fd`, which messages call `shown_as`. It has no path of its own. */
+    Root(Fd fd, const std::string &shown_as);
+
     const std::string &path() const
     {
         return path_;

@@ -1,10 +1,10 @@
 #include "appliance/single_file.h"
 
 #include "appliance/outline.h"
+#include "appliance/stored_text.h"
 #include "driver/run_context.h"
-#include "image/image_files.h"
 #include "output/console.h"
-#include "platform/platform.h"
+#include "output/release_text.h"
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/gzip_text.h"
@@ -30,10 +30,14 @@ constexpr size_t  longest_domain = 127;                    /* the library keeps 
 
 /* ---- reading ---- */
 
-std::string read_named(const std::string &path, const std::string &shown)
+std::string read_input(const std::string &path, const std::string &shown, Interrupts &interrupts)
 {
+    Fd file(path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)
+                        : open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!file)
+        throw failure_of({"read", path, errno}, shown);
     try {
-        return path == "-" ? read_all(STDIN_FILENO, shown) : read_input(path);
+        return read_all(file.get(), path, interrupts);
     } catch (const PathError &error) {
         throw failure_of(error, shown);
     }
@@ -47,25 +51,6 @@ std::string unpacked(std::string bytes, const std::string &shown)
     if (!text)
         throw Failure(Status::left_alone, shown + ": a damaged gzip file. Take a good copy of it.");
     return std::move(*text);
-}
-
-/* Names each line at which the library would give up. */
-void require_upgradable(const SingleFile &file)
-{
-    const ConfigFacts &facts = file.facts;
-    auto               refuse = [&](int line, const std::string &what) {
-        throw Failure(Status::left_alone, file.shown + ", line " + std::to_string(line) + ": " + what);
-    };
-    if (facts.release < 0)
-        refuse(1, "no version line that can be read. Begin the file with the line of the release that wrote it, such "
-                  "as: #config-version=QA-A1X-5.50-CV-build0601-170328:opmode=1:vdom=1");
-    if (!facts.second_line)
-        refuse(2, "no second header line. Put one behind the version line, such as: #conf_file_ver=0");
-    for (uint64_t line : facts.empty_sets)
-        complain(file.shown + ", line " + std::to_string(line) +
-                 ": a `set` without a value. Give it one, or take the line out.");
-    if (!facts.empty_sets.empty())
-        throw Failure(Status::left_alone, file.shown + " was not upgraded.");
 }
 
 /* ---- what it is ---- */
@@ -159,75 +144,56 @@ void write_new(const char *path, std::string_view text)
     write_all(fd.get(), text, path);
 }
 
-/* Inside the throw-away root. */
-void store(const std::string &name, std::string_view text)
-{
-    static constexpr char plain[] = "/plain.conf";
-    std::string           path = config_path(name);
-    write_new(plain, text);
-    errno = ENOSPC;
-    if (cvgzip(plain, path.c_str()) < 0)
-        throw PathError{"write", path, errno};
-    unlink(plain);
-}
-
 /* What a first look at the text gives. */
 struct Look {
-    Outline outline;
-    Counts  counts;
+    ConfigFacts              facts;
+    std::vector<std::string> names;
+    Counts                   counts;
 };
 
-Look look_at_text(const Root &root, const std::string &text)
+Look look_at_text(const Root &root, const std::string &text, const std::string &syntax)
 {
     json found = root.run([&] {
-        Outline outline = outline_of(text);
-        Counts  counts = count_kinds(outline.names, syntax_copy);
-        return json{{"names", outline.names}, {"headers", outline.headers}, {"counts", {counts.global, counts.domain}}};
+        write_new(syntax_copy, syntax);
+        ConfigFacts facts = inspect_text(text, Depth::headers);
+        Outline     outline = outline_of(text);
+        Counts      counts = count_kinds(outline.names, syntax_copy);
+        unlink(syntax_copy);
+        return json{facts.release, outline.names, counts.global, counts.domain};
     });
-    return {{found["names"].get<std::vector<std::string>>(), found["headers"].get<std::string>()},
-            {found["counts"][0].get<size_t>(), found["counts"][1].get<size_t>()}};
-}
-
-/* The text lies under the global file's name so far. */
-void store_as_domain(const SingleFile &file, const Root &root, const std::string &headers)
-{
-    root.run([&] {
-        std::string path = config_path(file.stored);
-        if (rename(config_path(global_name).c_str(), path.c_str()) != 0)
-            throw PathError{"write", path, errno};
-        store(global_name, headers);
-        return json();
-    });
+    Look look = {{}, found[1].get<std::vector<std::string>>(), {found[2], found[3]}};
+    look.facts.release = found[0];
+    return look;
 }
 
 } // namespace
 
-SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, const std::string &syntax)
+SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, const std::string &syntax,
+                               Interrupts &interrupts)
 {
     if (request.as == "global" && !request.domain.empty())
         throw Failure(Status::unusable, "--domain goes with a domain file, not with --as global.");
     SingleFile file;
+    file.path = request.file;
     file.shown = request.file == "-" ? "standard input" : request.file;
     file.stored = global_name;
-    file.text = unpacked(read_named(request.file, file.shown), file.shown);
+    file.text = unpacked(read_input(request.file, file.shown, interrupts), file.shown);
+    Look look = look_at_text(root, file.text, syntax);
+    file.facts = look.facts;
+    if (file.facts.release >= 0 && file.facts.release < image_release()) {
+        file.names = look.names;
+        file.domain = domain_of(request, file, look.counts);
+    }
+    if (file.is_domain()) {
+        check_domain_name(file.domain, file.shown);
+        file.stored = domain_prefix + file.domain + ".conf.gz";
+    }
     root.run([&] {
         fs::create_directories(config_folder);
-        write_new(syntax_copy, syntax);
-        store(global_name, file.text);
+        fs::create_directories("/tmp");
+        store_text(file.stored, file.text);
         return json();
     });
-    file.facts = inspect_folder(root, Depth::whole).global()->facts;
-    if (is_current(file.facts))
-        return file;
-    require_upgradable(file);
-    Look look = look_at_text(root, file.text);
-    file.names = look.outline.names;
-    file.domain = domain_of(request, file, look.counts);
-    if (!file.is_domain())
-        return file;
-    check_domain_name(file.domain, file.shown);
-    file.stored = domain_prefix + file.domain + ".conf.gz";
-    store_as_domain(file, root, look.outline.headers);
     return file;
 }
 
@@ -245,12 +211,6 @@ void warn_of_what_is_missing(const SingleFile &file)
                  ": up to 5.80 certificates and keys lay in files of the appliance, which "
                  "are not there. The result names them without their content. Upgrade the "
                  "whole appliance with: migr upgrade");
-}
-
-std::string syntax_of_image(const std::string &image)
-{
-    open_image(image); /* all of them, so that the message names all that are missing */
-    return read_file(image + "/syntax_v510.txt", Links::follow);
 }
 
 } // namespace command

@@ -3,6 +3,7 @@
 
 #include "appliance/inspect.h"
 #include "appliance/root.h"
+#include "driver/run_context.h"
 
 #include <string>
 #include <vector>
@@ -16,12 +17,19 @@ struct SingleRequest {
 };
 
 struct SingleFile {
+    std::string              path;  /* as it was asked for */
     std::string              shown; /* how messages call it */
     std::string              text;  /* unpacked */
     ConfigFacts              facts;
     std::string              stored; /* its name in /data/config of the throw-away root */
     std::string              domain; /* empty: it is a global file, or a single one from before 5.10 */
     std::vector<std::string> names;  /* of its top-level configs, in comma form; of a file that is to be upgraded */
+
+    /* A file from before 5.10 is split. */
+    bool becomes_two() const
+    {
+        return facts.release >= 0 && facts.release < MIGR_RELEASE_5_10;
+    }
 
     bool is_domain() const
     {
@@ -30,17 +38,14 @@ struct SingleFile {
 };
 
 /*
- * Reads the file, finds out what it is, and lays it into `root`, an empty folder, as an appliance's configuration; with
- * a domain file goes a global file that holds nothing. `syntax` is the image's syntax file. Says on standard error what
- * was assumed. Throws Failure that names the file, what is wrong with it and what to do.
+ * Reads the file, finds out what it is, and lays it into `root`, an empty folder, as an appliance's configuration.
+ * `syntax` is the image's syntax file. Says on standard error what was assumed. Throws Failure that names the file,
+ * what is wrong with it and what to do.
  */
-SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, const std::string &syntax);
+SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, const std::string &syntax,
+                               Interrupts &interrupts);
 
 /* Says on standard error what the result lacks, as other files of the appliance are not there. */
 void warn_of_what_is_missing(const SingleFile &file);
-
-/* The text of the syntax file in an image's folder. Throws Failure, also when others of the image's files are missing.
- */
-std::string syntax_of_image(const std::string &image);
 
 } // namespace command

@@ -1,393 +1,190 @@
+/* The order of an upgrade's parts. Each part is described where it is made. */
 #include "appliance/upgrade.h"
 
-#include "appliance/inspect.h"
-#include "appliance/restore.h"
-#include "appliance/snapshot.h"
-#include "driver/migr.h"
-#include "driver/version_lines.h"
-#include "image/image_files.h"
-#include "output/console.h"
-#include "run/library_child.h"
+#include "appliance/appliance_state.h"
+#include "appliance/commit.h"
+#include "appliance/snapshot_store.h"
+#include "appliance/staging.h"
+#include "appliance/stored_text.h"
+#include "output/release_text.h"
+#include "system/digest.h"
+#include "system/files.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
-#include <sstream>
+#include <memory>
+#include <set>
 #include <sys/stat.h>
 
 namespace command {
 
 namespace {
 
-/* What one upgrade knows from its checks on. */
-struct Upgrade {
-    const Root           &root;
-    const UpgradeRequest &request;
-    Interrupts           &interrupts;
-    Report               &report;
-    std::vector<Fd>       image; /* empty: the appliance's own files serve */
-    ConfigFolder          before;
-    std::string           snapshot;
-};
-
-void tell(const Upgrade &upgrade, const std::string &line)
-{
-    if (!upgrade.request.json)
-        say(line);
-}
-
 /* ---- checks ---- */
 
-void require_writable(const char *folder)
+void require_appliance(const Root &root)
 {
-    if (faccessat(AT_FDCWD, folder, W_OK | X_OK, AT_EACCESS) != 0 && errno != ENOENT)
-        throw PathError{"write into", folder, errno};
-}
-
-void check_usable_here(const Root &root)
-{
-    struct stat st = {};
     std::string path = config_path(global_name);
-    if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+    bool        there = root.run([&] {
+        struct stat st = {};
+        return json(stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode));
+    });
+    if (!there)
         throw Failure(Status::unusable, root.shows(path) + " is not there, so " + root.shown() +
                                             " is no appliance's root folder. Name the folder that holds data, etc "
                                             "and var of the appliance.");
-    for (const char *folder : {config_folder, "/data/etc", "/tmp", "/var/log"})
-        require_writable(folder);
 }
 
-/* A pipe in a file's place would block whoever opens it; and only root can leave a file to another user. */
-void check_files(const Root &root, const ConfigFolder &folder)
+/* Only what is copied is looked at later, and these are not. */
+void refuse_devices(const Root &root, const Entries &before)
 {
-    for (const StoredFile &file : folder.files) {
-        std::string shown = root.shows(config_path(file.name));
-        if (file.special)
-            throw Failure(Status::unusable, shown + " is no ordinary file. Move it out of the folder.");
-        if (geteuid() != 0 && file.facts.error != ENOENT && file.owner != geteuid())
-            throw Failure(Status::unusable, shown + " belongs to another user. " + next_step(EACCES));
+    for (const auto &[path, entry] : before)
+        if (entry.type == 'o' && folder_of(path) == config_folder)
+            throw Failure(Status::unusable, root.shows(path) + " is no ordinary file. Move it out of the folder.");
+}
+
+/* ---- staging ---- */
+
+struct Places {
+    std::vector<Place> all;     /* that the library reads or changes */
+    std::vector<Place> changed; /* that it may change */
+};
+
+Places places_of(const Root &root)
+{
+    auto list = [&](auto find) { return parse_places(root.run([&] { return json(places_text(find())); })); };
+    return {list(places_of_staging), list(places_of_upgrade)};
+}
+
+std::unique_ptr<StagingFolder> staging_folder(const UpgradeRequest &request, const Root &root)
+{
+    if (!request.dry_run && request.work.empty())
+        return std::make_unique<StagingFolder>(root);
+    return std::make_unique<StagingFolder>(request.work, root.shown());
+}
+
+/* What lies in the staging folder now, with the sums of files; one that has not been touched has its old sum. */
+Entries result_in(const Root &staging, const std::vector<Place> &places, const Entries &before)
+{
+    return parse_entries(staging.run([&] {
+        Entries entries = look_at(places);
+        for (auto &[path, entry] : entries) {
+            auto was = before.find(path);
+            bool same = was != before.end() && is_untouched(entry, was->second);
+            if (entry.type == 'f')
+                entry.sha256 = same ? was->second.sha256 : sha256_of_path(path);
+        }
+        return json(entries_text(entries));
+    }));
+}
+
+/* ---- the commit ---- */
+
+/* Paths that the appliance keeps as it has them: files that did not get through, and the plain copies of them. */
+std::set<std::string> withheld_paths(const StagedRun &run)
+{
+    std::set<std::string> paths;
+    for (const std::string &name : run.withheld) {
+        paths.insert(config_path(name));
+        paths.insert("/var/log/" + name.substr(0, name.rfind(".gz")));
     }
+    return paths;
 }
 
-/* A run that was cut off by force left things half-way; its snapshot is the state from which to go on. */
-void finish_last_run(const Upgrade &upgrade)
+std::string release_of_global(const StagedRun &run, bool behind)
 {
-    std::string snapshot = unfinished_snapshot(upgrade.root);
-    if (snapshot.empty())
-        return;
-    tell(upgrade, "The last upgrade was cut off. Putting back what was before it, from the snapshot " +
-                      shown_snapshot(upgrade.root, snapshot));
-    std::vector<std::string> left = restore_snapshot(upgrade.root, snapshot);
-    if (!left.empty())
-        throw Failure(Status::failed, left.front() + ", and " + shown_snapshot(upgrade.root, snapshot) +
-                                          " could not be put back in full. Put that right and run migr again.");
+    for (const FileOutcome &file : run.files)
+        if (file.name == global_name)
+            return release_text(behind ? file.after : file.before);
+    return "-";
 }
 
-void check(Upgrade &upgrade)
+Manifest manifest_of(const StagedRun &run, const std::vector<Place> &places, Entries before, const Entries &after)
 {
-    if (unfinished_snapshot(upgrade.root).empty())
-        check_usable(upgrade.root);
-    if (upgrade.request.image.empty())
-        check_own_image(upgrade.root);
-    else
-        upgrade.image = open_image(upgrade.request.image);
-    upgrade.root.lock();
-    finish_last_run(upgrade);
-    check_usable(upgrade.root);
-    upgrade.before = inspect_folder(upgrade.root, Depth::whole);
-    check_files(upgrade.root, upgrade.before);
+    Manifest              manifest;
+    std::set<std::string> withheld = withheld_paths(run);
+    manifest.command = "upgrade";
+    manifest.from = release_of_global(run, false);
+    manifest.to = release_of_global(run, true);
+    manifest.places = places;
+    manifest.changes = changes_between(before, after);
+    manifest.state = std::move(before);
+    std::erase_if(manifest.changes, [&](const Change &change) { return withheld.count(change.path) != 0; });
+    return manifest;
 }
 
-/* ---- ahead of the run ---- */
-
-/* With --image an update file will be there. */
-Surroundings surroundings_of(const Upgrade &upgrade)
+Fd open_result(const Root &staging, const Change &change)
 {
-    Surroundings around = inspect_surroundings(upgrade.root);
-    around.update_file = around.update_file || !upgrade.image.empty();
-    return around;
+    Fd fd(openat(staging.fd(), change.path.c_str() + 1, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!fd)
+        throw PathError{"read the new form of", change.path, errno};
+    return fd;
 }
 
-FileReport outcome_without_run(const Upgrade &upgrade, const StoredFile &file, const Surroundings &around)
+/* Gives the name of the snapshot. */
+std::string commit_result(const Root &root, const Root &staging, const Manifest &manifest)
 {
-    FileReport outcome;
-    outcome.name = file.name;
-    outcome.before = outcome.after = file.facts.release;
-    outcome.size = file.facts.stored_size;
-    outcome.result = is_current(file.facts) ? Result::current : Result::left_alone;
-    if (outcome.result == Result::left_alone)
-        outcome.reason = why_not_upgraded(upgrade.before, file.facts, around);
-    return outcome;
-}
-
-/* Says what is going to happen. True when some file is going to be upgraded. */
-bool announce(const Upgrade &upgrade, const Surroundings &around)
-{
-    std::string image = release_text(get_osimage_version());
-    bool        any = false;
-    for (const StoredFile &file : upgrade.before.files) {
-        bool        current = is_current(file.facts);
-        std::string reason = current ? "" : why_not_upgraded(upgrade.before, file.facts, around);
-        any = any || (!current && reason.empty());
-        if (current)
-            tell(upgrade, file.name + ": stays as it is, it is at " + release_text(file.facts.release) + " already");
-        else if (reason.empty())
-            tell(upgrade, file.name + ": will be upgraded from " + release_text(file.facts.release) + " to " + image);
-        else
-            tell(upgrade, file.name + ": stays as it is. " + reason);
-    }
-    return any;
-}
-
-void report_without_run(const Upgrade &upgrade, const Surroundings &around)
-{
-    for (const StoredFile &file : upgrade.before.files)
-        upgrade.report.files.push_back(outcome_without_run(upgrade, file, around));
-    upgrade.report.status = status_of(upgrade.report.files);
-    if (upgrade.report.status == Status::done)
-        tell(upgrade, "Nothing to do.");
-}
-
-void take_snapshot(Upgrade &upgrade)
-{
-    upgrade.snapshot = make_snapshot(upgrade.root, !upgrade.image.empty(),
-                                     release_text(upgrade.before.global()->facts.release), upgrade.interrupts);
-    if (!upgrade.request.dry_run)
-        tell(upgrade, "Snapshot: " + shown_snapshot(upgrade.root, upgrade.snapshot));
-    upgrade.interrupts.stop_here("Nothing was changed.");
-    mark_unfinished(upgrade.root, upgrade.snapshot);
-}
-
-/* ---- the run ---- */
-
-void make_missing_folder(const char *path, mode_t mode)
-{
-    std::error_code error;
-    mode_t          before = umask(022);
-    std::filesystem::create_directories(path, error);
-    umask(before);
-    struct stat st = {};
-    if (stat(path, &st) != 0 || !S_ISDIR(st.st_mode))
-        throw PathError{"make", path, error ? error.value() : ENOTDIR};
-    if (!error && (st.st_mode & 07777) == 0755 && mode != 0755)
-        chmod(path, mode);
-}
-
-void prepare(const Upgrade &upgrade)
-{
-    upgrade.root.run([&] {
-        struct stat st = {};
-        if (stat("/tmp", &st) != 0)
-            make_missing_folder("/tmp", 01777);
-        if (stat("/var/log", &st) != 0)
-            make_missing_folder("/var/log", 0755);
-        lay_in(upgrade.image);
-        return json();
+    return root.run([&] {
+        Manifest named = manifest;
+        named.name = new_snapshot_name();
+        std::vector<std::string> earlier = snapshot_names();
+        named.previous = earlier.empty() ? "" : earlier.back();
+        commit(root, named, [&](const Change &change) { return open_result(staging, change); });
+        return json(named.name);
     });
 }
 
-/* One small model keeps more policies than its successors allow, and the host has to say so. The version line's reader
- * knows its code without the first letter. */
-bool is_small_model(const std::string &model)
+bool has_warnings(const StagedRun &run)
 {
-    return model.ends_with("QB01A") && model.size() <= sizeof "QB01A";
-}
-
-/* A file from before 5.10 takes two passes and gets a domain file. */
-size_t expected_passes(const ConfigFolder &folder)
-{
-    if (folder.global()->facts.release >= MIGR_RELEASE_5_10)
-        return folder.files.size();
-    return folder.files.size() + (folder.find(first_domain_name) ? 1 : 2);
-}
-
-LibraryRun run_upgrade(const Upgrade &upgrade)
-{
-    int32_t               small_model = is_small_model(upgrade.before.global()->facts.model) ? 1 : 0;
-    std::function<void()> library = upgrade.request.library ? upgrade.request.library : migr_main_do_all;
-    Progress              progress(upgrade.request.json ? nullptr : stdout, expected_passes(upgrade.before));
-    return run_library(
-        upgrade.root,
-        [&] {
-            qb01a = small_model;
-            library();
-        },
-        upgrade.request.timeout, upgrade.interrupts, progress);
-}
-
-/* ---- behind the run ---- */
-
-/* What was lost, or empty: a file that was there and could be read must be so still, and a file from before 5.10
- * becomes two. */
-std::string loss(const ConfigFolder &before, const ConfigFolder &after)
-{
-    for (const std::string &name : before.names)
-        if (std::find(after.names.begin(), after.names.end(), name) == after.names.end())
-            return name + " was gone after the upgrade.";
-    for (const StoredFile &file : before.files)
-        if (file.facts.is_sound() && !after.find(file.name)->facts.is_sound())
-            return file.name + " could not be read after the upgrade.";
-    bool crossed =
-        before.global()->facts.release < MIGR_RELEASE_5_10 && after.global()->facts.release >= MIGR_RELEASE_5_10;
-    const StoredFile *domain = after.find(first_domain_name);
-    if (crossed && !(domain && domain->facts.is_sound()))
-        return std::string(global_name) + " is from before 5.10, and no " + first_domain_name +
-               " came out of its split. See that the update file has a section for 5.10 and that the syntax file "
-               "/etc/syntax_v510.txt is in order.";
-    return "";
-}
-
-Result result_of(const StoredFile *before, const StoredFile &after)
-{
-    if (!is_current(after.facts) || !after.facts.is_sound())
-        return before && is_current(before->facts) ? Result::current : Result::left_alone;
-    if (!before)
-        return Result::added;
-    return is_current(before->facts) ? Result::current : Result::upgraded;
-}
-
-std::chrono::microseconds time_of(const LibraryRun &run, const std::string &name)
-{
-    std::chrono::microseconds time{0};
-    for (const Pass &pass : run.passes)
-        if (std::filesystem::path(pass.path).filename() == name)
-            time += pass.time;
-    return time;
-}
-
-FileReport outcome(const Upgrade &upgrade, const LibraryRun &run, const StoredFile &file, const Surroundings &around)
-{
-    const StoredFile *before = upgrade.before.find(file.name);
-    FileReport        outcome;
-    outcome.name = file.name;
-    outcome.before = before ? before->facts.release : -1;
-    outcome.after = file.facts.release;
-    outcome.result = result_of(before, file);
-    outcome.size = file.facts.stored_size;
-    outcome.time = time_of(run, file.name);
-    if (outcome.result == Result::upgraded || outcome.result == Result::added)
-        outcome.empty_sets = file.facts.empty_sets;
-    if (outcome.result != Result::left_alone)
-        return outcome;
-    outcome.reason = why_not_upgraded(upgrade.before, file.facts, around);
-    if (outcome.reason.empty())
-        outcome.reason = "A rule of the update file or a migration could not be applied to it. What the library said "
-                         "may tell more; the update file may have to be mended.";
-    return outcome;
-}
-
-/* A hostile configuration can make the library talk without end. */
-std::vector<std::string> notes_of(const std::string &output)
-{
-    static constexpr size_t  most = 200;
-    std::vector<std::string> lines;
-    std::istringstream       stream(output);
-    for (std::string line; std::getline(stream, line);)
-        if (!line.empty())
-            lines.push_back(line);
-    if (lines.size() <= most)
-        return lines;
-    std::string rest = "(and " + std::to_string(lines.size() - most) + " lines more)";
-    lines.resize(most);
-    lines.push_back(rest);
-    return lines;
-}
-
-void put_back(const Upgrade &upgrade, const std::string &trouble)
-{
-    Report &report = upgrade.report;
-    report.trouble = trouble;
-    report.status = Status::failed;
-    try {
-        report.not_restored = restore_snapshot(upgrade.root, upgrade.snapshot);
-        report.restored = report.not_restored.empty();
-    } catch (const Failure &failure) {
-        report.not_restored = {failure.what()};
-    }
-}
-
-/* Gives what went wrong, or nothing. */
-std::string run_and_verify(const Upgrade &upgrade)
-{
-    prepare(upgrade);
-    Surroundings around = surroundings_of(upgrade);
-    LibraryRun   run = run_upgrade(upgrade);
-    upgrade.report.notes = notes_of(run.output);
-    if (!run.trouble().empty())
-        return run.trouble();
-    ConfigFolder after = inspect_folder(upgrade.root, Depth::whole);
-    std::string  lost = loss(upgrade.before, after);
-    if (!lost.empty())
-        return lost;
-    for (const StoredFile &file : after.files)
-        upgrade.report.files.push_back(outcome(upgrade, run, file, around));
-    upgrade.report.status = status_of(upgrade.report.files);
-    clear_unfinished(upgrade.root);
-    return "";
-}
-
-std::string trouble_of_run(const Upgrade &upgrade)
-{
-    try {
-        return run_and_verify(upgrade);
-    } catch (const Failure &failure) {
-        return failure.what();
-    } catch (const PathError &error) {
-        return failure_of(error, error.path).what();
-    }
-}
-
-void print(const Report &report, const UpgradeRequest &request)
-{
-    if (!request.json)
-        return show(report);
-    std::string text = json_text(report) + "\n";
-    fwrite(text.data(), 1, text.size(), stdout);
-    fflush(stdout);
+    return std::any_of(run.files.begin(), run.files.end(),
+                       [](const FileOutcome &file) { return !file.warnings.empty(); });
 }
 
 } // namespace
 
-void check_usable(const Root &root)
+std::unique_ptr<StagingFolder> stage_to_look(const Root &root, Interrupts &interrupts)
 {
-    root.run([&] {
-        check_usable_here(root);
-        return json();
-    });
+    root.lock();
+    settle_last_commit(root, false, {});
+    require_appliance(root);
+    auto staging = std::make_unique<StagingFolder>("", root.shown());
+    refuse_devices(root, stage(root, places_of(root).all, *staging, interrupts));
+    return staging;
 }
 
-void upgrade_root(const Root &root, const UpgradeRequest &request, Interrupts &interrupts, Report &report)
+Outcome upgrade(const UpgradeRequest &request, Interrupts &interrupts)
 {
-    report.root = root.shown();
-    Upgrade upgrade = {root, request, interrupts, report, {}, {}, ""};
-    check(upgrade);
-    Surroundings around = surroundings_of(upgrade);
-    if (!announce(upgrade, around))
-        return report_without_run(upgrade, around);
-    take_snapshot(upgrade);
-    report.snapshot = shown_snapshot(root, upgrade.snapshot);
-    std::string trouble = trouble_of_run(upgrade);
-    if (!trouble.empty())
-        put_back(upgrade, trouble);
-}
-
-Status upgrade(const UpgradeRequest &request)
-{
-    Report report;
-    report.root = request.root;
-    report.dry_run = request.dry_run;
-    try {
-        Interrupts interrupts;
-        if (request.dry_run)
-            upgrade_copy(request, interrupts, report);
-        else
-            upgrade_root(Root(request.root), request, interrupts, report);
-    } catch (const Failure &failure) {
-        report.status = failure.status;
-        report.trouble = failure.what();
+    Outcome outcome;
+    Image   image = open_image(request.image);
+    Root    root(request.root);
+    outcome.root = root.shown();
+    outcome.image = image.folder;
+    outcome.dry_run = request.dry_run;
+    root.lock();
+    settle_last_commit(root, !request.dry_run, request.run.tell);
+    require_appliance(root);
+    Places                         places = places_of(root);
+    std::unique_ptr<StagingFolder> staging = staging_folder(request, root);
+    Entries                        staged = stage(root, places.all, *staging, interrupts);
+    refuse_devices(root, staged);
+    StagedRun run = run_staged(staging->root(), image, request.run, interrupts);
+    outcome.files = run.files;
+    outcome.notes = run.notes;
+    outcome.status = run.status;
+    if (request.strict && run.ran && has_warnings(run)) {
+        outcome.status = Status::left_alone;
+        return outcome;
     }
-    print(report, request);
-    return report.status;
+    if (!run.ran || request.dry_run)
+        return outcome;
+    Manifest manifest = manifest_of(run, places.changed, in_places(staged, places.changed),
+                                    result_in(staging->root(), places.changed, staged));
+    interrupts.stop_here("Nothing was changed.");
+    outcome.snapshot = shown_snapshot(root, commit_result(root, staging->root(), manifest));
+    outcome.changed = true;
+    return outcome;
 }
 
 } // namespace command

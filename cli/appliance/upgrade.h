@@ -1,39 +1,30 @@
-/* Carrying an appliance forward: checks, snapshot, the library's run, verification, and the way back. */
+/* Carrying an appliance forward: stage, run, verify, commit. Nothing of the appliance changes ahead of the commit. */
 #pragma once
 
-#include "appliance/root.h"
-#include "report/report.h"
+#include "appliance/outcome.h"
+#include "appliance/staged_run.h"
+#include "appliance/staging.h"
 #include "run/interrupts.h"
 
-#include <chrono>
-#include <functional>
+#include <memory>
 #include <string>
 
 namespace command {
 
 struct UpgradeRequest {
-    std::string               root;
-    std::string               image; /* folder of the image's files; empty: the appliance has them */
-    bool                      dry_run = false;
-    bool                      json = false;
-    std::chrono::milliseconds timeout = std::chrono::seconds(600);
-    std::function<void()>     library; /* what runs in the child; empty: the library's upgrade run */
+    std::string root;
+    std::string image; /* folder of the image's files; empty: the packaged ones */
+    std::string work;  /* folder for the private copy; empty: the appliance's own, or for a dry run the usual one */
+    bool        dry_run = false;
+    bool        strict = false; /* commit nothing that there is a warning about */
+    RunRequest  run;
 };
 
-/* Does it all and prints what came of it. */
-Status upgrade(const UpgradeRequest &request);
+/* Does it all. Throws Failure: `unusable` when the appliance, the image or the request is at fault, `failed` when the
+ * run or the commit failed. Unless the text says otherwise nothing was changed then. */
+Outcome upgrade(const UpgradeRequest &request, Interrupts &interrupts);
 
-/*
- * The upgrade of one root folder. Fills the report as far as it gets, and says what it is about to do unless the
- * request is for JSON. Throws Failure when the appliance could not be used and nothing was touched.
- */
-void upgrade_root(const Root &root, const UpgradeRequest &request, Interrupts &interrupts, Report &report);
-
-/* The same on a copy in a temporary folder, which goes in the end. `look`, if given, may look at it before. */
-void upgrade_copy(const UpgradeRequest &request, Interrupts &interrupts, Report &report,
-                  const std::function<void(const Root &)> &look = {});
-
-/* Throws Failure unless the folder is that of an appliance and can be written. */
-void check_usable(const Root &root);
+/* A private copy of an appliance, for whoever only wants to see what an upgrade makes of it. Throws Failure. */
+std::unique_ptr<StagingFolder> stage_to_look(const Root &root, Interrupts &interrupts);
 
 } // namespace command

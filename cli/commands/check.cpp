@@ -5,12 +5,13 @@
 #include "driver/run_context.h"
 #include "image/check_image.h"
 #include "image/image_files.h"
-#include "image/packaged_image.h"
 #include "output/console.h"
 #include "output/json.h"
+#include "output/release_text.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 
 namespace command {
 
@@ -55,20 +56,13 @@ int32_t lowest_release(const std::vector<CheckedFile> &files)
     return lowest;
 }
 
-std::vector<ImageFault> check_image(const std::string &folder, int32_t lowest)
-{
-    std::vector<std::string> texts;
-    for (const Fd &file : open_image(folder))
-        texts.push_back(read_all(file.get(), folder));
-    return faults_of_image({texts[0], texts[1], texts[2], texts[3]}, lowest);
-}
-
 Checked check_all(const Arguments &arguments)
 {
     Checked checked;
-    checked.image = image_folder(arguments.image);
+    Image   image = open_image(arguments.image);
+    checked.image = image.folder;
     checked.files = check_paths(arguments.files);
-    checked.faults = check_image(checked.image, lowest_release(checked.files));
+    checked.faults = faults_of(image, lowest_release(checked.files));
     return checked;
 }
 
@@ -78,10 +72,10 @@ void show(const CheckedFile &file)
 {
     for (const std::string &reason : file.reasons)
         say(file.name + ": " + reason);
-    for (const Damage &damage : file.damage.found)
+    for (const Damage &damage : file.damage)
         say(file.name + ":" + std::to_string(damage.line) + ": " + damage.text);
-    if (file.damage.more > 0)
-        say(file.name + ": " + std::to_string(file.damage.more) + " more findings are not listed.");
+    if (file.more_damage > 0)
+        say(file.name + ": " + std::to_string(file.more_damage) + " more findings are not listed.");
     if (file.is_sound())
         say(file.name + ": sound.");
 }
@@ -101,12 +95,12 @@ void show(const Checked &checked)
 Json to_json(const CheckedFile &file)
 {
     Json::List damage;
-    for (const Damage &one : file.damage.found)
+    for (const Damage &one : file.damage)
         damage.push_back(Json::Members{
             {"line", one.line}, {"kind", name_of(one.kind)}, {"text", one.text}, {"acceptable", one.acceptable}});
     return Json::Members{{"file", file.name},           {"release", release_text(file.release)},
                          {"sound", file.is_sound()},    {"reasons", Json::list(file.reasons)},
-                         {"damage", std::move(damage)}, {"more", file.damage.more}};
+                         {"damage", std::move(damage)}, {"more", file.more_damage}};
 }
 
 Json::Members to_json(const Checked &checked)

@@ -1,19 +1,16 @@
-/* migr convert FILE [-o OUT] [--as global|domain] [--domain NAME] [--image DIR] */
-#include "appliance/places.h"
+/* migr convert FILE...: single configuration files, each carried forward in a throw-away appliance of its own. */
 #include "appliance/single_file.h"
-#include "appliance/upgrade.h"
+#include "appliance/staged_run.h"
+#include "appliance/staging.h"
+#include "appliance/stored_text.h"
 #include "commands/subcommand.h"
-#include "driver/version_lines.h"
-#include "image/image_files.h"
-#include "image/packaged_image.h"
 #include "output/console.h"
-#include "system/files.h"
+#include "output/release_text.h"
 #include "system/gzip_text.h"
-#include "system/new_file.h"
-#include "system/temporary_folder.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 
@@ -23,17 +20,17 @@ namespace command {
 
 namespace {
 
-struct ConvertRequest {
-    SingleRequest input;
-    std::string   output; /* path; empty or "-": standard output. A folder for a file from before 5.10 */
-    std::string   image;  /* folder of the image's files; empty: the packaged one */
-};
-
 /* ---- where the result goes ---- */
 
-bool goes_to_standard_output(const ConvertRequest &request)
+bool goes_to_standard_output(const Arguments &arguments)
 {
-    return request.output.empty() || request.output == "-";
+    return arguments.output.empty() || arguments.output == "-";
+}
+
+bool is_folder(const std::string &path)
+{
+    std::error_code none;
+    return fs::is_directory(path, none);
 }
 
 /* A terminal acts on what it is sent; a file or a pipe gets the text as it is. */
@@ -51,150 +48,214 @@ void print_text(const std::string &text)
     }
 }
 
-/* For its owner alone: configurations hold secrets. Others may be writing to the same place. */
-void write_in_place(const std::string &path, std::string_view bytes)
+/* In full or not at all: what stood there stays until all is on disk. Configurations hold secrets. */
+void replace_file(const std::string &path, std::string_view bytes)
 {
-    NewFile file(path, beside(path) + "-" + std::to_string(getpid()));
-    file.write(bytes);
-    file.publish();
-}
-
-/* The stored files of the throw-away root are gzip files; a name that says so gets those bytes. */
-std::string stored_bytes(const Root &root, const std::string &name)
-{
-    return root.run([&] { return json(read_file(config_path(name), Links::follow)); });
-}
-
-std::string stored_text(const Root &root, const std::string &name)
-{
-    std::optional<std::string> text = gunzip(stored_bytes(root, name));
-    if (!text)
-        throw Failure(Status::failed, name + ": the result cannot be read back.");
-    return std::move(*text);
-}
-
-void write_result(const ConvertRequest &request, const Root &root, const SingleFile &file)
-{
-    if (goes_to_standard_output(request))
-        return print_text(stored_text(root, file.stored));
-    bool packed = request.output.ends_with(".gz");
-    write_in_place(request.output, packed ? stored_bytes(root, file.stored) : stored_text(root, file.stored));
-}
-
-void write_both(const ConvertRequest &request, const Root &root)
-{
-    if (mkdir(request.output.c_str(), 0700) != 0 && errno != EEXIST)
-        throw PathError{"make", request.output, errno};
-    for (std::string name : {global_name, first_domain_name}) {
-        std::string path = fs::path(request.output) / name.substr(0, name.size() - 3); /* plain: without ".gz" */
-        write_in_place(path, stored_text(root, name));
-        complain("wrote " + path);
+    std::string made = path + ".migr-new-" + std::to_string(getpid());
+    Fd          fd(open(made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!fd)
+        throw PathError{"write", path, errno};
+    try {
+        write_all(fd.get(), bytes, path);
+        sync_to_disk(fd.get(), path);
+        if (rename(made.c_str(), path.c_str()) != 0)
+            throw PathError{"write", path, errno};
+    } catch (const PathError &) {
+        unlink(made.c_str());
+        throw;
     }
 }
 
-/* ---- checks ---- */
-
-bool becomes_two(const SingleFile &file)
+/* A link is followed, and a device or a pipe is written to, as cp does. */
+void write_to(const std::string &path, std::string_view bytes)
 {
-    return file.facts.release < MIGR_RELEASE_5_10;
+    std::error_code error;
+    fs::path        target = fs::weakly_canonical(path, error);
+    if (error)
+        throw PathError{"write", path, error.value()};
+    if (!fs::exists(target, error) || fs::is_regular_file(target, error))
+        return replace_file(target, bytes);
+    Fd fd(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!fd)
+        throw PathError{"write", path, errno};
+    write_all(fd.get(), bytes, path);
 }
 
-void check_output(const ConvertRequest &request, const SingleFile &file)
+/* False when the person at the terminal does not want it. */
+bool may_replace(const std::string &path, const Arguments &arguments)
 {
-    if (goes_to_standard_output(request)) {
-        if (becomes_two(file))
-            throw Failure(Status::unusable, file.shown + ": it is of release " + release_text(file.facts.release) +
-                                                ", from before 5.10, so two files come of it: a global one and one "
-                                                "for the domain \"root\". Name a folder for them with -o.");
-        return;
-    }
     std::error_code none;
-    bool            folder = fs::is_directory(request.output, none);
-    if (becomes_two(file) && !folder && fs::exists(request.output, none))
-        throw Failure(Status::unusable, request.output + " is no folder, and two files come of " + file.shown +
-                                            ", which is from before 5.10. Name a folder with -o.");
-    if (!becomes_two(file) && folder)
-        throw Failure(Status::unusable, request.output + " is a folder. Name a file with -o.");
+    bool            asks = !arguments.force && isatty(STDIN_FILENO) && fs::is_regular_file(path, none);
+    if (!asks)
+        return true;
+    complain(path + " is there already.");
+    fputs("Replace it? [y/N] ", stderr);
+    char answer[16] = "";
+    return fgets(answer, sizeof answer, stdin) && (answer[0] == 'y' || answer[0] == 'Y');
+}
+
+/* A result: where it goes, and its text. */
+struct Converted {
+    std::string path; /* empty: standard output */
+    std::string text;
+};
+
+void put(const Converted &result, const Arguments &arguments)
+{
+    if (result.path.empty())
+        return print_text(result.text);
+    if (!may_replace(result.path, arguments))
+        throw Failure(Status::left_alone, result.path + " was left as it is.");
+    write_to(result.path, result.path.ends_with(".gz") ? gzip(result.text) : result.text);
+}
+
+/* ---- names ---- */
+
+std::string plain_name(const std::string &name)
+{
+    return name.ends_with(".gz") ? name.substr(0, name.size() - 3) : name;
+}
+
+/* The result's place for an input of that path. Several files, or one that becomes two, want a folder. */
+std::string output_path(const Arguments &arguments, const std::string &input)
+{
+    if (goes_to_standard_output(arguments))
+        return "";
+    if (!is_folder(arguments.output))
+        return arguments.output;
+    std::string name = input == "-" ? "stdin.conf" : fs::path(input).filename().string();
+    return fs::path(arguments.output) / name;
+}
+
+void check_output(const Arguments &arguments, const SingleFile &file)
+{
+    if (!file.becomes_two())
+        return;
+    std::string what = file.shown + ": it is of release " + release_text(file.facts.release) +
+                       ", from before 5.10, so two files come of it: a global one and one for the domain \"root\". ";
+    std::error_code none;
+    if (goes_to_standard_output(arguments))
+        throw Failure(Status::unusable, what + "Name a folder for them with -o.");
+    if (!is_folder(arguments.output) && fs::exists(arguments.output, none))
+        throw Failure(Status::unusable, what + arguments.output + " is no folder. Name one with -o.");
+    if (arguments.files.size() > 1)
+        throw Failure(Status::unusable, what + "Convert it by itself.");
+}
+
+void make_output_folder(const Arguments &arguments)
+{
+    if (mkdir(arguments.output.c_str(), 0700) != 0 && errno != EEXIST)
+        throw PathError{"make", arguments.output, errno};
 }
 
 /* ---- the run ---- */
 
-void require_upgraded(const Report &report, const SingleFile &file)
+void tell_findings(const StagedRun &run, const SingleFile &file, const Arguments &arguments)
 {
-    for (const std::string &note : report.notes)
-        complain(file.shown + ": " + note);
-    if (!report.trouble.empty())
-        throw Failure(Status::failed, file.shown + ": " + report.trouble + " Nothing was written.");
-    for (const FileReport &found : report.files) {
-        if (found.name != file.stored)
-            continue;
-        if (found.result == Result::left_alone)
-            throw Failure(Status::left_alone, file.shown + " was not upgraded. " + found.reason);
-        for (uint64_t line : found.empty_sets)
-            complain("warning: line " + std::to_string(line) +
-                     " of the result is a `set` without a value. The next upgrade would refuse it; give it a value.");
+    if (arguments.verbose)
+        for (const std::string &note : run.notes)
+            complain(file.shown + ": the library: " + note);
+    for (const FileOutcome &found : run.files) {
+        for (const std::string &reason : found.reasons)
+            complain(file.shown + ": " + reason);
+        for (const std::string &warning : found.warnings)
+            complain("warning: " + file.shown + ": " + warning);
     }
 }
 
-void run_in(const Root &root, const std::string &image, const SingleFile &file, Interrupts &interrupts)
+std::string result_text(const Root &root, const std::string &name)
 {
-    UpgradeRequest run;
-    run.root = root.path();
-    run.image = image;
-    run.json = true; /* nothing but the result goes to standard output */
-    Report report;
-    upgrade_root(root, run, interrupts, report);
-    require_upgraded(report, file);
+    return root.run([&] { return json(stored_text(name)); });
+}
+
+std::vector<Converted> results_of(const Arguments &arguments, const Root &root, const SingleFile &file)
+{
+    if (!file.becomes_two())
+        return {{output_path(arguments, file.path), result_text(root, file.stored)}};
+    make_output_folder(arguments);
+    std::vector<Converted> results;
+    for (const char *name : {global_name, first_domain_name})
+        results.push_back({fs::path(arguments.output) / plain_name(name), result_text(root, name)});
+    return results;
 }
 
 /* It is as new as the image, or newer: it goes through as it is. */
-Status pass_through(const ConvertRequest &request, const SingleFile &file)
+Status pass_through(const Arguments &arguments, const SingleFile &file)
 {
-    complain(file.shown + ": it is at " + release_text(file.facts.release) + " already, and the image at " +
-             release_text(get_osimage_version()) + ". The result is the same text.");
-    if (goes_to_standard_output(request))
-        print_text(file.text);
-    else
-        write_in_place(request.output, file.text);
-    return Status::done;
+    bool newer = file.facts.release > image_release();
+    complain(file.shown + ": it is at " + release_text(file.facts.release) +
+             (newer ? ", and the image at " : " already, as the image is at ") + release_text(image_release()) +
+             ". The result is the same text.");
+    put({output_path(arguments, file.path), file.text}, arguments);
+    return newer ? Status::left_alone : Status::done;
 }
 
-Status convert(const Arguments &arguments)
+Status convert_one(const Arguments &arguments, const Image &image, const std::string &path, Interrupts &interrupts)
 {
-    ConvertRequest  request = {{arguments.file, arguments.as, arguments.domain}, arguments.output, arguments.image};
-    std::string     image = image_folder(request.image);
-    std::string     syntax = syntax_of_image(image);
-    Interrupts      interrupts;
-    TemporaryFolder temporary("convert");
-    Root            root(temporary.make("root"), "the throw-away root folder");
-    SingleFile      file = lay_out_single_file(request.input, root, syntax);
-    if (is_current(file.facts))
-        return pass_through(request, file);
-    check_output(request, file);
+    SingleRequest input = {path, arguments.as, arguments.domain};
+    StagingFolder staging("", "the throw-away appliance");
+    SingleFile    file = lay_out_single_file(input, staging.root(), image_text(image, "syntax_v510.txt"), interrupts);
+    check_output(arguments, file);
+    if (file.facts.release >= image_release())
+        return pass_through(arguments, file);
     warn_of_what_is_missing(file);
-    run_in(root, image, file, interrupts);
-    if (becomes_two(file))
-        write_both(request, root);
-    else
-        write_result(request, root, file);
-    return Status::done;
+    RunRequest request;
+    request.accept_damage = arguments.accept_damage;
+    StagedRun run = run_staged(staging.root(), image, request, interrupts);
+    tell_findings(run, file, arguments);
+    if (!run.ran)
+        throw Failure(Status::left_alone, file.shown + " was not upgraded, and nothing was written.");
+    for (const Converted &result : results_of(arguments, staging.root(), file)) {
+        put(result, arguments);
+        if (file.becomes_two())
+            complain("wrote " + result.path);
+    }
+    return run.status;
+}
+
+/* What is wrong with one file is told, and the others go on. */
+Status convert_or_tell(const Arguments &arguments, const Image &image, const std::string &path, Interrupts &interrupts)
+{
+    try {
+        return convert_one(arguments, image, path, interrupts);
+    } catch (const Failure &failure) {
+        if (arguments.files.size() == 1 || interrupts.came())
+            throw;
+        complain(failure.what());
+        return failure.status;
+    }
+}
+
+Status convert_files(const Arguments &arguments)
+{
+    if (arguments.files.size() > 1 && !is_folder(arguments.output))
+        throw Failure(Status::unusable, "Several files need a folder for their results. Name one with -o.");
+    Image      image = open_image(arguments.image);
+    Interrupts interrupts;
+    Status     worst = Status::done;
+    for (const std::string &path : arguments.files)
+        worst = std::max(worst, convert_or_tell(arguments, image, path, interrupts));
+    return worst;
 }
 
 } // namespace
 
 const Subcommand convert_command = {
     "convert",
-    "Upgrade one configuration file, without an appliance",
+    "Upgrade configuration files, without an appliance",
     {
-        {"FILE", &Arguments::file, "The file, plain or gzip; - for standard input", true},
+        {"FILE", &Arguments::files, "The files, plain or gzip; - for standard input", true},
         {"-o,--output", &Arguments::output,
-         "Where the result goes, in place of standard output; packed if the name ends in .gz. A folder, for a file "
-         "from before 5.10"},
+         "Where the result goes, in place of standard output; packed if the name ends in .gz. A folder for several "
+         "files, and for one from before 5.10"},
+        {"--force", &Arguments::force, "Replace a result that is there already without asking"},
         {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
         {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
         {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
+        {"--accept-damage", &Arguments::accept_damage, "Upgrade a file of which text will be lost, too"},
+        {"--verbose", &Arguments::verbose, "Show what the library printed"},
     },
-    convert,
+    convert_files,
 };
 
 } // namespace command

@@ -4,7 +4,10 @@
 #include "driver/migr.h"
 #include "driver/version_lines.h"
 #include "output/console.h"
+#include "output/release_text.h"
 #include "run/library_child.h"
+#include "system/failure.h"
+#include "system/files.h"
 
 #include <cerrno>
 #include <cstring>
@@ -29,19 +32,23 @@ fs::path full_path(const std::string &path)
     return full;
 }
 
-ConfigFacts check_input(const Root &machine, const fs::path &input, const std::string &shown)
+struct MlFacts {
+    int32_t                  release = -1;
+    bool                     gzip = false;
+    std::vector<std::string> damage;
+};
+
+MlFacts check_input(const Root &machine, const fs::path &input, const std::string &shown)
 {
-    json        found = machine.run([&] {
-        ConfigFacts facts = inspect_file(input, Depth::whole);
+    json found = machine.run([&] {
+        ConfigFacts facts = inspect_file(input, Depth::headers);
         if (facts.error != 0)
             throw failure_of({"read", shown, facts.error}, shown);
-        return json{facts.release, facts.gzip, facts.empty_sets};
+        if (!facts.gzip)
+            facts.damage = damage_of(read_file(input, Links::follow), HeaderLines::version_line).found;
+        return json{facts.release, facts.gzip, damage_texts(facts)};
     });
-    ConfigFacts facts;
-    facts.release = found[0];
-    facts.gzip = found[1];
-    facts.empty_sets = found[2].get<std::vector<uint64_t>>();
-    return facts;
+    return {found[0], found[1], found[2].get<std::vector<std::string>>()};
 }
 
 /* A new file is never more readable than the one that it replaces. */
@@ -85,18 +92,19 @@ void run_beside(const Root &machine, const fs::path &input, const fs::path &made
 
 Status upgrade_ml(const Arguments &arguments)
 {
-    Root        machine("/");
-    Interrupts  interrupts;
-    fs::path    input = full_path(arguments.file);
-    fs::path    output = full_path(arguments.output);
-    ConfigFacts facts = check_input(machine, input, arguments.file);
+    Root       machine("/");
+    Interrupts interrupts;
+    fs::path   input = full_path(arguments.file);
+    fs::path   output = full_path(arguments.output);
+    MlFacts    facts = check_input(machine, input, arguments.file);
     if (facts.gzip)
         not_upgraded(arguments, "It is a gzip file, and a machine-learning configuration is plain text. Unpack it.");
     if (facts.release < 0)
         not_upgraded(arguments, "It has no version line (\"#config-version=\") that can be read.");
-    if (!facts.empty_sets.empty())
-        not_upgraded(arguments, "It has a `set` without a value in line " + std::to_string(facts.empty_sets.front()) +
-                                    ". Give it a value or take the line out, and run migr again.");
+    for (const std::string &text : facts.damage)
+        complain(arguments.file + ": " + text);
+    if (!facts.damage.empty())
+        not_upgraded(arguments, "Mend that and run migr again.");
     if (facts.release >= get_osimage_version()) {
         say(arguments.file + " is at " + release_text(facts.release) + " already. Nothing to do.");
         return Status::done;

@@ -2,9 +2,9 @@
 #include "explain/plan.h"
 #include "appliance/inspect.h"
 #include "commands/subcommand.h"
-#include "driver/version_lines.h"
 #include "output/console.h"
 #include "output/printable.h"
+#include "output/release_text.h"
 
 namespace command {
 
@@ -58,7 +58,7 @@ void show_pass(const PlannedPass &pass)
         show_section(section);
     for (const PlannedStage &stage : pass.stages)
         show_stage(stage);
-    say("  " + release_text(get_osimage_version()) + "  signature lists: compared with the image's database");
+    say("  " + release_text(image_release()) + "  signature lists: compared with the image's database");
     show_effects("  files beside the configuration:", pass.effects);
 }
 
@@ -68,7 +68,7 @@ void show(const Plan &plan)
         show_pass(pass);
     for (const UntouchedFile &file : plan.untouched)
         say(file.file + ": stays as it is. " +
-            (file.reason.empty() ? "It is no older than " + release_text(get_osimage_version()) + "." : file.reason));
+            (file.reason.empty() ? "It is no older than " + release_text(image_release()) + "." : file.reason));
     show_effects("When all files are written:", plan.afterwards);
     say("This was told from the files as they are now. Nothing was run.");
 }
@@ -108,7 +108,7 @@ void print_json(const Plan &plan)
     for (const UntouchedFile &file : plan.untouched)
         untouched.push_back({{"file", printable(file.file)},
                              {"reason", file.reason.empty() ? Object() : Object(printable(file.reason))}});
-    Object all = {{"image_release", release_text(get_osimage_version())},
+    Object all = {{"image_release", release_text(image_release())},
                   {"passes", std::move(passes)},
                   {"untouched", std::move(untouched)},
                   {"afterwards", to_json(plan.afterwards)}};
@@ -141,7 +141,7 @@ const Subcommand plan_command = {
     "Tell what an upgrade is going to do, and do nothing",
     {
         {"ROOT", &Arguments::root, "The appliance's root folder", true},
-        {"--image", &Arguments::image, "Folder with the image's files, in place of those in ROOT"},
+        {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
         {"--json", &Arguments::json, "Print the plan as JSON"},
     },
     show_plan,

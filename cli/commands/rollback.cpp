@@ -1,70 +1,65 @@
-/* migr rollback ROOT [SNAPSHOT] [--list] */
-#include "appliance/restore.h"
-#include "appliance/snapshot.h"
+/* migr rollback ROOT [SNAPSHOT]: asks, and has it done. The way back is worked out in appliance/way_back.h. */
+#include "appliance/appliance_state.h"
 #include "commands/subcommand.h"
 #include "output/console.h"
-#include "output/size_text.h"
-#include "output/table.h"
+#include "output/printable.h"
 
-#include <algorithm>
+#include <cstdio>
+#include <unistd.h>
 
 namespace command {
 
 namespace {
 
-Status show_snapshots(const Root &root)
+void tell_what_came_since(const Root &root, const RollbackPlan &plan)
 {
-    std::vector<Row> rows = {{"SNAPSHOT", "RELEASE", "FILES", "SIZE"}};
-    for (const SnapshotSummary &one : list_snapshots(root)) {
-        if (one.trouble.empty())
-            rows.push_back({one.name, one.release, std::to_string(one.files), size_text(one.bytes)});
-        else
-            rows.push_back({one.name, "unusable", "", ""});
-    }
-    if (rows.size() == 1)
-        say(root.shown() + " has no snapshots.");
-    else
-        show_table(rows, {2, 3});
-    return Status::done;
+    say("Since then, these have changed or come:");
+    for (const Since &one : plan.since)
+        say("  " + one.what + ": " + root.shows(one.path) +
+            (one.replaced ? ", and going back replaces it" : ", and stays as it is now"));
 }
 
-/* That of a run that was cut off goes ahead of the newest: a clock that was put back must not mislead. */
-std::string default_snapshot(const Root &root, const std::vector<SnapshotSummary> &snapshots)
+bool answers_yes()
 {
-    std::string unfinished = unfinished_snapshot(root);
-    return unfinished.empty() ? snapshots.back().name : unfinished;
+    fputs("Go back all the same? What is replaced is kept in a snapshot. [y/N] ", stdout);
+    fflush(stdout);
+    char answer[16] = "";
+    return fgets(answer, sizeof answer, stdin) && (answer[0] == 'y' || answer[0] == 'Y');
 }
 
-std::string chosen_snapshot(const Root &root, const std::string &asked)
+/* True when it may be done. */
+bool is_agreed(const Root &root, const Arguments &arguments, const RollbackPlan &plan)
 {
-    std::vector<SnapshotSummary> snapshots = list_snapshots(root);
-    if (snapshots.empty())
-        throw Failure(Status::unusable, root.shown() + " has no snapshots, so there is nothing to go back to.");
-    if (asked.empty())
-        return default_snapshot(root, snapshots);
-    bool known =
-        std::any_of(snapshots.begin(), snapshots.end(), [&](const SnapshotSummary &one) { return one.name == asked; });
-    if (!known)
-        throw Failure(Status::unusable,
-                      root.shown() + " has no snapshot " + asked + ". See which it has: migr rollback --list");
-    return asked;
+    if (plan.since.empty())
+        return true;
+    tell_what_came_since(root, plan);
+    if (arguments.yes)
+        return true;
+    if (!isatty(STDIN_FILENO))
+        throw Failure(Status::unusable, "Nothing was changed. Say --yes to go back all the same; what is replaced is "
+                                        "kept in a snapshot.");
+    return answers_yes();
 }
 
 /* A signal waits until all is back. */
-Status roll_back(const Arguments &arguments)
+Status roll_back_appliance(const Arguments &arguments)
 {
-    Root root(arguments.root);
-    if (arguments.list)
-        return show_snapshots(root);
+    if (arguments.snapshot && arguments.snapshot->empty())
+        throw Failure(Status::unusable, "The name of the snapshot is empty. See which there are: migr snapshots " +
+                                            shell_word(arguments.root));
+    Root       root(arguments.root);
     Interrupts held;
     root.lock();
-    std::string              name = chosen_snapshot(root, arguments.snapshot);
-    std::vector<std::string> left = restore_snapshot(root, name);
-    for (const std::string &difference : left)
-        complain("not put back: " + difference);
-    if (!left.empty())
-        return Status::left_alone;
-    say(root.shown() + " is as it was, from the snapshot " + shown_snapshot(root, name) + ".");
+    settle_last_commit(root, true, [](const std::string &line) { say(line); });
+    std::string  name = chosen_snapshot(root, arguments.snapshot);
+    RollbackPlan plan = plan_rollback(root, name);
+    if (!is_agreed(root, arguments, plan)) {
+        say("Nothing was changed.");
+        return Status::done;
+    }
+    std::string kept = roll_back(root, name);
+    say(root.shown() + ": back at " + plan.to + ", as it was before the snapshot " + shown_snapshot(root, name) + ".");
+    say("To undo this:  migr rollback " + shell_word(root.shown()) + " " + kept);
     return Status::done;
 }
 
@@ -75,10 +70,11 @@ const Subcommand rollback_command = {
     "Put back what was before an upgrade",
     {
         {"ROOT", &Arguments::root, "The appliance's root folder", true},
-        {"SNAPSHOT", &Arguments::snapshot, "Which snapshot, by its name; the newest if not given"},
-        {"--list", &Arguments::list, "List the snapshots, the newest last"},
+        {"SNAPSHOT", &Arguments::snapshot,
+         "To before which command: its snapshot, by name or path; if not given, the newest upgrade's"},
+        {"--yes", &Arguments::yes, "Do not ask when something changed or came since"},
     },
-    roll_back,
+    roll_back_appliance,
 };
 
 } // namespace command

@@ -6,6 +6,7 @@
 
 #include "system/failure.h"
 
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -14,23 +15,32 @@ namespace command {
 
 /* What an operator can give, to whichever subcommand. What was not given is as it stands here. */
 struct Arguments {
-    std::string              root;  /* an appliance's root folder */
-    std::string              file;  /* the one file that it is about; "-" for standard input */
-    std::vector<std::string> files; /* or several */
-    std::string              output;
-    std::string              image; /* folder of the image's files */
-    std::string              as;    /* "global" or "domain" */
-    std::string              domain;
-    std::string              snapshot;
-    unsigned                 timeout = 600; /* seconds */
-    bool                     dry_run = false;
-    bool                     json = false;
-    bool                     list = false;
+    std::string                root;  /* an appliance's root folder */
+    std::string                file;  /* the one file that it is about; "-" for standard input */
+    std::vector<std::string>   files; /* or several */
+    std::string                output;
+    std::string                image; /* folder of the image's files */
+    std::string                as;    /* "global" or "domain" */
+    std::string                domain;
+    std::string                work; /* folder for a private copy */
+    std::optional<std::string> snapshot;
+    std::optional<unsigned>    keep;          /* snapshots */
+    unsigned                   timeout = 600; /* seconds */
+    bool                       accept_damage = false;
+    bool                       dry_run = false;
+    bool                       force = false;
+    bool                       json = false;
+    bool                       partial = false;
+    bool                       strict = false;
+    bool                       verbose = false;
+    bool                       yes = false;
 };
 
 struct Option {
-    using Target = std::variant<std::string Arguments::*, std::vector<std::string> Arguments::*, bool Arguments::*,
-                                unsigned Arguments::*>; /* a number is at least 1 */
+    using Target =
+        std::variant<std::string Arguments::*, std::vector<std::string> Arguments::*,
+                     std::optional<std::string> Arguments::*, bool Arguments::*, unsigned Arguments::*, /* at least 1 */
+                     std::optional<unsigned> Arguments::*>;                                             /* at least 0 */
 
     const char              *names; /* "-o,--output"; one without dashes goes by its position */
     Target                   target;
@@ -53,6 +63,7 @@ extern const Subcommand plan_command;
 extern const Subcommand check_command;
 extern const Subcommand upgrade_command;
 extern const Subcommand rollback_command;
+extern const Subcommand snapshots_command;
 extern const Subcommand version_command;
 extern const Subcommand ml_command;
 extern const Subcommand lint_command;

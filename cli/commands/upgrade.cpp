@@ -1,20 +1,40 @@
-/* migr upgrade ROOT [--image DIR] [--dry-run] [--json] [--timeout SECONDS] */
+/* migr upgrade ROOT: how an upgrade is asked for and shown. What it does is told by appliance/upgrade.h. */
 #include "appliance/upgrade.h"
 #include "commands/subcommand.h"
+#include "output/console.h"
+#include "report/report.h"
 
 namespace command {
 
 namespace {
 
-Status upgrade_appliance(const Arguments &arguments)
+UpgradeRequest request_of(const Arguments &arguments)
 {
     UpgradeRequest request;
     request.root = arguments.root;
     request.image = arguments.image;
+    request.work = arguments.work;
     request.dry_run = arguments.dry_run;
-    request.json = arguments.json;
-    request.timeout = std::chrono::seconds(arguments.timeout);
-    return upgrade(request);
+    request.strict = arguments.strict;
+    request.run.partial = arguments.partial;
+    request.run.accept_damage = arguments.accept_damage;
+    request.run.timeout = std::chrono::seconds(arguments.timeout);
+    if (arguments.json)
+        return request;
+    request.run.tell = [](const std::string &line) { say(line); };
+    request.run.progress = stdout;
+    return request;
+}
+
+Status upgrade_appliance(const Arguments &arguments)
+{
+    Interrupts interrupts;
+    Outcome    outcome = upgrade(request_of(arguments), interrupts);
+    if (arguments.json)
+        print_json(outcome);
+    else
+        show(outcome, arguments.verbose);
+    return outcome.status;
 }
 
 } // namespace
@@ -25,11 +45,17 @@ const Subcommand upgrade_command = {
     {
         {"ROOT", &Arguments::root, "The appliance's root folder (\"/\" on the appliance itself)", true},
         {"--image", &Arguments::image,
-         "Folder with the image's files update_config, syntax_v510.txt, system.conf.predefine and signature.db, to be "
-         "laid into ROOT first"},
-        {"--dry-run", &Arguments::dry_run, "Work on a copy; ROOT is left alone"},
+         "Folder with the image's files update_config, syntax_v510.txt, system.conf.predefine and signature.db, in "
+         "place of the packaged ones"},
+        {"--dry-run", &Arguments::dry_run, "Do everything but the last step; ROOT is left alone"},
+        {"--partial", &Arguments::partial, "Upgrade what can be, when some file cannot; otherwise nothing is then"},
+        {"--accept-damage", &Arguments::accept_damage,
+         "Upgrade files of which text will be lost, too, and list that as warnings"},
+        {"--strict", &Arguments::strict, "Change nothing when there is any warning"},
+        {"--work", &Arguments::work, "Folder for the private copy that is worked on, in place of ROOT/var/lib/migr"},
+        {"--verbose", &Arguments::verbose, "Show what the library printed"},
         {"--json", &Arguments::json, "Print the report as JSON"},
-        {"--timeout", &Arguments::timeout, "Give up, and put everything back, after so many seconds without progress"},
+        {"--timeout", &Arguments::timeout, "Give up after so many seconds without progress"},
     },
     upgrade_appliance,
 };

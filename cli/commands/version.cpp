@@ -2,6 +2,7 @@
 #include "appliance/inspect.h"
 #include "commands/subcommand.h"
 #include "output/console.h"
+#include "output/release_text.h"
 
 #include <cstring>
 

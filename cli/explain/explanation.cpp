@@ -21,7 +21,7 @@
 
 namespace command {
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Change, file, release, by, diff)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SectionChange, file, release, by, diff)
 
 namespace {
 
@@ -35,7 +35,7 @@ struct Known {
 };
 
 struct Recorder {
-    std::vector<Change>          changes;
+    std::vector<SectionChange>   changes;
     std::map<std::string, Known> files;
     bool                         split = false; /* a file from before 5.10 has become two */
 };
@@ -100,7 +100,7 @@ void begin_file(const std::string &file, int32_t release, const std::string &tex
     Known &known = recorder->files[file];
     bool   again = known.release >= 0;
     if (again && known.release == release)
-        std::erase_if(recorder->changes, [&](const Change &change) { return change.file == file; });
+        std::erase_if(recorder->changes, [&](const SectionChange &change) { return change.file == file; });
     recorder->split = recorder->split || (again && known.release != release);
     if (recorder->split && (again || file == first_domain_name))
         note(file, release, split_into_two, text);
@@ -130,6 +130,7 @@ void leave_changes()
 void run_and_take_down()
 {
     recorder = std::make_unique<Recorder>();
+    watch_sections(take_down);
     migr_main_do_all();
     try {
         leave_changes();
@@ -141,7 +142,7 @@ void run_and_take_down()
     recorder.reset();
 }
 
-std::vector<Change> read_changes(const Root &root)
+std::vector<SectionChange> read_changes(const Root &root)
 {
     json found = root.run([] {
         struct stat st = {};
@@ -149,14 +150,7 @@ std::vector<Change> read_changes(const Root &root)
             return json::array(); /* there was no run */
         return json::from_cbor(read_file(changes_path, Links::refuse));
     });
-    return found.get<std::vector<Change>>();
+    return found.get<std::vector<SectionChange>>();
 }
 
 } // namespace command
-
-/* The library's hook. It does nothing in a process that takes nothing down. */
-extern "C" void migr_on_section(int32_t version, const char *phase)
-{
-    if (command::recorder)
-        command::take_down(version, phase);
-}

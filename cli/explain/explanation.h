@@ -10,7 +10,7 @@
 namespace command {
 
 /* One part's changes in one file. */
-struct Change {
+struct SectionChange {
     std::string file;    /* its name in /data/config */
     int32_t     release; /* version code */
     std::string by;      /* "delete rules", "version step", "stage" ... */
@@ -21,6 +21,6 @@ struct Change {
 void run_and_take_down();
 
 /* In the order in which they were made; of a pass that was begun anew only the last attempt. */
-std::vector<Change> read_changes(const Root &root);
+std::vector<SectionChange> read_changes(const Root &root);
 
 } // namespace command

@@ -1,6 +1,6 @@
 #include "explain/plan.h"
 
-#include "appliance/inspect.h"
+#include "appliance/file_plan.h"
 #include "appliance/outline.h"
 #include "chain/steps.h"
 #include "driver/version_lines.h"
@@ -35,16 +35,8 @@ struct Sources {
 
 Sources read_sources(const Root &root, const std::string &image)
 {
-    if (!image.empty()) {
-        open_image(image);
-        return {root, read_file(image + "/update_config", Links::follow),
-                read_file(image + "/syntax_v510.txt", Links::follow)};
-    }
-    check_own_image(root);
-    json found = root.run([] {
-        return json{read_file(MIGR_UPDATE_FILE, Links::follow), read_file("/etc/syntax_v510.txt", Links::follow)};
-    });
-    return {root, found[0], found[1]};
+    Image files = open_image(image);
+    return {root, image_text(files, "update_config"), image_text(files, "syntax_v510.txt")};
 }
 
 Names names_in_file(const Root &root, const std::string &file)
@@ -252,16 +244,24 @@ void plan_afterwards(Plan &plan, int32_t release)
     plan.afterwards.push_back({MIGR_RELEASE_5_20, "domain certificate folders", text});
 }
 
-void plan_file(Planner &planner, const ConfigFolder &folder, const StoredFile &file, const Surroundings &around)
+std::string text_of(const std::vector<std::string> &reasons)
 {
-    Plan &plan = planner.plan;
-    bool  split_over = std::any_of(plan.passes.begin(), plan.passes.end(),
-                                   [&](const PlannedPass &pass) { return pass.file == file.name; });
+    std::string text;
+    for (const std::string &reason : reasons)
+        text += (text.empty() ? "" : " ") + reason;
+    return text;
+}
+
+void plan_file(Planner &planner, const FilePlan &file_plan)
+{
+    const StoredFile &file = file_plan.file;
+    Plan             &plan = planner.plan;
+    bool              split_over = std::any_of(plan.passes.begin(), plan.passes.end(),
+                                               [&](const PlannedPass &pass) { return pass.file == file.name; });
     if (split_over)
         return;
-    std::string reason = is_current(file.facts) ? "" : why_not_upgraded(folder, file.facts, around);
-    if (is_current(file.facts) || !reason.empty()) {
-        plan.untouched.push_back({file.name, reason});
+    if (file_plan.fate != Fate::upgrade) {
+        plan.untouched.push_back({file.name, text_of(file_plan.reasons)});
         return;
     }
     Names names = names_in_file(planner.sources.root, file.name);
@@ -282,13 +282,11 @@ Plan plan_upgrade(const Root &root, const std::string &image)
         throw Failure(Status::unusable, root.shows(config_path(global_name)) +
                                             " is not there. Name the folder that holds data, etc and var of the "
                                             "appliance.");
-    Sources      sources = read_sources(root, image);
-    Surroundings around = inspect_surroundings(root);
-    around.update_file = true; /* it has just been read */
+    Sources sources = read_sources(root, image);
     Root    machine("/");
     Planner planner = {sources, machine, {}, {}};
-    for (const StoredFile &file : folder.files)
-        plan_file(planner, folder, file, around);
+    for (const FilePlan &file : plan_files(folder, false))
+        plan_file(planner, file);
     return planner.plan;
 }
 

@@ -1,99 +1,84 @@
+/* Finding and opening an image's files. Whether they are any good is told by the checks of this room. */
 #include "image/image_files.h"
 
-#include "system/digest.h"
+#include "image/packaged_image.h"
 #include "system/failure.h"
-#include "system/files.h"
-#include "system/new_file.h"
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
+#include <fcntl.h>
+#include <iterator>
+#include <stdexcept>
 #include <sys/stat.h>
-
-namespace fs = std::filesystem;
 
 namespace command {
 
-/* No descriptor, and why, when it cannot be opened. */
-static Fd open_if_usable(const std::string &path, std::string &why)
-{
-    try {
-        return open_file(path, Links::follow);
-    } catch (const PathError &error) {
-        bool no_file = error.error == EISDIR || error.error == EINVAL;
-        why = no_file ? "Not a file" : strerror(error.error);
-        return Fd();
-    }
-}
+namespace {
 
-static void require_none_missing(const std::string &missing, const std::string &next)
+/* Not blocking, so that a pipe in a file's place is no trap. */
+Fd open_regular(const std::string &path, std::string &why)
 {
-    if (!missing.empty())
-        throw Failure(Status::unusable, "The image's files are not all there: " + missing + ". " + next);
-}
-
-static void add_to_list(std::string &list, const std::string &item)
-{
-    if (!list.empty())
-        list += ", ";
-    list += item;
-}
-
-std::vector<Fd> open_image(const std::string &folder)
-{
-    std::vector<Fd> files;
-    std::string     missing;
-    for (const ImageFile &file : image_file_table) {
-        std::string path = folder + "/" + file.name;
-        std::string why;
-        files.push_back(open_if_usable(path, why));
-        if (!files.back())
-            add_to_list(missing, path + " (" + why + ")");
-    }
-    require_none_missing(missing, "Give --image the folder that holds them.");
-    return files;
-}
-
-void check_own_image(const Root &root)
-{
-    std::string missing = root.run([&] {
-        std::string list;
-        for (const ImageFile &file : image_file_table) {
-            std::string why;
-            if (!open_if_usable(file.place, why))
-                add_to_list(list, root.shows(file.place) + " (" + why + ")");
-        }
-        return json(list);
-    });
-    require_none_missing(missing, "Put them there, or give a folder that holds them with --image.");
-}
-
-static void take_over_attributes(int fd, const char *place)
-{
+    Fd          fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat st = {};
-    bool        was_there = stat(place, &st) == 0;
-    if (fchmod(fd, was_there ? st.st_mode & 07777 : 0644) != 0)
-        throw PathError{"set the mode of", place, errno};
-    bool other_owner = was_there && (st.st_uid != geteuid() || st.st_gid != getegid());
-    if (other_owner && geteuid() == 0 && fchown(fd, st.st_uid, st.st_gid) != 0)
-        throw PathError{"set the owner of", place, errno};
+    if (!fd) {
+        why = strerror(errno);
+        return fd;
+    }
+    if (fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode))
+        return fd;
+    why = "Not a file";
+    return Fd();
 }
 
-static void lay_in_one(int from, const ImageFile &file)
+size_t number_of(const std::string &name)
 {
-    std::error_code error;
-    fs::create_directories(folder_of(file.place), error);
-    NewFile to(file.place);
-    lseek(from, 0, SEEK_SET);
-    copy_and_sum(from, file.name, to.fd(), file.place);
-    take_over_attributes(to.fd(), file.place);
-    to.publish();
+    for (size_t at = 0; at < std::size(image_file_table); at++)
+        if (name == image_file_table[at].name)
+            return at;
+    throw std::logic_error(name + " is no file of an image");
 }
 
-void lay_in(const std::vector<Fd> &image)
+} // namespace
+
+Image open_image(const std::string &named)
 {
-    for (size_t at = 0; at < image.size(); at++)
-        lay_in_one(image[at].get(), image_file_table[at]);
+    Image       image = {image_folder(named), {}};
+    std::string missing;
+    for (const ImageFile &file : image_file_table) {
+        std::string path = image.folder + "/" + file.name;
+        std::string why;
+        image.files.push_back(open_regular(path, why));
+        if (!image.files.back())
+            missing += (missing.empty() ? "" : ", ") + path + " (" + why + ")";
+    }
+    if (!missing.empty())
+        throw Failure(Status::unusable,
+                      "The image's files are not all there: " + missing + ". Give --image the folder that holds them.");
+    return image;
+}
+
+std::string image_text(const Image &image, const std::string &name)
+{
+    int         fd = image.files[number_of(name)].get();
+    std::string text;
+    char        part[65536];
+    for (;;) {
+        ssize_t got = pread(fd, part, sizeof part, static_cast<off_t>(text.size()));
+        if (got == 0)
+            return text;
+        if (got > 0)
+            text.append(part, static_cast<size_t>(got));
+        else if (errno != EINTR)
+            throw PathError{"read", name, errno};
+    }
+}
+
+std::vector<ImageFault> faults_of(const Image &image, int32_t lowest_release)
+{
+    std::vector<std::string> texts;
+    for (const ImageFile &file : image_file_table)
+        texts.push_back(image_text(image, file.name));
+    return faults_of_image({texts[0], texts[1], texts[2], texts[3]}, lowest_release);
 }
 
 } // namespace command

@@ -1,7 +1,7 @@
 /* The files of a firmware image that steer an upgrade. */
 #pragma once
 
-#include "appliance/root.h"
+#include "image/check_image.h"
 #include "system/file_descriptor.h"
 
 #include <string>
@@ -21,14 +21,21 @@ inline constexpr ImageFile image_file_table[] = {
     {"signature.db", "/data/etc/signature.db"},
 };
 
-/* Opens the files of an image's folder, in the table's order. Throws Failure that names each one that is missing. */
-std::vector<Fd> open_image(const std::string &folder);
+/* An image's folder with its files open, in the table's order. They are read by position, so that several processes may
+ * do so. */
+struct Image {
+    std::string     folder;
+    std::vector<Fd> files;
+};
 
-/* Throws Failure that names each one that the appliance itself lacks. */
-void check_own_image(const Root &root);
+/* Opens the files in the folder that the operator has named, or in the packaged one for an empty name. Throws Failure
+ * that names each one that is missing. */
+Image open_image(const std::string &named);
 
-/* Inside the root folder: puts the files in their places. A file that was there keeps its mode and owner. Throws
- * PathError. */
-void lay_in(const std::vector<Fd> &image);
+/* The whole content of one of them, by its name in the table. Throws PathError. */
+std::string image_text(const Image &image, const std::string &name);
+
+/* What makes the image unusable for files from that release on; nothing for a good one. Throws PathError. */
+std::vector<ImageFault> faults_of(const Image &image, int32_t lowest_release);
 
 } // namespace command

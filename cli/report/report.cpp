@@ -1,9 +1,10 @@
+/* The report of one upgrade. It says what was done; what was found ahead of it has been said by then. */
 #include "report/report.h"
 
 #include "appliance/inspect.h"
-#include "driver/version_lines.h"
 #include "output/console.h"
 #include "output/printable.h"
+#include "output/release_text.h"
 #include "output/size_text.h"
 #include "output/table.h"
 
@@ -26,8 +27,12 @@ const char *word(Result result)
         return "new";
     case Result::current:
         return "up to date";
+    case Result::newer:
+        return "newer";
+    case Result::held:
+        return "held back";
     default:
-        return "left alone";
+        return "not upgraded";
     }
 }
 
@@ -38,77 +43,67 @@ std::string seconds_text(std::chrono::microseconds time)
     return text;
 }
 
-void show_files(const Report &report)
+void show_files(const Outcome &outcome)
 {
     std::vector<Row> rows = {{"FILE", "BEFORE", "AFTER", "RESULT", "SIZE", "TIME"}};
-    for (const FileReport &file : report.files)
+    for (const FileOutcome &file : outcome.files)
         rows.push_back({file.name, release_text(file.before), release_text(file.after), word(file.result),
                         size_text(file.size), seconds_text(file.time)});
     show_table(rows, {4, 5});
 }
 
-void show_reasons(const Report &report)
+void show_findings(const FileOutcome &file)
 {
-    for (const FileReport &file : report.files) {
-        if (file.result == Result::left_alone)
-            say(file.name + " was left alone. " + file.reason);
-        for (uint64_t line : file.empty_sets)
-            say("warning: " + file.name + ", line " + std::to_string(line) +
-                ": a `set` without a value came out. The next upgrade would refuse the file; give it a value.");
-    }
+    for (const std::string &reason : file.reasons)
+        say(file.name + ": " + reason);
+    for (const std::string &warning : file.warnings)
+        say("warning: " + file.name + ": " + warning);
 }
 
-void show_notes(const Report &report)
+void show_notes(const Outcome &outcome)
 {
-    if (report.notes.empty())
+    if (outcome.notes.empty())
         return;
     say("What the library said:");
-    for (const std::string &note : report.notes)
+    for (const std::string &note : outcome.notes)
         say("  " + note);
 }
 
-void show_trouble(const Report &report)
+bool is_any(const Outcome &outcome, Result result)
 {
-    complain(report.trouble);
-    if (report.dry_run)
-        return complain("This was a dry run on a copy. Nothing in " + report.root + " was changed.");
-    if (report.restored)
-        complain("Everything was put back as it was, from the snapshot " + report.snapshot + ".");
-    for (const std::string &difference : report.not_restored)
-        complain("not put back: " + difference);
-    if (!report.restored && !report.snapshot.empty())
-        complain("The snapshot " + report.snapshot +
-                 " could not be put back in full. Put right what stands above, "
-                 "then run: migr rollback " +
-                 shell_word(report.root));
+    return std::any_of(outcome.files.begin(), outcome.files.end(),
+                       [&](const FileOutcome &file) { return file.result == result; });
 }
 
-void show_next_steps(const Report &report)
+std::string verdict(const Outcome &outcome)
 {
-    auto        good = std::find_if(report.files.begin(), report.files.end(),
-                                    [](const FileReport &file) { return file.result == Result::upgraded; });
-    std::string root = report.root == "/" ? "" : report.root;
-    if (report.dry_run)
-        say("Dry run: this was done to a copy. Nothing in " + report.root + " was changed.");
-    if (report.snapshot.empty() || report.dry_run)
+    bool refused = is_any(outcome, Result::refused);
+    bool upgraded = is_any(outcome, Result::upgraded);
+    if (outcome.dry_run)
+        return "Dry run: nothing in " + outcome.root + " was changed.";
+    if (outcome.changed)
+        return refused
+                   ? "Upgraded in part: the appliance is on mixed releases now. Mend what is named above and run migr "
+                     "again."
+                   : "";
+    if (!refused && !upgraded)
+        return "Nothing to do.";
+    return refused ? "Nothing was changed: one file that cannot be upgraded stops all. Mend what is named above, or "
+                     "upgrade the others alone with --partial."
+                   : "Nothing was changed: there are warnings, and --strict was asked for.";
+}
+
+void show_next_steps(const Outcome &outcome)
+{
+    if (!outcome.changed)
         return;
-    say("Snapshot from before:  " + report.snapshot);
-    if (good != report.files.end())
-        say("To look at a file:     zcat " + shell_word(root + config_path(good->name)) + " | less");
-    say("To go back:            migr rollback " + shell_word(report.root));
-}
-
-Object to_json(const FileReport &file)
-{
-    auto release = [](int32_t code) { return code < 0 ? Object() : Object(release_text(code)); };
-    return {{"file", printable(file.name)},
-            {"before", release(file.before)},
-            {"after", release(file.after)},
-            {"result", word(file.result)},
-            {"reason", file.reason.empty() ? Object() : Object(printable(file.reason))},
-            {"size", file.size},
-            {"seconds", std::chrono::duration<double>(file.time).count()},
-            {"empty_set_lines", file.empty_sets}};
+    auto        good = std::find_if(outcome.files.begin(), outcome.files.end(),
+                                    [](const FileOutcome &file) { return file.result == Result::upgraded; });
+    std::string root = outcome.root == "/" ? "" : outcome.root;
+    say("Snapshot from before:  " + outcome.snapshot);
+    if (good != outcome.files.end())
+        say("To look at a file:     zcat " + shell_word(root + config_folder + "/" + good->name) + " | less");
+    say("To go back:            migr rollback " + shell_word(outcome.root));
 }
 
 Object printable_list(const std::vector<std::string> &texts)
@@ -119,49 +114,52 @@ Object printable_list(const std::vector<std::string> &texts)
     return list;
 }
 
-Object text_or_null(const std::string &text)
+Object to_json(const FileOutcome &file)
 {
-    return text.empty() ? Object() : Object(printable(text));
+    auto release = [](int32_t code) { return code < 0 ? Object() : Object(release_text(code)); };
+    return {{"file", printable(file.name)},
+            {"before", release(file.before)},
+            {"after", release(file.after)},
+            {"result", word(file.result)},
+            {"reasons", printable_list(file.reasons)},
+            {"warnings", printable_list(file.warnings)},
+            {"size", file.size},
+            {"seconds", std::chrono::duration<double>(file.time).count()}};
 }
 
 } // namespace
 
-Status status_of(const std::vector<FileReport> &files)
+void show(const Outcome &outcome, bool verbose)
 {
-    bool left = std::any_of(files.begin(), files.end(),
-                            [](const FileReport &file) { return file.result == Result::left_alone; });
-    return left ? Status::left_alone : Status::done;
+    show_files(outcome);
+    if (verbose)
+        show_notes(outcome);
+    for (const FileOutcome &file : outcome.files)
+        show_findings(file);
+    std::string text = verdict(outcome);
+    if (!text.empty())
+        say(text);
+    show_next_steps(outcome);
 }
 
-void show(const Report &report)
-{
-    if (!report.trouble.empty()) {
-        show_notes(report);
-        show_trouble(report);
-        return;
-    }
-    show_files(report);
-    show_notes(report);
-    show_reasons(report);
-    show_next_steps(report);
-}
-
-std::string json_text(const Report &report)
+void print_json(const Outcome &outcome)
 {
     Object files = Object::array();
-    for (const FileReport &file : report.files)
+    for (const FileOutcome &file : outcome.files)
         files.push_back(to_json(file));
-    Object all = {{"root", printable(report.root)},
-                  {"image_release", release_text(get_osimage_version())},
-                  {"dry_run", report.dry_run},
-                  {"status", static_cast<int>(report.status)},
-                  {"trouble", text_or_null(report.trouble)},
-                  {"restored", report.restored},
-                  {"not_restored", printable_list(report.not_restored)},
-                  {"snapshot", text_or_null(report.snapshot)},
+    Object all = {{"format", 1},
+                  {"command", "upgrade"},
+                  {"status", static_cast<int>(outcome.status)},
+                  {"error", nullptr},
+                  {"root", printable(outcome.root)},
+                  {"image", printable(outcome.image)},
+                  {"image_release", release_text(image_release())},
+                  {"dry_run", outcome.dry_run},
+                  {"changed", outcome.changed},
+                  {"snapshot", outcome.snapshot.empty() ? Object() : Object(printable(outcome.snapshot))},
                   {"files", std::move(files)},
-                  {"notes", printable_list(report.notes)}};
-    return all.dump(2, ' ', true);
+                  {"notes", printable_list(outcome.notes)}};
+    write_all(STDOUT_FILENO, all.dump(2, ' ', true) + "\n", "standard output");
 }
 
 } // namespace command

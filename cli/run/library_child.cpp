@@ -28,7 +28,7 @@ constexpr int progress_number = 3;
 constexpr int first_unused = 5; /* behind the lock */
 
 /* What a record says. The text of a record is cut, so that each is written in one piece. */
-enum class Note : uint32_t { pass, stall, no_start, done };
+enum class Note : uint32_t { pass, misread, stall, no_start, done };
 
 struct RecordHead {
     Note     note;
@@ -41,6 +41,8 @@ constexpr size_t longest_text = 2048;
 int         told_on = -1; /* the pipe of records; in the child alone */
 std::string path_of_pass;
 
+std::function<void(int32_t, const char *)> section_watch;
+
 void tell(Note note, std::string_view text)
 {
     text = text.substr(0, longest_text);
@@ -51,6 +53,34 @@ void tell(Note note, std::string_view text)
     memcpy(record + sizeof head, text.data(), text.size());
     while (write(told_on, record, sizeof head + text.size()) < 0 && errno == EINTR)
         ;
+}
+
+/* The kind as a digit, then the names with a NUL behind each. */
+std::string text_of(const Misreading &misreading)
+{
+    std::string text(1, static_cast<char>('0' + static_cast<int>(misreading.kind)));
+    for (const std::string &name : misreading.path)
+        text += name + '\0';
+    return text;
+}
+
+Misreading misreading_of(const std::string &text)
+{
+    Misreading misreading;
+    misreading.kind = static_cast<Misreading::Kind>(text.empty() ? 0 : text[0] - '0');
+    for (size_t at = 1; at < text.size();) {
+        size_t end = std::min(text.find('\0', at), text.size());
+        misreading.path.push_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return misreading;
+}
+
+void tell_misreadings()
+{
+    static constexpr size_t most = 100;
+    for (const Misreading &misreading : misreadings_of(migr_main.root, most))
+        tell(Note::misread, text_of(misreading));
 }
 
 /* Moves the child's descriptors out of each other's way first, then to their numbers. */
@@ -119,6 +149,10 @@ void take_record(Listener &listener, const RecordHead &head, const std::string &
         listener.pass_began = head.time;
         listener.run.passes.push_back({text, {}});
         listener.progress.begins(file_name(text));
+        return;
+    case Note::misread:
+        if (!listener.run.passes.empty())
+            listener.run.misreadings.push_back({listener.run.passes.back().path, misreading_of(text)});
         return;
     case Note::done:
         end_pass(listener, head.time);
@@ -237,6 +271,11 @@ std::string LibraryRun::trouble() const
     return "The upgrade " + how_it_ended(*this) + at + ".";
 }
 
+void watch_sections(std::function<void(int32_t, const char *)> watch)
+{
+    section_watch = std::move(watch);
+}
+
 const std::string &current_pass()
 {
     return path_of_pass;
@@ -272,6 +311,17 @@ extern "C" void migr_on_file(const char *path, uint32_t)
         return;
     command::path_of_pass = path;
     command::tell(command::Note::pass, path);
+}
+
+extern "C" void migr_on_section(int32_t release, const char *phase)
+{
+    if (command::told_on < 0)
+        return;
+    if (command::section_watch)
+        command::section_watch(release, phase);
+    bool last_part = std::string_view(phase) == "signatures"; /* behind it the tree is written, or split, as it is */
+    if (last_part)
+        command::tell_misreadings();
 }
 
 extern "C" void migr_on_stall(const char *where)

@@ -8,6 +8,7 @@
 #include "appliance/root.h"
 #include "run/interrupts.h"
 #include "run/progress.h"
+#include "run/read_back.h"
 
 #include <chrono>
 #include <functional>
@@ -22,6 +23,12 @@ struct Pass {
     std::chrono::microseconds time{0};
 };
 
+/* Something in a file's finished tree that will not be read back as it is written. */
+struct FileMisreading {
+    std::string path; /* of the file */
+    Misreading  misreading;
+};
+
 enum class End {
     done,
     exited,      /* it ended by itself, ahead of the work's end */
@@ -32,11 +39,12 @@ enum class End {
 };
 
 struct LibraryRun {
-    End               end = End::exited;
-    int               code = 0; /* exit code or signal */
-    std::string       place;    /* of a stall; or why the child could not begin */
-    std::vector<Pass> passes;   /* the last one is that of the file being worked on when it ended */
-    std::string       output;   /* what it printed, standard output and error, the first part of it */
+    End                         end = End::exited;
+    int                         code = 0; /* exit code or signal */
+    std::string                 place;    /* of a stall; or why the child could not begin */
+    std::vector<Pass>           passes;   /* the last one is that of the file being worked on when it ended */
+    std::vector<FileMisreading> misreadings;
+    std::string                 output; /* what it printed, standard output and error, the first part of it */
 
     /* "The upgrade crashed (Segmentation fault), at sys_global.conf.gz." Empty when all went well. */
     std::string trouble() const;
@@ -48,6 +56,10 @@ struct LibraryRun {
  */
 LibraryRun run_library(const Root &root, const std::function<void()> &work, std::chrono::milliseconds timeout,
                        Interrupts &interrupts, Progress &progress);
+
+/* In the child, ahead of the library's work: `watch` is called when a part of the work on a tree is done, as
+ * migr_on_section (migr.h) is. */
+void watch_sections(std::function<void(int32_t release, const char *phase)> watch);
 
 /* In the child: the path of the file that the library is working on. */
 const std::string &current_pass();

@@ -2,6 +2,7 @@
 
 #include "system/failure.h"
 #include "system/file_descriptor.h"
+#include "system/files.h"
 
 #include <cerrno>
 #include <functional>
@@ -65,6 +66,11 @@ std::string sha256_of_file(int fd, const std::string &path)
     Sha256 sum;
     for_each_part(fd, path, [&](std::string_view part) { sum.add(part); });
     return sum.hex();
+}
+
+std::string sha256_of_path(const std::string &path)
+{
+    return sha256_of_file(open_file(path, Links::refuse).get(), path);
 }
 
 std::string copy_and_sum(int from, const std::string &from_path, int to, const std::string &to_path)

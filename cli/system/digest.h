@@ -23,6 +23,9 @@ std::string sha256(std::string_view bytes);
 /* The sum of what is left to read. Throws PathError, naming `path`. */
 std::string sha256_of_file(int fd, const std::string &path);
 
+/* The sum of a file, which is not reached through a link. Throws PathError. */
+std::string sha256_of_path(const std::string &path);
+
 /* Copies what is left to read, and gives its sum. Throws PathError, naming the path at fault. */
 std::string copy_and_sum(int from, const std::string &from_path, int to, const std::string &to_path);
 

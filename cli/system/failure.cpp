@@ -28,8 +28,9 @@ std::string next_step(int error)
 
 Failure failure_of(const PathError &error, const std::string &shown_path)
 {
-    return {Status::unusable,
-            shown_path + ": cannot " + error.doing + " it: " + strerror(error.error) + ". " + next_step(error.error)};
+    std::string why = error.error != 0 ? ": " + std::string(strerror(error.error)) : "";
+    std::string advice = error.advice.empty() ? next_step(error.error) : error.advice;
+    return {Status::unusable, shown_path + ": cannot " + error.doing + " it" + why + ". " + advice};
 }
 
 } // namespace command

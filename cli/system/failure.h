@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace command {
 
@@ -17,15 +18,20 @@ enum class Status {
 
 /* A failure whose text names the file, what is wrong with it and the next step. */
 struct Failure : std::runtime_error {
-    Failure(Status status_of_exit, const std::string &text) : std::runtime_error(text), status(status_of_exit) {}
-    Status status;
+    Failure(Status status_of_exit, const std::string &text, std::vector<std::string> all_details = {})
+        : std::runtime_error(text), status(status_of_exit), details(std::move(all_details))
+    {
+    }
+    Status                   status;
+    std::vector<std::string> details; /* what was found, a line each, to be told ahead of the text */
 };
 
 /* A system call that failed on a path. Whoever knows what the path belongs to makes a Failure of it. */
 struct PathError {
     std::string doing; /* "read", "write" */
     std::string path;
-    int         error; /* errno */
+    int         error;       /* errno; 0 when `advice` tells all */
+    std::string advice = {}; /* what to do, in place of what usually helps against that errno */
 };
 
 /* What an operator can do about an errno. */

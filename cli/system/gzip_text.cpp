@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <libdeflate.h>
 #include <memory>
+#include <new>
 
 namespace command {
 
@@ -36,6 +37,18 @@ bool unpack_member(const Unpacker &unpacker, std::string_view &bytes, std::strin
 }
 
 } // namespace
+
+std::string gzip(std::string_view text)
+{
+    using Packer = std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)>;
+    static constexpr int level = 6;
+    Packer               packer(libdeflate_alloc_compressor(level), libdeflate_free_compressor);
+    if (!packer)
+        throw std::bad_alloc();
+    std::string bytes(libdeflate_gzip_compress_bound(packer.get(), text.size()), '\0');
+    bytes.resize(libdeflate_gzip_compress(packer.get(), text.data(), text.size(), bytes.data(), bytes.size()));
+    return bytes;
+}
 
 std::optional<std::string> gunzip(std::string_view bytes)
 {

@@ -1,4 +1,4 @@
-/* Unpacking in memory. */
+/* Packing and unpacking in memory. */
 #pragma once
 
 #include <optional>
@@ -8,6 +8,9 @@
 namespace command {
 
 bool looks_like_gzip(std::string_view bytes);
+
+/* One member. Throws std::bad_alloc. */
+std::string gzip(std::string_view text);
 
 /* The text of all members, or nothing when the bytes are damaged, cut short, or unpack to more than a configuration
  * may hold. */

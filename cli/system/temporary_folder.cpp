@@ -4,18 +4,49 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
 namespace command {
 
-TemporaryFolder::TemporaryFolder(const std::string &purpose)
+static constexpr char prefix[] = "migr-";
+
+/* Locked, if nobody else has it. */
+static Fd lock_of(const fs::path &folder)
 {
-    std::string pattern = (fs::temp_directory_path() / ("migr-" + purpose + "-XXXXXX")).string();
-    if (!mkdtemp(pattern.data()))
-        throw failure_of({"make a folder in", fs::temp_directory_path(), errno}, fs::temp_directory_path());
-    path_ = pattern;
+    Fd fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    return fd && flock(fd.get(), LOCK_EX | LOCK_NB) == 0 ? std::move(fd) : Fd();
+}
+
+/* Those of living processes are locked, and those of other users are theirs. */
+static void sweep(const fs::path &where)
+{
+    std::error_code error;
+    for (fs::directory_iterator at(where, error), end; !error && at != end; at.increment(error)) {
+        struct stat st = {};
+        bool        ours = at->path().filename().string().starts_with(prefix) && lstat(at->path().c_str(), &st) == 0 &&
+                    S_ISDIR(st.st_mode) && st.st_uid == geteuid();
+        std::error_code ignored;
+        if (ours && lock_of(at->path()))
+            fs::remove_all(at->path(), ignored);
+    }
+}
+
+TemporaryFolder::TemporaryFolder(const std::string &purpose, const std::string &where)
+{
+    fs::path folder = where.empty() ? fs::temp_directory_path() : fs::path(where);
+    sweep(folder);
+    std::error_code ignored;
+    do { /* until it is locked, somebody else may sweep it */
+        std::string pattern = (folder / (prefix + purpose + "-XXXXXX")).string();
+        if (!mkdtemp(pattern.data()))
+            throw failure_of({"make a folder in", folder, errno}, folder);
+        path_ = pattern;
+        lock_ = lock_of(path_);
+    } while (!fs::exists(path_, ignored));
 }
 
 TemporaryFolder::~TemporaryFolder()

@@ -1,5 +1,8 @@
-/* A folder of our own that goes, with all that is in it, when its record does. */
+/* A folder of our own that goes, with all that is in it, when its record does, or with the next one that is made there.
+ */
 #pragma once
+
+#include "system/file_descriptor.h"
 
 #include <filesystem>
 #include <string>
@@ -8,8 +11,9 @@ namespace command {
 
 class TemporaryFolder {
   public:
-    /* "migr-PURPOSE-..." in the folder for temporary files. Throws Failure. */
-    explicit TemporaryFolder(const std::string &purpose);
+    /* "migr-PURPOSE-..." in the folder `where`, or in the usual one for temporary files if that is empty. What killed
+     * processes left there goes first. Throws Failure. */
+    explicit TemporaryFolder(const std::string &purpose, const std::string &where = "");
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder &) = delete;
     TemporaryFolder &operator=(const TemporaryFolder &) = delete;
@@ -19,6 +23,7 @@ class TemporaryFolder {
 
   private:
     std::filesystem::path path_;
+    Fd                    lock_; /* held as long as the folder is wanted, by this process and its children */
 };
 
 } // namespace command

@@ -1,7 +1,9 @@
 #include "command_support.h"
 
 #include "command.h"
-#include "driver/migr.h"
+#include "output/console.h"
+#include "report/report.h"
+#include "support/places.h"
 
 #include <fcntl.h>
 #include <grp.h>
@@ -24,8 +26,13 @@ namespace support {
     return !getenv("TMPDIR") && access("/dev/shm", W_OK | X_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
 }();
 
-constexpr char empty_database[] = "CREATE TABLE class_map(main_class_id, sub_class_id, discard);"
-                                  "CREATE TABLE signature_rule(signature_id, FP_mitigation, score);";
+constexpr char small_database[] = "CREATE TABLE class_map(main_class_id, sub_class_id, discard);"
+                                  "CREATE TABLE signature_rule(signature_id, FP_mitigation, score);"
+                                  "CREATE TABLE global_white_list(name);"
+                                  "CREATE TABLE replacement_page(name, code, text);"
+                                  "CREATE TABLE platform_limit(name, value);"
+                                  "INSERT INTO class_map VALUES('010000000', '010000000', '1');"
+                                  "INSERT INTO signature_rule VALUES('010000001', '1', '1');";
 
 std::string headers(const std::string &release, const std::string &model)
 {
@@ -41,7 +48,7 @@ static void write_image(const ApplianceRoot &root, const std::string &etc, const
 
 TinyImage::TinyImage()
 {
-    folder_.database(empty_database);
+    folder_.database(small_database);
     folder_.folder("/image");
     fs::rename(folder_.path() / "data/etc/signature.db", folder_.path() / "image/signature.db");
     write_image(folder_, "/image", "/image");
@@ -52,7 +59,7 @@ TinyAppliance::TinyAppliance()
     config("sys_global.conf.gz", "5.50", "config system global\n    set hostname \"box\"\nend\n");
     config("sys_domain.root.conf.gz", "5.50", "config server-policy policy\n    edit \"p\"\n    next\nend\n");
     write_image(*this, "/data/etc", "/etc");
-    database(empty_database);
+    database(small_database);
 }
 
 void TinyAppliance::config(const std::string &name, const std::string &release, const std::string &text) const
@@ -122,6 +129,12 @@ Outcome run_process(const std::function<int()> &work, const Ahead &ahead)
     return outcome;
 }
 
+static bool wants_image(const std::vector<std::string> &arguments)
+{
+    auto has = [&](const char *word) { return std::find(arguments.begin(), arguments.end(), word) != arguments.end(); };
+    return !arguments.empty() && arguments[0] == "upgrade" && arguments.size() > 1 && !has("--image") && !has("--help");
+}
+
 Outcome migr(const std::vector<std::string> &arguments, const Ahead &ahead)
 {
     return run_process(
@@ -129,6 +142,9 @@ Outcome migr(const std::vector<std::string> &arguments, const Ahead &ahead)
             std::vector<const char *> all = {"migr"};
             for (const std::string &argument : arguments)
                 all.push_back(argument.c_str());
+            std::string image = build_path("/image");
+            if (wants_image(arguments))
+                all.insert(all.end(), {"--image", image.c_str()});
             return command::run_command(static_cast<int>(all.size()), all.data());
         },
         ahead);
@@ -139,7 +155,18 @@ Outcome run_request(const command::UpgradeRequest &request, const Ahead &ahead)
     return run_process(
         [&] {
             command::prepare_process();
-            return static_cast<int>(command::upgrade(request));
+            command::Interrupts     interrupts;
+            command::UpgradeRequest told = request;
+            told.image = build_path("/image");
+            told.run.tell = [](const std::string &line) { command::say(line); };
+            try {
+                command::Outcome outcome = command::upgrade(told, interrupts);
+                command::show(outcome, true);
+                return static_cast<int>(outcome.status);
+            } catch (const command::Failure &failure) {
+                command::complain(failure.what());
+                return static_cast<int>(failure.status);
+            }
         },
         ahead);
 }

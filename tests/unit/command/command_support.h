@@ -65,7 +65,7 @@ struct Outcome {
 /* What a test changes in the process ahead of the command. */
 using Ahead = std::function<void()>;
 
-/* `migr ARGUMENTS...` */
+/* `migr ARGUMENTS...`; an upgrade gets the image of this build if the arguments name none. */
 Outcome migr(const std::vector<std::string> &arguments, const Ahead &ahead = {});
 
 /* An upgrade in a process of its own, with another function in the library's place if the request says so. */

@@ -85,8 +85,8 @@ TEST_F(Ml, ABadInputLosesNothing)
     box.write("/out", "old");
     box.write("/in", std::string(old_line) + "config a\n    set b\nend\n");
     Listing before = box.listing();
-    expect_untouched(run("in", "out"), 1, before, "It has a `set` without a value in line 3.");
-    expect_untouched(run("in", "in"), 1, before, "It has a `set` without a value in line 3.");
+    expect_untouched(run("in", "out"), 1, before, "line 3: is a `set` without a value");
+    expect_untouched(run("in", "in"), 1, before, "line 3: is a `set` without a value");
 }
 
 TEST_F(Ml, NoVersion)
@@ -123,7 +123,7 @@ TEST_F(Ml, NoFolderForTheOutput)
 TEST_F(Ml, AFullDisk)
 {
     box.write("/out", "old");
-    box.write("/in", std::string(old_line) + "config a\n    set b " + std::string(50'000, 'x') + "\nend\n");
+    box.write("/in", std::string(old_line) + "config a\n    set b " + std::string(40'000, 'x') + "\nend\n");
     Outcome outcome = run("in", "out", [] {
         rlimit limit = {20'000, 20'000};
         setrlimit(RLIMIT_FSIZE, &limit);

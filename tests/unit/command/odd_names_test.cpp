@@ -2,6 +2,7 @@
 #include "command_support.h"
 
 #include "command.h"
+#include "support/places.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -112,7 +113,7 @@ TEST(Terminal, ShowsABarThatKeepsToItsLine)
     std::string   long_name = "sys_domain." + std::string(100, 'x') + ".conf.gz";
     box.config(long_name, "5.50", "config a\nend\n");
     box.config(odd_names[2], "5.50", "config a\nend\n");
-    std::string shown = on_terminal({"upgrade", box.root()});
+    std::string shown = on_terminal({"upgrade", box.root(), "--image", build_path("/image")});
     EXPECT_NE(shown.find("\r[..............................] 0/4 sys_global.conf.gz\x1b[K"), std::string::npos)
         << shown;
     EXPECT_NE(shown.find("\r[##############################] 4/4 done\x1b[K\r\n"), std::string::npos) << shown;

@@ -40,10 +40,14 @@ std::string seen_by_library(const std::function<void()> &library, const Ahead &a
         give_to_nobody(box.root());
     command::UpgradeRequest request;
     request.root = box.root();
-    request.json = true;
-    request.library = library;
-    Outcome run = run_request(request, ahead);
-    return json::parse(run.out)["notes"].dump();
+    request.run.library = library;
+    Outcome            run = run_request(request, ahead);
+    std::istringstream said(run.out);
+    json               notes = json::array();
+    for (std::string line; std::getline(said, line);)
+        if (line.starts_with("  "))
+            notes.push_back(line.substr(2));
+    return notes.dump();
 }
 
 void show_confinement()

@@ -4,7 +4,6 @@
 #include "command.h"
 #include "driver/migr.h"
 #include "support/places.h"
-#include "system/new_file.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -15,7 +14,7 @@
 #include <fcntl.h>
 
 using namespace support;
-using nlohmann::json;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -40,34 +39,16 @@ TEST(Upgrade, CarriesAllFilesForward)
     EXPECT_FALSE(box.exists("/tmp/system1.conf"));
 }
 
-TEST(Upgrade, TellsFilesAndReleasesAheadAndATableBehind)
-{
-    TinyAppliance box;
-    Outcome       run = migr({"upgrade", box.root()});
-    EXPECT_EQ(run.err, "");
-    size_t ahead = run.out.find("sys_domain.root.conf.gz: will be upgraded from 5.50 to " MIGR_IMAGE_RELEASE "\n");
-    size_t snapshot = run.out.find("Snapshot: " + box.root() + "/var/lib/migr/snapshots/");
-    size_t progress = run.out.find("[2/2] sys_domain.root.conf.gz\n");
-    size_t table = run.out.find("FILE                     BEFORE  AFTER  RESULT");
-    size_t look = run.out.find("zcat " + box.root() + "/data/config/sys_global.conf.gz | less\n");
-    size_t back = run.out.find("migr rollback " + box.root() + "\n");
-    ASSERT_NE(back, std::string::npos) << run.out;
-    EXPECT_TRUE(ahead < snapshot && snapshot < progress && progress < table && table < look && look < back) << run.out;
-    EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    " MIGR_IMAGE_RELEASE "   upgraded"), std::string::npos)
-        << run.out;
-}
-
-TEST(Upgrade, MakesMissingTmpAndLogFolders)
+TEST(Upgrade, MakesAMissingLogFolder)
 {
     TinyAppliance box;
     box.drop("/tmp");
     box.drop("/var");
     Outcome run = migr({"upgrade", box.root()});
     EXPECT_EQ(run.status, 0) << run.all();
-    struct stat st = {};
-    ASSERT_EQ(stat((box.root() + "/tmp").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 07777, 01777U);
     EXPECT_TRUE(box.exists("/var/log/sys_domain.root.conf"));
+    EXPECT_EQ(migr({"rollback", box.root()}).status, 0);
+    EXPECT_FALSE(box.exists("/var/log"));
 }
 
 TEST(Upgrade, ASecondRunHasNothingToDo)
@@ -101,38 +82,6 @@ TEST(Upgrade, TakesAFileWithFurtherEndingForADomainFile)
     Outcome run = migr({"upgrade", box.root()});
     EXPECT_EQ(run.status, 0) << run.all();
     EXPECT_EQ(first_line(box, "/data/config/backup.conf.gz.old"), upgraded_line);
-}
-
-TEST(Upgrade, LaysTheImagesFilesIn)
-{
-    TinyAppliance box;
-    TinyImage     image;
-    box.write("/data/etc/update_config", "# of an older image\n", 0640);
-    box.drop("/etc");
-    Outcome run = migr({"upgrade", box.root(), "--image", image.path()});
-    EXPECT_EQ(run.status, 0) << run.all();
-    Listing after = box.listing();
-    EXPECT_EQ(after["data/etc/update_config"], (Entry{'f', 0640, "# no rules\n"}));
-    EXPECT_EQ(after["etc/syntax_v510.txt"].mode, 0644U);
-    EXPECT_EQ(after["data/etc/signature.db"].content, image.folder().read("/image/signature.db"));
-    EXPECT_EQ(after.count(command::beside("data/etc/update_config")), 0U);
-    migr({"rollback", box.root()});
-    EXPECT_EQ(box.read("/data/etc/update_config"), "# of an older image\n");
-    EXPECT_FALSE(box.exists("/etc/syntax_v510.txt"));
-}
-
-TEST(Upgrade, NeedsTheImagesFiles)
-{
-    TinyAppliance box;
-    box.drop("/data/etc/signature.db");
-    box.drop("/etc/syntax_v510.txt");
-    Listing before = box.listing();
-    Outcome run = migr({"upgrade", box.root()});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_NE(run.err.find(box.root() + "/etc/syntax_v510.txt"), std::string::npos) << run.err;
-    EXPECT_NE(run.err.find(box.root() + "/data/etc/signature.db"), std::string::npos) << run.err;
-    EXPECT_NE(run.err.find("--image"), std::string::npos) << run.err;
-    EXPECT_EQ(box.listing(), before);
 }
 
 TEST(Upgrade, NeedsTheImageFoldersFiles)
@@ -192,7 +141,7 @@ TEST(Upgrade, DryRunLeavesTheApplianceAlone)
     EXPECT_EQ(run.status, 0) << run.all();
     EXPECT_NE(run.out.find("sys_global.conf.gz       5.50    " MIGR_IMAGE_RELEASE "   upgraded"), std::string::npos)
         << run.out;
-    EXPECT_NE(run.out.find("Nothing in " + box.root() + " was changed"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("nothing in " + box.root() + " was changed"), std::string::npos) << run.out;
     EXPECT_EQ(run.out.find("Snapshot"), std::string::npos) << run.out;
     EXPECT_EQ(box.listing(), before);
 }
@@ -207,66 +156,12 @@ TEST(Upgrade, DryRunCleansUpItsCopy)
     EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
-TEST(Upgrade, JsonIsOneDocument)
-{
-    TinyAppliance box;
-    box.config("sys_domain.old.conf.gz", "5.60", "config system a\n    set b\nend\n");
-    Outcome run = migr({"upgrade", "--json", box.root()});
-    EXPECT_EQ(run.status, 1);
-    json report = json::parse(run.out);
-    EXPECT_EQ(report["status"], 1);
-    EXPECT_EQ(report["image_release"], MIGR_IMAGE_RELEASE);
-    EXPECT_EQ(report["root"], box.root());
-    EXPECT_EQ(report["trouble"], nullptr);
-    ASSERT_EQ(report["files"].size(), 3U);
-    json global = report["files"][0];
-    EXPECT_EQ(global["file"], "sys_global.conf.gz");
-    EXPECT_EQ(global["before"], "5.50");
-    EXPECT_EQ(global["after"], MIGR_IMAGE_RELEASE);
-    EXPECT_EQ(global["result"], "upgraded");
-    EXPECT_GT(global["size"], 0);
-    json old = report["files"][1];
-    EXPECT_EQ(old["result"], "left alone");
-    EXPECT_NE(old["reason"].get<std::string>().find("line 4"), std::string::npos) << old;
-    EXPECT_EQ(report["snapshot"], box.root() + "/var/lib/migr/snapshots/" + box.snapshots().at(0));
-}
-
-TEST(Upgrade, JsonTellsFailuresToo)
-{
-    ApplianceRoot empty;
-    Outcome       run = migr({"upgrade", "--json", empty.path().string()});
-    EXPECT_EQ(run.status, 2);
-    json report = json::parse(run.out);
-    EXPECT_EQ(report["status"], 2);
-    EXPECT_NE(report["trouble"].get<std::string>().find("is not there"), std::string::npos);
-    EXPECT_EQ(run.err, "");
-}
-
-TEST(Upgrade, WarnsOfASetWithoutValueInTheResult)
-{
-    TinyAppliance           box;
-    command::UpgradeRequest request;
-    request.root = box.root();
-    request.library = [] {
-        std::string text = headers(MIGR_IMAGE_RELEASE) + "config a\n    set b \n    set c 1\nend\n";
-        std::string packed = gzip(text);
-        int         fd = open("/data/config/sys_global.conf.gz", O_WRONLY | O_TRUNC);
-        if (write(fd, packed.data(), packed.size()) < 0)
-            _exit(1);
-        close(fd);
-    };
-    Outcome run = run_request(request);
-    EXPECT_EQ(run.status, 1); /* the other file was not upgraded */
-    EXPECT_NE(run.out.find("warning: sys_global.conf.gz, line 4: a `set` without a value"), std::string::npos)
-        << run.all();
-}
-
 TEST(Upgrade, ShowsWhatTheLibrarySaid)
 {
     TinyAppliance           box;
     command::UpgradeRequest request;
     request.root = box.root();
-    request.library = [] {
+    request.run.library = [] {
         printf("opendir err!");
         fprintf(stderr, "a message with \x1b[31mcolour\n");
     };
@@ -282,7 +177,7 @@ TEST(Upgrade, TellsTheLibraryOfTheSmallModel)
         box.write_gzip("/data/config/sys_global.conf.gz", headers("5.50", model) + "config a\nend\n");
         command::UpgradeRequest request;
         request.root = box.root();
-        request.library = [] { printf("small %d\n", qb01a); };
+        request.run.library = [] { printf("small %d\n", qb01a); };
         Outcome run = run_request(request);
         EXPECT_NE(run.out.find(std::string("  small ") + (model[1] == 'Q' ? "1" : "0")), std::string::npos)
             << run.all();
@@ -292,12 +187,14 @@ TEST(Upgrade, TellsTheLibraryOfTheSmallModel)
 TEST(Upgrade, OnTheApplianceItself)
 {
     TinyAppliance box;
-    Listing       before = box.without_snapshots();
     auto          on_box = [&](const std::vector<const char *> &arguments) {
         return run_in_root(box.path(),
                                     [&] { return command::run_command(static_cast<int>(arguments.size()), arguments.data()); });
     };
-    ChildResult run = on_box({"migr", "upgrade", "/"});
+    TinyImage image;
+    fs::copy(image.path(), box.path() / "image");
+    Listing     before = box.without_snapshots();
+    ChildResult run = on_box({"migr", "upgrade", "/", "--image", "/image"});
     EXPECT_EQ(run.exit_code, 0) << run.out << run.err;
     EXPECT_NE(run.out.find("zcat /data/config/sys_global.conf.gz | less\n"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find("migr rollback /\n"), std::string::npos) << run.out;

@@ -89,7 +89,9 @@ TEST_F(User, UnreadableConfiguration)
     Listing before = box.without_snapshots();
     Outcome run = migr_as_user({"upgrade", box.root()});
     EXPECT_EQ(run.status, 2) << run.all();
-    EXPECT_NE(run.err.find("sys_domain.root.conf.gz belongs to another user"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("sys_domain.root.conf.gz: cannot read it: Permission denied. Run migr as root"),
+              std::string::npos)
+        << run.err;
     EXPECT_EQ(box.without_snapshots(), before);
 }
 
@@ -97,18 +99,18 @@ TEST_F(User, ReadOnlyFolders)
 {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can make a folder that this user's own rights do not open";
-    for (const char *folder : {"/data/config", "/data/etc", "/var/log", "/tmp"}) {
+    for (const char *folder : {"/data/config", "/var/log"}) {
         TinyAppliance closed;
         give_to_nobody(closed.root());
         std::string path = closed.root() + folder;
         ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
         ASSERT_EQ(chmod(path.c_str(), 0755), 0);
-        Listing before = closed.listing();
+        Listing before = closed.without_snapshots();
         Outcome run = migr_as_user({"upgrade", closed.root()});
         EXPECT_EQ(run.status, 2) << run.all();
         EXPECT_NE(run.err.find(path + ": cannot write into it: Permission denied. Run migr as root"), std::string::npos)
             << run.err;
-        EXPECT_EQ(closed.listing(), before);
+        EXPECT_EQ(closed.without_snapshots(), before);
     }
 }
 
@@ -160,7 +162,8 @@ TEST(Root, GivesFilesBackToTheirOwners)
     give_to_nobody(box.root());
     ASSERT_EQ(migr({"upgrade", box.root()}).status, 0);
     struct stat st = {};
-    ASSERT_EQ(unlink((box.root() + "/data/etc/cert/link").c_str()), 0);
+    ASSERT_EQ(stat((box.root() + "/data/config/sys_global.conf.gz").c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, nobody);
     ASSERT_EQ(migr({"rollback", box.root()}).status, 0);
     for (const char *path : {"/data/config/sys_global.conf.gz", "/data/etc/cert/link", "/data/config"}) {
         ASSERT_EQ(lstat((box.root() + path).c_str(), &st), 0);

@@ -1,6 +1,8 @@
 /* migr version */
 #include "command_support.h"
 
+#include "output/release_text.h"
+
 #include "appliance/inspect.h"
 #include "command.h"
 

@@ -202,13 +202,17 @@ TEST_F(Convert, WarnsOfCertificatesThatStandInAnotherFile)
 
 TEST_F(Convert, PassesAFileOfTheImagesReleaseThrough)
 {
-    for (const std::string &release : support::no_older_releases()) {
-        std::string      text = support::headers(release) + desk;
-        support::Outcome run = convert({file("sys_domain.shop.conf", text)});
-        EXPECT_EQ(0, run.status);
-        EXPECT_EQ(text, run.out);
-        EXPECT_TRUE(holds(run.err, "already")) << run.err;
-    }
+    std::string      text = support::headers(MIGR_IMAGE_RELEASE) + desk;
+    support::Outcome run = convert({file("sys_domain.shop.conf", text)});
+    EXPECT_EQ(0, run.status);
+    EXPECT_EQ(text, run.out);
+    EXPECT_TRUE(holds(run.err, "already")) << run.err;
+
+    text = support::headers("99.30") + desk;
+    run = convert({file("sys_domain.shop.conf", text)});
+    EXPECT_EQ(1, run.status); /* the result is not at the image's release */
+    EXPECT_EQ(text, run.out);
+    EXPECT_TRUE(holds(run.err, "it is at 99.30, and the image at " MIGR_IMAGE_RELEASE)) << run.err;
 }
 
 TEST_F(Convert, NamesTheLineOfEachSetWithoutAValue)
@@ -217,8 +221,8 @@ TEST_F(Convert, NamesTheLineOfEachSetWithoutAValue)
     std::string input = file("sys_domain.shop.conf", text);
     support::Outcome run = convert({input, "-o", path("new")});
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(holds(run.err, input + ", line 4: a `set` without a value")) << run.err;
-    EXPECT_TRUE(holds(run.err, input + ", line 6: a `set` without a value")) << run.err;
+    EXPECT_TRUE(holds(run.err, input + ": line 4: is a `set` without a value")) << run.err;
+    EXPECT_TRUE(holds(run.err, input + ": line 6: is a `set` without a value")) << run.err;
     EXPECT_FALSE(box().exists("/new"));
 }
 
@@ -226,16 +230,16 @@ TEST_F(Convert, SaysWhichHeaderLineToAdd)
 {
     support::Outcome run = convert({file("a.conf", desk)});
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(holds(run.err, "line 1: no version line")) << run.err;
+    EXPECT_TRUE(holds(run.err, "a.conf: It has no version line")) << run.err;
 
     std::string first = support::headers("5.50");
     run = convert({file("b.conf", first.substr(0, first.find('\n') + 1) + desk)});
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(holds(run.err, "line 2: no second header line")) << run.err;
+    EXPECT_TRUE(holds(run.err, "b.conf: It has no second header line")) << run.err;
 
     run = convert({"-"});
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(holds(run.err, "standard input, line 1: no version line")) << run.err;
+    EXPECT_TRUE(holds(run.err, "standard input: It has no version line")) << run.err;
 }
 
 TEST_F(Convert, RefusesWhatItCannotRead)

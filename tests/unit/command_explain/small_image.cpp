@@ -12,9 +12,23 @@ namespace support {
 
 namespace {
 
-constexpr char update_file[] = R"([5.10]
+constexpr char update_file[] = R"([4.10]
+[4.11]
+[4.20]
+[4.30]
+[4.32]
+[4.35]
+[4.40]
+[4.42]
+[4.43]
+[5.0]
+[5.10]
 [5.20]
 [5.30]
+[5.32]
+[5.33]
+[5.35]
+[5.36]
 [5.40]
 [5.50]
 [6.00]
@@ -34,6 +48,10 @@ DOMAIN TABLE "waf signature"
 
 constexpr char database[] = "CREATE TABLE class_map(main_class_id TEXT, sub_class_id TEXT, discard TEXT);"
                             "CREATE TABLE signature_rule(signature_id TEXT, FP_mitigation TEXT, score TEXT);"
+                            "CREATE TABLE global_white_list(name TEXT);"
+                            "CREATE TABLE replacement_page(name TEXT, code INTEGER, text TEXT);"
+                            "CREATE TABLE platform_limit(name TEXT, value INTEGER);"
+                            "INSERT INTO class_map VALUES('010000000', '010000000', '1');"
                             "INSERT INTO signature_rule VALUES('010000001', '1', '1');";
 
 /* Another standard input, for as long as the object lives. */

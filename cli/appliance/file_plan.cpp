@@ -1,0 +1,41 @@
+/* Tells fates from facts. Looks at no file itself. */
+#include "appliance/file_plan.h"
+
+#include "output/release_text.h"
+
+#include <algorithm>
+
+namespace command {
+
+namespace {
+
+Fate fate_of(const StoredFile &file, const std::vector<std::string> &reasons)
+{
+    int32_t release = file.facts.release;
+    if (file.facts.error == 0 && file.facts.gzip && release == image_release())
+        return Fate::current;
+    if (file.facts.error == 0 && file.facts.gzip && release > image_release())
+        return Fate::newer;
+    return reasons.empty() ? Fate::upgrade : Fate::refuse;
+}
+
+} // namespace
+
+std::vector<FilePlan> plan_files(const ConfigFolder &folder, bool accept_damage)
+{
+    std::vector<FilePlan> plans;
+    for (const StoredFile &file : folder.files) {
+        std::vector<std::string> reasons = reasons_against(file.facts, accept_damage);
+        plans.push_back({file, fate_of(file, reasons), {}});
+        if (plans.back().fate == Fate::refuse)
+            plans.back().reasons = std::move(reasons);
+    }
+    return plans;
+}
+
+bool any_of_fate(const std::vector<FilePlan> &plans, Fate fate)
+{
+    return std::any_of(plans.begin(), plans.end(), [&](const FilePlan &plan) { return plan.fate == fate; });
+}
+
+} // namespace command

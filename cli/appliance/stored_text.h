@@ -1,0 +1,15 @@
+/* Configuration files as an appliance stores them, by their names in /data/config. Inside a root folder. */
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace command {
+
+/* The unpacked text; as it is when it is not packed. Throws PathError. */
+std::string stored_text(const std::string &name);
+
+/* Packs a text and puts it there. Throws PathError. */
+void store_text(const std::string &name, std::string_view text);
+
+} // namespace command
