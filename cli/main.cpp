@@ -1,3 +1,4 @@
+/* The command's entry. All the rest is a library of its own, so that tests can link it. */
 #include "command.h"
 
 int main(int count, char **arguments)

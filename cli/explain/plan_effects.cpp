@@ -1,3 +1,5 @@
+/* What each stage callback does to files, in words for people. The callbacks themselves do it; a test holds the table
+ * against the names of the stages. */
 #include "explain/plan_effects.h"
 
 namespace command {

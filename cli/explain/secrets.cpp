@@ -1,3 +1,5 @@
+/* What counts as a secret, by the name of its property or by its look, and the marks in their place. It works on a copy
+ * of a tree that is only shown: what is stored keeps its secrets. */
 #include "explain/secrets.h"
 
 #include "system/digest.h"

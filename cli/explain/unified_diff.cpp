@@ -1,3 +1,5 @@
+/* Diffs by the kept library for them, in the form that patch knows, with the config around each hunk. Both texts are
+ * shown as they are: who prints the result makes it safe. */
 #include "explain/unified_diff.h"
 
 #include <dtl/dtl.hpp>

@@ -1,3 +1,4 @@
+/* Where the packaged image lies, by where the command itself lies. Whether its files are sound is not asked here. */
 #include "image/packaged_image.h"
 
 #include "system/failure.h"

@@ -1,3 +1,4 @@
+/* The only file that prints lines. It makes them safe; what they say, and to whom, is decided elsewhere. */
 #include "output/console.h"
 
 #include "output/printable.h"

@@ -1,3 +1,5 @@
+/* Which characters a terminal or a shell might act on, and how they are written out. It changes nothing else in a text,
+ * and shortens none. */
 #include "output/printable.h"
 
 #include <algorithm>

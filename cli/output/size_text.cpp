@@ -1,3 +1,4 @@
+/* Sizes as people read them, in decimal units. Programs get the number. */
 #include "output/size_text.h"
 
 #include <cstdio>

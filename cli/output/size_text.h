@@ -1,3 +1,4 @@
+/* Sizes of files for people. */
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+/* Tables for a terminal: as wide as their texts, however wide the terminal is. */
 #include "output/table.h"
 
 #include "output/console.h"

@@ -1,3 +1,4 @@
+/* Forked children and their end. What a child may do, and whose root folder it has, is its work's business. */
 #include "run/child_process.h"
 
 #include "system/failure.h"

@@ -1,3 +1,4 @@
+/* The bar of a run, or its plain lines. It shows what it is told and measures nothing. */
 #include "run/progress.h"
 
 #include "output/console.h"

@@ -1,3 +1,4 @@
+/* Reads and writes that are whole or throw. What a descriptor is open on is its owner's business. */
 #include "system/file_descriptor.h"
 
 #include "system/failure.h"
