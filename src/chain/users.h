@@ -8,11 +8,11 @@
 extern "C" {
 #endif
 
-/* 4.20 */
+/* 4.20. Without memory to look groups up, nothing changes. */
 void migr_user_process(void);
 
 /* How the HTTP authentication rules use a group, whose name is compared as written: 0 with a plain type, 1 with
- * digest, 2 with NTLM; -1 when no rule uses it. Searches, so the search slots change. */
+ * digest, 2 with NTLM; -1 when no rule uses it, and without memory. Searches, so the search slots change. */
 int32_t find_binded_usr_group(const char *group_name);
 
 /* Moves each member's "type" to the top of its sets, as a copy, and marks the old one deleted. A null group and one

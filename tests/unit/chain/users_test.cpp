@@ -3,6 +3,9 @@
 #include "support/trees.h"
 #include "tree/operations.h"
 
+#include <iterator>
+#include <random>
+
 using namespace support;
 
 namespace {
@@ -44,6 +47,63 @@ TEST_F(Users, SetsWithoutAValueBindNobody)
     EXPECT_EQ(find_binded_usr_group(""), -1);
 }
 
+/* What the rules say, read set by set for one group alone. */
+int32_t binding_of(const char *group)
+{
+    int32_t type = 0;
+    for (const config_node *rule = migr_main.root.top_list->edit_list; rule; rule = rule->next) {
+        if (!rule->config_list)
+            continue;
+        for (const config_node *entry = rule->config_list->edit_list; entry; entry = entry->next) {
+            bool bound = false;
+            for (const config_node *set = entry->set_list; set; set = set->next) {
+                std::string name = set->name, value = set->value;
+                if (name.starts_with("authen-type"))
+                    type = value.starts_with("digest") ? 1 : value.starts_with("ntlm") ? 2 : type;
+                else if (name.starts_with("user-group") && value == group)
+                    bound = true;
+                else if (name.starts_with("user-group"))
+                    type = 0;
+            }
+            if (bound)
+                return type;
+        }
+    }
+    return -1;
+}
+
+TEST_F(Users, EveryOrderOfSetsIsReadAsOneGroupAloneWouldReadIt)
+{
+    static constexpr const char *sets[] = {"set authen-type digest\n",
+                                           "set authen-type-2 ntlmv2\n",
+                                           "set authen-type basic\n",
+                                           "set user-group a\n",
+                                           "set user-group b\n",
+                                           "set user-groups c\n",
+                                           "set other a\n"};
+    std::mt19937                 random(20);
+    int                          bound = 0;
+    for (int round = 0; round < 300; round++) {
+        std::string rules;
+        for (unsigned rule = 0; rule <= random() % 3; rule++) {
+            rules += "edit r\nconfig rule\n";
+            for (unsigned entry = 0; entry <= random() % 3; entry++) {
+                rules += "edit e\n";
+                for (unsigned set = 0; set < random() % 6; set++)
+                    rules += sets[random() % std::size(sets)];
+                rules += "next\n";
+            }
+            rules += "end\nnext\n";
+        }
+        ASSERT_EQ(parse("config waf http-authen http-authen-rule\n" + rules + "end\n"), 0);
+        for (const char *group : {"a", "b", "c", "d"}) {
+            EXPECT_EQ(find_binded_usr_group(group), binding_of(group)) << group << "\n" << rules;
+            bound += find_binded_usr_group(group) > 0;
+        }
+    }
+    EXPECT_GT(bound, 100);
+}
+
 TEST_F(Users, TheOldTypeStaysMarkedAndHandsItsValueOver)
 {
     ASSERT_EQ(parse("config g\nedit 1\nconfig members\nedit 1\nset name n\nset type ldap\nnext\nend\nnext\nend\n"), 0);
@@ -80,6 +140,19 @@ TEST_F(Users, WithoutMemoryTheMembersThatAreLeftStay)
     EXPECT_EQ(dump(*group->config_list), "edit m\n  set type=t\n  set name=n\n  set type deleted\n"
                                          "edit m\n  set name=n\n  set type=t\n"
                                          "edit m\n  set name=n\n  set type=t\n");
+}
+
+TEST_F(Users, WithoutMemoryToLookGroupsUpTheyStay)
+{
+    ASSERT_EQ(parse("config user user-group\nedit a\nnext\nedit b\nnext\nend\n"
+                    "config waf http-authen http-authen-rule\n"
+                    "edit r\nconfig rule\nedit 1\nset authen-type digest\nset user-group a\nnext\nend\nnext\nend\n"),
+              0);
+    for (int failing : {1, 2}) {
+        with_failing_growth(failing, migr_user_process);
+        EXPECT_EQ(dump(*block()), "edit a\nedit b\n") << failing;
+        with_failing_growth(failing, [] { EXPECT_EQ(find_binded_usr_group("a"), -1); });
+    }
 }
 
 TEST_F(Users, WithoutMemoryAGroupGoesOnWithoutAuthType)
