@@ -16,6 +16,7 @@ _migr()
             upgrade) COMPREPLY=($(compgen -W "--image --dry-run --partial --accept-damage --strict --work --verbose --json --timeout --help" -- "$word")) ;;
             rollback) COMPREPLY=($(compgen -W "--yes --help" -- "$word")) ;;
             snapshots) COMPREPLY=($(compgen -W "--prune --help" -- "$word")) ;;
+            lint) COMPREPLY=($(compgen -W "--release --strict --json --help" -- "$word")) ;;
             *) COMPREPLY=($(compgen -W "--help" -- "$word")) ;;
         esac
         return

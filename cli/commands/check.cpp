@@ -115,30 +115,14 @@ Json::Members to_json(const Checked &checked)
             {"files", std::move(files)}};
 }
 
-/* The answer is one object whatever happens. */
-Status check_for_program(const Arguments &arguments)
-{
-    std::string   error;
-    Status        status = Status::unusable;
-    Json::Members own;
-    try {
-        Checked checked = check_all(arguments);
-        status = checked.status();
-        own = to_json(checked);
-    } catch (const Failure &failure) {
-        error = failure.what();
-        status = failure.status;
-    } catch (const PathError &failed) {
-        error = failure_of(failed, failed.path).what();
-    }
-    print_answer("check", status, error, std::move(own));
-    return status;
-}
-
 Status check(const Arguments &arguments)
 {
     if (arguments.json)
-        return check_for_program(arguments);
+        return answer("check", [&](Json::Members &own) {
+            Checked checked = check_all(arguments);
+            own = to_json(checked);
+            return checked.status();
+        });
     Checked checked = check_all(arguments);
     show(checked);
     return checked.status();

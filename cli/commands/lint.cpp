@@ -1,20 +1,97 @@
 /* migr lint UPDATE_CONFIG */
 #include "image/lint.h"
+
 #include "commands/subcommand.h"
+#include "driver/run_context.h"
+#include "image/lint_file.h"
 #include "output/console.h"
+#include "output/json.h"
 #include "system/files.h"
+#include "tree/version_text.h"
+
+#include <algorithm>
+#include <cstdio>
 
 namespace command {
 
 namespace {
 
+struct Linted {
+    std::string          file;
+    int32_t              release; /* of the image that the file is for */
+    std::vector<Finding> findings;
+    bool                 strict;
+
+    size_t count(Severity severity) const
+    {
+        return static_cast<size_t>(std::count_if(findings.begin(), findings.end(),
+                                                 [&](const Finding &finding) { return finding.severity == severity; }));
+    }
+
+    Status status() const
+    {
+        bool bad = count(Severity::error) > 0 || (strict && !findings.empty());
+        return bad ? Status::left_alone : Status::done;
+    }
+};
+
+const char *word(Severity severity)
+{
+    return severity == Severity::error ? "error" : "warning";
+}
+
+/* The release that was asked for; without one that of the image for which migr was built. */
+int32_t release_of(const std::string &text)
+{
+    if (text.empty())
+        return MIGR_RELEASE_IMAGE;
+    int major = 0, minor = 0, end = 0;
+    sscanf(text.c_str(), "%5d.%5d%n", &major, &minor, &end);
+    if (static_cast<size_t>(end) != text.size() || major < 0 || major > 0x7fff || minor < 0 || minor > 0xffff)
+        throw Failure(Status::unusable, "--release " + text + ": this is no release. Give one like 6.30.");
+    return version_code(major, minor);
+}
+
+Linted lint_file(const Arguments &arguments)
+{
+    Linted linted = {arguments.file, release_of(arguments.release), {}, arguments.strict};
+    linted.findings = lint_update_file(read_input(linted.file), linted.release);
+    return linted;
+}
+
+void show(const Linted &linted)
+{
+    for (const Finding &finding : linted.findings)
+        say(linted.file + ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column) + ": " +
+            word(finding.severity) + ": " + finding.text);
+}
+
+Json::Members to_json(const Linted &linted)
+{
+    Json::List findings;
+    for (const Finding &finding : linted.findings)
+        findings.push_back(Json::Members{{"line", finding.line},
+                                         {"column", finding.column},
+                                         {"severity", word(finding.severity)},
+                                         {"text", finding.text}});
+    return {{"file", linted.file},
+            {"release", section_name(linted.release)},
+            {"errors", linted.count(Severity::error)},
+            {"warnings", linted.count(Severity::warning)},
+            {"findings", std::move(findings)}};
+}
+
 Status lint(const Arguments &arguments)
 {
-    const std::string   &path = arguments.file;
-    std::vector<Finding> findings = lint_update_file(read_input(path));
-    for (const Finding &finding : findings)
-        say(path + ":" + std::to_string(finding.line) + ": " + finding.text);
-    return findings.empty() ? Status::done : Status::left_alone;
+    if (arguments.json)
+        return answer("lint", [&](Json::Members &own) {
+            Linted linted = lint_file(arguments);
+            own = to_json(linted);
+            return linted.status();
+        });
+    Linted linted = lint_file(arguments);
+    show(linted);
+    return linted.status();
 }
 
 } // namespace
@@ -22,9 +99,15 @@ Status lint(const Arguments &arguments)
 const Subcommand lint_command = {
     "lint",
     "Check an image's update file, without an appliance",
-    {{"UPDATE_CONFIG", &Arguments::file, "The update file, as the image ships it", true}},
+    {
+        {"UPDATE_CONFIG", &Arguments::file, "The update file, as the image ships it", true},
+        {"--release", &Arguments::release, "The release of the image in the making, like 6.30"},
+        {"--strict", &Arguments::strict, "Let warnings count as errors"},
+        {"--json", &Arguments::json, "Print what was found as JSON"},
+    },
     lint,
-    "Prints a line for each finding. Exit status: 0 nothing found; 1 something found; 2 the file cannot be read.",
+    "Prints a line for each finding. An error is what fails, or never acts. A warning is a rule that takes something "
+    "away from a conversion of the library. Exit status: 0 no error; 1 errors; 2 the file cannot be read.",
 };
 
 } // namespace command

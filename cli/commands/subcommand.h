@@ -22,7 +22,8 @@ struct Arguments {
     std::string                image; /* folder of the image's files */
     std::string                as;    /* "global" or "domain" */
     std::string                domain;
-    std::string                work; /* folder for a private copy */
+    std::string                work;    /* folder for a private copy */
+    std::string                release; /* like "6.30"; empty: the image's */
     std::optional<std::string> snapshot;
     std::optional<unsigned>    keep;          /* snapshots */
     unsigned                   timeout = 600; /* seconds */

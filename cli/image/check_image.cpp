@@ -32,8 +32,8 @@ const LintSection *section_beyond_library(const LintFile &file)
 
 void check_update_file(std::string_view text, int32_t lowest_release, Faults &faults)
 {
-    for (const Finding &finding : lint_update_file(text))
-        if (finding.missing_step < 0 || finding.missing_step > lowest_release)
+    for (const Finding &finding : lint_update_file(text, MIGR_RELEASE_IMAGE))
+        if (finding.severity == Severity::error && (finding.missing_step < 0 || finding.missing_step > lowest_release))
             faults.push_back({update_file, finding.line, finding.text});
 }
 

@@ -63,6 +63,7 @@ class Reader {
     void take(const std::string &line)
     {
         file_->lines++;
+        column_ = static_cast<size_t>(skip_white(line.c_str()) - line.c_str()) + 1;
         if (is_comment(line.c_str()))
             return;
         if (int32_t version = line_is_version(line.c_str()); version >= 0)
@@ -73,16 +74,22 @@ class Reader {
 
     void tell(const std::string &text)
     {
-        findings_->push_back({file_->lines, text});
+        tell_at(column_, text);
+    }
+
+    void tell_at(size_t column, const std::string &text)
+    {
+        findings_->push_back({file_->lines, column, Severity::error, text});
     }
 
   private:
     void take_version(const std::string &line, int32_t version)
     {
         if (!is_plain_version(line)) {
-            tell("is taken for the line of section " + section_name(version) +
-                 ", since it holds a \"[\" with a \".\" behind it. Keep points out of rules; a section's line is \"[" +
-                 section_name(version) + "]\".");
+            tell_at(line.find('[') + 1, "is taken for the line of section " + section_name(version) +
+                                            ", since it holds a \"[\" with a \".\" behind it. Keep points out of "
+                                            "rules; a section's line is \"[" +
+                                            section_name(version) + "]\".");
             return;
         }
         file_->sections.push_back({file_->lines, version, {}});
@@ -93,9 +100,9 @@ class Reader {
     {
         const Header *header = header_of(line);
         if (header && !is_plain_header(line, *header)) {
-            tell(std::string("is taken for the header [") + header->keyword +
-                 "]. Write the header alone, with its \"]\"; "
-                 "keep such words out of rules.");
+            tell_at(line.find('[') + 1, std::string("is taken for the header [") + header->keyword +
+                                            "]. Write the header alone, with its \"]\"; "
+                                            "keep such words out of rules.");
             return;
         }
         if (file_->sections.empty()) {
@@ -111,13 +118,14 @@ class Reader {
     void take_rule(const std::string &text)
     {
         if (kind_)
-            file_->sections.back().rules.push_back({file_->lines, *kind_, text});
+            file_->sections.back().rules.push_back({file_->lines, column_, *kind_, text});
         else
             tell("stands ahead of the first subsection of section " + section_name(file_->sections.back().version) +
                  ", and is dropped. Put it behind [DELETE], [MODIFY] or [READD].");
     }
 
     LintFile               *file_;
+    size_t                  column_ = 1; /* of the line's first character that is not white */
     std::vector<Finding>   *findings_;
     std::optional<RuleKind> kind_;
 };
@@ -134,12 +142,18 @@ LintFile read_update_file(std::string_view text, std::vector<Finding> *findings)
         text.remove_prefix(std::min(end + 1, text.size()));
         reader.take(line);
         if (line.size() + 1 > longest_line)
-            reader.tell("has " + std::to_string(line.size()) + " characters, and what follows the first " +
-                        std::to_string(longest_line) + " is taken for a line of its own. Make it shorter.");
+            reader.tell_at(longest_line + 1,
+                           "has " + std::to_string(line.size()) + " characters, and what follows the first " +
+                               std::to_string(longest_line) + " is taken for a line of its own. Make it shorter.");
         if (line.find('\0') != std::string::npos)
-            reader.tell("holds a NUL, and what follows it is not seen. Take it out.");
+            reader.tell_at(line.find('\0') + 1, "holds a NUL, and what follows it is not seen. Take it out.");
     }
     return file;
+}
+
+Finding error_at(const LintRule &rule, const std::string &text)
+{
+    return {rule.line, rule.column, Severity::error, text};
 }
 
 std::string section_name(int32_t version)

@@ -5,7 +5,9 @@
 #include "tree/config_text.h"
 #include "tree/version_text.h"
 
+#include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <set>
 
 namespace command {
@@ -13,8 +15,6 @@ namespace command {
 namespace {
 
 constexpr size_t longest_word = MIGR_NAME_SIZE - 1;
-
-using Faults = std::vector<std::string>;
 
 bool is_number(const std::string &text)
 {
@@ -28,107 +28,111 @@ bool is_number(const std::string &text)
     return *skip_white(digits) == '\0';
 }
 
-Faults faults_of_char(const std::string &limit)
+void check_char(std::string_view limit, FaultList *faults)
 {
-    if (!is_number(limit) || number_of(limit.c_str()) < 0)
-        return {"cuts at no number: \"" + limit + "\". Write a length, like \"[char:63]\"."};
-    return {};
+    std::string number(limit);
+    if (!is_number(number) || number_of(number.c_str()) < 0)
+        faults->add(limit, "cuts at no number: \"" + number + "\". Write a length, like \"[char:63]\".");
 }
 
-Faults faults_of_int(const std::string &limits)
+void check_int(std::string_view limits, FaultList *faults)
 {
     size_t comma = limits.find(',');
-    if (comma == limits.npos)
-        return {"will fail when reached: its range has no comma. Write both limits, like \"[int:1,100]\"."};
-    std::string lowest = limits.substr(0, comma);
-    std::string highest = limits.substr(comma + 1);
+    if (comma == limits.npos) {
+        faults->add(limits, "will fail when reached: its range has no comma. Write both limits, like \"[int:1,100]\".");
+        return;
+    }
+    std::string lowest(limits.substr(0, comma));
+    std::string highest(limits.substr(comma + 1));
     if (!is_number(lowest) || !is_number(highest))
-        return {"has a limit that is no number. Write both limits, like \"[int:1,100]\"."};
-    if (number_of(lowest.c_str()) > number_of(highest.c_str()))
-        return {"has its limits in the wrong order. Write the lower one first."};
-    return {};
+        faults->add(limits, "has a limit that is no number. Write both limits, like \"[int:1,100]\".");
+    else if (number_of(lowest.c_str()) > number_of(highest.c_str()))
+        faults->add(limits, "has its limits in the wrong order. Write the lower one first.");
 }
 
-void check_word(const std::string &word, Faults *faults)
+void check_word(std::string_view word, FaultList *faults)
 {
     if (word.size() > longest_word)
-        faults->push_back("the word \"" + word.substr(0, 40) + "...\" has " + std::to_string(word.size()) +
-                          " characters, and " + std::to_string(longest_word) + " are kept. Make it shorter.");
+        faults->add(word, "the word \"" + std::string(word.substr(0, 40)) + "...\" has " + std::to_string(word.size()) +
+                              " characters, and " + std::to_string(longest_word) + " are kept. Make it shorter.");
 }
 
-void check_old_word(const std::string &word, std::set<std::string> *seen, Faults *faults)
+void check_old_word(std::string_view word, std::set<std::string_view> *seen, FaultList *faults)
 {
-    for (char c : word)
-        if (is_white(c)) {
-            faults->push_back("the word \"" + word + "\" holds a blank, and no word of a value does. Take it out.");
-            break;
-        }
+    std::string text(word);
+    if (std::any_of(word.begin(), word.end(), is_white))
+        faults->add(word, "the word \"" + text + "\" holds a blank, and no word of a value does. Take it out.");
     if (word.size() == 1)
-        faults->push_back("the word \"" + word +
-                          "\" has one character, and is lost unseen at the end of a value. Use words of two or more.");
+        faults->add(word, "the word \"" + text +
+                              "\" has one character, and is lost unseen at the end of a value. Use words of two or "
+                              "more.");
     if (!seen->insert(word).second)
-        faults->push_back("the word \"" + word + "\" comes twice, and the first pair counts. Take one out.");
+        faults->add(word, "the word \"" + text + "\" comes twice, and the first pair counts. Take one out.");
 }
 
 /* Goes through pairs that the library has found well formed; it cuts long words, so they are read here again. */
-Faults faults_of_pairs(const std::string &text)
+void check_pairs(std::string_view text, FaultList *faults)
 {
-    Faults                faults;
-    std::set<std::string> seen;
+    std::set<std::string_view> seen;
     for (size_t at = text.find_first_not_of(" \t\n\v\f\r"); at < text.size();) {
-        size_t      comma = text.find(',', at);
-        size_t      end = text.find('>', comma);
-        std::string old_word = text.substr(at + 1, comma - at - 1);
-        check_word(old_word, &faults);
-        check_word(text.substr(comma + 1, end - comma - 1), &faults);
-        check_old_word(old_word, &seen, &faults);
+        size_t           comma = text.find(',', at);
+        size_t           end = text.find('>', comma);
+        std::string_view old_word = text.substr(at + 1, comma - at - 1);
+        check_word(old_word, faults);
+        check_word(text.substr(comma + 1, end - comma - 1), faults);
+        check_old_word(old_word, &seen, faults);
         at = text.find('<', end);
     }
-    return faults;
 }
 
-Faults faults_of_enum(const std::string &text)
+void check_enum(std::string_view text, FaultList *faults)
 {
     migr_list pairs, words;
     migr_list_init(&pairs);
     migr_list_init(&words);
-    bool well_formed = get_all_rule_list(text.c_str(), &pairs) == 0;
+    bool well_formed = get_all_rule_list(std::string(text).c_str(), &pairs) == 0;
     bool empty = pairs.next == &pairs;
     free_rule_value_list(&pairs, &words);
     if (!well_formed)
-        return {
-            "will fail when reached: its word pairs cannot be read. Write \"<old,new>\" or \"<old,>\", with one comma "
-            "between two pairs."};
-    if (empty)
-        return {"has no word pairs. Write them, like \"[enum:<old,new>,<gone,>]\"."};
-    return faults_of_pairs(text);
+        faults->add(text, "will fail when reached: its word pairs cannot be read. Write \"<old,new>\" or \"<old,>\", "
+                          "with one comma between two pairs.");
+    else if (empty)
+        faults->add(text, "has no word pairs. Write them, like \"[enum:<old,new>,<gone,>]\".");
+    else
+        check_pairs(text, faults);
 }
 
 struct Type {
-    const char *word;
-    Faults (*faults)(const std::string &arguments);
+    std::string_view word;
+    void (*check)(std::string_view arguments, FaultList *faults);
 };
 
 constexpr Type types[] = {
-    {"char", faults_of_char},
-    {"int", faults_of_int},
-    {"enum", faults_of_enum},
+    {"char", check_char},
+    {"int", check_int},
+    {"enum", check_enum},
 };
 
 } // namespace
 
-std::vector<std::string> faults_of_property(std::string_view property)
+void check_property(std::string_view property, FaultList *faults)
 {
     size_t colon = property.find(':');
-    if (property.empty())
-        return {"has an empty property. Write one like \"[int:1,100]\", or take it out."};
-    if (colon == property.npos)
-        return {"will fail when reached: its property has no colon. Write it like \"[int:1,100]\"."};
+    if (property.empty()) {
+        faults->add(property, "has an empty property. Write one like \"[int:1,100]\", or take it out.");
+        return;
+    }
+    if (colon == property.npos) {
+        faults->add(property, "will fail when reached: its property has no colon. Write it like \"[int:1,100]\".");
+        return;
+    }
     std::string_view word = property.substr(0, colon);
-    for (const Type &type : types)
-        if (word == type.word)
-            return type.faults(std::string(property.substr(colon + 1)));
-    return {"has a property of the unknown type \"" + std::string(word) + "\". The types are char, int and enum."};
+    auto type = std::find_if(std::begin(types), std::end(types), [&](const Type &one) { return one.word == word; });
+    if (type != std::end(types))
+        type->check(property.substr(colon + 1), faults);
+    else
+        faults->add(word, "has a property of the unknown type \"" + std::string(word) +
+                              "\". The types are char, int and enum.");
 }
 
 } // namespace command

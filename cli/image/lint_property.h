@@ -1,13 +1,11 @@
 /* What `migr lint` finds in the property of a rule. */
 #pragma once
 
-#include <string>
-#include <string_view>
-#include <vector>
+#include "image/lint_faults.h"
 
 namespace command {
 
-/* What is wrong with a property's text, without its brackets. */
-std::vector<std::string> faults_of_property(std::string_view property);
+/* Adds what is wrong with a property's text, a part of a rule's, without its brackets. */
+void check_property(std::string_view property, FaultList *faults);
 
 } // namespace command

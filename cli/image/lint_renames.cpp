@@ -5,15 +5,12 @@
 #include "rules/modify_rules.h"
 
 #include <algorithm>
-#include <limits>
 #include <map>
 #include <span>
 
 namespace command {
 
 namespace {
-
-constexpr int32_t every_file = std::numeric_limits<int32_t>::max();
 
 /* What became of a path that a rename has emptied. */
 struct Renamed {
@@ -22,38 +19,6 @@ struct Renamed {
     size_t      list;  /* which rule list the rename stands in */
     int32_t     up_to; /* files up to this release have been renamed; every_file for a modify rule */
 };
-
-/* A modify or re-add rule taken apart, its directory and names as text. */
-struct Rename {
-    std::string directory;
-    std::string old_name; /* empty for a top-level config */
-    std::string new_name;
-    int32_t     up_to;
-
-    std::string old_text() const
-    {
-        return old_name.empty() ? directory : directory + "<" + old_name + ">";
-    }
-    std::string new_text() const
-    {
-        return (old_name.empty() ? "" : directory) + "<" + new_name + ">";
-    }
-};
-
-/* False for a rule that the library cannot read; that is a finding of its own. */
-bool read_rename(const LintRule &rule, Rename *rename)
-{
-    std::string directory(MIGR_LINE_SIZE, '\0');
-    std::string property(MIGR_LINE_SIZE, '\0');
-    char        old_name[MIGR_NAME_SIZE];
-    char        new_name[MIGR_NAME_SIZE];
-    int32_t     readd = rule.kind == RuleKind::readds;
-    int32_t     version = every_file;
-    if (parse_modify_line(rule.text.c_str(), directory.data(), old_name, new_name, property.data(), readd, &version))
-        return false;
-    *rename = {directory.c_str(), old_name, new_name, version};
-    return true;
-}
 
 bool begins_with(const RulePath &path, const RulePath &beginning)
 {
@@ -114,7 +79,7 @@ class Renames {
             text += "Begin the path with the very text that " + line + " has, or use the new name.";
         else
             text += "Use the new name.";
-        findings_->push_back({rule.line, text});
+        findings_->push_back(error_at(rule, text));
     }
 
     void carry_out(const Rename &rename, size_t line)

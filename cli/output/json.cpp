@@ -76,4 +76,21 @@ void print_answer(const char *command, Status status, const std::string &error, 
     print_json(all);
 }
 
+Status answer(const char *command, const std::function<Status(Json::Members &own)> &work)
+{
+    std::string   error;
+    Status        status = Status::unusable;
+    Json::Members own;
+    try {
+        status = work(own);
+    } catch (const Failure &failure) {
+        error = failure.what();
+        status = failure.status;
+    } catch (const PathError &failed) {
+        error = failure_of(failed, failed.path).what();
+    }
+    print_answer(command, status, error, error.empty() ? std::move(own) : Json::Members());
+    return status;
+}
+
 } // namespace command

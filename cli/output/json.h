@@ -7,6 +7,7 @@
 #include "system/failure.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -62,5 +63,9 @@ void print_json(const Json &json);
  * went wrong or an empty text, and the command's own part.
  */
 void print_answer(const char *command, Status status, const std::string &error, Json::Members own);
+
+/* Does a command's work, which fills in its own part and gives the exit status, and prints the answer to it. A Failure
+ * or PathError is answered too, with no part of the command's own. Gives the exit status. */
+Status answer(const char *command, const std::function<Status(Json::Members &own)> &work);
 
 } // namespace command

@@ -1,15 +1,18 @@
 /*
  * Each file in files/ is an update file that says itself, in comments at its start, what is to be found in it:
  *
- *     # finds LINE: TEXT
+ *     # finds LINE:COLUMN: TEXT
+ *     # warns LINE:COLUMN: TEXT
  *
- * Nothing else may be found.
+ * Nothing else may be found. The image is one of 6.21.
  */
 #include "command.h"
 #include "image/lint.h"
+#include "rules/update_file.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <filesystem>
@@ -36,20 +39,22 @@ std::string read(const fs::path &path)
 
 std::vector<std::string> expected_findings(const std::string &text)
 {
-    static constexpr std::string_view mark = "# finds ";
-    std::vector<std::string>          expected;
-    std::istringstream                lines(text);
+    std::vector<std::string> expected;
+    std::istringstream       lines(text);
     for (std::string line; std::getline(lines, line);)
-        if (line.starts_with(mark))
-            expected.push_back(line.substr(mark.size()));
+        if (line.starts_with("# finds ") || line.starts_with("# warns "))
+            expected.push_back(line.substr(2));
     return expected;
 }
 
-std::vector<std::string> findings_of(const std::string &text)
+constexpr int32_t release_6_21 = 0x60015;
+
+std::vector<std::string> findings_of(const std::string &text, int32_t release = release_6_21)
 {
     std::vector<std::string> all;
-    for (const command::Finding &finding : command::lint_update_file(text))
-        all.push_back(std::to_string(finding.line) + ": " + finding.text);
+    for (const command::Finding &finding : command::lint_update_file(text, release))
+        all.push_back((finding.severity == command::Severity::error ? "finds " : "warns ") +
+                      std::to_string(finding.line) + ":" + std::to_string(finding.column) + ": " + finding.text);
     return all;
 }
 
@@ -98,22 +103,25 @@ INSTANTIATE_TEST_SUITE_P(Command, LintFiles, testing::ValuesIn(update_files()), 
 
 TEST(Lint, TheImagesOwnFileIsClean)
 {
-    EXPECT_EQ((std::vector<std::string>{}), findings_of(read(support::source_path("/image/update_config"))));
+    EXPECT_EQ((std::vector<std::string>{}),
+              findings_of(read(support::source_path("/image/update_config")), MIGR_RELEASE_IMAGE));
 }
 
 TEST(Lint, ANulHidesTheRestOfItsLine)
 {
     std::string text = read(lint_file("/clean.update")) + std::string("[DELETE]\n<lab bench>\0<slot>\n", 28);
     auto        lines = std::count(text.begin(), text.end(), '\n');
-    EXPECT_EQ((std::vector<std::string>{std::to_string(lines) +
-                                        ": holds a NUL, and what follows it is not seen. Take it out."}),
+    EXPECT_EQ((std::vector<std::string>{"finds " + std::to_string(lines) +
+                                        ":12: holds a NUL, and what follows it is not seen. Take it out."}),
               findings_of(text));
 }
 
 TEST(Lint, AnEmptyFileMissesEverySection)
 {
-    EXPECT_EQ(18u, command::lint_update_file("").size());
-    EXPECT_EQ(1u, command::lint_update_file("")[0].line);
+    std::vector<command::Finding> findings = command::lint_update_file("", release_6_21);
+    ASSERT_EQ(18u, findings.size());
+    EXPECT_EQ(1u, findings[0].line);
+    EXPECT_EQ(1u, findings[0].column);
 }
 
 TEST(LintCommand, IsSilentOnACleanFile)
@@ -124,13 +132,81 @@ TEST(LintCommand, IsSilentOnACleanFile)
     EXPECT_EQ("", run.err);
 }
 
-TEST(LintCommand, PrintsFileAndLine)
+TEST(LintCommand, PrintsFileLineAndColumn)
 {
-    Outcome run = run_lint({lint_file("/order.update").c_str()});
+    Outcome run = run_lint({"--release", "6.21", lint_file("/order.update").c_str()});
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(run.out.starts_with(lint_file("/order.update:24: section 5.51 stands behind section 5.52"))) << run.out;
+    EXPECT_TRUE(run.out.starts_with(lint_file("/order.update:24:1: error: section 5.51 stands behind section 5.52")))
+        << run.out;
     EXPECT_EQ(3, std::count(run.out.begin(), run.out.end(), '\n'));
     EXPECT_EQ("", run.err);
+}
+
+/* The image in the making is newer than the migr that looks at its file. */
+TEST(LintCommand, TakesTheReleaseOfTheImageInTheMaking)
+{
+    std::string file = lint_file("/clean.update");
+    EXPECT_EQ(1, run_lint({"--release", "6.20", file.c_str()}).status);
+    EXPECT_EQ("", run_lint({"--release", "99.30", file.c_str()}).out);
+    for (const char *no_release : {"6", "6.", ".3", "6.3x", "6.30 ", "-6.30", "40000.1", "6.-1", "six"}) {
+        Outcome run = run_lint({"--release", no_release, file.c_str()});
+        EXPECT_EQ(2, run.status) << no_release;
+        EXPECT_NE(std::string::npos, run.err.find("this is no release")) << run.err;
+    }
+}
+
+TEST(LintCommand, LetsWarningsPassUnlessStrict)
+{
+    std::string file = lint_file("/old_names.update");
+    Outcome     run = run_lint({file.c_str()});
+    EXPECT_EQ(0, run.status);
+    EXPECT_NE(std::string::npos, run.out.find(": warning: ")) << run.out;
+    Outcome strict = run_lint({"--strict", file.c_str()});
+    EXPECT_EQ(1, strict.status);
+    EXPECT_EQ(run.out, strict.out);
+    EXPECT_EQ(0, run_lint({"--strict", lint_file("/clean.update").c_str()}).status);
+}
+
+TEST(LintCommand, AnswersAsJson)
+{
+    std::string file = lint_file("/order.update");
+    Outcome     run = run_lint({"--json", "--release", "6.21", file.c_str()});
+    EXPECT_EQ(1, run.status);
+    auto answer = nlohmann::json::parse(run.out);
+    EXPECT_EQ(1, answer["format"]);
+    EXPECT_EQ("lint", answer["command"]);
+    EXPECT_EQ(1, answer["status"]);
+    EXPECT_EQ(nullptr, answer["error"]);
+    EXPECT_EQ(file, answer["file"]);
+    EXPECT_EQ("6.21", answer["release"]);
+    EXPECT_EQ(3, answer["errors"]);
+    EXPECT_EQ(0, answer["warnings"]);
+    ASSERT_EQ(3u, answer["findings"].size());
+    EXPECT_EQ(24, answer["findings"][0]["line"]);
+    EXPECT_EQ(1, answer["findings"][0]["column"]);
+    EXPECT_EQ("error", answer["findings"][0]["severity"]);
+    EXPECT_TRUE(answer["findings"][0]["text"].get<std::string>().starts_with("section 5.51 stands behind"));
+
+    run = run_lint({"--json", "/nonexistent/update_config"});
+    EXPECT_EQ(2, run.status);
+    answer = nlohmann::json::parse(run.out);
+    EXPECT_EQ(2, answer["status"]);
+    EXPECT_TRUE(answer["error"].get<std::string>().starts_with("/nonexistent/update_config: cannot read it"));
+    EXPECT_FALSE(answer.contains("findings"));
+}
+
+/* The page's example is a section for the release after this image's; on top of the image's file it is clean. */
+TEST(Lint, TheExampleOfTheDocumentationIsClean)
+{
+    std::string        page = read(support::source_path("/docs/update-file.md"));
+    std::istringstream lines(page.substr(page.find("\n    [") + 1));
+    std::string        example;
+    for (std::string line; std::getline(lines, line) && line.starts_with("    ");)
+        example += line.substr(4) + "\n";
+    EXPECT_LT(10, std::count(example.begin(), example.end(), '\n')) << example;
+    int32_t release = line_is_version(example.c_str());
+    EXPECT_EQ((std::vector<std::string>{}),
+              findings_of(read(support::source_path("/image/update_config")) + example, release));
 }
 
 TEST(LintCommand, SaysWhyAFileCannotBeRead)
