@@ -122,7 +122,10 @@ std::string last_upgrade()
         Manifest manifest = read_snapshot(names.back());
         if (manifest.command != "rollback")
             return names.back();
-        names.erase(std::find(names.begin(), names.end(), manifest.back_to), names.end());
+        auto undone = std::find(names.begin(), names.end(), manifest.back_to);
+        if (undone == names.end()) /* pruned, with all that is older: it took the rest back */
+            return "";
+        names.erase(undone, names.end());
     }
     return "";
 }

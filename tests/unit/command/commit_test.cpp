@@ -288,6 +288,17 @@ TEST(Snapshots, AreListedAndPruned)
     EXPECT_EQ(migr({"rollback", box.root()}).status, 0);
 }
 
+TEST(Snapshots, OfAnUpgradeThatWasTakenBackMayBePruned)
+{
+    TinyAppliance box;
+    migr({"upgrade", box.root()});
+    migr({"rollback", box.root()});
+    ASSERT_EQ(migr({"snapshots", box.root(), "--prune", "1"}).status, 0);
+    Outcome run = migr({"rollback", box.root()}, [] { alarm(60); });
+    EXPECT_EQ(run.status, 2) << run.signal;
+    EXPECT_NE(run.err.find("every upgrade there has been taken back"), std::string::npos) << run.err;
+}
+
 TEST(Commit, WorksThroughLinksInItsPlaces)
 {
     TinyAppliance box;
