@@ -362,8 +362,8 @@ void undo(const Commit &commit)
         if (at->before && at->before->type == 'd')
             settle_folder(at->path, *at->before);
     sync_changed_folders(commit);
-    drop_snapshot(commit.manifest.name);
-    remove_record();
+    hide_snapshot(commit.manifest.name);
+    drop(commit);
 }
 
 [[noreturn]] void turn_back(const Commit &commit, const std::string &why)

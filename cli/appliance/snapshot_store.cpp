@@ -214,6 +214,13 @@ void publish_snapshot(const std::string &name)
     sync_folder(snapshots_folder);
 }
 
+void hide_snapshot(const std::string &name)
+{
+    if (rename(finished(name).c_str(), hidden(name).c_str()) != 0 && errno != ENOENT)
+        throw PathError{"remove", finished(name), errno};
+    sync_folder(snapshots_folder);
+}
+
 void drop_snapshot(const std::string &name)
 {
     remove_all(folder_of_commit(name));

@@ -56,6 +56,9 @@ void take_from_snapshot(const std::string &name, const std::string &path, const 
 /* Gives the hidden snapshot its name. Doing it twice is fine. */
 void publish_snapshot(const std::string &name);
 
+/* The other way round, for a commit that has been taken back: what is hidden counts for nothing without a record. */
+void hide_snapshot(const std::string &name);
+
 /* Removes the snapshot of a commit that is not made, or has been taken back. */
 void drop_snapshot(const std::string &name);
 
