@@ -2,17 +2,25 @@
 
 #include "commands/subcommand.h"
 #include "output/console.h"
+#include "output/json.h"
+#include "output/release_text.h"
 
+#include <algorithm>
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <new>
+#include <numeric>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 #include <sstream>
+#include <string_view>
+#include <sys/resource.h>
 #include <unistd.h>
+#include <utility>
 
 namespace command {
 
@@ -106,28 +114,99 @@ int print_help(const CLI::App &app, const CLI::Success &asked)
     return static_cast<int>(Status::done);
 }
 
+/* A failure of the whole command, as a person or a program learns of it. */
+void tell(const Failure &failure, const Subcommand &subcommand, const Arguments &arguments)
+{
+    if (arguments.json)
+        return print_answer(subcommand.name, failure.status, failure.what(),
+                            {{"details", Json::list(failure.details)}});
+    for (const std::string &detail : failure.details)
+        complain(detail);
+    complain(failure.what());
+}
+
+/* Runs it, and makes a Failure of whatever else it throws. */
+Status run_or_fail(const Subcommand &subcommand, const Arguments &arguments)
+{
+    try {
+        return subcommand.run(arguments);
+    } catch (const PathError &error) {
+        throw failure_of(error, error.path);
+    } catch (const std::bad_alloc &) {
+        throw Failure(Status::failed,
+                      "There is not enough memory for this. Nothing was changed that has not been told.");
+    } catch (const Failure &) {
+        throw;
+    } catch (const std::exception &error) {
+        throw Failure(Status::unusable, error.what());
+    }
+}
+
+/* Whoever reads the answer must not take half of it for the whole. What has been done to an appliance is done all the
+ * same, and its status tells that. */
+int status_behind_output(Status status, const Subcommand &subcommand)
+{
+    if (fflush(stdout) == 0 && !ferror(stdout))
+        return static_cast<int>(status);
+    complain("standard output: cannot write all of it, so the answer is not complete.");
+    bool acts = &subcommand == &upgrade_command || &subcommand == &rollback_command;
+    return static_cast<int>(acts ? status : Status::failed);
+}
+
 int run(const Subcommand &subcommand, const Arguments &arguments)
 {
     try {
-        return static_cast<int>(subcommand.run(arguments));
+        return status_behind_output(run_or_fail(subcommand, arguments), subcommand);
     } catch (const Failure &failure) {
-        for (const std::string &detail : failure.details)
-            complain(detail);
-        complain(failure.what());
-        return static_cast<int>(failure.status);
-    } catch (const PathError &error) {
-        complain(failure_of(error, error.path).what());
-        return static_cast<int>(Status::unusable);
-    } catch (const std::exception &error) {
-        complain(error.what());
-        return static_cast<int>(Status::unusable);
+        try {
+            tell(failure, subcommand, arguments);
+        } catch (const PathError &) {
+            return static_cast<int>(Status::failed);
+        }
+        return status_behind_output(failure.status, subcommand);
     }
+}
+
+/* How many letters have to be changed, put in or taken out to make one word of the other. */
+size_t distance(std::string_view one, std::string_view other)
+{
+    std::vector<size_t> row(other.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t at = 1; at <= one.size(); at++) {
+        size_t corner = std::exchange(row[0], at);
+        for (size_t to = 1; to <= other.size(); to++) {
+            size_t changed = corner + (one[at - 1] == other[to - 1] ? 0 : 1);
+            corner = row[to];
+            row[to] = std::min({changed, row[to] + 1, row[to - 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+/* What is said of a first word that is no subcommand; empty when it is one, or an option. */
+std::string misspelt(const char *word)
+{
+    const char *nearest = nullptr;
+    size_t      least = 4; /* further away it is another word */
+    for (const Subcommand *subcommand : subcommands) {
+        size_t letters = distance(word, subcommand->name);
+        if (letters == 0 || word[0] == '-')
+            return "";
+        if (letters < least) {
+            least = letters;
+            nearest = subcommand->name;
+        }
+    }
+    return "there is no command \"" + std::string(word) + "\"" +
+           (nearest ? ". Did you mean: migr " + std::string(nearest) : "") + ". See: migr --help";
 }
 
 } // namespace
 
 void prepare_process()
 {
+    rlimit no_core = {0, 0}; /* it would hold configuration text */
+    setrlimit(RLIMIT_CORE, &no_core);
     open_missing_streams();
     ignore_deadly_signals();
     settle_time_zone();
@@ -142,6 +221,12 @@ int run_command(int count, const char *const *arguments)
     CLI::App          app("Carries the configuration of an appliance forward to this image's release.", "migr");
     app.require_subcommand(1);
     app.footer(footer);
+    app.set_version_flag("--version", "migr " MIGR_VERSION ", for images of " + release_text(image_release()),
+                         "Print the versions of this command and of the image that it carries files forward to");
+    if (std::string wrong = count > 1 ? misspelt(arguments[1]) : ""; !wrong.empty()) {
+        complain(wrong);
+        return static_cast<int>(Status::unusable);
+    }
     for (const Subcommand *subcommand : subcommands)
         add_subcommand(app, *subcommand, given, chosen);
     try {

@@ -14,8 +14,8 @@ _migr()
             check) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             plan) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             upgrade) COMPREPLY=($(compgen -W "--image --dry-run --partial --accept-damage --strict --work --verbose --json --timeout --help" -- "$word")) ;;
-            rollback) COMPREPLY=($(compgen -W "--yes --help" -- "$word")) ;;
-            snapshots) COMPREPLY=($(compgen -W "--prune --help" -- "$word")) ;;
+            rollback) COMPREPLY=($(compgen -W "--yes --json --help" -- "$word")) ;;
+            snapshots) COMPREPLY=($(compgen -W "--prune --json --help" -- "$word")) ;;
             lint) COMPREPLY=($(compgen -W "--release --strict --json --help" -- "$word")) ;;
             *) COMPREPLY=($(compgen -W "--help" -- "$word")) ;;
         esac

@@ -2,6 +2,7 @@
 #include "appliance/appliance_state.h"
 #include "commands/subcommand.h"
 #include "output/console.h"
+#include "output/json.h"
 #include "output/printable.h"
 
 #include <cstdio>
@@ -11,12 +12,20 @@ namespace command {
 
 namespace {
 
+std::vector<std::string> since_texts(const Root &root, const RollbackPlan &plan)
+{
+    std::vector<std::string> texts;
+    for (const Since &one : plan.since)
+        texts.push_back(one.what + ": " + root.shows(one.path) +
+                        (one.replaced ? ", and going back replaces it" : ", and stays as it is now"));
+    return texts;
+}
+
 void tell_what_came_since(const Root &root, const RollbackPlan &plan)
 {
     say("Since then, these have changed or come:");
-    for (const Since &one : plan.since)
-        say("  " + one.what + ": " + root.shows(one.path) +
-            (one.replaced ? ", and going back replaces it" : ", and stays as it is now"));
+    for (const std::string &text : since_texts(root, plan))
+        say("  " + text);
 }
 
 bool answers_yes()
@@ -30,8 +39,13 @@ bool answers_yes()
 /* True when it may be done. */
 bool is_agreed(const Root &root, const Arguments &arguments, const RollbackPlan &plan)
 {
-    if (plan.since.empty())
+    if (plan.since.empty() || (arguments.yes && arguments.json))
         return true;
+    if (arguments.json)
+        throw Failure(Status::unusable,
+                      "Nothing was changed. Something changed or came since; say --yes to go back all "
+                      "the same.",
+                      since_texts(root, plan));
     tell_what_came_since(root, plan);
     if (arguments.yes)
         return true;
@@ -50,7 +64,10 @@ Status roll_back_appliance(const Arguments &arguments)
     Root       root(arguments.root);
     Interrupts held;
     root.lock();
-    settle_last_commit(root, true, [](const std::string &line) { say(line); });
+    settle_last_commit(root, true, [&](const std::string &line) {
+        if (!arguments.json)
+            say(line);
+    });
     std::string  name = chosen_snapshot(root, arguments.snapshot);
     RollbackPlan plan = plan_rollback(root, name);
     if (!is_agreed(root, arguments, plan)) {
@@ -58,6 +75,15 @@ Status roll_back_appliance(const Arguments &arguments)
         return Status::done;
     }
     std::string kept = roll_back(root, name);
+    if (arguments.json) {
+        print_answer("rollback", Status::done, "",
+                     {{"root", root.shown()},
+                      {"release", plan.to},
+                      {"undone", Json::list(plan.undone)},
+                      {"snapshot", shown_snapshot(root, kept)},
+                      {"since", Json::list(since_texts(root, plan))}});
+        return Status::done;
+    }
     say(root.shown() + ": back at " + plan.to + ", as it was before the snapshot " + shown_snapshot(root, name) + ".");
     say("To undo this:  migr rollback " + shell_word(root.shown()) + " " + kept);
     return Status::done;
@@ -73,6 +99,7 @@ const Subcommand rollback_command = {
         {"SNAPSHOT", &Arguments::snapshot,
          "To before which command: its snapshot, by name or path; if not given, the newest upgrade's"},
         {"--yes", &Arguments::yes, "Do not ask when something changed or came since"},
+        {"--json", &Arguments::json, "Print what was done as JSON; asks nothing"},
     },
     roll_back_appliance,
 };

@@ -4,8 +4,10 @@
 
 #include "system/digest.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <string>
 #include <string_view>
@@ -17,19 +19,29 @@ namespace command {
 namespace {
 
 /* A property whose name holds one of these words has a secret as its value. */
-constexpr const char *secret_words[] = {"passwd", "password", "private-key", "secret", "auth-pwd", "priv-pwd", "psk"};
+constexpr const char *secret_words[] = {"passwd", "password", "passphrase", "private-key", "pre-shared-key", "api-key",
+                                        "secret", "pwd",      "psk",        "token",       "community"};
+
+/* A property of just that name, or one that ends in it behind a dash. */
+constexpr const char *secret_endings[] = {"pass", "key"};
+
+bool ends_in(std::string_view name, std::string_view word)
+{
+    if (name.size() < word.size() || strcasecmp(name.data() + name.size() - word.size(), word.data()) != 0)
+        return false;
+    return name.size() == word.size() || name[name.size() - word.size() - 1] == '-';
+}
 
 bool is_secret(const config_node &set)
 {
     /* A switch that is named for passwords holds none. */
     if (!set.value || strcmp(set.value, "enable") == 0 || strcmp(set.value, "disable") == 0)
         return false;
-    if (strcmp(set.name, "pass") == 0 || strstr(set.value, "PRIVATE KEY-----"))
-        return true;
-    for (const char *word : secret_words)
-        if (strstr(set.name, word))
-            return true;
-    return false;
+    auto holds = [&](const char *word) { return strcasestr(set.name, word) != nullptr; };
+    auto ends = [&](const char *word) { return ends_in(set.name, word); };
+    return strstr(set.value, "PRIVATE KEY-----") ||
+           std::any_of(std::begin(secret_words), std::end(secret_words), holds) ||
+           std::any_of(std::begin(secret_endings), std::end(secret_endings), ends);
 }
 
 /* Without it, a mark could be compared with those of guessed passwords. */

@@ -3,6 +3,7 @@
 
 #include "appliance/inspect.h"
 #include "output/console.h"
+#include "output/json.h"
 #include "output/printable.h"
 #include "output/release_text.h"
 #include "output/size_text.h"
@@ -10,13 +11,10 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 namespace command {
 
 namespace {
-
-using Object = nlohmann::ordered_json; /* keys stay in the order in which they are written here */
 
 const char *word(Result result)
 {
@@ -106,25 +104,17 @@ void show_next_steps(const Outcome &outcome)
     say("To go back:            migr rollback " + shell_word(outcome.root));
 }
 
-Object printable_list(const std::vector<std::string> &texts)
+Json to_json(const FileOutcome &file)
 {
-    Object list = Object::array();
-    for (const std::string &text : texts)
-        list.push_back(printable(text));
-    return list;
-}
-
-Object to_json(const FileOutcome &file)
-{
-    auto release = [](int32_t code) { return code < 0 ? Object() : Object(release_text(code)); };
-    return {{"file", printable(file.name)},
-            {"before", release(file.before)},
-            {"after", release(file.after)},
-            {"result", word(file.result)},
-            {"reasons", printable_list(file.reasons)},
-            {"warnings", printable_list(file.warnings)},
-            {"size", file.size},
-            {"seconds", std::chrono::duration<double>(file.time).count()}};
+    auto release = [](int32_t code) { return code < 0 ? Json() : Json(release_text(code)); };
+    return Json::Members{{"file", file.name},
+                         {"before", release(file.before)},
+                         {"after", release(file.after)},
+                         {"result", word(file.result)},
+                         {"reasons", Json::list(file.reasons)},
+                         {"warnings", Json::list(file.warnings)},
+                         {"size", file.size},
+                         {"seconds", std::chrono::duration<double>(file.time).count()}};
 }
 
 } // namespace
@@ -144,22 +134,18 @@ void show(const Outcome &outcome, bool verbose)
 
 void print_json(const Outcome &outcome)
 {
-    Object files = Object::array();
+    Json::List files;
     for (const FileOutcome &file : outcome.files)
         files.push_back(to_json(file));
-    Object all = {{"format", 1},
-                  {"command", "upgrade"},
-                  {"status", static_cast<int>(outcome.status)},
-                  {"error", nullptr},
-                  {"root", printable(outcome.root)},
-                  {"image", printable(outcome.image)},
+    print_answer("upgrade", outcome.status, "",
+                 {{"root", outcome.root},
+                  {"image", outcome.image},
                   {"image_release", release_text(image_release())},
                   {"dry_run", outcome.dry_run},
                   {"changed", outcome.changed},
-                  {"snapshot", outcome.snapshot.empty() ? Object() : Object(printable(outcome.snapshot))},
+                  {"snapshot", Json::text_or_null(outcome.snapshot)},
                   {"files", std::move(files)},
-                  {"notes", printable_list(outcome.notes)}};
-    write_all(STDOUT_FILENO, all.dump(2, ' ', true) + "\n", "standard output");
+                  {"notes", Json::list(outcome.notes)}});
 }
 
 } // namespace command
