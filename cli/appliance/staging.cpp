@@ -101,7 +101,7 @@ StagingFolder::StagingFolder(const Root &appliance) : appliance_(&appliance)
 }
 
 StagingFolder::StagingFolder(const std::string &work, const std::string &shown_as)
-    : temporary_(std::make_unique<TemporaryFolder>("staging", work))
+    : temporary_(std::make_unique<TemporaryFolder>(work))
 {
     root_ = std::make_unique<Root>(temporary_->make("root"), shown_as);
 }

@@ -12,7 +12,14 @@ namespace fs = std::filesystem;
 
 namespace command {
 
-static constexpr char prefix[] = "migr-";
+/* Nothing but this class makes such a name: what has it is swept. */
+static constexpr char prefix[] = ".migr-private-";
+static constexpr char pattern_end[] = "XXXXXX";
+
+static bool is_our_name(const std::string &name)
+{
+    return name.starts_with(prefix) && name.size() == sizeof prefix - 1 + sizeof pattern_end - 1;
+}
 
 /* Locked, if nobody else has it. */
 static Fd lock_of(const fs::path &folder)
@@ -27,7 +34,7 @@ static void sweep(const fs::path &where)
     std::error_code error;
     for (fs::directory_iterator at(where, error), end; !error && at != end; at.increment(error)) {
         struct stat st = {};
-        bool        ours = at->path().filename().string().starts_with(prefix) && lstat(at->path().c_str(), &st) == 0 &&
+        bool        ours = is_our_name(at->path().filename().string()) && lstat(at->path().c_str(), &st) == 0 &&
                     S_ISDIR(st.st_mode) && st.st_uid == geteuid();
         std::error_code ignored;
         if (ours && lock_of(at->path()))
@@ -35,13 +42,13 @@ static void sweep(const fs::path &where)
     }
 }
 
-TemporaryFolder::TemporaryFolder(const std::string &purpose, const std::string &where)
+TemporaryFolder::TemporaryFolder(const std::string &where)
 {
     fs::path folder = where.empty() ? fs::temp_directory_path() : fs::path(where);
     sweep(folder);
     std::error_code ignored;
     do { /* until it is locked, somebody else may sweep it */
-        std::string pattern = (folder / (prefix + purpose + "-XXXXXX")).string();
+        std::string pattern = (folder / (std::string(prefix) + pattern_end)).string();
         if (!mkdtemp(pattern.data()))
             throw failure_of({"make a folder in", folder, errno}, folder);
         path_ = pattern;

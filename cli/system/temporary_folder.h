@@ -11,9 +11,9 @@ namespace command {
 
 class TemporaryFolder {
   public:
-    /* "migr-PURPOSE-..." in the folder `where`, or in the usual one for temporary files if that is empty. What killed
-     * processes left there goes first. Throws Failure. */
-    explicit TemporaryFolder(const std::string &purpose, const std::string &where = "");
+    /* In the folder `where`, or in the usual one for temporary files if that is empty, under a name that nothing else has.
+     * What killed processes left there under such names goes first. Throws Failure. */
+    explicit TemporaryFolder(const std::string &where);
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder &) = delete;
     TemporaryFolder &operator=(const TemporaryFolder &) = delete;
