@@ -33,7 +33,7 @@ template <typename... state> constexpr int32_t state_size = static_cast<int32_t>
 #define STAGE(version, type, rows) {version, type, rows, static_cast<int32_t>(std::size(rows))}
 
 /* Release 5.50. */
-static stage_row cbc_arr_MIGR_ADOM0x50032[] = {
+stage_row cbc_arr_MIGR_ADOM0x50032[] = {
     ROW(_migr_change_replace_msg, "system,replacemsg", 1),
     ROW(_migr_change_protocol_constraints, "waf,http-protocol-parameter-restriction", 1, migr_change_protocol_constraints_state),
     ROW(_migr_change_protocol_constraints_exception, "waf,http-constraints-exceptions", 1),
@@ -49,7 +49,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50032[] = {
 stage_table c3_arr_MIGR_ADOM0x50032 = STAGE(0x50032, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50032);
 
 /* Release 5.51. */
-static stage_row cbc_arr_MIGR_ADOM0x50033[] = {
+stage_row cbc_arr_MIGR_ADOM0x50033[] = {
     ROW(_migr_del_snmp_community_interface, "system,snmp,community", 1),
     ROW(_migr_del_snmp_user_interface, "system,snmp,user", 1),
     ROW(_migr_change_replace_msg2, "system,replacemsg", 1),
@@ -58,13 +58,13 @@ static stage_row cbc_arr_MIGR_ADOM0x50033[] = {
 stage_table c3_arr_MIGR_ADOM0x50033 = STAGE(0x50033, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50033);
 
 /* Release 5.52. */
-static stage_row cbc_arr_MIGR_ADOM0x50034[] = {
+stage_row cbc_arr_MIGR_ADOM0x50034[] = {
     ROW(_change_server_pool_ssl_protocol, "server-policy,server-pool", 1, change_server_pool_ssl_protocol_state),
 };
 stage_table c3_arr_MIGR_ADOM0x50034 = STAGE(0x50034, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50034);
 
 /* Release 5.60. */
-static stage_row cbc_arr_MIGR_ADOM0x5003c[] = {
+stage_row cbc_arr_MIGR_ADOM0x5003c[] = {
     ROW(_migr_move_cookie_poison, "waf,web-protection-profile,inline-protection", 1, migr_move_cookie_poison_state),
     ROW(_migr_del_cookie_poison_log, "log,attack-log", 1),
     ROW(_migr_del_memory_log_config, "log", 1),
@@ -73,14 +73,14 @@ static stage_row cbc_arr_MIGR_ADOM0x5003c[] = {
 stage_table c3_arr_MIGR_ADOM0x5003c = STAGE(0x5003c, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5003c);
 
 /* Release 5.70. */
-static stage_row cbc_arr_MIGR_ADOM0x50046[] = {
+stage_row cbc_arr_MIGR_ADOM0x50046[] = {
     ROW(_change_value_for_hpc, "waf,http-protocol-parameter-restriction", 1),
     ROW(_change_cookie_security_mode, "waf,cookie-security", 1, change_cookie_security_mode_state),
 };
 stage_table c3_arr_MIGR_ADOM0x50046 = STAGE(0x50046, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50046);
 
 /* Release 5.80. */
-static stage_row cbc_arr_MIGR_ADOM0x50050[] = {
+stage_row cbc_arr_MIGR_ADOM0x50050[] = {
     ROW(_change_local_certificate, "system,certificate,local", 1, change_local_certificate_state),
     ROW(_change_ca_certificate, "system,certificate,ca", 1),
     ROW(_change_intermediate_certificate, "system,certificate,intermediate-certificate", 1),
@@ -97,7 +97,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50050[] = {
 stage_table c3_arr_MIGR_ADOM0x50050 = STAGE(0x50050, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50050);
 
 /* Release 5.83. */
-static stage_row cbc_arr_MIGR_ADOM0x50053[] = {
+stage_row cbc_arr_MIGR_ADOM0x50053[] = {
     ROW(_remove_ha_no_virtual_mac, "system,ha", 1),
     ROW(_remove_global_no_ssl3, "system,global", 1),
     ROW(_remove_policy_ssl3, "server-policy,policy", 1),
@@ -110,7 +110,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50053[] = {
 stage_table c3_arr_MIGR_ADOM0x50053 = STAGE(0x50053, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50053);
 
 /* Release 5.85. */
-static stage_row cbc_arr_MIGR_ADOM0x50055[] = {
+stage_row cbc_arr_MIGR_ADOM0x50055[] = {
     ROW(_add_server_policy_setting, "", 3, add_server_policy_setting_state),
     ROW(_del_sys_admin_jsconsole, "system,admin", 1),
     ROW(_change_server_pool_ssl_cipher, "server-policy,server-pool", 1),
@@ -122,7 +122,7 @@ static stage_row cbc_arr_MIGR_ADOM0x50055[] = {
 stage_table c3_arr_MIGR_ADOM0x50055 = STAGE(0x50055, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50055);
 
 /* Release 5.90. */
-static stage_row cbc_arr_MIGR_ADOM0x5005a[] = {
+stage_row cbc_arr_MIGR_ADOM0x5005a[] = {
     ROW(_change_global_uds_server, "system,global", 1),
     ROW(_change_system_uds_server, "system,uds,server", 1),
     ROW(_add_system_passwd_policy, "system,global", 1, add_system_passwd_policy_state),
@@ -137,19 +137,19 @@ static stage_row cbc_arr_MIGR_ADOM0x5005a[] = {
 stage_table c3_arr_MIGR_ADOM0x5005a = STAGE(0x5005a, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005a);
 
 /* Release 5.91. */
-static stage_row cbc_arr_MIGR_ADOM0x5005b[] = {
+stage_row cbc_arr_MIGR_ADOM0x5005b[] = {
     ROW(_change_waf_custom_access_rule_traced_by, "waf,custom-access,rule", 1),
 };
 stage_table c3_arr_MIGR_ADOM0x5005b = STAGE(0x5005b, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005b);
 
 /* Release 6.00. */
-static stage_row cbc_arr_MIGR_ADOM0x60000[] = {
+stage_row cbc_arr_MIGR_ADOM0x60000[] = {
     ROW(_change_log_attack_log_packet_log, "log,attack-log", 1, change_log_attack_log_packet_log_state),
 };
 stage_table c3_arr_MIGR_ADOM0x60000 = STAGE(0x60000, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60000);
 
 /* Release 6.01. */
-static stage_row cbc_arr_MIGR_ADOM0x60001[] = {
+stage_row cbc_arr_MIGR_ADOM0x60001[] = {
     ROW(_erase_allow_time_under_wrong_condition, "waf,cookie-security", 1, erase_allow_time_under_wrong_condition_state),
     ROW(_erase_data_analysis_from_web_protection_in_offline, "waf,web-protection-profile", 1),
     ROW(_update_system_advanced, "system,advanced", 1, update_system_advanced_state),
@@ -158,7 +158,7 @@ static stage_row cbc_arr_MIGR_ADOM0x60001[] = {
 stage_table c3_arr_MIGR_ADOM0x60001 = STAGE(0x60001, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60001);
 
 /* Release 6.02. */
-static stage_row cbc_arr_MIGR_ADOM0x60002[] = {
+stage_row cbc_arr_MIGR_ADOM0x60002[] = {
     ROW(_remove_geo_db_dir, "", 1),
     ROW(_update_snmp_and_ha, "system", 1),
     ROW(_adjust_ml_policy, "waf,machine-learning-policy", 1),
@@ -168,7 +168,7 @@ static stage_row cbc_arr_MIGR_ADOM0x60002[] = {
 stage_table c3_arr_MIGR_ADOM0x60002 = STAGE(0x60002, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60002);
 
 /* Release 6.10. */
-static stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
+stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
     ROW(_purge_corvo_box, "system,corvobox", 1),
     ROW(_sync_cookie_security_mode, "waf,cookie-security", 1, sync_cookie_security_mode_state),
     ROW(_trim_cl_prop, "log,corvolog-policy", 1),
@@ -185,7 +185,7 @@ static stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
 stage_table c3_arr_MIGR_ADOM0x6000a = STAGE(0x6000a, STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000a);
 
 /* Release 6.11. */
-static stage_row cbc_arr_MIGR_ADOM0x6000b[] = {
+stage_row cbc_arr_MIGR_ADOM0x6000b[] = {
     ROW(_adjust_xml_json_profile, "", 2, adjust_xml_json_profile_state),
     ROW(_adjust_xml_json_log, "log,attack-log", 1),
     ROW(_erase_xml_json_pattern, "server-policy,pattern,threat-weight", 1),
@@ -198,7 +198,7 @@ static stage_row cbc_arr_MIGR_ADOM0x6000b[] = {
 stage_table c3_arr_MIGR_ADOM0x6000b = STAGE(0x6000b, STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000b);
 
 /* Release 6.20. */
-static stage_row cbc_arr_MIGR_ADOM0x60014[] = {
+stage_row cbc_arr_MIGR_ADOM0x60014[] = {
     ROW(_adjust_server_policy_vserver, "server-policy,vserver", 1, adjust_server_policy_vserver_state),
     ROW(_adjust_replacemsg, "system,replacemsg", 2, adjust_replacemsg_state),
     ROW(_adjust_hpc_620, "waf,http-protocol-parameter-restriction", 1),
@@ -219,7 +219,7 @@ static stage_row cbc_arr_MIGR_ADOM0x60014[] = {
 stage_table c3_arr_MIGR_ADOM0x60014 = STAGE(0x60014, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60014);
 
 /* Release 6.20, machine-learning files. */
-static stage_row cbc_arr_MIGR_ML0x60014[] = {
+stage_row cbc_arr_MIGR_ML0x60014[] = {
     ROW(_ml_adjust_policy, "waf,machine-learning-policy", 1),
 };
 stage_table c3_arr_MIGR_ML0x60014 = STAGE(0x60014, STAGE_ML, cbc_arr_MIGR_ML0x60014);
