@@ -4,6 +4,15 @@
  * The library is not re-entrant: it works on global records, in the caller's thread, and one operation runs at a time.
  * The platform functions of platform.h must be there when it is loaded; a host that uses dlopen loads its platform
  * library first, with RTLD_GLOBAL.
+ *
+ * A host may name its functions as it likes, also like some of libmigr.so, which calls its own whatever a host has. Its
+ * records it finds by name, as debuggers do: a host must not define globals of these names. Static variables may have
+ * any name.
+ *
+ *   EMPTY_NODE EOB_NODE _pinfo all_stages bak_line cert_dirs2fix domain_node done_sigid_check fix_func_array found_node
+ *   global_node id_array id_count is_found item_list new_id_array new_id_count notp_bridge_main policy_change_count
+ *   pre_node_info predefined_disable_sig_head qb01a sbuf_suffix sig_db sub sub_node_info taglist tmp_tree_root top
+ *   vdom_update_flag, and names that begin with c3_arr_MIGR_, cbc_arr_MIGR_, migr_
  */
 #ifndef MIGR_DRIVER_MIGR_H
 #define MIGR_DRIVER_MIGR_H
@@ -61,7 +70,9 @@ int32_t adjust_tree(void);
 /*
  * Frees every node that setup_tree and the migrations made since the last call, and the update sections that
  * adjust_tree loaded into migr_main. migr_main_do_all and migr_machine_learning_upgrade do this by themselves; a host
- * that called setup_tree calls it when it is done with the tree, and must not look at the tree afterwards.
+ * that called setup_tree calls it when it is done with the tree, and must not look at the tree afterwards. Records that
+ * the host made and that still hang in that tree, or below a node that was deleted from it, are the host's no longer:
+ * free_node, and this call, give them to free.
  */
 void migr_release_nodes(void);
 

@@ -58,7 +58,8 @@ void get_raw_name(char *text);
 /* 1 when the value's opening quote is closed or there is none, 0 while further lines belong to it. */
 int32_t check_value_finish(const char *value);
 
-/* Appends `node` to the list and clears its `next`. */
+/* Appends `node` to the list and clears its `next`. A host's own record, from calloc and with its value on the heap, is
+ * as good as any. */
 void add_to_tail(config_node **list, config_node *node);
 
 /* Copies kind, name, value and both output flags, not `next` and not the lists. 0, or -1 for a null argument (which
@@ -68,8 +69,8 @@ int32_t cp_node_content(const config_node *source, config_node *target);
 /* Copies content and all that hangs below. 0, or -1 for a null argument or no memory, with a partial copy in place. */
 int32_t copy_node(const config_node *source, config_node *target);
 
-/* Frees all that hangs below the node, not the node; its list heads stay, and dangle. Frees nothing while deleted
- * nodes are held (node_store.h). */
+/* Frees all that hangs below the node, records that a host made included, not the node; its list heads stay, and
+ * dangle. Frees nothing while deleted nodes are held (node_store.h). */
 void free_node(config_node *node);
 
 /* Writes what hangs below the node, `depth` levels indented, leaving out deleted and hidden nodes. Commas of

@@ -46,7 +46,8 @@ int32_t migr_move_node(config_node *node, config_node *parent, int32_t kind, con
 void cfg_add_conf(const char *name, const char *value, int32_t kind, config_node *target);
 
 /* Takes the child out of the parent's list for the child's own kind and frees what hangs below it. Its record, name,
- * value and `next` stay readable until the pass ends. A child that is not in that list stays as it is. */
+ * value and `next` stay readable until the pass ends; a record that a host made is the host's again, to free when it
+ * likes. A child that is not in that list stays as it is. */
 void cfg_del_conf(config_node *child, config_node *parent);
 
 /* Does what cfg_del_conf does to the child to which `link` leads, the parent's list or a link of it, and needs no

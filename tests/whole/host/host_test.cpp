@@ -1,4 +1,5 @@
-/* The library as its host sees it: loaded by hand into a C program, found by the names of functions and records. */
+/* The library as its host sees it: loaded by hand into a C program, found by the names of functions and records, or
+ * linked with one that has names of its own. */
 #include "support/appliance_root.h"
 #include "support/image_line.h"
 #include "support/places.h"
@@ -8,8 +9,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
 #include <sstream>
+#include <string>
 #include <vector>
 
 using namespace support;
@@ -21,10 +28,9 @@ struct HostResult {
     std::string out;
 };
 
-HostResult run_host(const ApplianceRoot &appliance, std::vector<std::string> action)
+/* Runs a program of the build; the first word is its path. */
+HostResult run_program(std::vector<std::string> words)
 {
-    std::vector<std::string> words = {build_path("/tests/c_host"), build_path(""), appliance.path().string()};
-    words.insert(words.end(), action.begin(), action.end());
     std::vector<char *> arguments;
     for (std::string &word : words)
         arguments.push_back(word.data());
@@ -35,7 +41,7 @@ HostResult run_host(const ApplianceRoot &appliance, std::vector<std::string> act
     if (child == 0) {
         dup2(pipe_ends[1], STDOUT_FILENO);
         if (may_chroot())
-            execv(build_path("/tests/c_host").c_str(), arguments.data());
+            execv(arguments[0], arguments.data());
         _exit(127);
     }
     close(pipe_ends[1]);
@@ -48,6 +54,13 @@ HostResult run_host(const ApplianceRoot &appliance, std::vector<std::string> act
     waitpid(child, &status, 0);
     result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return result;
+}
+
+HostResult run_host(const ApplianceRoot &appliance, std::vector<std::string> action)
+{
+    std::vector<std::string> words = {build_path("/tests/c_host"), build_path(""), appliance.path().string()};
+    words.insert(words.end(), action.begin(), action.end());
+    return run_program(words);
 }
 
 /* The names that the library does not export. */
@@ -152,6 +165,14 @@ TEST(Host, FindsTheRecords)
               "");
 }
 
+TEST(Host, FindsTheStagesAndTheirRows)
+{
+    for (std::string stage : {"ADOM0x50032", "ADOM0x50033", "ADOM0x50034", "ADOM0x5003c", "ADOM0x50046", "ADOM0x50050",
+                              "ADOM0x50053", "ADOM0x50055", "ADOM0x5005a", "ADOM0x5005b", "ADOM0x60000", "ADOM0x60001",
+                              "ADOM0x60002", "ADOM0x6000a", "ADOM0x6000b", "ADOM0x60014", "ML0x60014"})
+        EXPECT_EQ(missing({"c3_arr_MIGR_" + stage, "cbc_arr_MIGR_" + stage}), "");
+}
+
 TEST(Host, FindsNoNameThatBelongsToOthers)
 {
     /* Words of everyday use stay inside their files: a host or the C library may have its own. */
@@ -234,6 +255,72 @@ TEST(Host, WritesAPlainFileFromAContextThatItFilledItself)
                                                                "new_config_file_GUI 0\n");
     EXPECT_EQ(appliance.read("/out.conf"), std::string(headers_image) + block);
     EXPECT_EQ(appliance.read_gzip("/backup.gz"), std::string(headers_540) + block);
+}
+
+TEST(Host, LinksRecordsOfItsOwnIntoTheTree)
+{
+    ApplianceRoot appliance;
+    appliance.write("/lines", "set read 3\nedit read\nset x 4\nnext\nend\nedit e\nset y 5\nnext\nend\nthe block\n");
+    HostResult  host = run_host(appliance, {"own-records", "/lines"});
+    std::string kept = "config kept block\n    set own 1\n    set read 3\n    edit own\n        set inner 2\n    next\n"
+                       "    edit read\n        set x 4\n    next\nend\n";
+    EXPECT_EQ(host.exit_code, 0) << host.out;
+    EXPECT_EQ(host.out, "parse_config 0\nparse_config 0\nbehind the block\ndeleted deleted,block\n" + kept + "copy\n" +
+                            kept +
+                            "config deleted block\n    set own 1\n    edit own\n        set inner 2\n    next\n"
+                            "    edit e\n        set y 5\n    next\nend\n");
+}
+
+TEST(Host, KeepsNamesOfItsOwn)
+{
+    ApplianceRoot appliance;
+    appliance.write("/data/etc/update_config", "");
+    appliance.write_gzip("/data/config/sys_global.conf.gz", std::string(headers_540) + block);
+    HostResult host = run_program({build_path("/tests/linked_host"), appliance.path().string()});
+    EXPECT_EQ(host.exit_code, 0);
+    EXPECT_EQ(host.out, "global_sig_db_open: db is NULL \ntop 1 sub 2 found_node 3\n");
+    EXPECT_EQ(appliance.read_gzip("/data/config/sys_global.conf.gz"), std::string(headers_image) + block);
+}
+
+/* The records that libmigr.so shows, by what nm says of them: D, B, R and the like. The sanitizer adds its own. */
+std::set<std::string> exported_records()
+{
+    std::set<std::string> records;
+    FILE                 *symbols = popen(("nm -D --defined-only " + build_path("/libmigr.so")).c_str(), "r");
+    char                  line[4096], name[4096], type;
+    while (symbols && fgets(line, sizeof line, symbols))
+        if (sscanf(line, "%*s %c %4095s", &type, name) == 2 && strchr("BDRGSVC", type) && strncmp(name, "__", 2) != 0)
+            records.insert(name);
+    EXPECT_TRUE(symbols && pclose(symbols) == 0);
+    return records;
+}
+
+/* The words of migr.h between the sentence that forbids names and the comment's end. */
+std::set<std::string> names_told_to_hosts()
+{
+    std::ifstream     file(source_path("/src/driver/migr.h"));
+    std::stringstream header;
+    header << file.rdbuf();
+    std::string text = header.str();
+    size_t      start = text.find("globals of these names");
+    EXPECT_NE(start, std::string::npos);
+    text = text.substr(start, text.find("*/", start) - start);
+    std::replace(text.begin(), text.end(), ',', ' ');
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+TEST(Host, IsToldOfEachGlobalThatTheLibraryHas)
+{
+    std::set<std::string> told = names_told_to_hosts();
+    std::set<std::string> records = exported_records();
+    EXPECT_TRUE(records.contains("top"));
+    for (const std::string &name : records) {
+        bool by_beginning = false;
+        for (std::string beginning : {"c3_arr_MIGR_", "cbc_arr_MIGR_", "migr_"})
+            by_beginning = by_beginning || (told.contains(beginning) && name.starts_with(beginning));
+        EXPECT_TRUE(by_beginning || told.contains(name)) << name;
+    }
 }
 
 TEST(Host, UpgradesAMachineLearningFile)

@@ -7,6 +7,8 @@
  */
 #define _GNU_SOURCE
 #include "driver/migr.h"
+#include "tree/config_text.h"
+#include "tree/operations.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -56,6 +58,12 @@ typedef int32_t adjust_tree_call(void);
 typedef int32_t new_config_file_GUI_call(const char *);
 typedef int32_t migr_machine_learning_upgrade_call(const char *, const char *);
 typedef void    migr_release_nodes_call(void);
+typedef int32_t parse_config_call(FILE *, config_node *);
+typedef void    add_to_tail_call(config_node **, config_node *);
+typedef int32_t copy_node_call(const config_node *, config_node *);
+typedef void    write_node_call(config_node *, int32_t, FILE *);
+typedef void    free_node_call(config_node *);
+typedef void    cfg_del_conf_call(config_node *, config_node *);
 
 static void print_version(const char *path)
 {
@@ -113,6 +121,51 @@ static void print_globals(void)
            *(void **)need("sig_db") ? "open" : "closed");
 }
 
+static config_node *own_record(uint32_t kind, const char *name, const char *value)
+{
+    config_node *node = calloc(1, sizeof *node);
+    node->kind = kind;
+    strcpy(node->name, name);
+    node->value = value ? strdup(value) : NULL;
+    return node;
+}
+
+/* A block of the host's own, with a set and an edit: the rest comes from `lines`, up to the `end` among them. */
+static config_node *own_block(const char *name, FILE *lines)
+{
+    config_node *block = own_record(MIGR_TOP, name, NULL);
+    CALL(add_to_tail)(&block->set_list, own_record(MIGR_SET, "own", "1"));
+    CALL(add_to_tail)(&block->edit_list, own_record(MIGR_EDIT, "own", NULL));
+    CALL(add_to_tail)(&block->edit_list->set_list, own_record(MIGR_SET, "inner", "2"));
+    printf("parse_config %d\n", (int)CALL(parse_config)(lines, block));
+    return block;
+}
+
+/* Two blocks of records that the host made: one is deleted, one stays to the end. */
+static void link_own_records(const char *path)
+{
+    run_context *context = need("migr_main");
+    config_node  copy = {.kind = MIGR_ROOT};
+    FILE        *lines = fopen(path, "r");
+    char         line[64] = "";
+    context->root.kind = MIGR_ROOT;
+    CALL(add_to_tail)(&context->root.top_list, own_block("kept,block", lines));
+    CALL(add_to_tail)(&context->root.top_list, own_block("deleted,block", lines));
+    printf("behind %s", fgets(line, sizeof line, lines));
+    fclose(lines);
+    CALL(copy_node)(&context->root, &copy);
+    config_node *deleted = context->root.top_list->next;
+    CALL(cfg_del_conf)(deleted, &context->root);
+    printf("deleted %s\n", deleted->name);
+    free(deleted);
+    CALL(write_node)(&context->root, 0, stdout);
+    printf("copy\n");
+    CALL(write_node)(&copy, 0, stdout);
+    CALL(free_node)(&context->root);
+    context->root.top_list = NULL;
+    CALL(migr_release_nodes)();
+}
+
 /* For each name: whether the library exports it. */
 static void look_for(char **names)
 {
@@ -130,6 +183,8 @@ static int act(char **action)
         upgrade_by_hand(action[1], action[2]);
     else if (strcmp(action[0], "machine-learning") == 0 && action[1] && action[2])
         printf("machine learning %d\n", (int)CALL(migr_machine_learning_upgrade)(action[1], action[2]));
+    else if (strcmp(action[0], "own-records") == 0 && action[1])
+        return link_own_records(action[1]), 0;
     else if (strcmp(action[0], "symbols") == 0)
         return look_for(action + 1), 0;
     else
