@@ -6,7 +6,7 @@
 
 #include "chain/blocks.h"
 #include "driver/run_context.h"
-#include "tree/config_text.h"
+#include "tree/line_words.h"
 #include "tree/operations.h"
 #include "tree/version_text.h"
 

@@ -2,7 +2,7 @@
 
 #include "driver/migr.h"
 #include "platform/platform.h"
-#include "tree/config_text.h"
+#include "tree/line_words.h"
 #include "tree/stored_files.h"
 #include "tree/text_reader.h"
 #include "tree/version_text.h"

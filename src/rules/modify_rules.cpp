@@ -3,7 +3,7 @@
 #include "rules/properties.h"
 #include "rules/rule_path.h"
 #include "rules/rule_paths.h"
-#include "tree/config_text.h"
+#include "tree/line_words.h"
 #include "tree/operations.h"
 #include "tree/version_text.h"
 
@@ -52,14 +52,6 @@ int32_t find_left_side(const char *text, left_side *left)
     left->is_top = left->token == text;
     left->directory_length = static_cast<size_t>((left->is_top ? close + 1 : left->token) - text);
     return 0;
-}
-
-void copy_cut(char *output, size_t room, const char *text, size_t length)
-{
-    if (length > room - 1)
-        length = room - 1;
-    memcpy(output, text, length);
-    output[length] = '\0';
 }
 
 void copy_directory(const char *text, const left_side *left, char *output)
@@ -317,19 +309,6 @@ int32_t apply_rule(rule_list *list, migr_list *link, size_t number, int32_t read
 }
 
 } // namespace
-
-char *get_path_name_2(char *text, char *output)
-{
-    output[0] = '\0';
-    if (!text)
-        return nullptr;
-    text = skip_white(text);
-    if (*text == '\0')
-        return nullptr;
-    size_t length = strlen(text);
-    join_words(text, text + length, output, length + 1);
-    return text + length;
-}
 
 int32_t parse_modify_line(const char *text, char *main_directory, char *old_name, char *new_name, char *property,
                           int32_t readd, int32_t *version)

@@ -38,9 +38,6 @@ int32_t get_maindir(const char *text, char *main_directory);
 int32_t __modify_node_info(config_node *node, const char *path, const char *old_name, const char *new_name,
                            const char *property, int32_t section_version);
 
-/* get_path_name without its limit: `output` holds at least as many bytes as the text with its NUL. */
-char *get_path_name_2(char *text, char *output);
-
 #ifdef __cplusplus
 }
 #endif

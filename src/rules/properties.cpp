@@ -1,7 +1,7 @@
 #include "rules/properties.h"
 
 #include "rules/rules.h"
-#include "tree/config_text.h"
+#include "tree/line_words.h"
 #include "tree/operations.h"
 #include "tree/version_text.h"
 
@@ -53,19 +53,14 @@ value_word *word_of(migr_list *link)
     return reinterpret_cast<value_word *>(link);
 }
 
-void copy_word(char *output, const char *start, const char *end)
-{
-    snprintf(output, MIGR_NAME_SIZE, "%.*s", static_cast<int>(end - start), start);
-}
-
 /* "old,new", without the brackets. */
 int32_t add_pair(const char *old_start, const char *comma, const char *end, migr_list *pairs)
 {
     auto *pair = static_cast<rule_pair *>(malloc(sizeof(rule_pair)));
     if (!pair)
         return -1;
-    copy_word(pair->old_word, old_start, comma);
-    copy_word(pair->new_word, comma + 1, end);
+    copy_cut(pair->old_word, sizeof pair->old_word, old_start, static_cast<size_t>(comma - old_start));
+    copy_cut(pair->new_word, sizeof pair->new_word, comma + 1, static_cast<size_t>(end - comma - 1));
     migr_list_add_tail(&pair->link, pairs);
     return comma == old_start ? -1 : 0;
 }

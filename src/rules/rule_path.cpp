@@ -1,6 +1,6 @@
 #include "rules/rule_path.h"
 
-#include "tree/config_text.h"
+#include "tree/line_words.h"
 #include "tree/stack.h"
 
 #include <cstring>
@@ -80,10 +80,7 @@ int32_t extract_first_name(const char *text, char *output, const char **rest)
     const char *end = name ? strchr(name, '>') : nullptr;
     if (!end)
         return -1;
-    auto   length = static_cast<size_t>(end - name);
-    size_t kept = length < MIGR_NAME_SIZE ? length : MIGR_NAME_SIZE - 1;
-    memcpy(output, name, kept);
-    output[kept] = '\0';
+    copy_cut(output, MIGR_NAME_SIZE, name, static_cast<size_t>(end - name));
     store_rest(end + 1, rest);
     return 0;
 }

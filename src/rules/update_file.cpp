@@ -1,6 +1,6 @@
 #include "rules/update_file.h"
 
-#include "tree/config_text.h"
+#include "tree/line_words.h"
 #include "tree/version_text.h"
 
 #include <cstdlib>

@@ -9,6 +9,7 @@
 #define MIGR_TREE_CONFIG_TEXT_H
 
 #include "driver/run_context.h"
+#include "tree/line_words.h"
 #include "tree/setup_tree.h"
 #include "tree/text_reader.h"
 
@@ -17,16 +18,6 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-/* White space as the language knows it: blank, tab, newline, vertical tab, form feed, carriage return. */
-int32_t is_white(char c);
-
-/* The first character of the text that is no white space; the terminator of a blank text. */
-char *skip_white(const char *text);
-
-/* Copies the characters ahead of `end` and puts one comma in place of each run of white space that another character
- * follows. What does not fit `room` bytes, with the NUL, is cut. */
-void join_words(const char *text, const char *end, char *output, size_t room);
 
 /*
  * Reads the content of one block into `parent`, through the line buffer of migr_main, up to the block's `end` or
@@ -37,23 +28,9 @@ void join_words(const char *text, const char *end, char *output, size_t room);
 int32_t parse_config(FILE *stream, config_node *parent);
 int32_t parse_text(text_reader *text, config_node *parent);
 
-/*
- * Readers of one line's words. `text` is null or a terminated text, `output` a buffer of MIGR_NAME_SIZE bytes that is
- * always filled, with an empty text if need be. The result is the position reached, or null for null and blank text.
- *   get_first_word    up to white space
- *   get_path_name     all words, joined by commas; looks at 127 characters behind leading white space
- *   get_second_name   up to white space outside the first pair of double quotes; keeps the quotes
- */
-char *get_first_word(char *text, char *output);
-char *get_path_name(char *text, char *output);
-char *get_second_name(char *text, char *output);
-
 /* Copies a value, quotes included, to a fresh heap text in *value; cuts `text` where the value ends. The position
  * reached, or null when there is no value or no memory, and *value is then null. */
 char *get_set_value(char *text, char **value);
-
-/* Strips one pair of enclosing double quotes in place; text without both stays as it is. */
-void get_raw_name(char *text);
 
 /* 1 when the value's opening quote is closed or there is none, 0 while further lines belong to it. */
 int32_t check_value_finish(const char *value);

@@ -1,3 +1,7 @@
+/*
+ * The parser. It takes every text: what it does not know it passes over, and only a `set` without a value and a lack of
+ * memory stop it. What that loses is not its business to tell.
+ */
 #include "driver/run_context.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
@@ -13,39 +17,25 @@ namespace {
 /* A block whose `end` has not come yet, with the last node of each of its lists, so that appending takes no walk. */
 struct open_block {
     config_node *node;
-    config_node *last_top;
-    config_node *last_config;
-    config_node *last_edit;
-    config_node *last_set;
+    config_node *last[MIGR_SET + 1]; /* by the kind that the list holds */
 };
 
-/* The open blocks, innermost last. The first one is the caller's. */
-using block_stack = stack<open_block>;
+/* Innermost last. The first one is the caller's. */
+using open_blocks = stack<open_block>;
 
 open_block block_of(config_node *node)
 {
-    return {node, last_of(node->top_list), last_of(node->config_list), last_of(node->edit_list),
-            last_of(node->set_list)};
-}
-
-void append(config_node **list, config_node **last, config_node *node)
-{
-    *(*last ? &(*last)->next : list) = node;
-    *last = node;
+    open_block block = {node, {}};
+    for (uint32_t kind = MIGR_TOP; kind <= MIGR_SET; kind++)
+        block.last[kind] = last_of(*child_list(node, kind));
+    return block;
 }
 
 void append_child(open_block *block, config_node *child)
 {
-    switch (child->kind) {
-    case MIGR_TOP:
-        return append(&block->node->top_list, &block->last_top, child);
-    case MIGR_CONFIG:
-        return append(&block->node->config_list, &block->last_config, child);
-    case MIGR_EDIT:
-        return append(&block->node->edit_list, &block->last_edit, child);
-    default:
-        return append(&block->node->set_list, &block->last_set, child);
-    }
+    config_node **last = &block->last[child->kind];
+    *(*last ? &(*last)->next : child_list(block->node, child->kind)) = child;
+    *last = child;
 }
 
 /* Where the lines come from: a text in memory, or a stream that its owner goes on reading behind the block. */
@@ -146,7 +136,7 @@ int32_t add_set(const line_source &lines, char *text, open_block *block)
     return 0;
 }
 
-int32_t open_child(block_stack *open, uint32_t kind, char *text)
+int32_t open_child(open_blocks *blocks, uint32_t kind, char *text)
 {
     config_node *child = new_node(kind);
     if (!child)
@@ -155,8 +145,8 @@ int32_t open_child(block_stack *open, uint32_t kind, char *text)
         get_path_name(text, child->name);
     else
         get_second_name(text, child->name);
-    append_child(top_record(open), child);
-    return push_record(open, {child, nullptr, nullptr, nullptr, nullptr});
+    append_child(top_record(blocks), child);
+    return push_record(blocks, {child, {}});
 }
 
 enum class keyword { config, edit, set, close, other };
@@ -184,27 +174,27 @@ keyword keyword_of(const char *word)
 }
 
 /* Reads lines into the innermost open block until the outermost has closed or the text ends. */
-int32_t read_blocks(const line_source &lines, block_stack *open)
+int32_t read_blocks(const line_source &lines, open_blocks *blocks)
 {
     char word[MIGR_NAME_SIZE];
     while (next_line(lines)) {
         char       *rest = get_first_word(migr_main.line_buf, word);
-        open_block *block = top_record(open);
+        open_block *block = top_record(blocks);
         int32_t     result = 0;
         switch (keyword_of(word)) {
         case keyword::config:
-            result = open_child(open, block->node->kind == MIGR_ROOT ? MIGR_TOP : MIGR_CONFIG, rest);
+            result = open_child(blocks, block->node->kind == MIGR_ROOT ? MIGR_TOP : MIGR_CONFIG, rest);
             break;
         case keyword::edit:
-            result = open_child(open, MIGR_EDIT, rest);
+            result = open_child(blocks, MIGR_EDIT, rest);
             break;
         case keyword::set:
             result = add_set(lines, rest, block);
             break;
         case keyword::close:
-            if (open->count == 1)
+            if (blocks->count == 1)
                 return 0;
-            open->count--;
+            blocks->count--;
             break;
         case keyword::other:
             break;
@@ -218,96 +208,17 @@ int32_t read_blocks(const line_source &lines, block_stack *open)
 /* `outer` is carried on, so that a caller who comes back for the same block need not look for its list ends again. */
 int32_t parse_into(const line_source &lines, open_block *outer)
 {
-    block_stack open = {};
-    int32_t     result = push_record(&open, *outer);
+    open_blocks blocks = {};
+    int32_t     result = push_record(&blocks, *outer);
     if (result == 0) {
-        result = read_blocks(lines, &open);
-        *outer = open.records[0];
+        result = read_blocks(lines, &blocks);
+        *outer = blocks.records[0];
     }
-    free_stack(&open);
+    free_stack(&blocks);
     return result;
 }
 
 } // namespace
-
-int32_t is_white(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-char *skip_white(const char *text)
-{
-    while (is_white(*text))
-        text++;
-    return const_cast<char *>(text);
-}
-
-void join_words(const char *text, const char *end, char *output, size_t room)
-{
-    size_t length = 0;
-    bool   gap = false;
-    for (; text < end && length < room - 1; text++) {
-        if (is_white(*text)) {
-            gap = true;
-            continue;
-        }
-        if (gap)
-            output[length++] = ',';
-        gap = false;
-        if (length < room - 1)
-            output[length++] = *text;
-    }
-    output[length] = '\0';
-}
-
-char *get_first_word(char *text, char *output)
-{
-    output[0] = '\0';
-    if (!text)
-        return nullptr;
-    text = skip_white(text);
-    if (*text == '\0')
-        return nullptr;
-    size_t length = 0;
-    while (length < MIGR_NAME_SIZE - 1 && text[length] != '\0' && !is_white(text[length]))
-        length++;
-    memcpy(output, text, length);
-    output[length] = '\0';
-    return text + length;
-}
-
-char *get_path_name(char *text, char *output)
-{
-    output[0] = '\0';
-    if (!text)
-        return nullptr;
-    text = skip_white(text);
-    if (*text == '\0')
-        return nullptr;
-    size_t length = strnlen(text, MIGR_NAME_SIZE - 1);
-    join_words(text, text + length, output, MIGR_NAME_SIZE);
-    return text + length;
-}
-
-char *get_second_name(char *text, char *output)
-{
-    output[0] = '\0';
-    if (!text)
-        return nullptr;
-    text = skip_white(text);
-    if (*text == '\0')
-        return nullptr;
-    size_t length = 0;
-    size_t quotes = 0;
-    while (length < MIGR_NAME_SIZE - 1 && text[length] != '\0' && (quotes == 1 || !is_white(text[length]))) {
-        if (text[length] == '"')
-            quotes++;
-        length++;
-    }
-    memcpy(output, text, length);
-    output[length] = '\0';
-    return text + length;
-}
 
 char *get_set_value(char *text, char **value)
 {
@@ -327,15 +238,6 @@ char *get_set_value(char *text, char **value)
     }
     *value = strdup(text);
     return *value ? text : nullptr;
-}
-
-void get_raw_name(char *text)
-{
-    size_t length = strlen(text);
-    if (length < 2 || text[0] != '"' || text[length - 1] != '"')
-        return;
-    memmove(text, text + 1, length - 2);
-    text[length - 2] = '\0';
 }
 
 int32_t check_value_finish(const char *value)

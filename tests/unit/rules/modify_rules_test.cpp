@@ -124,24 +124,6 @@ TEST(MainDirectory, IsWhatTheRuleLineGives)
     EXPECT_EQ("-1", directory(nullptr));
 }
 
-TEST(PathName2, HasNoLimit)
-{
-    char        output[1024];
-    std::string text = "  " + times(200, "a  ");
-    EXPECT_EQ(text.data() + text.size(), get_path_name_2(text.data(), output));
-    EXPECT_EQ(times(199, "a,") + "a", output);
-}
-
-TEST(PathName2, BlankTextGivesNothing)
-{
-    char output[16] = "x";
-    char blank[] = "  ";
-    EXPECT_EQ(nullptr, get_path_name_2(nullptr, output));
-    EXPECT_STREQ("", output);
-    EXPECT_EQ(nullptr, get_path_name_2(blank, output));
-    EXPECT_STREQ("", output);
-}
-
 class ModifyNode : public RulesTest {
   protected:
     static int32_t modify(config_node *node, const char *path, const char *old_name, const char *new_name,
