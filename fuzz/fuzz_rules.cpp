@@ -90,6 +90,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         rules = rules.substr(0, end + 1);
     }
     run_pass(rules, tree, 0x3001e);
-    run_pass(rules, tree, MIGR_RELEASE_5_10);
+    run_pass(rules, tree, MIGR_RELEASE(5, 10));
     return 0;
 }

@@ -116,7 +116,7 @@ std::string domain_by_name_or_content(const SingleRequest &request, const Single
 
 std::string domain_of(const SingleRequest &request, const SingleFile &file, const Counts &counts)
 {
-    bool before_split = file.facts.release < MIGR_RELEASE_5_10;
+    bool before_split = file.facts.release < MIGR_RELEASE(5, 10);
     if (before_split && (request.as == "domain" || !request.domain.empty()))
         throw Failure(Status::unusable, file.shown + ": it is of release " + release_text(file.facts.release) +
                                             ", from before 5.10, when one file held everything, so it is no domain's. "
@@ -201,7 +201,7 @@ void warn_of_what_is_missing(const SingleFile &file)
 {
     bool certificates = std::any_of(file.names.begin(), file.names.end(),
                                     [](const std::string &name) { return name.starts_with("system,certificate"); });
-    if (file.is_domain() && file.facts.release < MIGR_RELEASE_5_20)
+    if (file.is_domain() && file.facts.release < MIGR_RELEASE(5, 20))
         complain("warning: " + file.shown +
                  ": up to 5.20 a domain's certificate blocks (config system certificate) "
                  "come from the global file, which is not there. They are missing from the "

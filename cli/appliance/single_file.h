@@ -28,7 +28,7 @@ struct SingleFile {
     /* A file from before 5.10 is split. */
     bool becomes_two() const
     {
-        return facts.release >= 0 && facts.release < MIGR_RELEASE_5_10;
+        return facts.release >= 0 && facts.release < MIGR_RELEASE(5, 10);
     }
 
     bool is_domain() const

@@ -142,7 +142,7 @@ void refuse_what_needs_its_global_file(std::vector<FilePlan> &plans)
     if (global && global->fate == Fate::upgrade)
         return;
     for (FilePlan &plan : plans) {
-        if (plan.fate != Fate::upgrade || plan.file.facts.release >= MIGR_RELEASE_5_10)
+        if (plan.fate != Fate::upgrade || plan.file.facts.release >= MIGR_RELEASE(5, 10))
             continue;
         plan.fate = Fate::refuse;
         plan.reasons = {"It is from before 5.10, and can be upgraded only together with a " + std::string(global_name) +
@@ -188,7 +188,7 @@ bool is_small_model(const std::string &model)
 size_t expected_passes(const Scene &scene)
 {
     const FilePlan *global = global_plan(scene.plans);
-    bool            splits = global && global->fate == Fate::upgrade && global->file.facts.release < MIGR_RELEASE_5_10;
+    bool            splits = global && global->fate == Fate::upgrade && global->file.facts.release < MIGR_RELEASE(5, 10);
     return scene.plans.size() + (!splits ? 0 : scene.before.find(first_domain_name) ? 1 : 2);
 }
 
@@ -313,7 +313,7 @@ FileOutcome outcome_of_new_file(const LibraryRun &run, const StoredFile &file)
 void require_both_halves(const Scene &scene, std::vector<FileOutcome> &files)
 {
     const FilePlan *global = global_plan(scene.plans);
-    if (!global || global->fate != Fate::upgrade || global->file.facts.release >= MIGR_RELEASE_5_10)
+    if (!global || global->fate != Fate::upgrade || global->file.facts.release >= MIGR_RELEASE(5, 10))
         return;
     auto find = [&](const char *name) {
         return std::find_if(files.begin(), files.end(), [&](const FileOutcome &file) { return file.name == name; });

@@ -177,12 +177,12 @@ PlannedPass plan_pass(Planner &planner, const std::string &file, int32_t from, c
     pass.from = from;
     json found = planner.machine.run([&] { return load_sections(planner.sources.update_file, from); });
     pass.splits = found["splits"];
-    pass.to = from < MIGR_RELEASE_5_10 ? MIGR_RELEASE_5_10 : get_osimage_version();
+    pass.to = from < MIGR_RELEASE(5, 10) ? MIGR_RELEASE(5, 10) : get_osimage_version();
     for (const json &section : found["sections"])
         pass.sections.push_back(section_from(section, names));
     plan_stages(planner, pass, names);
-    if (from < MIGR_RELEASE_4_0)
-        pass.effects.push_back({MIGR_RELEASE_4_0, "conversion of certificate folders",
+    if (from < MIGR_RELEASE(4, 0))
+        pass.effects.push_back({MIGR_RELEASE(4, 0), "conversion of certificate folders",
                                 "moves the files below /data/etc/xmlproxy/certs to /data/etc/cert/local"});
     return pass;
 }
@@ -225,23 +225,23 @@ void plan_global(Planner &planner, int32_t release, const Names &names)
 {
     Plan &plan = planner.plan;
     plan.passes.push_back(plan_pass(planner, global_name, release, names));
-    if (release >= MIGR_RELEASE_5_10)
+    if (release >= MIGR_RELEASE(5, 10))
         return;
     bool   splits = plan.passes.back().splits;
     Halves halves = splits ? split_names(planner, names) : Halves{names, {}};
-    plan.passes.push_back(plan_pass(planner, global_name, MIGR_RELEASE_5_10, halves.global));
+    plan.passes.push_back(plan_pass(planner, global_name, MIGR_RELEASE(5, 10), halves.global));
     if (splits)
-        plan.passes.push_back(plan_pass(planner, first_domain_name, MIGR_RELEASE_5_10, halves.domain));
+        plan.passes.push_back(plan_pass(planner, first_domain_name, MIGR_RELEASE(5, 10), halves.domain));
 }
 
 void plan_afterwards(Plan &plan, int32_t release)
 {
-    if (release >= MIGR_RELEASE_5_20)
+    if (release >= MIGR_RELEASE(5, 20))
         return;
     std::string text = "moves certificate files from /data/etc/cert/KIND into the folder of the domain \"root\" there";
-    if (release >= MIGR_RELEASE_5_10)
+    if (release >= MIGR_RELEASE(5, 10))
         text += ", and copies them for each other domain";
-    plan.afterwards.push_back({MIGR_RELEASE_5_20, "domain certificate folders", text});
+    plan.afterwards.push_back({MIGR_RELEASE(5, 20), "domain certificate folders", text});
 }
 
 std::string text_of(const std::vector<std::string> &reasons)

@@ -129,7 +129,7 @@ std::vector<ImageFault> faults_of_image(const ImageTexts &image, int32_t lowest_
     Faults faults;
     check_update_file(image.update_file, lowest_release, faults);
     SyntaxFile split(image.syntax_file, faults);
-    check_predefined(image.predefined, lowest_release < MIGR_RELEASE_5_10 ? &split : nullptr, faults);
+    check_predefined(image.predefined, lowest_release < MIGR_RELEASE(5, 10) ? &split : nullptr, faults);
     std::string database = why_no_database(image.database, check);
     if (!database.empty())
         faults.push_back({database_file, 0, database});

@@ -141,7 +141,7 @@ void check_reach(int32_t version, std::string_view where, int32_t section_versio
     if (version >= section_version)
         faults->add(where, "never acts: its release is not below that of its section, " +
                                section_name(section_version) + ". Name the last release that still had the node.");
-    else if (version < MIGR_RELEASE_5_10 && section_version > MIGR_RELEASE_5_10)
+    else if (version < MIGR_RELEASE(5, 10) && section_version > MIGR_RELEASE(5, 10))
         faults->add(where,
                     "never acts: behind section 5.10 every file is at 5.10 or later. Put it into section 5.10 or "
                     "an earlier one, or name 5.10 or a later release.");

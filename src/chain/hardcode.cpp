@@ -217,24 +217,24 @@ static constexpr struct {
     int32_t   version;
     migration step;
 } steps[] = {
-    {0x4000a, migr_hardcode_v40tov41},   /* 4.10 */
-    {0x4000b, migr_hardcode_v410tov411}, /* 4.11 */
-    {0x40014, migr_hardcode_v411tov420}, /* 4.20 */
-    {0x4001e, reach_430},                /* 4.30 */
-    {0x40020, reach_432},                /* 4.32 */
-    {0x40023, migr_hardcode_v433tov435}, /* 4.35 */
-    {0x40028, migr_hardcode_v435tov440}, /* 4.40 */
-    {0x4002a, migr_hardcode_v440tov442}, /* 4.42 */
-    {0x4002b, migr_hardcode_v442tov443}, /* 4.43 */
-    {0x50000, migr_hardcode_v446tov500}, /* 5.0 */
-    {0x5000a, migr_hardcode_v500tov510}, /* 5.10 */
-    {0x50014, migr_hardcode_v510tov520}, /* 5.20 */
-    {0x5001e, migr_hardcode_v520tov530}, /* 5.30 */
-    {0x50020, migr_hardcode_v530tov532}, /* 5.32 */
-    {0x50021, migr_hardcode_v532tov533}, /* 5.33 */
-    {0x50023, migr_hardcode_v534tov535}, /* 5.35 */
-    {0x50024, migr_hardcode_v535tov536}, /* 5.36 */
-    {0x50028, migr_hardcode_v536tov540}, /* 5.40 */
+    {MIGR_RELEASE(4, 10), migr_hardcode_v40tov41},
+    {MIGR_RELEASE(4, 11), migr_hardcode_v410tov411},
+    {MIGR_RELEASE(4, 20), migr_hardcode_v411tov420},
+    {MIGR_RELEASE(4, 30), reach_430},
+    {MIGR_RELEASE(4, 32), reach_432},
+    {MIGR_RELEASE(4, 35), migr_hardcode_v433tov435},
+    {MIGR_RELEASE(4, 40), migr_hardcode_v435tov440},
+    {MIGR_RELEASE(4, 42), migr_hardcode_v440tov442},
+    {MIGR_RELEASE(4, 43), migr_hardcode_v442tov443},
+    {MIGR_RELEASE(5, 0), migr_hardcode_v446tov500},
+    {MIGR_RELEASE(5, 10), migr_hardcode_v500tov510},
+    {MIGR_RELEASE(5, 20), migr_hardcode_v510tov520},
+    {MIGR_RELEASE(5, 30), migr_hardcode_v520tov530},
+    {MIGR_RELEASE(5, 32), migr_hardcode_v530tov532},
+    {MIGR_RELEASE(5, 33), migr_hardcode_v532tov533},
+    {MIGR_RELEASE(5, 35), migr_hardcode_v534tov535},
+    {MIGR_RELEASE(5, 36), migr_hardcode_v535tov536},
+    {MIGR_RELEASE(5, 40), migr_hardcode_v536tov540},
 };
 
 int32_t chain_step_version(int32_t index)

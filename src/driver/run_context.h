@@ -25,14 +25,9 @@ enum migr_mode {
     MIGR_MACHINE_LEARNING = 2,
 };
 
-/* Version codes: the major number shifted left 16, plus the minor. They compare as signed numbers; -1 is no version. */
-enum migr_release {
-    MIGR_RELEASE_4_0 = 0x40000,
-    MIGR_RELEASE_5_9 = 0x50009,
-    MIGR_RELEASE_5_10 = 0x5000a, /* one file became a global file and one file per domain */
-    MIGR_RELEASE_5_20 = 0x50014, /* certificate files moved into one folder per domain */
-    MIGR_RELEASE_IMAGE = (MIGR_IMAGE_MAJOR << 16) + MIGR_IMAGE_MINOR,
-};
+/* The version code of a release, in signed 32 bits: codes compare as numbers, and -1 is no version. */
+#define MIGR_RELEASE(major, minor) (((major) << 16) + (minor))
+#define MIGR_RELEASE_IMAGE MIGR_RELEASE(MIGR_IMAGE_MAJOR, MIGR_IMAGE_MINOR)
 
 #define MIGR_MODEL_SIZE 128
 

@@ -71,6 +71,11 @@ void end_pass()
     unlink(MIGR_OLD_TEXT);
 }
 
+bool crosses(int32_t release, int32_t from_version, int32_t to_version)
+{
+    return from_version < release && to_version >= release;
+}
+
 void tell_host(int32_t version, const char *phase)
 {
     if (migr_on_section)
@@ -83,12 +88,12 @@ void drop_old_bridges()
     notp_bridge_main = {};
     find_notp_bridge_node(&migr_main.root, 0);
     free_notp_bridges();
-    tell_host(MIGR_RELEASE_4_0, "bridges");
+    tell_host(MIGR_RELEASE(4, 0), "bridges");
 }
 
 int32_t apply_section(update_section *section)
 {
-    if (section->version == MIGR_RELEASE_4_0)
+    if (section->version == MIGR_RELEASE(4, 0))
         drop_old_bridges();
     if (migr_hardcode(section) == -1)
         return -1;
@@ -167,7 +172,7 @@ void migr_main_func(const char *path, uint32_t mode)
     if (parse_version(path, 0) != 0)
         return;
     int32_t result = upgrade_unpacked_file(path);
-    bool    crosses_4_0 = migr_main.cfg_version < MIGR_RELEASE_4_0 && migr_main.img_version >= MIGR_RELEASE_4_0;
+    bool    crosses_4_0 = crosses(MIGR_RELEASE(4, 0), migr_main.cfg_version, migr_main.img_version);
     end_pass();
     if (result == 0 && crosses_4_0)
         file_conversion();
@@ -191,9 +196,7 @@ void migr_main_adom(const char *path)
 
 int32_t do_other_migr_jobs(int32_t from_version, int32_t to_version)
 {
-    if (from_version < MIGR_RELEASE_5_20 && to_version >= MIGR_RELEASE_5_20)
-        return migr_fix_all_files(from_version);
-    return 0;
+    return crosses(MIGR_RELEASE(5, 20), from_version, to_version) ? migr_fix_all_files(from_version) : 0;
 }
 
 int32_t global_sig_db_open(void)
@@ -240,9 +243,9 @@ void migr_main_do_all(void)
     if (cfg_version == -1 || img_version <= cfg_version)
         return;
     global_sig_db_open();
-    if (cfg_version < MIGR_RELEASE_5_10)
+    if (cfg_version < MIGR_RELEASE(5, 10))
         migr_main_func(path, MIGR_GLOBAL);
-    if (cfg_version >= MIGR_RELEASE_5_10 || img_version > MIGR_RELEASE_5_10)
+    if (cfg_version >= MIGR_RELEASE(5, 10) || img_version > MIGR_RELEASE(5, 10))
         migr_main_adom(path);
     free_tmp_tree();
     global_sig_db_close();

@@ -3,6 +3,7 @@
 #include "driver/migr.h"
 #include "platform/platform.h"
 #include "tree/line_words.h"
+#include "tree/split.h"
 #include "tree/stored_files.h"
 #include "tree/text_reader.h"
 #include "tree/version_text.h"
@@ -97,18 +98,10 @@ version_scan scan_version_line(const char *mark)
     return {version_code(number_of(major), number_of(minor)), number_of(build), major, rest, false};
 }
 
-/* A file from before 5.10 stops at 5.10 on its way to a newer image, as the update file's loader does: there it is
- * split in two. */
-int32_t target_version(int32_t read)
-{
-    if (migr_main.img_version >= MIGR_RELEASE_5_10 + 1 && read < MIGR_RELEASE_5_10)
-        return MIGR_RELEASE_5_10;
-    return migr_main.img_version;
-}
-
 void compose_first_line(const version_scan &scan)
 {
-    int32_t target = target_version(scan.code);
+    int32_t image = migr_main.img_version;
+    int32_t target = stops_at_split(scan.code, image) ? MIGR_RELEASE(5, 10) : image;
     auto    ahead = static_cast<int>(scan.version - migr_main.line_buf);
     snprintf(migr_main.first_line, sizeof migr_main.first_line, "%.*s%d.%02d-CV-build%s-%s%s", ahead,
              migr_main.line_buf, target >> 16, target & 0xffff, MIGR_IMAGE_BUILD, MIGR_IMAGE_DATE, scan.rest);

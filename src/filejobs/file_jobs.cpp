@@ -124,7 +124,7 @@ int32_t migr_fix_adom_cert_dirs(int32_t from_version)
         printf("%s %d fix root cert_dir error\n", __func__, __LINE__);
         return result;
     }
-    if (from_version < MIGR_RELEASE_5_10 || from_version >= MIGR_RELEASE_5_20)
+    if (from_version < MIGR_RELEASE(5, 10) || from_version >= MIGR_RELEASE(5, 20))
         return 0;
     return fix_other_domains();
 }

@@ -1,6 +1,7 @@
 #include "rules/update_file.h"
 
 #include "tree/line_words.h"
+#include "tree/split.h"
 #include "tree/version_text.h"
 
 #include <cstdlib>
@@ -19,19 +20,11 @@ bool is_in_range(int32_t version)
     return version > migr_main.cfg_version && version <= migr_main.img_version;
 }
 
-/* On its way to 5.10 a file from before is split behind that section, and what follows waits for the two files that
- * the split writes. */
-bool crosses_split(int32_t version)
-{
-    return migr_main.cfg_version <= MIGR_RELEASE_5_9 && version == MIGR_RELEASE_5_10 &&
-           migr_main.img_version > MIGR_RELEASE_5_9;
-}
-
 int32_t open_section(load_state *state, int32_t version)
 {
     *state = {};
-    if (crosses_split(version))
-        vdom_update_flag = 1;
+    if (version == MIGR_RELEASE(5, 10) && stops_at_split(migr_main.cfg_version, migr_main.img_version))
+        vdom_update_flag = 1; /* what follows waits for the two files that the split writes */
     if (!is_in_range(version))
         return 0;
     auto *section = static_cast<update_section *>(calloc(1, sizeof(update_section)));

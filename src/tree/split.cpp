@@ -1,3 +1,7 @@
+/*
+ * The split writes both texts whole before it compresses either. Behind that a failure may leave a new global file
+ * beside an old domain file, or none, and only who has kept a copy can go back.
+ */
 #include "tree/split.h"
 
 #include "driver/run_context.h"
@@ -128,6 +132,11 @@ int32_t write_texts()
 }
 
 } // namespace
+
+int32_t stops_at_split(int32_t cfg_version, int32_t img_version)
+{
+    return cfg_version < MIGR_RELEASE(5, 10) && img_version >= MIGR_RELEASE(5, 10);
+}
 
 int32_t update_to_vdom(void)
 {

@@ -1,4 +1,7 @@
-/* From 5.10 on an appliance has a global file and one file per domain: the split of an older, single file. */
+/*
+ * From 5.10 on an appliance has a global file and one file per domain: the split of an older, single file. Which block
+ * goes where is said by a file of the image, and nowhere here.
+ */
 #ifndef MIGR_TREE_SPLIT_H
 #define MIGR_TREE_SPLIT_H
 
@@ -21,6 +24,10 @@ struct path_node_array {
 
 extern path_node_array global_node;
 extern path_node_array domain_node;
+
+/* Whether a file of release `cfg_version` goes no further than 5.10 in its first pass towards `img_version`, and is
+ * split there: 1 or 0. The line that the file gets and the sections that are loaded for it have to agree on this. */
+int32_t stops_at_split(int32_t cfg_version, int32_t img_version);
 
 /* Splits the tree in migr_main by /etc/syntax_v510.txt into the stored global file and the domain "root". 0, or -1. */
 int32_t update_to_vdom(void);

@@ -46,7 +46,7 @@ stage_row cbc_arr_MIGR_ADOM0x50032[] = {
     ROW(_migr_change_sys_siem_policy, "log,siem-policy", 1, server_list_state),
     ROW(_migr_change_sys_global, "system,global", 1),
 };
-stage_table c3_arr_MIGR_ADOM0x50032 = STAGE(0x50032, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50032);
+stage_table c3_arr_MIGR_ADOM0x50032 = STAGE(MIGR_RELEASE(5, 50), STAGE_ADOM, cbc_arr_MIGR_ADOM0x50032);
 
 /* Release 5.51. */
 stage_row cbc_arr_MIGR_ADOM0x50033[] = {
@@ -55,13 +55,13 @@ stage_row cbc_arr_MIGR_ADOM0x50033[] = {
     ROW(_migr_change_replace_msg2, "system,replacemsg", 1),
     ROW(_migr_change_wccp_passwd_name, "system,wccp", 1),
 };
-stage_table c3_arr_MIGR_ADOM0x50033 = STAGE(0x50033, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50033);
+stage_table c3_arr_MIGR_ADOM0x50033 = STAGE(MIGR_RELEASE(5, 51), STAGE_ADOM, cbc_arr_MIGR_ADOM0x50033);
 
 /* Release 5.52. */
 stage_row cbc_arr_MIGR_ADOM0x50034[] = {
     ROW(_change_server_pool_ssl_protocol, "server-policy,server-pool", 1, change_server_pool_ssl_protocol_state),
 };
-stage_table c3_arr_MIGR_ADOM0x50034 = STAGE(0x50034, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50034);
+stage_table c3_arr_MIGR_ADOM0x50034 = STAGE(MIGR_RELEASE(5, 52), STAGE_ADOM, cbc_arr_MIGR_ADOM0x50034);
 
 /* Release 5.60. */
 stage_row cbc_arr_MIGR_ADOM0x5003c[] = {
@@ -70,14 +70,14 @@ stage_row cbc_arr_MIGR_ADOM0x5003c[] = {
     ROW(_migr_del_memory_log_config, "log", 1),
     ROW(_migr_move_site_publish_rule, "waf,site-publish-helper,rule", 1, migr_move_site_publish_rule_state),
 };
-stage_table c3_arr_MIGR_ADOM0x5003c = STAGE(0x5003c, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5003c);
+stage_table c3_arr_MIGR_ADOM0x5003c = STAGE(MIGR_RELEASE(5, 60), STAGE_ADOM, cbc_arr_MIGR_ADOM0x5003c);
 
 /* Release 5.70. */
 stage_row cbc_arr_MIGR_ADOM0x50046[] = {
     ROW(_change_value_for_hpc, "waf,http-protocol-parameter-restriction", 1),
     ROW(_change_cookie_security_mode, "waf,cookie-security", 1, change_cookie_security_mode_state),
 };
-stage_table c3_arr_MIGR_ADOM0x50046 = STAGE(0x50046, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50046);
+stage_table c3_arr_MIGR_ADOM0x50046 = STAGE(MIGR_RELEASE(5, 70), STAGE_ADOM, cbc_arr_MIGR_ADOM0x50046);
 
 /* Release 5.80. */
 stage_row cbc_arr_MIGR_ADOM0x50050[] = {
@@ -94,7 +94,7 @@ stage_row cbc_arr_MIGR_ADOM0x50050[] = {
     ROW(_remove_show_all_log, "log,attack-log", 1),
     ROW(_encrypt_local_certificate_key, "system", 1),
 };
-stage_table c3_arr_MIGR_ADOM0x50050 = STAGE(0x50050, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50050);
+stage_table c3_arr_MIGR_ADOM0x50050 = STAGE(MIGR_RELEASE(5, 80), STAGE_ADOM, cbc_arr_MIGR_ADOM0x50050);
 
 /* Release 5.83. */
 stage_row cbc_arr_MIGR_ADOM0x50053[] = {
@@ -107,7 +107,7 @@ stage_row cbc_arr_MIGR_ADOM0x50053[] = {
     ROW(_add_crl_group, "system,certificate", 2, add_crl_group_state),
     ROW(_change_offline_session_timeout, "system,settings", 1),
 };
-stage_table c3_arr_MIGR_ADOM0x50053 = STAGE(0x50053, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50053);
+stage_table c3_arr_MIGR_ADOM0x50053 = STAGE(MIGR_RELEASE(5, 83), STAGE_ADOM, cbc_arr_MIGR_ADOM0x50053);
 
 /* Release 5.85. */
 stage_row cbc_arr_MIGR_ADOM0x50055[] = {
@@ -119,7 +119,7 @@ stage_row cbc_arr_MIGR_ADOM0x50055[] = {
     ROW(_change_real_browser_enforcement, "waf", 1, change_real_browser_enforcement_state),
     ROW(_change_cookie_security_mode2, "waf,cookie-security", 1, change_cookie_security_mode2_state),
 };
-stage_table c3_arr_MIGR_ADOM0x50055 = STAGE(0x50055, STAGE_ADOM, cbc_arr_MIGR_ADOM0x50055);
+stage_table c3_arr_MIGR_ADOM0x50055 = STAGE(MIGR_RELEASE(5, 85), STAGE_ADOM, cbc_arr_MIGR_ADOM0x50055);
 
 /* Release 5.90. */
 stage_row cbc_arr_MIGR_ADOM0x5005a[] = {
@@ -134,19 +134,19 @@ stage_row cbc_arr_MIGR_ADOM0x5005a[] = {
     ROW(_migr_adjust_inline_brute_force_login, "waf,web-protection-profile,inline-protection", 1),
     ROW(_adjust_server_policy_health, "server-policy", 3, adjust_server_policy_health_state),
 };
-stage_table c3_arr_MIGR_ADOM0x5005a = STAGE(0x5005a, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005a);
+stage_table c3_arr_MIGR_ADOM0x5005a = STAGE(MIGR_RELEASE(5, 90), STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005a);
 
 /* Release 5.91. */
 stage_row cbc_arr_MIGR_ADOM0x5005b[] = {
     ROW(_change_waf_custom_access_rule_traced_by, "waf,custom-access,rule", 1),
 };
-stage_table c3_arr_MIGR_ADOM0x5005b = STAGE(0x5005b, STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005b);
+stage_table c3_arr_MIGR_ADOM0x5005b = STAGE(MIGR_RELEASE(5, 91), STAGE_ADOM, cbc_arr_MIGR_ADOM0x5005b);
 
 /* Release 6.00. */
 stage_row cbc_arr_MIGR_ADOM0x60000[] = {
     ROW(_change_log_attack_log_packet_log, "log,attack-log", 1, change_log_attack_log_packet_log_state),
 };
-stage_table c3_arr_MIGR_ADOM0x60000 = STAGE(0x60000, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60000);
+stage_table c3_arr_MIGR_ADOM0x60000 = STAGE(MIGR_RELEASE(6, 0), STAGE_ADOM, cbc_arr_MIGR_ADOM0x60000);
 
 /* Release 6.01. */
 stage_row cbc_arr_MIGR_ADOM0x60001[] = {
@@ -155,7 +155,7 @@ stage_row cbc_arr_MIGR_ADOM0x60001[] = {
     ROW(_update_system_advanced, "system,advanced", 1, update_system_advanced_state),
     ROW(_erase_fast_forward_from_server_policy_setting, "server-policy,setting", 1),
 };
-stage_table c3_arr_MIGR_ADOM0x60001 = STAGE(0x60001, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60001);
+stage_table c3_arr_MIGR_ADOM0x60001 = STAGE(MIGR_RELEASE(6, 1), STAGE_ADOM, cbc_arr_MIGR_ADOM0x60001);
 
 /* Release 6.02. */
 stage_row cbc_arr_MIGR_ADOM0x60002[] = {
@@ -165,7 +165,7 @@ stage_row cbc_arr_MIGR_ADOM0x60002[] = {
     ROW(_check_xff_cond, "waf,x-forwarded-for", 1, check_xff_cond_state),
     ROW(_correct_wrong_server_pool_prop, "server-policy,server-pool", 1),
 };
-stage_table c3_arr_MIGR_ADOM0x60002 = STAGE(0x60002, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60002);
+stage_table c3_arr_MIGR_ADOM0x60002 = STAGE(MIGR_RELEASE(6, 2), STAGE_ADOM, cbc_arr_MIGR_ADOM0x60002);
 
 /* Release 6.10. */
 stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
@@ -182,7 +182,7 @@ stage_row cbc_arr_MIGR_ADOM0x6000a[] = {
     ROW(_adjust_cert_conf, "", 1),
     ROW(_purge_fur_rule, "waf,file-upload-restriction-rule", 1, nested_entry_state),
 };
-stage_table c3_arr_MIGR_ADOM0x6000a = STAGE(0x6000a, STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000a);
+stage_table c3_arr_MIGR_ADOM0x6000a = STAGE(MIGR_RELEASE(6, 10), STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000a);
 
 /* Release 6.11. */
 stage_row cbc_arr_MIGR_ADOM0x6000b[] = {
@@ -195,7 +195,7 @@ stage_row cbc_arr_MIGR_ADOM0x6000b[] = {
     ROW(_reorg_azure_res, "system,azure-resource", 1),
     ROW(_adjust_ha_mgmt_by_cond, "system", 2, adjust_ha_mgmt_by_cond_state),
 };
-stage_table c3_arr_MIGR_ADOM0x6000b = STAGE(0x6000b, STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000b);
+stage_table c3_arr_MIGR_ADOM0x6000b = STAGE(MIGR_RELEASE(6, 11), STAGE_ADOM, cbc_arr_MIGR_ADOM0x6000b);
 
 /* Release 6.20. */
 stage_row cbc_arr_MIGR_ADOM0x60014[] = {
@@ -216,13 +216,13 @@ stage_row cbc_arr_MIGR_ADOM0x60014[] = {
     ROW(_adjust_cloud_proxy_protocol, "server-policy", 1),
     ROW(_cleanup_pre620_av_file, "", 1),
 };
-stage_table c3_arr_MIGR_ADOM0x60014 = STAGE(0x60014, STAGE_ADOM, cbc_arr_MIGR_ADOM0x60014);
+stage_table c3_arr_MIGR_ADOM0x60014 = STAGE(MIGR_RELEASE(6, 20), STAGE_ADOM, cbc_arr_MIGR_ADOM0x60014);
 
 /* Release 6.20, machine-learning files. */
 stage_row cbc_arr_MIGR_ML0x60014[] = {
     ROW(_ml_adjust_policy, "waf,machine-learning-policy", 1),
 };
-stage_table c3_arr_MIGR_ML0x60014 = STAGE(0x60014, STAGE_ML, cbc_arr_MIGR_ML0x60014);
+stage_table c3_arr_MIGR_ML0x60014 = STAGE(MIGR_RELEASE(6, 20), STAGE_ML, cbc_arr_MIGR_ML0x60014);
 
 /* clang-format on */
 

@@ -132,8 +132,7 @@ static bool is_of_potential_anomalies()
 
 static bool is_unknown_to_image()
 {
-    static constexpr int32_t last_without_threat_model = 0x60013;
-    return top_edt_set_is("threat-model") && migr_main.img_version <= last_without_threat_model;
+    return top_edt_set_is("threat-model") && migr_main.img_version < MIGR_RELEASE(6, 20);
 }
 
 /* 6.10 knows anomalies of one kind, where old files had definite and potential ones. */

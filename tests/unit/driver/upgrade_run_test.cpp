@@ -441,7 +441,7 @@ TEST_F(UpgradeRun, ARunFromBefore510TakesTheGlobalFileTwice)
 TEST_F(UpgradeRun, ARaisedFlagLeadsToTheSplit)
 {
     store(global_path, text_of("5.9"));
-    script.effects["load"] = [] { vdom_update_flag = migr_main.cfg_version < MIGR_RELEASE_5_10; };
+    script.effects["load"] = [] { vdom_update_flag = migr_main.cfg_version < MIGR_RELEASE(5, 10); };
     script.effects["split, flag 0"] = [] {
         /* What the split does to the disk, as far as the rest of the run sees it. */
         FILE *plain = fopen("/split", "w");

@@ -84,7 +84,7 @@ TEST_F(Loader, KeepsTheRangeFromTheFileToTheImage)
 
 TEST_F(Loader, RaisesTheFlagOnTheWayAcrossTheSplit)
 {
-    migr_main.cfg_version = MIGR_RELEASE_5_9;
+    migr_main.cfg_version = MIGR_RELEASE(5, 9);
     ASSERT_EQ(0, load("[5.10]\n[DELETE]\n<a>\n[5.10]\n[DELETE]\n<b>\n"));
     EXPECT_EQ("5.10 [<a>;] [] []\n", sections());
     EXPECT_EQ(1, vdom_update_flag);
@@ -92,7 +92,7 @@ TEST_F(Loader, RaisesTheFlagOnTheWayAcrossTheSplit)
 
 TEST_F(Loader, RaisesNoFlagForANewerFile)
 {
-    migr_main.cfg_version = MIGR_RELEASE_5_10;
+    migr_main.cfg_version = MIGR_RELEASE(5, 10);
     ASSERT_EQ(0, load("[5.10]\n[5.11]\n"));
     EXPECT_EQ("5.11 [] [] []\n", sections());
     EXPECT_EQ(0, vdom_update_flag);
@@ -101,7 +101,7 @@ TEST_F(Loader, RaisesNoFlagForANewerFile)
 TEST_F(Loader, RaisesNoFlagForAnOlderImage)
 {
     migr_main.cfg_version = 0x50000;
-    migr_main.img_version = MIGR_RELEASE_5_9;
+    migr_main.img_version = MIGR_RELEASE(5, 9);
     ASSERT_EQ(0, load("[5.9]\n[5.10]\n[5.11]\n"));
     EXPECT_EQ("5.9 [] [] []\n", sections());
     EXPECT_EQ(0, vdom_update_flag);

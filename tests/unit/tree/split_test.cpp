@@ -90,6 +90,16 @@ Texts split(config_node *node)
 
 } // namespace
 
+TEST(StopsAtSplit, OnTheWayFromBefore510To510OrOn)
+{
+    EXPECT_TRUE(stops_at_split(MIGR_RELEASE(5, 9), MIGR_RELEASE(5, 10)));
+    EXPECT_TRUE(stops_at_split(MIGR_RELEASE(3, 30), MIGR_RELEASE_IMAGE));
+    EXPECT_FALSE(stops_at_split(MIGR_RELEASE(5, 9), MIGR_RELEASE(5, 9)));
+    EXPECT_FALSE(stops_at_split(MIGR_RELEASE(5, 0), MIGR_RELEASE(5, 9)));
+    EXPECT_FALSE(stops_at_split(MIGR_RELEASE(5, 10), MIGR_RELEASE_IMAGE));
+    EXPECT_FALSE(stops_at_split(MIGR_RELEASE(6, 20), MIGR_RELEASE_IMAGE));
+}
+
 TEST_F(Syntax, ReadsScopeTypeAndPath)
 {
     ASSERT_EQ(0, load("GLOBAL TABLE system\n"

@@ -1,5 +1,7 @@
 #include "tree/version_text.h"
 
+#include "driver/run_context.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -37,6 +39,7 @@ TEST(VersionCode, IsMajorAboveMinor)
     EXPECT_EQ(version_code(5, 1), 0x50001);
     EXPECT_EQ(version_code(6, 21), 0x60015);
     EXPECT_EQ(version_code(0, 0), 0);
+    EXPECT_EQ(version_code(4, 20), MIGR_RELEASE(4, 20));
     EXPECT_LT(version_code(5, 9), version_code(5, 10));
     EXPECT_LT(version_code(5, 99), version_code(6, 0));
 }

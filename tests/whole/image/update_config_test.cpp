@@ -54,7 +54,7 @@ Road carry(const std::string &rules)
     road.at_the_split = support::written(&migr_main.root);
     release_pass_nodes();
     EXPECT_EQ(0, support::parse(road.at_the_split));
-    road.trees += apply_sections(rules, MIGR_RELEASE_5_10);
+    road.trees += apply_sections(rules, MIGR_RELEASE(5, 10));
     EXPECT_EQ(0, vdom_update_flag);
     road.at_the_image = support::written(&migr_main.root);
     release_pass_nodes();

@@ -110,7 +110,7 @@ void lay_out(const ApplianceRoot &root, int32_t version)
     root.write("/data/etc/signature.db", text_of(image / "signature.db"));
     root.write("/etc/syntax_v510.txt", text_of(image / "syntax_v510.txt"));
     std::string release = release_text(version);
-    if (version < MIGR_RELEASE_5_10) {
+    if (version < MIGR_RELEASE(5, 10)) {
         root.write_gzip("/data/config/sys_global.conf.gz", file_of(release, rich_tree().global + rich_tree().domain));
         return;
     }
@@ -164,7 +164,7 @@ TEST(Matrix, EveryReleaseHasARoad)
 
         /* Before 5.10 a block that the syntax file does not name is lost in the split. */
         bool kept = root.read_gzip("/data/config/sys_domain.root.conf.gz").find(unknown_block) != std::string::npos;
-        EXPECT_EQ(version >= MIGR_RELEASE_5_10, kept) << "the block that nothing knows";
+        EXPECT_EQ(version >= MIGR_RELEASE(5, 10), kept) << "the block that nothing knows";
     }
 }
 
