@@ -1,3 +1,7 @@
+/*
+ * The order of things: which files, in which order, and which mechanism behind which. What a mechanism does to a tree
+ * is its own business, and no failure of one file keeps the others back.
+ */
 #include "driver/upgrade_run.h"
 
 #include "chain/hardcode.h"

@@ -1,3 +1,7 @@
+/*
+ * Header lines are found and read by the rules of old releases, which go by columns and dashes: a line that looks right
+ * to a person may be none. All decisions of a run rest on what is read here.
+ */
 #include "driver/version_lines.h"
 
 #include "driver/migr.h"

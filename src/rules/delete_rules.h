@@ -1,3 +1,7 @@
+/*
+ * Delete rules: what `[DELETE]` lists is marked and not unlinked, so that a re-add rule can bring it back. For the rest
+ * of the rules see rules.h.
+ */
 #ifndef MIGR_RULES_DELETE_RULES_H
 #define MIGR_RULES_DELETE_RULES_H
 

@@ -1,3 +1,7 @@
+/*
+ * Taking rule lines apart, and renaming what they lead to. The lines are the firmware's own, but a malformed one must
+ * cost no more than the pass: each is read anew when it comes up, and the first that cannot be read ends the list.
+ */
 #include "rules/modify_rules.h"
 
 #include "rules/properties.h"
@@ -13,7 +17,8 @@
 
 namespace {
 
-/* A rule line taken apart. */
+/* A rule line taken apart. It is too large for the stack of a host's thread: the one that is being applied, and the two
+ * paths that are made of it, are static. They say nothing between two rules. */
 struct modify_rule {
     char    main_directory[MIGR_LINE_SIZE];
     char    old_name[MIGR_NAME_SIZE];

@@ -1,3 +1,7 @@
+/*
+ * Values are changed in place of the old ones, or not at all: a property that cannot be applied leaves the value, and
+ * fails the rule. What a list says in its last word of one letter is lost here, as it always was.
+ */
 #include "rules/properties.h"
 
 #include "rules/rules.h"

@@ -1,3 +1,7 @@
+/*
+ * Reading tokens, and going where they lead. A rule with tables on its way goes into each of their edits, so the walk
+ * keeps the tables that it is in; blocks may nest as deep as a path is long, and nothing recurses.
+ */
 #include "rules/rule_path.h"
 
 #include "tree/line_words.h"

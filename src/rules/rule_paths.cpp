@@ -1,3 +1,7 @@
+/*
+ * A tree of tokens whose branches are found by hash. Branches that come to have one path become one, the smaller taken
+ * into the larger, so that n renames of n rules take n log n steps.
+ */
 #include "rules/rule_paths.h"
 
 #include "rules/text_filter.h"

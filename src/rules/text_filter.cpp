@@ -1,3 +1,4 @@
+/* One bit for each text. Nothing is ever taken out of a filter but by clearing it. */
 #include "rules/text_filter.h"
 
 #include <cstring>

@@ -1,3 +1,7 @@
+/*
+ * The loader sorts lines into sections and lists and understands no rule. It keeps to the order of the file, which the
+ * sections are applied in, and stops behind the split for a file that is on its way there.
+ */
 #include "rules/update_file.h"
 
 #include "tree/line_words.h"

@@ -11,6 +11,10 @@
 #define MIGR_LINE_SIZE 49152      /* a text line with its NUL */
 #define MIGR_VALUE_LIMIT 0x400000 /* a multi-line value ends when it has grown to this many characters */
 
+/* A value that a migration makes, with its NUL: longer ones are cut. Whoever adds a node wants one byte more to stay
+ * free, so a value that has been cut is refused there. */
+#define MIGR_VALUE_SIZE 4096
+
 /* What a node is. The last two are the sentinels of the walk and never stand in a tree. */
 enum migr_kind {
     MIGR_ROOT = 1,   /* root of a tree, one per file */

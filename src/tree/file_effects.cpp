@@ -1,3 +1,7 @@
+/*
+ * Each of these leaves the disk as the shell command would that it stands for, and no shell sees a path. What went
+ * wrong is told in the result alone; most migrations go on either way.
+ */
 #include "tree/file_effects.h"
 
 #include "platform/platform.h"

@@ -1,4 +1,7 @@
-/* Before 4.0 the XML proxy kept one folder per certificate. */
+/*
+ * Before 4.0 the XML proxy kept one folder per certificate: moving the files to where later releases look for them.
+ * This is work on files alone, behind a pass, and knows nothing of its tree.
+ */
 #ifndef MIGR_TREE_LEGACY_CERTIFICATES_H
 #define MIGR_TREE_LEGACY_CERTIFICATES_H
 

@@ -1,3 +1,7 @@
+/*
+ * One memory for all walks, since one operation runs at a time. A link that is remembered is searched from, and dropped
+ * as soon as a change could have left it outside its list.
+ */
 #include "tree/list_walk.h"
 
 namespace {

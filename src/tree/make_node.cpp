@@ -1,8 +1,16 @@
+/* Nodes come from the store and from nowhere else, so that the end of a pass finds them all, linked or not. */
 #include "tree/make_node.h"
 
 #include "tree/config_text.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
+
+#include <cstring>
+
+int32_t fits_node(const char *name, const char *value)
+{
+    return strlen(name) < MIGR_NAME_SIZE && (!value || strlen(value) + 1 < MIGR_VALUE_SIZE);
+}
 
 config_node *make_node(uint32_t kind, const char *name, const char *value)
 {

@@ -11,6 +11,9 @@
 extern "C" {
 #endif
 
+/* Whether a name and a value, which may be null, are short enough for those who refuse longer ones: 1 or 0. */
+int32_t fits_node(const char *name, const char *value);
+
 /* A node with copies of both texts. A null value stays null. */
 config_node *make_node(uint32_t kind, const char *name, const char *value);
 

@@ -1,3 +1,7 @@
+/*
+ * Lists are taken as they stand: nothing here looks at an output flag, copies what hangs below a node, or frees a
+ * node's own record, since whoever walks a list may still have to go on from it.
+ */
 #include "tree/operations.h"
 
 #include "driver/run_context.h"
@@ -11,9 +15,6 @@
 
 config_node *found_node;
 int32_t      is_found;
-
-/* A value with its NUL fits a buffer of this size, or is refused. */
-static constexpr size_t value_room = 4096;
 
 config_node *first_named(config_node *list, const char *name)
 {
@@ -153,7 +154,7 @@ int32_t migr_move_node(config_node *node, config_node *parent, int32_t kind, con
 /* A node with copies of both texts, in no list; null for texts that are too long and without memory. */
 static config_node *node_of_fitting_texts(const char *name, const char *value, uint32_t kind)
 {
-    if (strlen(name) >= MIGR_NAME_SIZE || (value && strlen(value) + 1 >= value_room))
+    if (!fits_node(name, value))
         return nullptr;
     return make_node(kind, name, value);
 }

@@ -1,4 +1,7 @@
-/* The plain operations on node lists: searching by path name, taking out, moving, adding and deleting. */
+/*
+ * The plain operations on node lists: searching by path name, taking out, moving, adding and deleting. They see the
+ * lists alone and no cursors; callbacks of the walk use its toolkit instead, which is built on these.
+ */
 #ifndef MIGR_TREE_OPERATIONS_H
 #define MIGR_TREE_OPERATIONS_H
 

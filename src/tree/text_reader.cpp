@@ -1,3 +1,7 @@
+/*
+ * A file is read in one piece, since all of it is wanted and a line at a time costs more than the parsing. What cannot
+ * be read to its end counts as not there.
+ */
 #include "tree/text_reader.h"
 
 #include <cstdlib>

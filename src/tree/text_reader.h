@@ -1,4 +1,7 @@
-/* Reads a text file by lines: the whole file at once, cut into lines as a line reader with a fixed buffer would. */
+/*
+ * Reads a text file by lines: the whole file at once, cut into lines as a line reader with a fixed buffer would. Lines
+ * are copied out, so that whoever has one may cut it up.
+ */
 #ifndef MIGR_TREE_TEXT_READER_H
 #define MIGR_TREE_TEXT_READER_H
 

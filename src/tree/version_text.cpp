@@ -1,3 +1,4 @@
+/* Numbers in hostile text: none of these overflows, whatever the text says, and none fails. */
 #include "tree/version_text.h"
 
 #include <cstdlib>

@@ -1,4 +1,6 @@
-/* Numbers and versions as configuration texts hold them. */
+/*
+ * Numbers and versions as configuration texts hold them. Quotes are not looked through: a number in quotes is none.
+ */
 #ifndef MIGR_TREE_VERSION_TEXT_H
 #define MIGR_TREE_VERSION_TEXT_H
 

@@ -18,7 +18,6 @@
 
 namespace {
 
-constexpr size_t value_room = 4096;     /* a formatted value with its NUL; it may be a secret, so none stays behind */
 constexpr size_t short_name_room = 127; /* some names end one character earlier than the record allows */
 constexpr size_t compared = MIGR_NAME_SIZE;
 
@@ -36,7 +35,7 @@ const char *compared_name(const config_node *node)
 
 config_node *cnd_add(config_node *parent, uint32_t kind, const char *name, const char *value)
 {
-    if (!parent || strlen(name) >= MIGR_NAME_SIZE || (value && strlen(value) + 1 >= value_room))
+    if (!parent || !fits_node(name, value))
         return nullptr;
     config_node **list = child_list(parent, kind);
     config_node  *node = list ? make_node(kind, name, value ? value : "") : nullptr;
@@ -87,7 +86,7 @@ config_node *cnd_add_edit(config_node *parent, const char *format, ...)
 
 config_node *cnd_add_prop(config_node *parent, const char *name, const char *format, ...)
 {
-    char    value[value_room];
+    char    value[MIGR_VALUE_SIZE];
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(value, sizeof value, format, arguments);
@@ -101,7 +100,7 @@ config_node *cnd_add_prop_front(config_node *parent, const char *name, const cha
 {
     if (!parent)
         return nullptr;
-    char    value[value_room];
+    char    value[MIGR_VALUE_SIZE];
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(value, sizeof value, format, arguments);
@@ -199,7 +198,7 @@ config_node *cnd_rename(config_node *node, const char *format, ...)
 
 config_node *cnd_fmt_value(config_node *node, const char *format, ...)
 {
-    char    value[value_room];
+    char    value[MIGR_VALUE_SIZE];
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(value, sizeof value, format, arguments);
@@ -288,7 +287,7 @@ void realloc_insert_str(char **text, const char *position, const char *inserted)
 
 char *cnd_read_prop(const char *format, int32_t unused, ...)
 {
-    static constexpr size_t too_large = 4094;
+    static constexpr size_t too_large = MIGR_VALUE_SIZE - 2;
     char                    path[255];
     va_list                 arguments;
     va_start(arguments, unused);
@@ -404,7 +403,7 @@ char *cnd_std_value(const config_node *node)
 
 int32_t _cnd_opt_strip_quotes(const char *text, char *target)
 {
-    static constexpr size_t too_long = 4095;
+    static constexpr size_t too_long = MIGR_VALUE_SIZE - 1;
     size_t                  length = text ? strlen(text) : too_long;
     if (length >= too_long)
         return 0;
