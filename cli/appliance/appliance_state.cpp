@@ -2,6 +2,7 @@
 #include "appliance/appliance_state.h"
 
 #include "appliance/commit.h"
+#include "appliance/inside.h"
 #include "appliance/snapshot_store.h"
 #include "appliance/way_back.h"
 #include "system/failure.h"
@@ -9,6 +10,22 @@
 #include <algorithm>
 
 namespace command {
+
+static auto fields_of(SnapshotSummary &summary)
+{
+    return std::tie(summary.name, summary.command, summary.from, summary.to, summary.files, summary.bytes,
+                    summary.trouble);
+}
+
+static auto fields_of(Since &since)
+{
+    return std::tie(since.path, since.what, since.replaced);
+}
+
+static auto fields_of(RollbackPlan &plan)
+{
+    return std::tie(plan.undone, plan.since, plan.from, plan.to, plan.changes);
+}
 
 namespace {
 
@@ -56,16 +73,6 @@ SnapshotSummary summary_of(const std::string &name)
     return summary;
 }
 
-json to_json(const SnapshotSummary &summary)
-{
-    return {summary.name, summary.command, summary.from, summary.to, summary.files, summary.bytes, summary.trouble};
-}
-
-SnapshotSummary summary_from(const json &from)
-{
-    return {from[0], from[1], from[2], from[3], from[4], from[5], from[6]};
-}
-
 /* Works a way back out, inside the root folder. */
 WayBack way_back_of(const Root &root, const std::string &snapshot)
 {
@@ -80,7 +87,7 @@ std::string newest_upgrade(const Root &root)
 {
     std::string name = root.run([&] {
         try {
-            return json(last_upgrade());
+            return last_upgrade();
         } catch (const std::runtime_error &error) {
             throw Failure(Status::unusable, root.shown() + ": a snapshot cannot be read: " + error.what() + ".");
         }
@@ -106,29 +113,25 @@ std::string snapshot_of_path(const Root &root, const std::string &asked)
 void settle_last_commit(const Root &root, bool may_write, const Tell &tell)
 {
     if (!may_write) {
-        if (root.run([] { return json(is_commit_pending()); }))
+        if (inside(root, is_commit_pending))
             throw Failure(Status::unusable, root.shown() + ": an earlier migr was cut off while it put its result in "
                                                            "place. Run migr upgrade or migr rollback there, which "
                                                            "finish that first.");
         return;
     }
-    auto leftover = static_cast<Leftover>(root.run([] { return json(static_cast<int>(recover())); }).get<int>());
+    Leftover leftover = inside(root, recover);
     if (leftover != Leftover::none && tell)
         tell(text_of(leftover));
 }
 
 std::vector<SnapshotSummary> list_snapshots(const Root &root)
 {
-    json                         found = root.run([] {
-        json list = json::array();
+    return inside(root, [] {
+        std::vector<SnapshotSummary> snapshots;
         for (const std::string &name : snapshot_names())
-            list.push_back(to_json(summary_of(name)));
-        return list;
+            snapshots.push_back(summary_of(name));
+        return snapshots;
     });
-    std::vector<SnapshotSummary> snapshots;
-    for (const json &one : found)
-        snapshots.push_back(summary_from(one));
-    return snapshots;
 }
 
 std::string shown_snapshot(const Root &root, const std::string &name)
@@ -138,7 +141,7 @@ std::string shown_snapshot(const Root &root, const std::string &name)
 
 std::string chosen_snapshot(const Root &root, const std::optional<std::string> &asked)
 {
-    auto names = root.run([] { return json(snapshot_names()); }).get<std::vector<std::string>>();
+    std::vector<std::string> names = inside(root, snapshot_names);
     if (names.empty())
         throw Failure(Status::unusable, root.shown() + " has no snapshots, so there is nothing to go back to.");
     if (!asked)
@@ -152,30 +155,21 @@ std::string chosen_snapshot(const Root &root, const std::optional<std::string> &
 
 std::vector<std::string> prune_snapshots(const Root &root, size_t keep)
 {
-    return root
-        .run([&] {
-            std::vector<std::string> names = snapshot_names();
-            names.resize(names.size() - std::min(names.size(), keep));
-            for (const std::string &name : names)
-                remove_snapshot(name);
-            return json(names);
-        })
-        .get<std::vector<std::string>>();
+    return inside(root, [&] {
+        std::vector<std::string> names = snapshot_names();
+        names.resize(names.size() - std::min(names.size(), keep));
+        for (const std::string &name : names)
+            remove_snapshot(name);
+        return names;
+    });
 }
 
 RollbackPlan plan_rollback(const Root &root, const std::string &snapshot)
 {
-    json         found = root.run([&] {
+    return inside(root, [&] {
         WayBack way = way_back_of(root, snapshot);
-        json    since = json::array();
-        for (const Since &one : way.since)
-            since.push_back({one.path, one.what, one.replaced});
-        return json{way.undone, since, way.manifest.from, way.manifest.to, way.manifest.changes.size()};
+        return RollbackPlan{way.undone, way.since, way.manifest.from, way.manifest.to, way.manifest.changes.size()};
     });
-    RollbackPlan plan = {found[0].get<std::vector<std::string>>(), {}, found[2], found[3], found[4]};
-    for (const json &one : found[1])
-        plan.since.push_back({one[0], one[1], one[2]});
-    return plan;
 }
 
 std::string roll_back(const Root &root, const std::string &snapshot)
@@ -184,7 +178,7 @@ std::string roll_back(const Root &root, const std::string &snapshot)
         WayBack way = way_back_of(root, snapshot);
         commit(root, way.manifest,
                [&](const Change &change) { return open_in_snapshot(way.kept_in.at(change.path), change.path); });
-        return json(way.manifest.name);
+        return way.manifest.name;
     });
 }
 

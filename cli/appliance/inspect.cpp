@@ -1,5 +1,6 @@
 #include "appliance/inspect.h"
 
+#include "appliance/inside.h"
 #include "driver/version_lines.h"
 #include "output/release_text.h"
 #include "system/failure.h"
@@ -18,11 +19,26 @@ namespace fs = std::filesystem;
 
 namespace command {
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Damage, line, kind, text, acceptable)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ConfigFacts, error, gzip, release, model, second_line, stored_size, text_size,
-                                   too_large, damage, more_damage, can_accept_damage)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StoredFile, name, facts, owner, special)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ConfigFolder, names, files)
+static auto fields_of(Damage &damage)
+{
+    return std::tie(damage.line, damage.kind, damage.text, damage.acceptable);
+}
+
+static auto fields_of(ConfigFacts &facts)
+{
+    return std::tie(facts.error, facts.gzip, facts.release, facts.model, facts.second_line, facts.stored_size,
+                    facts.text_size, facts.too_large, facts.damage, facts.more_damage, facts.can_accept_damage);
+}
+
+static auto fields_of(StoredFile &file)
+{
+    return std::tie(file.name, file.facts, file.owner, file.special);
+}
+
+static auto fields_of(ConfigFolder &folder)
+{
+    return std::tie(folder.names, folder.files);
+}
 
 namespace {
 
@@ -151,7 +167,7 @@ const StoredFile *ConfigFolder::find(const std::string &name) const
 
 ConfigFolder inspect_folder(const Root &root, Depth depth)
 {
-    return root.run([&] { return json(inspect_folder_here(depth)); });
+    return inside(root, [&] { return inspect_folder_here(depth); });
 }
 
 ConfigFacts inspect_file(const std::string &path, Depth depth)
@@ -169,10 +185,10 @@ ConfigFacts inspect_file(const std::string &path, Depth depth)
 /* A plain text counts as well unpacked here. */
 ConfigFacts inspect_bytes(const Root &machine, const std::string &bytes)
 {
-    return machine.run([&] {
+    return inside(machine, [&] {
         ConfigFacts facts = facts_of(bytes, Depth::whole);
         facts.gzip = facts.gzip || !looks_like_gzip(bytes);
-        return json(facts);
+        return facts;
     });
 }
 

@@ -1,6 +1,7 @@
 #include "appliance/root.h"
 
 #include "run/child_process.h"
+#include "system/codec.h"
 #include "system/failure.h"
 
 #include <cerrno>
@@ -77,27 +78,36 @@ void change_root(int fd)
         throw PathError{"enter", "/", errno};
 }
 
-json answer_of(const Root &root, const std::function<json()> &work)
+/* What comes over the pipe: what the work gave, or why it gave nothing. */
+struct Answer {
+    bool        failed = false;
+    Status      status = Status::unusable;
+    std::string bytes;
+};
+
+auto fields_of(Answer &answer)
+{
+    return std::tie(answer.failed, answer.status, answer.bytes);
+}
+
+Answer answer_of(const Root &root, const std::function<std::string()> &work)
 {
     try {
         root.enter();
-        return {{"result", work()}};
+        return {false, Status::done, work()};
     } catch (const Failure &failure) {
-        return {{"failure", failure.what()}, {"status", static_cast<int>(failure.status)}};
+        return {true, failure.status, failure.what()};
     } catch (const PathError &error) {
-        return {{"failure", failure_of(error, root.shows(error.path)).what()},
-                {"status", static_cast<int>(Status::unusable)}};
+        return {true, Status::unusable, failure_of(error, root.shows(error.path)).what()};
     } catch (const std::exception &error) {
-        return {{"failure", root.shown() + ": " + error.what()}, {"status", static_cast<int>(Status::unusable)}};
+        return {true, Status::unusable, root.shown() + ": " + error.what()};
     }
 }
 
-/* CBOR, unlike JSON text, takes strings of any bytes. */
-int send_answer(const Root &root, const std::function<json()> &work, int fd)
+int send_answer(const Root &root, const std::function<std::string()> &work, int fd)
 {
     try {
-        std::vector<uint8_t> bytes = json::to_cbor(answer_of(root, work));
-        write_all(fd, {reinterpret_cast<const char *>(bytes.data()), bytes.size()}, "a pipe");
+        write_all(fd, encoded(answer_of(root, work)), "a pipe");
     } catch (...) {
         return 1;
     }
@@ -155,23 +165,23 @@ void Root::lock() const
     throw failure_of({"lock", path_, errno}, shown_);
 }
 
-json Root::run(const std::function<json()> &work, Interrupts *interrupts) const
+std::string Root::run(const std::function<std::string()> &work, Interrupts *interrupts) const
 {
-    Pipe         answer;
-    ChildProcess child([&] { return send_answer(*this, work, answer.write_end.get()); });
-    answer.write_end.reset();
-    if (!wait_for_answer(answer.read_end.get(), interrupts))
+    Pipe         pipe;
+    ChildProcess child([&] { return send_answer(*this, work, pipe.write_end.get()); });
+    pipe.write_end.reset();
+    if (!wait_for_answer(pipe.read_end.get(), interrupts))
         child.kill();
-    std::string bytes = read_all(answer.read_end.get(), "a pipe");
+    std::string bytes = read_all(pipe.read_end.get(), "a pipe");
     child.wait();
     if (interrupts)
         interrupts->stop_here("Nothing was changed.");
-    json got = json::from_cbor(bytes, true, false);
-    if (got.is_object() && got.contains("result"))
-        return got["result"];
-    if (got.is_object() && got.contains("failure"))
-        throw Failure(got["status"].get<Status>(), got["failure"].get<std::string>());
-    throw Failure(Status::unusable, shown_ + ": the process that looked into it was killed. Run migr again.");
+    if (bytes.empty())
+        throw Failure(Status::unusable, shown_ + ": the process that looked into it was killed. Run migr again.");
+    auto answer = decoded<Answer>(bytes);
+    if (answer.failed)
+        throw Failure(answer.status, answer.bytes);
+    return std::move(answer.bytes);
 }
 
 void Root::enter() const

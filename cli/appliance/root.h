@@ -11,12 +11,9 @@
 #include "system/file_descriptor.h"
 
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <string>
 
 namespace command {
-
-using nlohmann::json;
 
 class Root {
   public:
@@ -52,10 +49,10 @@ class Root {
 
     /*
      * Runs `work` in a child inside the root folder, and gives what it gives. What `work` throws as Failure or
-     * PathError comes out as Failure; so does the child's own end. Strings may hold any bytes. With `interrupts`, a
-     * signal ends the child, and Failure says so.
+     * PathError comes out as Failure; so does the child's own end. With `interrupts`, a signal ends the child, and
+     * Failure says so. inside.h has a form for work that gives more than bytes, or nothing.
      */
-    json run(const std::function<json()> &work, Interrupts *interrupts = nullptr) const;
+    std::string run(const std::function<std::string()> &work, Interrupts *interrupts = nullptr) const;
 
     /*
      * In a child: makes this folder the root and working folder; without CAP_SYS_CHROOT, in a user namespace of its

@@ -1,5 +1,6 @@
 #include "appliance/single_file.h"
 
+#include "appliance/inside.h"
 #include "appliance/outline.h"
 #include "appliance/stored_text.h"
 #include "driver/run_context.h"
@@ -146,24 +147,30 @@ void write_new(const char *path, std::string_view text)
 
 /* What a first look at the text gives. */
 struct Look {
-    ConfigFacts              facts;
+    int32_t                  release = -1;
     std::vector<std::string> names;
     Counts                   counts;
 };
 
+auto fields_of(Counts &counts)
+{
+    return std::tie(counts.global, counts.domain);
+}
+
+auto fields_of(Look &look)
+{
+    return std::tie(look.release, look.names, look.counts);
+}
+
 Look look_at_text(const Root &root, const std::string &text, const std::string &syntax)
 {
-    json found = root.run([&] {
+    return inside(root, [&] {
         write_new(syntax_copy, syntax);
-        ConfigFacts facts = inspect_text(text, Depth::headers);
-        Outline     outline = outline_of(text);
-        Counts      counts = count_kinds(outline.names, syntax_copy);
+        Look look = {inspect_text(text, Depth::headers).release, outline_of(text).names, {}};
+        look.counts = count_kinds(look.names, syntax_copy);
         unlink(syntax_copy);
-        return json{facts.release, outline.names, counts.global, counts.domain};
+        return look;
     });
-    Look look = {{}, found[1].get<std::vector<std::string>>(), {found[2], found[3]}};
-    look.facts.release = found[0];
-    return look;
 }
 
 } // namespace
@@ -179,7 +186,7 @@ SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, c
     file.stored = global_name;
     file.text = unpacked(read_input(request.file, file.shown, interrupts), file.shown);
     Look look = look_at_text(root, file.text, syntax);
-    file.facts = look.facts;
+    file.facts.release = look.release;
     if (file.facts.release >= 0 && file.facts.release < image_release()) {
         file.names = look.names;
         file.domain = domain_of(request, file, look.counts);
@@ -188,11 +195,10 @@ SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, c
         check_domain_name(file.domain, file.shown);
         file.stored = domain_prefix + file.domain + ".conf.gz";
     }
-    root.run([&] {
+    inside(root, [&] {
         fs::create_directories(config_folder);
         fs::create_directories("/tmp");
         store_text(file.stored, file.text);
-        return json();
     });
     return file;
 }

@@ -1,6 +1,7 @@
 /* The upgrade as it happens in a private copy. Takes nothing from the appliance and gives nothing back to it. */
 #include "appliance/staged_run.h"
 
+#include "appliance/inside.h"
 #include "appliance/outline.h"
 #include "appliance/places.h"
 #include "appliance/stored_text.h"
@@ -64,13 +65,12 @@ void lay_in_file(const Fd &from, const ImageFile &file)
 
 void prepare(const Root &staging, const Image &image)
 {
-    staging.run([&] {
+    inside(staging, [&] {
         umask(022);
         make_folder("/tmp", 01777);
         make_folder("/var/log", 0755);
         for (size_t at = 0; at < image.files.size(); at++)
             lay_in_file(image.files[at], image_file_table[at]);
-        return json();
     });
 }
 
@@ -165,13 +165,12 @@ void put_stand_in(const Scene &scene)
 
 void set_scene(const Scene &scene)
 {
-    scene.staging.run([&] {
+    inside(scene.staging, [&] {
         for (const FilePlan &plan : scene.plans)
             if (plan.fate == Fate::refuse)
                 fs::remove_all(config_path(plan.file.name));
         if (scene.stand_in)
             put_stand_in(scene);
-        return json();
     });
 }
 

@@ -1,6 +1,7 @@
 /* Making, filling and removing private copies. What happens in them is the upgrade's concern. */
 #include "appliance/staging.h"
 
+#include "appliance/inside.h"
 #include "appliance/manifest.h"
 #include "appliance/snapshot_store.h"
 #include "system/digest.h"
@@ -96,7 +97,7 @@ Entries copy_all(const std::vector<Place> &places, int to)
 
 StagingFolder::StagingFolder(const Root &appliance) : appliance_(&appliance)
 {
-    inside_ = appliance.run([] { return json(make_staging_folder()); });
+    inside_ = appliance.run([] { return make_staging_folder(); });
     root_ = std::make_unique<Root>(open_inside(appliance, inside_), appliance.shown());
 }
 
@@ -111,10 +112,9 @@ StagingFolder::~StagingFolder()
     if (!appliance_)
         return;
     try {
-        appliance_->run([&] {
+        inside(*appliance_, [&] {
             std::error_code ignored;
             fs::remove_all(inside_, ignored);
-            return json();
         });
     } catch (const std::exception &) { /* the next command sweeps it */
     }
@@ -122,8 +122,7 @@ StagingFolder::~StagingFolder()
 
 Entries stage(const Root &appliance, const std::vector<Place> &places, const StagingFolder &to, Interrupts &interrupts)
 {
-    std::string copied =
-        appliance.run([&] { return json(entries_text(copy_all(places, to.root().fd()))); }, &interrupts);
+    std::string copied = appliance.run([&] { return entries_text(copy_all(places, to.root().fd())); }, &interrupts);
     return parse_entries(copied);
 }
 

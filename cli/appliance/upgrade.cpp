@@ -3,6 +3,7 @@
 
 #include "appliance/appliance_state.h"
 #include "appliance/commit.h"
+#include "appliance/inside.h"
 #include "appliance/snapshot_store.h"
 #include "appliance/staging.h"
 #include "appliance/stored_text.h"
@@ -27,9 +28,9 @@ namespace {
 void require_appliance(const Root &root)
 {
     std::string path = config_path(global_name);
-    bool        there = root.run([&] {
+    bool        there = inside(root, [&] {
         struct stat st = {};
-        return json(stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode));
+        return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
     });
     if (!there)
         throw Failure(Status::unusable, root.shows(path) + " is not there, so " + root.shown() +
@@ -54,7 +55,7 @@ struct Places {
 
 Places places_of(const Root &root)
 {
-    auto list = [&](auto find) { return parse_places(root.run([&] { return json(places_text(find())); })); };
+    auto list = [&](auto find) { return parse_places(root.run([&] { return places_text(find()); })); };
     return {list(places_of_staging), list(places_of_upgrade)};
 }
 
@@ -76,7 +77,7 @@ Entries result_in(const Root &staging, const std::vector<Place> &places, const E
             if (entry.type == 'f')
                 entry.sha256 = same ? was->second.sha256 : sha256_of_path(path);
         }
-        return json(entries_text(entries));
+        return entries_text(entries);
     }));
 }
 
@@ -132,7 +133,7 @@ std::string commit_result(const Root &root, const Root &staging, const Manifest 
         std::vector<std::string> earlier = snapshot_names();
         named.previous = earlier.empty() ? "" : earlier.back();
         commit(root, named, [&](const Change &change) { return open_result(staging, change); });
-        return json(named.name);
+        return named.name;
     });
 }
 

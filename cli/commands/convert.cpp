@@ -165,7 +165,7 @@ void tell_findings(const StagedRun &run, const SingleFile &file, const Arguments
 
 std::string result_text(const Root &root, const std::string &name)
 {
-    return root.run([&] { return json(stored_text(name)); });
+    return root.run([&] { return stored_text(name); });
 }
 
 std::vector<Converted> results_of(const Arguments &arguments, const Root &root, const SingleFile &file)

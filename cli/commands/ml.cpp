@@ -1,4 +1,5 @@
 /* migr ml INPUT OUTPUT */
+#include "appliance/inside.h"
 #include "appliance/inspect.h"
 #include "commands/subcommand.h"
 #include "driver/migr.h"
@@ -38,17 +39,21 @@ struct MlFacts {
     std::vector<std::string> damage;
 };
 
+auto fields_of(MlFacts &facts)
+{
+    return std::tie(facts.release, facts.gzip, facts.damage);
+}
+
 MlFacts check_input(const Root &machine, const fs::path &input, const std::string &shown)
 {
-    json found = machine.run([&] {
+    return inside(machine, [&] {
         ConfigFacts facts = inspect_file(input, Depth::headers);
         if (facts.error != 0)
             throw failure_of({"read", shown, facts.error}, shown);
         if (!facts.gzip)
             facts.damage = damage_of(read_file(input, Links::follow), HeaderLines::version_line).found;
-        return json{facts.release, facts.gzip, damage_texts(facts)};
+        return MlFacts{facts.release, facts.gzip, damage_texts(facts)};
     });
-    return {found[0], found[1], found[2].get<std::vector<std::string>>()};
 }
 
 /* A new file is never more readable than the one that it replaces. */

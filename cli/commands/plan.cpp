@@ -6,6 +6,8 @@
 #include "output/printable.h"
 #include "output/release_text.h"
 
+#include <nlohmann/json.hpp>
+
 namespace command {
 
 namespace {

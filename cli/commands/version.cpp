@@ -1,4 +1,5 @@
 /* migr version FILE... */
+#include "appliance/inside.h"
 #include "appliance/inspect.h"
 #include "commands/subcommand.h"
 #include "output/console.h"
@@ -10,29 +11,38 @@ namespace command {
 
 namespace {
 
+struct ReleaseAndModel {
+    int32_t     release = -1;
+    std::string model;
+};
+
+auto fields_of(ReleaseAndModel &found)
+{
+    return std::tie(found.release, found.model);
+}
+
 /* The text is hostile and the library's readers work on global records: a child of its own for each file. */
-json look_into(const std::string &path)
+ReleaseAndModel look_into(const std::string &path)
 {
     char *absolute = realpath(path.c_str(), nullptr);
     if (!absolute)
         throw failure_of({"read", path, errno}, path);
     std::string full = absolute;
     free(absolute);
-    return Root("/").run([&] {
+    return inside(Root("/"), [&] {
         ConfigFacts facts = inspect_file(full, Depth::headers);
         if (facts.error != 0)
             throw failure_of({"read", path, facts.error}, path);
-        return json{facts.release, facts.model};
+        return ReleaseAndModel{facts.release, facts.model};
     });
 }
 
 bool show_version(const std::string &path)
 {
     try {
-        json    found = look_into(path);
-        int32_t release = found[0];
-        if (release >= 0) {
-            say(path + ": " + release_text(release) + " " + found[1].get<std::string>());
+        ReleaseAndModel found = look_into(path);
+        if (found.release >= 0) {
+            say(path + ": " + release_text(found.release) + " " + found.model);
             return true;
         }
         complain(path + ": has no version line that can be read.");

@@ -5,6 +5,7 @@
 #include "explain/secrets.h"
 #include "explain/unified_diff.h"
 #include "run/library_child.h"
+#include "system/codec.h"
 #include "system/failure.h"
 #include "system/files.h"
 #include "tree/config_text.h"
@@ -21,11 +22,14 @@
 
 namespace command {
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SectionChange, file, release, by, diff)
+static auto fields_of(SectionChange &change)
+{
+    return std::tie(change.file, change.release, change.by, change.diff);
+}
 
 namespace {
 
-constexpr char changes_path[] = "/changes.cbor";
+constexpr char changes_path[] = "/changes";
 constexpr char split_into_two[] = "split into a global and a domain file";
 
 /* What is known of a file since its last pass. */
@@ -118,11 +122,10 @@ void take_down(int32_t release, std::string_view phase)
 
 void leave_changes()
 {
-    std::vector<uint8_t> bytes = json::to_cbor(json(recorder->changes));
-    Fd                   fd(open(changes_path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    Fd fd(open(changes_path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!fd)
         throw PathError{"write", changes_path, errno};
-    write_all(fd.get(), {reinterpret_cast<const char *>(bytes.data()), bytes.size()}, changes_path);
+    write_all(fd.get(), encoded(recorder->changes), changes_path);
 }
 
 } // namespace
@@ -144,13 +147,12 @@ void run_and_take_down()
 
 std::vector<SectionChange> read_changes(const Root &root)
 {
-    json found = root.run([] {
+    std::string bytes = root.run([] {
         struct stat st = {};
-        if (lstat(changes_path, &st) != 0)
-            return json::array(); /* there was no run */
-        return json::from_cbor(read_file(changes_path, Links::refuse));
+        bool        ran = lstat(changes_path, &st) == 0;
+        return ran ? read_file(changes_path, Links::refuse) : "";
     });
-    return found.get<std::vector<SectionChange>>();
+    return bytes.empty() ? std::vector<SectionChange>() : decoded<std::vector<SectionChange>>(bytes);
 }
 
 } // namespace command

@@ -1,6 +1,7 @@
 #include "explain/plan.h"
 
 #include "appliance/file_plan.h"
+#include "appliance/inside.h"
 #include "appliance/outline.h"
 #include "chain/steps.h"
 #include "driver/version_lines.h"
@@ -41,12 +42,11 @@ Sources read_sources(const Root &root, const std::string &image)
 
 Names names_in_file(const Root &root, const std::string &file)
 {
-    json found = root.run([&] {
+    return inside(root, [&] {
         std::string                bytes = read_file(config_path(file), Links::follow);
         std::optional<std::string> text = gunzip(bytes);
-        return json(outline_of(text ? std::move(*text) : "").names);
+        return outline_of(text ? std::move(*text) : "").names;
     });
-    return found.get<Names>();
 }
 
 /* ---- sections ---- */
@@ -63,17 +63,36 @@ std::string config_of_rule(const char *text)
     return name;
 }
 
-/* In a child: the configs of a list's rules. */
-json configs_of(migr_list *head)
+/* A section of the update file: for each of its rules the config that it begins at. */
+struct FoundSection {
+    int32_t release = 0;
+    Names   configs;
+};
+
+auto fields_of(FoundSection &section)
 {
-    json configs = json::array();
+    return std::tie(section.release, section.configs);
+}
+
+struct FoundSections {
+    std::vector<FoundSection> sections;
+    bool                      splits = false;
+};
+
+auto fields_of(FoundSections &found)
+{
+    return std::tie(found.sections, found.splits);
+}
+
+/* In a child. */
+void add_configs(migr_list *head, Names &configs)
+{
     for (migr_list *link = head->next; link != head; link = link->next)
         configs.push_back(config_of_rule(rule_of(link)->text));
-    return configs;
 }
 
 /* In a child: the sections as the library loads them for a file of that release. */
-json load_sections(std::string update_file, int32_t from)
+FoundSections load_sections(std::string update_file, int32_t from)
 {
     text_reader reader = {update_file.data(), update_file.size(), 0};
     migr_main.cfg_version = from;
@@ -81,15 +100,16 @@ json load_sections(std::string update_file, int32_t from)
     migr_list_init(&migr_main.update_list);
     if (load_update_sections(&reader) != 0)
         throw Failure(Status::unusable, "There is not enough memory to read the update file.");
-    json       sections = json::array();
-    migr_list *head = &migr_main.update_list;
+    FoundSections found = {{}, vdom_update_flag != 0};
+    migr_list    *head = &migr_main.update_list;
     for (migr_list *link = head->next; link != head; link = link->next) {
         update_section *section = section_of(link);
-        sections.push_back({section->version, configs_of(&section->delete_list), configs_of(&section->modify_list),
-                            configs_of(&section->readd_list)});
+        found.sections.push_back({section->version, {}});
+        for (migr_list *rules : {&section->delete_list, &section->modify_list, &section->readd_list})
+            add_configs(rules, found.sections.back().configs);
     }
     free_migr_tree();
-    return {{"sections", sections}, {"splits", vdom_update_flag != 0}};
+    return found;
 }
 
 bool has_step(int32_t release)
@@ -100,16 +120,16 @@ bool has_step(int32_t release)
     return false;
 }
 
-PlannedSection section_from(const json &found, const Names &names)
+PlannedSection section_from(const FoundSection &found, const Names &names)
 {
+    auto is_there = [&](const std::string &config) {
+        return std::find(names.begin(), names.end(), config) != names.end();
+    };
     PlannedSection section;
-    section.release = found[0];
+    section.release = found.release;
     section.step = has_step(section.release);
-    for (size_t list = 1; list <= 3; list++)
-        for (const std::string &config : found[list].get<Names>()) {
-            section.rules++;
-            section.concerning += std::find(names.begin(), names.end(), config) != names.end() ? 1 : 0;
-        }
+    section.rules = found.configs.size();
+    section.concerning = static_cast<size_t>(std::count_if(found.configs.begin(), found.configs.end(), is_there));
     return section;
 }
 
@@ -175,10 +195,10 @@ PlannedPass plan_pass(Planner &planner, const std::string &file, int32_t from, c
     PlannedPass pass;
     pass.file = file;
     pass.from = from;
-    json found = planner.machine.run([&] { return load_sections(planner.sources.update_file, from); });
-    pass.splits = found["splits"];
+    auto found = inside(planner.machine, [&] { return load_sections(planner.sources.update_file, from); });
+    pass.splits = found.splits;
     pass.to = from < MIGR_RELEASE(5, 10) ? MIGR_RELEASE(5, 10) : get_osimage_version();
-    for (const json &section : found["sections"])
+    for (const FoundSection &section : found.sections)
         pass.sections.push_back(section_from(section, names));
     plan_stages(planner, pass, names);
     if (from < MIGR_RELEASE(4, 0))
@@ -193,8 +213,13 @@ struct Halves {
     Names domain;
 };
 
+auto fields_of(Halves &halves)
+{
+    return std::tie(halves.global, halves.domain);
+}
+
 /* In a child: by the library's own reader, which wants a path. */
-json split_here(const std::string &syntax, const Names &names)
+Halves split_here(const std::string &syntax, const Names &names)
 {
     Fd memory(memfd_create("syntax", MFD_CLOEXEC));
     if (!memory)
@@ -203,12 +228,12 @@ json split_here(const std::string &syntax, const Names &names)
     init_path_node(&global_node);
     init_path_node(&domain_node);
     load_syntax_to_path_node_array(("/proc/self/fd/" + std::to_string(memory.get())).c_str());
-    json halves = {{"global", json::array()}, {"domain", json::array()}};
+    Halves halves;
     for (const std::string &name : names)
         if (is_path_node(name.c_str(), &global_node))
-            halves["global"].push_back(name);
+            halves.global.push_back(name);
         else if (is_path_node(name.c_str(), &domain_node))
-            halves["domain"].push_back(name);
+            halves.domain.push_back(name);
     release_path_node(&global_node);
     release_path_node(&domain_node);
     return halves;
@@ -216,8 +241,7 @@ json split_here(const std::string &syntax, const Names &names)
 
 Halves split_names(const Planner &planner, const Names &names)
 {
-    json found = planner.machine.run([&] { return split_here(planner.sources.syntax, names); });
-    return {found["global"].get<Names>(), found["domain"].get<Names>()};
+    return inside(planner.machine, [&] { return split_here(planner.sources.syntax, names); });
 }
 
 /* The global file. One from before 5.10 has a second pass, and so has what it loses to the domain "root". */

@@ -1,13 +1,14 @@
 /* What a child inside an appliance's root folder can see and do. */
 #include "command_support.h"
 
-#include "appliance/root.h"
+#include "appliance/inside.h"
 #include "command.h"
 #include "driver/migr.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
 #include <linux/capability.h>
+#include <nlohmann/json.hpp>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -19,7 +20,8 @@
 #include <fcntl.h>
 
 using namespace support;
-using command::json;
+using command::inside;
+using nlohmann::json;
 using command::Root;
 
 namespace {
@@ -136,9 +138,9 @@ TEST(Rooted, RunGivesWhatTheWorkGives)
 {
     TinyAppliance box;
     Root          root(box.root());
-    EXPECT_EQ(root.run([] { return json("\xff\0bytes"); }).get<std::string>(), "\xff");
-    EXPECT_EQ(root.run([] { return json(std::string(3'000'000, 'x')); }).get<std::string>().size(), 3'000'000U);
-    EXPECT_EQ(root.run([] { return json(access("/data/config/sys_global.conf.gz", R_OK)); }), 0);
+    EXPECT_EQ(root.run([] { return std::string("\xff\0bytes", 7); }), std::string("\xff\0bytes", 7));
+    EXPECT_EQ(root.run([] { return std::string(3'000'000, 'x'); }).size(), 3'000'000U);
+    EXPECT_EQ(inside(root, [] { return access("/data/config/sys_global.conf.gz", R_OK); }), 0);
 }
 
 TEST(Rooted, FailuresComeOut)
@@ -146,7 +148,7 @@ TEST(Rooted, FailuresComeOut)
     TinyAppliance box;
     Root          root(box.root());
     try {
-        root.run([]() -> json { throw command::PathError{"read", "/data/x", ENOENT}; });
+        root.run([]() -> std::string { throw command::PathError{"read", "/data/x", ENOENT}; });
         FAIL();
     } catch (const command::Failure &failure) {
         EXPECT_EQ(failure.what(), box.root() + "/data/x: cannot read it: No such file or directory. Put that right and "
@@ -154,14 +156,14 @@ TEST(Rooted, FailuresComeOut)
         EXPECT_EQ(failure.status, command::Status::unusable);
     }
     try {
-        root.run([]() -> json { throw command::Failure(command::Status::failed, "so"); });
+        root.run([]() -> std::string { throw command::Failure(command::Status::failed, "so"); });
         FAIL();
     } catch (const command::Failure &failure) {
         EXPECT_STREQ(failure.what(), "so");
         EXPECT_EQ(failure.status, command::Status::failed);
     }
-    EXPECT_THROW(root.run([]() -> json { raise(SIGKILL), throw 1; }), command::Failure);
-    EXPECT_THROW(root.run([]() -> json { throw std::runtime_error("odd"); }), command::Failure);
+    EXPECT_THROW(root.run([]() -> std::string { raise(SIGKILL), throw 1; }), command::Failure);
+    EXPECT_THROW(root.run([]() -> std::string { throw std::runtime_error("odd"); }), command::Failure);
 }
 
 TEST(Rooted, TheMachinesOwnRootNeedsNoChange)
@@ -170,7 +172,7 @@ TEST(Rooted, TheMachinesOwnRootNeedsNoChange)
     EXPECT_TRUE(machine.is_machine_root());
     EXPECT_EQ(machine.shows("/data/config"), "/data/config");
     std::string own = source_path("");
-    EXPECT_EQ(machine.run([&] { return json(access(own.c_str(), F_OK)); }), 0);
+    EXPECT_EQ(inside(machine, [&] { return access(own.c_str(), F_OK); }), 0);
     TinyAppliance box;
     EXPECT_FALSE(Root(box.root()).is_machine_root());
     EXPECT_EQ(Root(box.root() + "/").shows("/data"), box.root() + "/data");
