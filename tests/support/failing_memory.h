@@ -1,5 +1,5 @@
 /*
- * Memory that runs out. Only for programs that call wrap_memory in their options.cmake: the calls of the library and
+ * Memory that runs out. Only for programs that call wrap_memory in their program.cmake: the calls of the library and
  * the stand-in appliance are counted then, those of the C and C++ libraries are not.
  */
 #pragma once

@@ -13,4 +13,11 @@ namespace support {
 std::string source_path(std::string_view path);
 std::string build_path(std::string_view path);
 
+/* A path of the folder that holds what this program was linked with, "/libmigr.a": the programs with sanitizers have
+ * one of their own. Asks /proc, so not in a child with another root folder. */
+std::string program_path(std::string_view path);
+
+/* Whether the library in this program has sanitizers, which take their time. */
+bool is_sanitized();
+
 } // namespace support

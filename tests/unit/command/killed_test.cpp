@@ -17,11 +17,7 @@ using namespace support;
 namespace {
 
 /* A sanitized process takes long to fork, and what dies by a kill is not what sanitizers look at. */
-#ifdef __SANITIZE_ADDRESS__
-constexpr long step = 61;
-#else
-constexpr long step = 13; /* every call would take minutes */
-#endif
+const long step = is_sanitized() ? 61 : 13; /* every call would take minutes */
 
 constexpr const char *stored[] = {"data/config/sys_global.conf.gz", "data/config/sys_domain.root.conf.gz",
                                   "data/etc/cert/local/root/k.key"};

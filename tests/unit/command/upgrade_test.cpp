@@ -208,7 +208,7 @@ TEST(Upgrade, TheRealProgramEndsWithTheSameStatus)
 {
     TinyAppliance box;
     Outcome       run = run_process([&] {
-        return execl(build_path("/migr").c_str(), "migr", "upgrade", box.root().c_str(), static_cast<char *>(nullptr));
+        return execl(program_path("/migr").c_str(), "migr", "upgrade", box.root().c_str(), static_cast<char *>(nullptr));
     });
     EXPECT_EQ(run.status, 0) << run.all();
     EXPECT_EQ(first_line(box, "/data/config/sys_global.conf.gz"), upgraded_line);

@@ -1,4 +1,4 @@
-/* Calls of the library that the tests stand between; options.cmake has the list. */
+/* Calls of the library that the tests stand between; program.cmake has the list. */
 #pragma once
 
 #include <ctime>

@@ -1,4 +1,4 @@
-/* Calls of the library that fail on demand; options.cmake has the list. */
+/* Calls of the library that fail on demand; program.cmake has the list. */
 #pragma once
 
 #include <string>

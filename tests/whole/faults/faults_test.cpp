@@ -97,11 +97,7 @@ size_t points(size_t usual)
 /* All calls of a small sweep, but only that many where each child looks for leaks and takes its time. */
 size_t all_or(size_t with_sanitizers)
 {
-#ifdef __SANITIZE_ADDRESS__
-    return points(with_sanitizers);
-#else
-    return static_cast<void>(with_sanitizers), every_call;
-#endif
+    return is_sanitized() ? points(with_sanitizers) : every_call;
 }
 
 TEST(Faults, EachAllocationOfTheSmallestAppliance)
@@ -219,7 +215,7 @@ TEST_P(BranchOffice, FileCalls)
 INSTANTIATE_TEST_SUITE_P(Releases, BranchOffice, testing::Values("5.50", "4.10"));
 
 /* Calls that may fail. When the library begins to use one of them that is not swept yet, faults.cpp has to learn how
- * it fails, and options.cmake its name. */
+ * it fails, and sources.cmake its name. */
 constexpr char fallible[] =
     "aligned_alloc asprintf calloc getdelim getline malloc memalign mmap open_memstream posix_memalign "
     "realloc reallocarray realpath strdup strndup tsearch vasprintf access chdir chmod chown close "
@@ -244,7 +240,7 @@ std::set<std::string> words_of(const std::string &text)
 std::set<std::string> calls_of_the_library()
 {
     std::set<std::string> calls;
-    FILE                 *undefined = popen(("nm -u " + build_path("/libmigr.a")).c_str(), "r");
+    FILE                 *undefined = popen(("nm -u " + program_path("/libmigr.a")).c_str(), "r");
     char                  line[4096];
     char                  name[4096];
     while (undefined && fgets(line, sizeof line, undefined))

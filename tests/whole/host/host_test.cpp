@@ -58,7 +58,7 @@ HostResult run_program(std::vector<std::string> words)
 
 HostResult run_host(const ApplianceRoot &appliance, std::vector<std::string> action)
 {
-    std::vector<std::string> words = {build_path("/tests/c_host"), build_path(""), appliance.path().string()};
+    std::vector<std::string> words = {program_path("/tests/c_host"), program_path(""), appliance.path().string()};
     words.insert(words.end(), action.begin(), action.end());
     return run_program(words);
 }
@@ -276,7 +276,7 @@ TEST(Host, KeepsNamesOfItsOwn)
     ApplianceRoot appliance;
     appliance.write("/data/etc/update_config", "");
     appliance.write_gzip("/data/config/sys_global.conf.gz", std::string(headers_540) + block);
-    HostResult host = run_program({build_path("/tests/linked_host"), appliance.path().string()});
+    HostResult host = run_program({program_path("/tests/linked_host"), appliance.path().string()});
     EXPECT_EQ(host.exit_code, 0);
     EXPECT_EQ(host.out, "global_sig_db_open: db is NULL \ntop 1 sub 2 found_node 3\n");
     EXPECT_EQ(appliance.read_gzip("/data/config/sys_global.conf.gz"), std::string(headers_image) + block);

@@ -2,6 +2,5 @@
 foreach(target config rules syntax)
   set(source ${CMAKE_SOURCE_DIR}/fuzz/fuzz_${target}.cpp)
   set_source_files_properties(${source} PROPERTIES COMPILE_DEFINITIONS LLVMFuzzerTestOneInput=fuzz_${target})
-  target_sources(${test} PRIVATE ${source})
+  target_sources(${objects} PRIVATE ${source})
 endforeach()
-target_include_directories(${test} PRIVATE ${CMAKE_SOURCE_DIR})

@@ -1,0 +1,46 @@
+# Links every test with the library, the platform and the command whose targets end with ${variant}.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/tests)
+
+# Calls between the objects of a program that go to the tests' own __wrap_CALL instead.
+function(wrap_calls test)
+  foreach(call ${ARGN})
+    target_link_options(${test} PRIVATE -Wl,--wrap=${call})
+  endforeach()
+endfunction()
+
+# Tests say which allocation fails: support/failing_memory.h.
+function(wrap_memory test)
+  wrap_calls(${test} new_node malloc calloc realloc strdup strndup)
+endfunction()
+
+# The program of the objects that compile_test made.
+function(link_test name)
+  set(test ${name}${variant})
+  add_executable(${test} $<TARGET_OBJECTS:${name}_objects>)
+  set_target_properties(${test} PROPERTIES OUTPUT_NAME ${name} LINKER_LANGUAGE CXX)
+  target_link_libraries(${test} PRIVATE test_support)
+endfunction()
+
+foreach(folder ${test_folders})
+  string(REPLACE / _ name ${folder})
+  set(test ${name}${variant})
+  link_test(${name})
+  add_test(NAME ${test} COMMAND ${test})
+  include(${CMAKE_SOURCE_DIR}/tests/${folder}/program.cmake OPTIONAL)
+  target_link_libraries(${test} PRIVATE migr_static${variant} migr_platform_static${variant})
+endforeach()
+
+# A case calls migrations by name, so every function of the library is linked in.
+link_test(case_runner)
+set(test case_runner${variant})
+target_link_options(${test} PRIVATE -rdynamic)
+target_link_libraries(${test} PRIVATE
+  -Wl,--whole-archive migr_static${variant} -Wl,--no-whole-archive migr_platform_static${variant})
+# tests/cases/NAME/**/*.case: each folder directly below cases/ is one CTest test.
+file(GLOB folders CONFIGURE_DEPENDS LIST_DIRECTORIES true ${CMAKE_SOURCE_DIR}/tests/cases/*)
+foreach(folder ${folders})
+  if(IS_DIRECTORY ${folder})
+    get_filename_component(name ${folder} NAME)
+    add_test(NAME cases_${name}${variant} COMMAND ${test} ${folder})
+  endif()
+endforeach()

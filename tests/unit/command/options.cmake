@@ -1,2 +1,0 @@
-target_link_libraries(${test} PRIVATE migr_command)
-add_dependencies(${test} migr)

@@ -1,0 +1,2 @@
+target_link_libraries(${test} PRIVATE migr_command${variant})
+add_dependencies(${test} migr${variant})
