@@ -75,10 +75,13 @@ struct default_page {
     int32_t code; /* the page's HTTP status */
 };
 
-extern const default_page *rmsg_def_pages; /* rmsg_def_page_size records; null while there are none */
+/* rmsg_def_page_size records; null while there are none. They are there while the signature database is open, and
+ * otherwise from a question to find_default_msg_by_name to the next; a platform that has them at all times may. */
+extern const default_page *rmsg_def_pages;
 extern int32_t             rmsg_def_page_size;
 
-/* The default text of the named page, owned by the platform, or null when there is no such page. */
+/* The default text of the named page, owned by the platform, or null when there is no such page. Whether it is there or
+ * not, rmsg_def_pages is filled afterwards. */
 const char *find_default_msg_by_name(const char *name);
 
 /* Encrypts the PEM private key in `text` in place. The buffer holds at least twice the text's length. A closing double

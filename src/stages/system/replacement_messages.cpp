@@ -141,6 +141,10 @@ static bool differs_from_default_code(const config_node *page, const config_node
 {
     const char *name = cnd_std_name(page);
     int32_t     number = number_of(cnd_std_value(code));
+    /* A platform may fill its table when it is first asked for a text, and a page's code may stand ahead of its text.
+     */
+    if (!rmsg_def_pages)
+        find_default_msg_by_name(name);
     for (int32_t i = 0; i < rmsg_def_page_size; i++)
         if (strcmp(rmsg_def_pages[i].name, name) == 0 && rmsg_def_pages[i].code != number)
             return true;

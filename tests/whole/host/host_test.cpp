@@ -257,6 +257,33 @@ TEST(Host, WritesAPlainFileFromAContextThatItFilledItself)
     EXPECT_EQ(appliance.read_gzip("/backup.gz"), std::string(headers_540) + block);
 }
 
+/* Such a host has no database open, and the page's code, which alone is the appliance's own, is asked for first. */
+TEST(Host, KeepsACustomizedPageOfATreeThatItTookThroughItself)
+{
+    ApplianceRoot appliance;
+    appliance.database("create table replacement_page(name text, code integer, text text);"
+                       "insert into replacement_page values ('login', 200, 'the page');");
+    appliance.write("/data/etc/update_config", "");
+    std::string page = "        set code 403\n        set buffer \"the page\"\n";
+    appliance.write_gzip("/backup.gz",
+                         std::string(headers_540) +
+                             "config server-policy setting\nend\nconfig system replacemsg\n    edit \"login\"\n" +
+                             page + "    next\nend\n");
+    HostResult host = run_host(appliance, {"by-hand", "/backup.gz", "/out.conf"});
+    EXPECT_EQ(host.exit_code, 0) << host.out;
+    EXPECT_EQ(appliance.read("/out.conf"), std::string(headers_image) + "config server-policy setting\nend\n"
+                                                                        "config system replacemsg\n"
+                                                                        "    edit User-customized-message \n"
+                                                                        "        config page-list \n"
+                                                                        "            edit \"login\"\n"
+                                                                        "                set code 403\n"
+                                                                        "                set msg \"the page\"\n"
+                                                                        "            next\n"
+                                                                        "        end\n"
+                                                                        "    next\n"
+                                                                        "end\n");
+}
+
 TEST(Host, LinksRecordsOfItsOwnIntoTheTree)
 {
     ApplianceRoot appliance;
