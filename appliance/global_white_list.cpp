@@ -1,6 +1,6 @@
 /* The predefined global white list of the image. */
+#include "image_database.h"
 #include "platform/platform.h"
-#include "signature_database.h"
 
 #include <iterator>
 

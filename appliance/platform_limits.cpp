@@ -1,6 +1,6 @@
 /* The limits of the machine that the image was built for. */
+#include "image_database.h"
 #include "platform/platform.h"
-#include "signature_database.h"
 
 constexpr int DEFAULT_MAX_POLICY_SESSION = 10000;
 

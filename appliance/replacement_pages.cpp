@@ -1,8 +1,8 @@
 /* The image's default replacement pages: the HTML that an appliance serves which nobody has customized. */
 #include "replacement_pages.h"
 
+#include "image_database.h"
 #include "platform/platform.h"
-#include "signature_database.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -104,7 +104,7 @@ const char *find_default_msg_by_name(const char *name)
 {
     if (!name)
         return nullptr;
-    if (!appliance::database_is_open())
+    if (!appliance::held_connection())
         appliance::load_default_pages(appliance::BorrowedConnection().get());
     for (int32_t at = 0; at < loaded.count; at++) {
         if (strcmp(loaded.pages[at].name, name) == 0)

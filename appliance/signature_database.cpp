@@ -1,91 +1,19 @@
 /*
- * The signature database: one SQLite file of the image, opened read-only. It is opened as unchanging, so that neither a
- * journal beside it nor a lock file is looked at or made.
+ * The signature database as the library sees it: a handle, and query objects that keep one column of a result. While a
+ * handle is open the image's other data comes by way of its connection, and the default pages are there.
  */
-#include "signature_database.h"
-
+#include "image_database.h"
 #include "platform/platform.h"
 #include "replacement_pages.h"
 
-#include <sys/stat.h>
-
-#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-
-constexpr char DATABASE_FILE[] = "/data/etc/signature.db";
-constexpr char DATABASE_URI[] = "file:/data/etc/signature.db?immutable=1";
+#include <iterator>
 
 struct signature_database {
     sqlite3 *connection;
 };
-
-/* The handle opened last, while it is open. */
-static signature_database *open_handle;
-
-namespace appliance {
-
-/* SQLite opens anything and looks at it later; a file that is no database is found out here. */
-static Connection open_database()
-{
-    struct stat status = {};
-    if (stat(DATABASE_FILE, &status) != 0 || !S_ISREG(status.st_mode))
-        return nullptr;
-    sqlite3   *opened = nullptr;
-    int        result = sqlite3_open_v2(DATABASE_URI, &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
-    Connection connection(opened);
-    if (result != SQLITE_OK)
-        return nullptr;
-    Statement look = prepare(opened, "select count(*) from sqlite_master");
-    if (!look || sqlite3_step(look.get()) != SQLITE_ROW)
-        return nullptr;
-    return connection;
-}
-
-bool database_is_open()
-{
-    return open_handle != nullptr;
-}
-
-BorrowedConnection::BorrowedConnection()
-    : own_(open_handle ? nullptr : open_database()), connection_(open_handle ? open_handle->connection : own_.get())
-{
-}
-
-Statement prepare(sqlite3 *connection, const char *sql)
-{
-    if (!connection || !sql)
-        return nullptr;
-    sqlite3_stmt *first = nullptr;
-    const char   *behind = nullptr;
-    if (sqlite3_prepare_v2(connection, sql, -1, &first, &behind) != SQLITE_OK)
-        return nullptr;
-    Statement statement(first);
-    while (*behind) {
-        sqlite3_stmt *further = nullptr;
-        if (sqlite3_prepare_v2(connection, behind, -1, &further, &behind) != SQLITE_OK)
-            return nullptr;
-        if (further) {
-            sqlite3_finalize(further);
-            return nullptr;
-        }
-    }
-    return statement;
-}
-
-int number_in(sqlite3_stmt *row, int column)
-{
-    sqlite3_int64 number = sqlite3_column_int64(row, column);
-    return static_cast<int>(std::clamp<sqlite3_int64>(number, INT_MIN, INT_MAX));
-}
-
-const char *text_in(sqlite3_stmt *row, int column)
-{
-    return reinterpret_cast<const char *>(sqlite3_column_text(row, column));
-}
-
-} // namespace appliance
 
 using appliance::Statement;
 
@@ -101,7 +29,7 @@ int db_open(signature_database **handle)
     if (!opened)
         return -1;
     opened->connection = connection.release();
-    open_handle = opened;
+    appliance::hold_connection(opened->connection);
     appliance::load_default_pages(opened->connection);
     *handle = opened;
     return 0;
@@ -111,8 +39,8 @@ int db_close(signature_database *handle)
 {
     if (!handle)
         return -1;
-    if (handle == open_handle) {
-        open_handle = nullptr;
+    if (handle->connection == appliance::held_connection()) {
+        appliance::hold_connection(nullptr);
         appliance::free_default_pages();
     }
     sqlite3_close(handle->connection);

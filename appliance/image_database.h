@@ -1,4 +1,7 @@
-/* The signature database's connection, for the other data of the image that lies in the same file. */
+/*
+ * The image's database: one SQLite file, opened read-only, in which signatures lie beside pages, names and limits.
+ * Whose rows they are is the business of those who ask; nothing here knows a table.
+ */
 #pragma once
 
 #include <sqlite3.h>
@@ -23,10 +26,14 @@ struct EndStatement {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, EndStatement>;
 
-/* True while a handle of db_open is open. */
-bool database_is_open();
+/* A connection of its own, or null when there is no such file, or one that is no database. */
+Connection open_database();
 
-/* The connection that db_open holds or, outside of its time, one that closes with this object. */
+/* The connection that serves all questions for a while, and null when that is over. It stays its owner's. */
+void     hold_connection(sqlite3 *connection);
+sqlite3 *held_connection();
+
+/* The connection that is held or, when none is, one that closes with this object. */
 class BorrowedConnection {
   public:
     BorrowedConnection();
