@@ -79,7 +79,7 @@ static void move_sets(config_node *policy, config_node *entry)
         if (!copy)
             continue;
         push_front(&entry->set_list, copy);
-        set->deleted = 1;
+        mark_deleted(set);
     }
 }
 
@@ -92,7 +92,7 @@ void modified_hcr_policy(config_node *edits)
         config_node *entry = list ? make_node(MIGR_EDIT, "1", nullptr) : nullptr;
         if (!entry)
             continue;
-        list->edit_list = entry;
+        push_front(&list->edit_list, entry);
         push_front(&policy->config_list, list);
         move_sets(policy, entry);
     }

@@ -5,11 +5,11 @@
 #include "chain/log_model.h"
 
 #include "chain/blocks.h"
+#include "driver/run_context.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
 
 #include <cstddef>
-#include <utility>
 
 namespace {
 
@@ -53,7 +53,8 @@ void push(config_node *set, config_node *block)
 config_node *reuse(config_node *block, const char *name, config_node *set)
 {
     set_node_name(block, name);
-    block->set_list = set;
+    drop_list(&block->set_list);
+    adopt_list(&block->set_list, set);
     return block;
 }
 
@@ -65,8 +66,8 @@ config_node *split_off(config_node *block, const char *name, config_node *sets)
     config_node *copy = copy_record(block);
     if (!copy)
         return nullptr;
-    copy->edit_list = block->edit_list;
-    copy->config_list = block->config_list;
+    adopt_list(&copy->edit_list, block->edit_list);
+    adopt_list(&copy->config_list, block->config_list);
     leave_nodes_to_pass();
     insert_behind(block, copy);
     return reuse(copy, name, sets);
@@ -79,7 +80,8 @@ config_node *add_policy_entry(config_node *policy, const char *quoted_name)
     if (!entry)
         return nullptr;
     set_node_value(entry, quoted_name);
-    policy->edit_list = entry;
+    drop_list(&policy->edit_list);
+    push_front(&policy->edit_list, entry);
     return entry;
 }
 
@@ -237,7 +239,7 @@ void place_facility(log_blocks *blocks, config_node *setting, config_node *facil
 void enable_syslog(log_blocks *blocks, config_node *setting, config_node *status)
 {
     if (config_node *policy = split_off(setting, "log,syslog-policy", nullptr)) {
-        policy->edit_list = nullptr;
+        drop_list(&policy->edit_list);
         blocks->syslog_entry = add_policy_entry(policy, "\"syslog-policy-1\"");
     }
     if (!blocks->syslogd)
@@ -349,7 +351,7 @@ void convert_mail_system(const log_blocks *blocks)
 }
 
 /* The interval of warnings never came through: it lands in a list of the entry that is not written, and files of 4.11
- * have no such interval. */
+ * have no such interval. To whoever is told of changes it is gone. */
 void place_mail_set(config_node *entry, config_node *set)
 {
     if (!raw_name_is(set, "warning-interval")) {
@@ -385,10 +387,9 @@ void put_policy_first(const log_blocks *blocks)
     config_node *second = blocks->mail_setting;
     if (!first || !second || !stands_behind(second, first))
         return;
-    config_node *rest = second->next;
-    std::swap(*first, *second);
-    first->next = second;
-    second->next = rest;
+    while (first->next != second)
+        unlink_at(&migr_main.root.top_list, &first->next);
+    exchange_nodes(first, second);
 }
 
 void convert_alert_mail(log_blocks *blocks)

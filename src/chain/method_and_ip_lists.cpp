@@ -41,10 +41,12 @@ config_node *append_ip_entry(config_node **end)
 {
     char number[12];
     snprintf(number, sizeof number, "%d", migr_ip_list_id);
-    *end = make_node(MIGR_EDIT, number, nullptr);
-    if (*end)
-        migr_ip_list_id++;
-    return *end;
+    config_node *entry = make_node(MIGR_EDIT, number, nullptr);
+    if (!entry)
+        return nullptr;
+    push_front(end, entry);
+    migr_ip_list_id++;
+    return entry;
 }
 
 /* 0, or -1 without memory. */
@@ -78,8 +80,8 @@ config_node *add_ip_table(config_node *predecessor)
         release_made(member);
         return nullptr;
     }
-    table->edit_list = compatible;
-    compatible->config_list = member;
+    push_front(&table->edit_list, compatible);
+    push_front(&compatible->config_list, member);
     insert_behind(predecessor, table);
     return member;
 }
@@ -134,7 +136,7 @@ void set_metd_policy(config_node *predecessor, config_node *profile, config_node
         return;
     set_node_name(moved, which == 0 ? "allow-method" : "allow-method-exception");
     push_front(&policy->set_list, moved);
-    set->deleted = 1;
+    mark_deleted(set);
 }
 
 /*
@@ -159,7 +161,7 @@ void handle_ip_list(config_node *predecessor, config_node *list_block, int32_t b
     if (!member)
         return;
     set_ip_list(member, list_block, black);
-    list_block->deleted = 1;
+    mark_deleted(list_block);
 }
 
 /* The first entry of a new list stays empty, it only takes a number: old files depend on it. */

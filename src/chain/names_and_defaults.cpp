@@ -17,7 +17,17 @@ namespace {
 
 void rename_set(config_node *set, const char *name)
 {
-    v_strncpy(set->name, sizeof set->name, name, strlen(name));
+    char copy[MIGR_NAME_SIZE];
+    v_strncpy(copy, sizeof copy, name, strlen(name));
+    set_node_name(set, copy);
+}
+
+/* As much of the name as a node can have. */
+void rename_by_kind(config_node *set, const char *kind)
+{
+    char name[MIGR_NAME_SIZE];
+    snprintf(name, sizeof name, "%s-name", kind);
+    set_node_name(set, name);
 }
 
 /* "name" of a member was the name on a server of the kind that "type" says, or, alone, what `lone_name` says. */
@@ -28,7 +38,7 @@ void rename_member_name(const config_node *member, const char *lone_name)
         return;
     config_node *second = first->next;
     if (raw_name_is(first, "type") && first->value && second && raw_name_is(second, "name"))
-        snprintf(second->name, sizeof second->name, "%s-%s", first->value, "name");
+        rename_by_kind(second, first->value);
     else if (raw_name_is(first, "name") && !second)
         set_node_name(first, lone_name);
 }

@@ -8,6 +8,7 @@
 #include "tree/config_text.h"
 #include "tree/operations.h"
 
+#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -106,13 +107,14 @@ config_node *anchor_of(const config_node *node, int32_t row)
 }
 
 /* "High Level Security1" with its quotes becomes "High Level Security": the number stands ahead of the last one. */
-void strip_number(char *name)
+void strip_number(config_node *node)
 {
-    size_t length = strlen(name);
-    if (length < 2 || name[length - 2] < '0' || name[length - 2] > '9')
+    char   name[MIGR_NAME_SIZE];
+    size_t length = strlen(node->name);
+    if (length < 2 || node->name[length - 2] < '0' || node->name[length - 2] > '9')
         return;
-    name[length - 2] = name[length - 1];
-    name[length - 1] = '\0';
+    snprintf(name, sizeof name, "%.*s%c", static_cast<int>(length - 2), node->name, node->name[length - 1]);
+    set_node_name(node, name);
 }
 
 } // namespace
@@ -197,7 +199,7 @@ int32_t migr_node_filter(const config_node *list, config_node *node)
 {
     if (!list || !node)
         return 0;
-    strip_number(node->name);
+    strip_number(node);
     for (; list; list = list->next)
         if (raw_name_is(list, node->name))
             return 1;
@@ -209,7 +211,7 @@ void migr_dump_to_file(void)
     max_node_num = MIGR_PREDEFINED_ROWS;
     for (int32_t i = 0; i < max_node_num; i++)
         if (sub_node_info[i].node)
-            strip_number(sub_node_info[i].node->name);
+            strip_number(sub_node_info[i].node);
 }
 
 void forget_merged_nodes(void)

@@ -400,7 +400,7 @@ int32_t migr_sp_rule_to_signature_rule(void)
     if (!rules || rules == migr_main.root.top_list)
         return 0;
     config_node *predecessor = node_ahead_of("waf,server-protection-rule");
-    predecessor->next = rules->next;
+    unlink_at(&migr_main.root.top_list, &predecessor->next);
     free_node(rules);
     if (add_waf_signature(predecessor) != 0)
         return -1;

@@ -26,8 +26,9 @@ static void type_arguments(config_node *entry)
         if (!type)
             continue;
         type->kind = set->kind;
-        type->next = set;
-        entry->set_list = type;
+        while (entry->set_list != set)
+            unlink_at(&entry->set_list, &entry->set_list);
+        push_front(&entry->set_list, type);
     }
 }
 
@@ -108,7 +109,7 @@ static void drop_entries_of_removed_rules(config_node **entries, const removed_n
 {
     while (*entries) {
         if (names_removed_rule(*entries, names))
-            *entries = (*entries)->next;
+            unlink_at(entries, entries);
         else
             entries = &(*entries)->next;
     }
@@ -128,7 +129,7 @@ static void remove_old_redirections(config_node **rules)
 {
     while (*rules) {
         if (is_old_redirection(*rules) && push_item((*rules)->name))
-            *rules = (*rules)->next;
+            unlink_at(rules, rules);
         else
             rules = &(*rules)->next;
     }
@@ -156,7 +157,7 @@ static void drop_services(config_node *policy)
 {
     for (config_node *set = policy->set_list; set; set = set->next)
         if (set->next && raw_name_begins(set->next, "service"))
-            set->next = set->next->next;
+            unlink_at(&policy->set_list, &set->next);
 }
 
 /* From 4.10 on an offline appliance's policies say that they are such, and a transparent one's have no service of their

@@ -213,7 +213,7 @@ int32_t build_certi_config_tree(void)
         config_node *copy = copy_for_run(*link);
         if (!copy)
             return tell_no_memory();
-        *end = copy;
+        push_front(end, copy);
         end = &copy->next;
         link = delete_at(link, &root->top_list, root);
     }

@@ -132,8 +132,7 @@ static void move_health_sets(config_node *check, config_node *entry)
         /* By the value's own length: an empty one is a "ping" too. */
         if (raw_name_is(set, "type") && set->value && strncmp(set->value, "ping", strlen(set->value)) == 0)
             set_node_value(set, "icmp");
-        *link = set->next;
-        push_front(&entry->set_list, set);
+        push_front(&entry->set_list, unlink_at(&check->set_list, link));
     }
 }
 

@@ -35,8 +35,7 @@ config_node *take_access_limits(config_node *edit)
             link = &set->next;
             continue;
         }
-        *link = set->next;
-        push_front(&moved, set);
+        push_front(&moved, unlink_at(&edit->set_list, link));
         if (!raw_name_is(set, "block-period"))
             continue;
         if (config_node *action = make_node(MIGR_SET, "action", "block-period"))
@@ -84,7 +83,7 @@ void set_force_login_param(config_node *table, config_node *set)
             return;
         push_front(&entry->set_list, copy);
     }
-    set->deleted = 1;
+    mark_deleted(set);
 }
 
 /*
@@ -103,8 +102,11 @@ static void fold_priorities(config_node *entry)
 {
     static constexpr int32_t limit = 32768;
     for (config_node *set = entry->set_list; set; set = set->next)
-        if (raw_name_is(set, "priority") && number_of(set->value) > limit)
+        if (raw_name_is(set, "priority") && number_of(set->value) > limit) {
+            char *before = begin_value_edit(set);
             snprintf(set->value, strlen(set->value) + 1, "%d", number_of(set->value) % limit);
+            end_value_edit(set, before);
+        }
 }
 
 /*
@@ -151,7 +153,7 @@ void mr_add_freenode_to_tree(const config_node *edit, config_node *moved)
     config_node *rule = rules ? copy_record(edit) : nullptr;
     if (!rule)
         return;
-    rule->set_list = moved;
+    adopt_list(&rule->set_list, moved);
     push_front(&rules->edit_list, rule);
 }
 

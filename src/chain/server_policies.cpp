@@ -60,7 +60,7 @@ void add_session_and_cookie_sets(config_node *profile)
     config_node *third = second ? second->next : nullptr;
     if (!third)
         return;
-    second->next = third->next;
+    unlink_at(&profile->set_list, &second->next);
     insert_behind(second, make_set_leniently("cookie-poison-action", "alert"));
     insert_behind(second, make_set_leniently("cookie-poison", "enable"));
     push_new_set_leniently(profile, "http-session-management", "enable");
@@ -134,7 +134,7 @@ const char *take_vserver(config_node *policy, const char *vserver)
     while (config_node *next = set->next) {
         if (raw_name_is(next, "vserver")) {
             vserver = value_of(next);
-            set->next = next->next;
+            unlink_at(&policy->set_list, &set->next);
         } else {
             set = next;
         }
@@ -146,7 +146,7 @@ void unlink_sets_with_value(config_node *edit, const char *name)
 {
     for (config_node **link = &edit->set_list; *link;) {
         if (raw_name_is(*link, name) && (*link)->value)
-            *link = (*link)->next;
+            unlink_at(&edit->set_list, link);
         else
             link = &(*link)->next;
     }
@@ -213,7 +213,7 @@ void migr_change_pservers(void)
     config_node            *farms = policy_change_count > 0 ? _migr_find_node("server-policy,pservers") : nullptr;
     text_index<config_node> waiting = {};
     if (farms && index_edits(&waiting, farms->edit_list) == 0) {
-        farms->edit_list = nullptr;
+        drop_list(&farms->edit_list);
         for (int32_t i = 0; i < policy_change_count; i++)
             if (config_node *farm = take_next(&waiting, row_at(i)->second))
                 give_mode(farm, row_at(i)->first, farms);
@@ -344,7 +344,7 @@ static void make_https_service(config_node *ssl_client, config_node *service)
     if (set_node_value(ssl_client, value_of(service)) != 0)
         return;
     set_node_name(ssl_client, "https-service");
-    service->deleted = 1;
+    mark_deleted(service);
 }
 
 void migr_check_one_policy(config_node *policy, int32_t limited)
@@ -359,7 +359,7 @@ void migr_check_one_policy(config_node *policy, int32_t limited)
             if (raw_value_is(set, "enable"))
                 make_https_service(set, service);
             else
-                set->deleted = 1;
+                mark_deleted(set);
         } else if (limited && raw_name_is(set, "persistent-server-sessions") && number_of(set->value) > limit) {
             set_number(set, limit);
         }
@@ -392,7 +392,7 @@ void migr_serverpolicy_httpconversionpolicy(void)
     config_node *node = migr_main.root.top_list;
     while (node && node->next) {
         if (raw_name_is(node->next, "server-policy,http-conversion-policy"))
-            node->next = node->next->next;
+            unlink_at(&migr_main.root.top_list, &node->next);
         else
             node = node->next;
     }

@@ -44,7 +44,7 @@ void drop_last_gid(config_node *cluster)
 {
     for (config_node *set = cluster->set_list; set && set->next; set = set->next)
         if (raw_name_begins(set->next, "lastgid")) {
-            set->next = set->next->next;
+            unlink_at(&cluster->set_list, &set->next);
             return;
         }
 }

@@ -6,7 +6,6 @@
 
 #include "chain/blocks.h"
 #include "chain/text_index.h"
-#include "tree/node_store.h"
 #include "tree/operations.h"
 #include "tree/stack.h"
 
@@ -119,12 +118,10 @@ int32_t move_type_to_top(config_node *member)
     config_node *type = first_set(member, "type");
     if (!type || type == member->set_list)
         return 0;
-    config_node *copy = new_node(type->kind);
+    config_node *copy = take_content(type);
     if (!copy)
         return -1;
-    *copy = *type;
-    type->value = nullptr;
-    type->deleted = 1;
+    mark_deleted(type);
     push_front(&member->set_list, copy);
     return 0;
 }

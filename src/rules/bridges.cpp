@@ -6,6 +6,7 @@
 #include "rules/rule_path.h"
 #include "rules/rules.h"
 #include "rules/text_filter.h"
+#include "tree/operations.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -44,7 +45,7 @@ bool is_bridge(const char *name)
 
 void hide_bridges(config_node *config)
 {
-    config->hidden = 1;
+    mark_hidden(config);
     for (config_node *edit = config->edit_list; edit; edit = edit->next)
         add_bridge(edit);
 }
@@ -68,13 +69,13 @@ void hide_servers(config_node *config)
 {
     for (config_node *edit = config->edit_list; edit; edit = edit->next)
         if (stands_on_bridge(edit))
-            edit->hidden = 1;
+            mark_hidden(edit);
 }
 
 void hide_policies(config_node *config)
 {
     if (notp_bridge_main.transparent)
-        config->hidden = 1;
+        mark_hidden(config);
 }
 
 struct bridge_action {

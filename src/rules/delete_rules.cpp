@@ -9,7 +9,7 @@
 
 static void mark(config_node *node)
 {
-    node->deleted = 1;
+    mark_deleted(node);
     migr_main.modified = 1;
 }
 

@@ -114,7 +114,7 @@ struct renaming {
 void rename_node(config_node *node, const char *name)
 {
     set_node_name(node, name);
-    node->deleted = 0;
+    clear_delete_mark(node);
     migr_main.modified = 1;
 }
 

@@ -40,8 +40,10 @@ int32_t cut_text(config_node *set, const char *limit)
     auto    length = static_cast<int64_t>(strlen(set->value)) - 2;
     if (most < -1 || length <= most)
         return 0;
+    char *before = begin_value_edit(set);
     set->value[most + 1] = '"';
     set->value[most + 2] = '\0';
+    end_value_edit(set, before);
     return 0;
 }
 
@@ -113,7 +115,7 @@ const char *replacement_of(const char *word, const migr_list *pairs)
 int32_t store_words(config_node *set, word_output *output)
 {
     if (output->length == 0) {
-        set->deleted = 1;
+        mark_deleted(set);
         migr_main.modified = 1;
         return 0;
     }

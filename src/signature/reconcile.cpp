@@ -217,7 +217,7 @@ void check_entries(config_node *list, int32_t type, bool predefined)
 {
     for (config_node *entry = list->edit_list; entry; entry = entry->next)
         if (is_stale(predefined, type, entry->name))
-            entry->deleted = 1;
+            mark_deleted(entry);
 }
 
 bool filters_stale_signature(const config_node *entry, bool predefined)
@@ -232,7 +232,7 @@ void check_filters(config_node *list, bool predefined)
 {
     for (config_node *entry = list->edit_list; entry; entry = entry->next)
         if (filters_stale_signature(entry, predefined))
-            entry->deleted = 1;
+            mark_deleted(entry);
 }
 
 void note_main_classes(const config_node *list)

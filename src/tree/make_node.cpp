@@ -32,6 +32,16 @@ config_node *make_set_leniently(const char *name, const char *value)
     return set;
 }
 
+config_node *take_content(config_node *node)
+{
+    config_node *copy = new_node(node->kind);
+    if (!copy)
+        return nullptr;
+    *copy = *node;
+    node->value = nullptr;
+    return copy;
+}
+
 config_node *copy_record(const config_node *node)
 {
     config_node *copy = new_node(node->kind);

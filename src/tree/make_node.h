@@ -20,6 +20,9 @@ config_node *make_node(uint32_t kind, const char *name, const char *value);
 /* A set that stands without its value when there is no memory for that alone. */
 config_node *make_set_leniently(const char *name, const char *value);
 
+/* A node that is the given one byte for byte, but that the value is now its own: the other has none left. */
+config_node *take_content(config_node *node);
+
 /* A copy of the node's content, output flags included, without its lists, or with all that hangs below. */
 config_node *copy_record(const config_node *node);
 config_node *copy_tree(const config_node *node);

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 config_node *found_node;
 int32_t      is_found;
@@ -80,8 +81,7 @@ config_node **child_list(config_node *parent, uint32_t kind)
     }
 }
 
-/* Takes the node out to which a link of the list leads, and gives it. */
-static config_node *unlink_at(config_node **list, config_node **link)
+config_node *unlink_at(config_node **list, config_node **link)
 {
     config_node *node = *link;
     *link = node->next;
@@ -98,6 +98,12 @@ int32_t unlink_node(config_node **list, config_node *node)
     return 1;
 }
 
+void drop_list(config_node **list)
+{
+    while (*list)
+        unlink_at(list, list);
+}
+
 void push_front(config_node **list, config_node *node)
 {
     note_linking(node);
@@ -105,14 +111,55 @@ void push_front(config_node **list, config_node *node)
     *list = node;
 }
 
+void adopt_list(config_node **list, config_node *first)
+{
+    *list = first;
+}
+
+void exchange_nodes(config_node *one, config_node *other)
+{
+    std::swap(*one, *other);
+    std::swap(one->next, other->next);
+}
+
 int32_t set_node_value(config_node *node, const char *value)
 {
     char *copy = strdup(value);
     if (!copy)
         return -1;
-    free(node->value);
-    node->value = copy;
+    give_node_value(node, copy);
     return 0;
+}
+
+void give_node_value(config_node *node, char *text)
+{
+    free(node->value);
+    node->value = text;
+}
+
+char *begin_value_edit(const config_node *)
+{
+    return nullptr;
+}
+
+void end_value_edit(config_node *, char *before)
+{
+    free(before);
+}
+
+void mark_deleted(config_node *node)
+{
+    node->deleted = 1;
+}
+
+void clear_delete_mark(config_node *node)
+{
+    node->deleted = 0;
+}
+
+void mark_hidden(config_node *node)
+{
+    node->hidden = 1;
 }
 
 void set_node_name(config_node *node, const char *name)
@@ -212,8 +259,8 @@ void move_prop_2_bottom(config_node *node, const char *name)
     config_node *copy = copy_record(found);
     if (!copy)
         return;
-    last->next = copy;
-    found->deleted = 1;
+    push_front(&last->next, copy);
+    mark_deleted(found);
 }
 
 int32_t get_cvw_opmode(char *buffer)

@@ -50,10 +50,11 @@ config_node *cnd_add(config_node *parent, uint32_t kind, const char *name, const
 
 config_node *cnd_add_path(config_node **link, const char *name)
 {
-    config_node *node = new_node(MIGR_TOP);
+    char cut[short_name_room];
+    snprintf(cut, sizeof cut, "%s", name);
+    config_node *node = make_node(MIGR_TOP, cut, nullptr);
     if (!node)
         return nullptr;
-    snprintf(node->name, short_name_room, "%s", name);
     push_front(link ? link : &migr_main.root.top_list, node);
     return node;
 }
@@ -239,8 +240,7 @@ int32_t cnd_filter_value(config_node *node, int32_t count, ...)
     va_start(words, count);
     int32_t dropped = drop_words(kept, count, words);
     va_end(words);
-    free(node->value);
-    node->value = kept;
+    give_node_value(node, kept);
     return dropped;
 }
 
@@ -260,8 +260,7 @@ void cnd_append_value(config_node *node, int32_t count, ...)
             *end++ = ' ';
             end = stpcpy(end, va_arg(texts, const char *));
         }
-        free(node->value);
-        node->value = value;
+        give_node_value(node, value);
     }
     va_end(texts);
 }

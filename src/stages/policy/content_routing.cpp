@@ -4,15 +4,23 @@
  */
 #include "stages/policy/content_routing.h"
 
+#include "tree/operations.h"
 #include "walk/toolkit.h"
 
 /* ---- 5.50 ---- */
+
+static void lower_value(config_node *set)
+{
+    char *before = begin_value_edit(set);
+    strlwr(set->value);
+    end_value_edit(set, before);
+}
 
 static void change_persistence_type()
 {
     cnd_rename(top[4], "type");
     if (cnd_value_in(top[4], "ASP-SESSIONID", "JSP_SESSIONID", "PHP-SESSIONID", "Persistent-Cookie")) {
-        strlwr(top[4]->value);
+        lower_value(top[4]);
     } else if (cnd_value_is(top[4], "Insert-Cookie")) {
         cnd_del(top[4]);
         cnd_add_prop(top[2], "cookie-name", "cookiesession2");
@@ -37,7 +45,7 @@ void _migr_change_persistence_policy(int32_t, void *, int32_t *)
 static void change_match_object(migr_change_content_routing_state *state)
 {
     if (cnd_value_in(sub[4], "HTTP-HOST", "HTTP-Referer", "Source-IP", "HTTP-Request")) {
-        strlwr(sub[4]->value);
+        lower_value(sub[4]);
     } else if (cnd_value_is(sub[4], "HTTP-Request-Cookie")) {
         cnd_fmt_value(sub[4], "http-cookie");
         state->cookie_object = sub[4];
@@ -48,7 +56,7 @@ static void change_match_condition(migr_change_content_routing_state *state)
 {
     state->condition = sub[4];
     if (cnd_value_in(sub[4], "Match-Begin", "Match-Dir", "Match-Domain", "Match-End", "Match-Reg", "Match-Sub"))
-        strlwr(sub[4]->value);
+        lower_value(sub[4]);
 }
 
 static void change_match_set(migr_change_content_routing_state *state)

@@ -6,6 +6,7 @@
 
 #include "driver/run_context.h"
 #include "platform/platform.h"
+#include "tree/operations.h"
 #include "walk/cursors.h"
 #include "walk/toolkit.h"
 
@@ -80,9 +81,11 @@ static void encrypt_key(config_node *key)
     }
     strcpy(text + encrypted, "\"");
     OPENSSL_cleanse(text + encrypted + sizeof "\"", room - encrypted - sizeof "\"");
+    char *before = begin_value_edit(key);
     OPENSSL_cleanse(key->value, length);
     free(key->value);
     key->value = text;
+    end_value_edit(key, before);
 }
 
 /*

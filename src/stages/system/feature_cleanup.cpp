@@ -135,6 +135,13 @@ static bool is_unknown_to_image()
     return top_edt_set_is("threat-model") && migr_main.img_version < MIGR_RELEASE(6, 20);
 }
 
+/* What stands behind the old word goes with it. */
+static void name_anomaly_setting(config_node *set)
+{
+    auto ahead = static_cast<int>(strstr(set->name, "definite") - set->name);
+    cnd_rename(set, "%.*sanomaly", ahead, set->name);
+}
+
 /* 6.10 knows anomalies of one kind, where old files had definite and potential ones. */
 void _adjust_ml_policy2(int32_t, void *, int32_t *)
 {
@@ -142,7 +149,7 @@ void _adjust_ml_policy2(int32_t, void *, int32_t *)
         cnd_del(top[4]);
     else if (top_edt_set_in("action-definitely", "block-period-definitely", "severity-definitely",
                             "trigger-definitely"))
-        strcpy(strstr(top[4]->name, "definite"), "anomaly"); /* shorter than what it overwrites */
+        name_anomaly_setting(top[4]);
     else if (top_edt_set_is("strictness-level-automatic-defnite"))
         cnd_rename(top[4], "strictness-level-anomaly");
 }

@@ -86,6 +86,7 @@ char *_find_challenge_insert_location(char *text)
 void _migr_change_replace_msg(int32_t, void *, int32_t *)
 {
     char **text = &top[4]->value;
+    char  *before = begin_value_edit(top[4]);
     if (top_edt_in("login", "rsa-login") && top_edt_set_is("buffer")) {
         realloc_insert_str(text, _find_login_insert_location(*text), reply_heading);
         if (top_edt_is("login"))
@@ -93,6 +94,7 @@ void _migr_change_replace_msg(int32_t, void *, int32_t *)
     }
     if (top_edt_is("rsa-challenge"))
         realloc_insert_str(text, _find_challenge_insert_location(*text), passcode_heading);
+    end_value_edit(top[4], before);
 }
 
 /* 5.51: headings end without a full stop. Only pages named in quotes were ever changed, so a page without them keeps
@@ -105,8 +107,10 @@ void _migr_change_replace_msg2(int32_t, void *, int32_t *)
     if (!cnd_name_in(top[2], "\"login\"", "\"token\"", "\"rsa-challenge\"", "\"change-passwd\"", "\"rsa-login\""))
         return;
     if (char *found = strstr(top[4]->value, sentence)) {
+        char *before = begin_value_edit(top[4]);
         char *stop = found + strlen(sentence) - 1;
         memmove(stop, stop + 1, strlen(stop + 1) + 1);
+        end_value_edit(top[4], before);
     }
 }
 
@@ -174,6 +178,13 @@ static void take_page_out(adjust_replacemsg_state *state)
         state->pages[state->count++] = page;
 }
 
+static void join_lines(config_node *text)
+{
+    char *before = begin_value_edit(text);
+    _cvt_rmsg_value(text->value);
+    end_value_edit(text, before);
+}
+
 /* A page in a group has a text, named otherwise than before, a code and a group, and nothing else. */
 static void convert_page(config_node *page)
 {
@@ -181,7 +192,7 @@ static void convert_page(config_node *page)
         config_node *set = *link;
         if (cnd_name_is(set, "buffer")) {
             if (set->value && strstr(set->value, "Server Unavailable"))
-                _cvt_rmsg_value(set->value);
+                join_lines(set);
             cnd_rename(set, "msg");
         } else if (!cnd_name_in(set, "code", "group")) {
             link = delete_at(link, &page->set_list, page);

@@ -412,4 +412,55 @@ TEST_F(Operations, ListHelpers)
     EXPECT_STREQ(y->value, "2");
 }
 
+TEST_F(Operations, DroppedListIsEmptyAndItsNodesGoOnToEachOther)
+{
+    config_node *owner = block("set a 1\nset b 2\n");
+    config_node *first = owner->set_list;
+    drop_list(&owner->set_list);
+    EXPECT_EQ(owner->set_list, nullptr);
+    EXPECT_EQ(first->next->name, std::string("b"));
+    drop_list(&owner->set_list);
+    adopt_list(&owner->set_list, first);
+    EXPECT_EQ(dump(*owner), "set a=1\nset b=2\n");
+}
+
+TEST_F(Operations, ExchangedNodesTakeEachOthersPlace)
+{
+    ASSERT_EQ(parse("config a\nset s 1\nend\nconfig b\nset t 2\nend\nconfig c\nend\n"), 0);
+    exchange_nodes(root()->top_list, root()->top_list->next);
+    EXPECT_EQ(dump(*root()), "top b\n  set t=2\ntop a\n  set s=1\ntop c\n");
+}
+
+TEST_F(Operations, TakenOutNodeKeepsItsLink)
+{
+    config_node *owner = block("set a 1\nset b 2\nset c 3\n");
+    config_node *first = owner->set_list;
+    config_node *taken = unlink_at(&owner->set_list, &first->next);
+    EXPECT_EQ(taken->name, std::string("b"));
+    EXPECT_EQ(taken->next, first->next);
+    EXPECT_EQ(dump(*owner), "set a=1\nset c=3\n");
+}
+
+TEST_F(Operations, GivenValueIsTheNodesOwn)
+{
+    config_node *set = block("set a 1\n")->set_list;
+    char        *text = strdup("2");
+    give_node_value(set, text);
+    EXPECT_EQ(set->value, text);
+    give_node_value(set, nullptr);
+    EXPECT_EQ(set->value, nullptr);
+}
+
+TEST_F(Operations, MarksAreTheOutputFlags)
+{
+    config_node *set = block("set a 1\n")->set_list;
+    mark_deleted(set);
+    EXPECT_EQ(set->deleted, 1);
+    EXPECT_EQ(set->hidden, 0);
+    clear_delete_mark(set);
+    mark_hidden(set);
+    EXPECT_EQ(set->deleted, 0);
+    EXPECT_EQ(set->hidden, 1);
+}
+
 } // namespace
