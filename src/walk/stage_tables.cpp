@@ -224,6 +224,68 @@ stage_row cbc_arr_MIGR_ML0x60014[] = {
 };
 stage_table c3_arr_MIGR_ML0x60014 = STAGE(MIGR_RELEASE(6, 20), STAGE_ML, cbc_arr_MIGR_ML0x60014);
 
+constexpr int32_t first_visit = 1;
+
+const row_reach all_reaches[] = {
+    /* 5.60 */
+    {_migr_del_memory_log_config, 1, 0, {"traffic-log", "disk", "memory"}},
+    /* 5.80 */
+    {_av_vir_file_copy, 1, first_visit, {}},
+    {_encrypt_local_certificate_key, 1, 0, {"certificate,local", "admin-certificate,local"}},
+    /* 5.83 */
+    {_add_crl_group, 1, 0, {"crl-group", "crl"}},
+    {_add_crl_group, 2, 0, {"crl"}},
+    {_change_offline_session_timeout, 1, 0, {}},
+    /* 5.85 */
+    {_add_server_policy_setting, 1, 0, {"server-policy,setting"}},
+    {_add_server_policy_setting, 2, first_visit, {"system,settings", "system,global"}},
+    {_add_server_policy_setting, 3, 0, {"server-policy,policy", "server-policy,server-pool"}},
+    {_change_real_browser_enforcement, 1, 0, {"http-request-flood-prevention-rule", "layer4-access-limit-rule", "custom-access,rule"}},
+    /* 5.90 */
+    {_change_server_side_sni, 1, 0, {"policy"}},
+    {_change_server_side_sni, 2, 0, {"server-pool"}},
+    {_adjust_server_policy_health, 1, 0, {"health"}},
+    {_adjust_server_policy_health, 2, 0, {"server-pool"}},
+    {_adjust_server_policy_health, 3, 0, {"server-pool"}},
+    /* 6.01 */
+    {_erase_data_analysis_from_web_protection_in_offline, 1, 0, {"inline-protection", "offline-protection"}},
+    /* 6.02 */
+    {_remove_geo_db_dir, 1, first_visit, {}},
+    {_update_snmp_and_ha, 1, 0, {"ha", "snmp,community", "snmp,user"}},
+    /* 6.10 */
+    {_remove_all_autolearn, 1, first_visit,
+     {"server-policy,pattern,custom-susp-url", "server-policy,pattern,custom-susp-url-rule", "server-policy,pattern,data-type-group",
+      "server-policy,pattern,suspicious-url-rule", "server-policy,custom-application,url-replacer",
+      "server-policy,custom-application,application-policy", "waf,web-protection-profile,autolearning-profile",
+      "system,feature-visibility", "server-policy,policy", "system,accprofile"}},
+    {_erase_file_compress, 1, 0,
+     {"web-protection-profile,inline-protection", "web-protection-profile,offline-protection", "file-uncompress-rule"}},
+    {_cleanup_old_wvs, 1, first_visit, {"schedule", "profile", "policy"}},
+    {_adjust_ha_interface, 1, 0, {"router,policy"}},
+    {_adjust_ha_interface, 2, 0, {"system,ha"}},
+    {_adjust_ha_interface, 3, 0, {"system,interface", ""}},
+    {_adjust_cert_conf, 1, first_visit, {""}},
+    /* 6.11 */
+    {_adjust_xml_json_profile, 1, 0,
+     {"waf,web-protection-profile,inline-protection", "waf,web-protection-profile,offline-protection", "waf,xml-validation,policy"}},
+    {_adjust_xml_json_profile, 2, 0, {"waf,xml-validation,policy", "waf,json-validation,policy"}},
+    {_adjust_ha_mgmt_by_cond, 1, 0, {"ha"}},
+    {_adjust_ha_mgmt_by_cond, 2, 0, {"ha-mgmt-router-static", "ha-mgmt-router-policy"}},
+    /* 6.20 */
+    {_adjust_replacemsg, 1, 0, {""}},
+    {_adjust_replacemsg, 2, 0, {""}},
+    {_reorg_cert_remote, 1, 0, {"server-policy,policy", "system,certificate,sni", "server-policy,server-pool"}},
+    {_reorg_cert_remote, 2, 0, {"system,certificate,remote", ""}},
+    {_trim_xml_by_mode, 1, 0, {"system,settings"}},
+    {_trim_xml_by_mode, 2, 0,
+     {"waf,xml-validation,rule", "waf,ws-security,rule", "system,certificate,xml-client-certificate-group",
+      "system,certificate,xml-client-certificate", "system,certificate,xml-server-certificate"}},
+    {_trim_xml_by_mode, 3, first_visit, {}},
+    {_adjust_cloud_proxy_protocol, 1, 0, {}},
+    {_cleanup_pre620_av_file, 1, first_visit, {}},
+    {nullptr, 0, 0, {}},
+};
+
 /* clang-format on */
 
 stage_table *const all_stages[] = {

@@ -56,6 +56,22 @@ struct stage_table {
 /* All stages, in the order in which they run; a null behind the last. */
 extern stage_table *const all_stages[];
 
+/*
+ * What a callback with a wide scope acts on in a round: configs whose name has one of these suffixes, and where it says
+ * so the first visit of the round, wherever that is. Elsewhere it would look and return, so the walk does not call it
+ * there. A callback without an entry is called at every visit in its scope, one with entries only as they say.
+ */
+typedef struct row_reach row_reach;
+struct row_reach {
+    stage_callback *func;
+    int32_t         round;
+    int32_t         first_visit;
+    const char     *suffixes[12]; /* an empty one is also that of the visit behind the last config; null: no more */
+};
+
+/* A null callback behind the last. */
+extern const row_reach all_reaches[];
+
 #ifdef __cplusplus
 }
 #endif

@@ -39,69 +39,154 @@ bool is_active(const stage_row *row)
     return !row->finished && !row->skip_round && (row->state_size == 0 || row->state);
 }
 
-/* What is left of the config's name behind the scope and one character, whatever that is. With an empty scope it is
- * the whole name. */
-void set_suffix(const stage_row *row, const char *name)
+/* Where a name goes on behind the row's scope and one character, whatever that is; its end where there is no more. With
+ * an empty scope it is the whole name. */
+const char *suffix_of(const stage_row *row, const char *name)
 {
     size_t skipped = row->scope_len == 0 ? 0 : static_cast<size_t>(row->scope_len) + 1;
-    size_t length = strlen(name);
-    if (skipped >= length)
-        sbuf_suffix[0] = '\0';
-    else
-        memcpy(sbuf_suffix, name + skipped, length - skipped + 1);
+    return name + (row->scope_len == 0 ? 0 : strnlen(name, skipped));
 }
 
-/* Which rows of a stage have a name in their scope. Every position of the walk asks that for the config in top[1], and
- * nearly always it is the name asked for last. */
+/* ---- Which rows look at a config ---- */
+
+/* Bit N is row N. Rows behind the 64th are called whenever they have the config in their scope. */
+using row_set = uint64_t;
+
+constexpr int32_t numbered_rows = 64;
+
+row_set row_bit(int32_t index)
+{
+    return row_set{1} << index;
+}
+
+/* Rows from `index` on. */
+row_set rows_from(int32_t index)
+{
+    return index < numbered_rows ? ~row_set{0} << index : 0;
+}
+
+/* What the rows of the stage see of configs of one name. Every position of the walk asks that for the config in top[1],
+ * and nearly always it is the name asked for last. */
 struct scope_memory {
-    const stage_table *stage;
-    char               name[MIGR_NAME_SIZE];
-    uint64_t           rows; /* bit N for row N */
+    bool    valid;
+    char    name[MIGR_NAME_SIZE];
+    row_set in_scope;
+    row_set looking; /* those that act on such a config in this round */
+    row_set patient; /* those in scope that do not, but would like a further round */
 };
 
-constexpr int32_t remembered_rows = 64;
-
 scope_memory remembered;
+row_set      awaiting; /* rows that act on the first visit of the round, and have not had it */
+
+/* What all_reaches says of the rows for this round. */
+struct round_reach {
+    bool             limited; /* the callback has an entry, if not for this round */
+    const row_reach *entry;   /* null: none for this round */
+};
+
+round_reach reach[numbered_rows];
+
+round_reach reach_of(const stage_row *row)
+{
+    round_reach found = {};
+    for (const row_reach *entry = all_reaches; entry->func; entry++) {
+        if (entry->func != row->func)
+            continue;
+        found.limited = true;
+        if (entry->round == round)
+            found.entry = entry;
+    }
+    return found;
+}
+
+bool reaches(int32_t index, const char *name)
+{
+    const row_reach *entry = reach[index].entry;
+    if (!entry)
+        return !reach[index].limited;
+    for (const char *const *suffix = entry->suffixes; *suffix; suffix++)
+        if (strcmp(suffix_of(&fns->rows[index], name), *suffix) == 0)
+            return true;
+    return false;
+}
+
+void begin_round()
+{
+    round_brk = 1;
+    remembered.valid = false;
+    awaiting = 0;
+    for (int32_t index = 0; index < fns->row_count && index < numbered_rows; index++) {
+        reach[index] = reach_of(&fns->rows[index]);
+        if (reach[index].entry && reach[index].entry->first_visit)
+            awaiting |= row_bit(index);
+    }
+}
 
 void remember_scopes(const char *name)
 {
-    if (remembered.stage == fns && strcmp(remembered.name, name) == 0)
+    if (remembered.valid && strcmp(remembered.name, name) == 0)
         return;
-    remembered.stage = fns;
     strcpy(remembered.name, name);
-    remembered.rows = 0;
-    for (int32_t index = 0; index < fns->row_count && index < remembered_rows; index++)
-        if (in_scope(&fns->rows[index], name))
-            remembered.rows |= uint64_t{1} << index;
+    remembered.valid = true;
+    remembered.in_scope = remembered.looking = remembered.patient = 0;
+    for (int32_t index = 0; index < fns->row_count && index < numbered_rows; index++) {
+        const stage_row *row = &fns->rows[index];
+        if (!is_active(row) || !in_scope(row, name))
+            continue;
+        remembered.in_scope |= row_bit(index);
+        if (reaches(index, name))
+            remembered.looking |= row_bit(index);
+        else if (row->max_round > round)
+            remembered.patient |= row_bit(index);
+    }
 }
 
-/* The first row from `index` on that has the remembered name in its scope, or row_count. */
-int32_t next_in_scope(int32_t index)
+/* The first row from `index` on that is to be called for the remembered name, or row_count. */
+int32_t next_looking(int32_t index)
 {
-    if (index < remembered_rows && remembered.rows >> index != 0)
-        return index + __builtin_ctzll(remembered.rows >> index);
-    if (index < remembered_rows)
-        index = remembered_rows;
+    row_set rows = (remembered.looking | (remembered.in_scope & awaiting)) & rows_from(index);
+    if (rows != 0)
+        return __builtin_ctzll(rows);
+    if (index < numbered_rows)
+        index = numbered_rows;
     while (index < fns->row_count && !in_scope(&fns->rows[index], remembered.name))
         index++;
-    return index;
+    return index < fns->row_count ? index : fns->row_count;
+}
+
+/* A row that is not called keeps a further round alive all the same. */
+void heed_patient_rows(int32_t index)
+{
+    if (remembered.patient & rows_from(index))
+        round_brk = 0;
+}
+
+/* Whether any row is to be called for the config in top[1]. */
+bool is_looked_at(const config_node *config)
+{
+    remember_scopes(config->name);
+    heed_patient_rows(0);
+    return next_looking(0) < fns->row_count;
 }
 
 } // namespace
 
-/* A row in front may have renamed the config in top[1]. */
+/* A row in front may have renamed the config in top[1]: then the rows behind it go by the new name. */
 void cb_loop(void)
 {
     remember_scopes(top[1]->name);
-    for (int32_t index = next_in_scope(0); index < fns->row_count; index = next_in_scope(index + 1)) {
+    heed_patient_rows(0);
+    for (int32_t index = next_looking(0); index < fns->row_count; index = next_looking(index + 1)) {
         stage_row *row = &fns->rows[index];
+        awaiting &= ~(rows_from(index) & ~rows_from(index + 1));
         if (!is_active(row))
             continue;
-        set_suffix(row, top[1]->name);
+        strcpy(sbuf_suffix, suffix_of(row, top[1]->name));
         row->func(round, row->state, &row->skip_round);
         if (!row->finished && row->max_round > round)
             round_brk = 0;
         remember_scopes(top[1]->name);
+        heed_patient_rows(index + 1);
     }
 }
 
@@ -133,13 +218,23 @@ config_node *next_in(walked_list *walked, config_node **next, config_node **slot
     return node;
 }
 
+/* The same inside a config, which is left as soon as no row looks at it any more. */
+config_node *next_inside(walked_list *walked, config_node **next, config_node **slot)
+{
+    if (next_looking(0) < fns->row_count)
+        return next_in(walked, next, slot);
+    leave_list(walked);
+    *slot = &EMPTY_NODE;
+    return nullptr;
+}
+
 /* A set list has its end visit even when it is empty. */
 void walk_sets(config_node **list, config_node **slot)
 {
     walked_list  walked;
     config_node *next = *list;
     enter_list(&walked, list);
-    while (config_node *set = next_in(&walked, &next, slot)) {
+    while (config_node *set = next_inside(&walked, &next, slot)) {
         *slot = set;
         cb_loop();
     }
@@ -154,7 +249,7 @@ void walk_nested_edits(config_node **list)
     if (!next)
         return;
     enter_list(&walked, list);
-    while (config_node *edit = next_in(&walked, &next, &sub[2])) {
+    while (config_node *edit = next_inside(&walked, &next, &sub[2])) {
         sub[2] = edit;
         walk_sets(&edit->set_list, &sub[4]);
     }
@@ -167,7 +262,7 @@ void walk_nested_configs(config_node **list)
     if (!next)
         return;
     enter_list(&walked, list);
-    while (config_node *config = next_in(&walked, &next, &sub[1])) {
+    while (config_node *config = next_inside(&walked, &next, &sub[1])) {
         sub[1] = config;
         walk_nested_edits(&config->edit_list);
         walk_sets(&config->set_list, &sub[3]);
@@ -181,20 +276,11 @@ void walk_edits(config_node **list)
     if (!next)
         return;
     enter_list(&walked, list);
-    while (config_node *edit = next_in(&walked, &next, &top[2])) {
+    while (config_node *edit = next_inside(&walked, &next, &top[2])) {
         top[2] = edit;
         walk_nested_configs(&edit->config_list);
         walk_sets(&edit->set_list, &top[4]);
     }
-}
-
-/* While no row can see a config nobody can change it or its name, so such a config need not be walked. */
-bool concerns_any_row(const config_node *config)
-{
-    for (const stage_row *row = fns->rows; row < fns->rows + fns->row_count; row++)
-        if (is_active(row) && in_scope(row, config->name))
-            return true;
-    return false;
 }
 
 void walk_tree(config_node **list)
@@ -206,7 +292,7 @@ void walk_tree(config_node **list)
     enter_list(&walked, list);
     while (config_node *config = next_in(&walked, &next, &top[1])) {
         top[1] = config;
-        if (!concerns_any_row(config))
+        if (!is_looked_at(config))
             continue;
         walk_edits(&config->edit_list);
         walk_sets(&config->set_list, &top[3]);
@@ -266,11 +352,10 @@ void prepare_stage(stage_table *stage)
 void walk_stage(run_context *context, stage_table *stage)
 {
     fns = stage;
-    remembered.stage = nullptr;
     forget_walks();
     hold_deleted_nodes(1);
     for (round = 1; round <= last_round; round++) {
-        round_brk = 1;
+        begin_round();
         walk_tree(&context->root.top_list);
         if (round_brk)
             break;
