@@ -9,10 +9,11 @@
  * records it finds by name, as debuggers do: a host must not define globals of these names. Static variables may have
  * any name.
  *
- *   EMPTY_NODE EOB_NODE _pinfo all_stages bak_line cert_dirs2fix domain_node done_sigid_check fix_func_array found_node
- *   global_node id_array id_count is_found item_list new_id_array new_id_count notp_bridge_main policy_change_count
- *   pre_node_info predefined_disable_sig_head qb01a sbuf_suffix sig_db sub sub_node_info taglist tmp_tree_root top
- *   vdom_update_flag, and names that begin with c3_arr_MIGR_, cbc_arr_MIGR_, migr_
+ *   EMPTY_NODE EOB_NODE _pinfo all_reaches all_stages bak_line cert_dirs2fix domain_node done_sigid_check
+ *   fix_func_array found_node global_node id_array id_count is_found item_list new_id_array new_id_count
+ *   notp_bridge_main policy_change_count pre_node_info predefined_disable_sig_head qb01a sbuf_suffix sig_db sub
+ *   sub_node_info taglist tmp_tree_root top vdom_update_flag, and names that begin with c3_arr_MIGR_, cbc_arr_MIGR_,
+ *   migr_
  */
 #ifndef MIGR_DRIVER_MIGR_H
 #define MIGR_DRIVER_MIGR_H
