@@ -6,6 +6,7 @@
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/gzip_text.h"
+#include "tree/version_text.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -4,8 +4,8 @@
  */
 #include "chain/blocks.h"
 
+#include "driver/hooks.h"
 #include "driver/run_context.h"
-#include "driver/stall.h"
 #include "tree/operations.h"
 
 #include <cstring>

@@ -5,8 +5,8 @@
 #include "chain/protection_rules.h"
 
 #include "chain/blocks.h"
+#include "driver/hooks.h"
 #include "driver/run_context.h"
-#include "driver/stall.h"
 #include "tree/config_text.h"
 #include "tree/operations.h"
 

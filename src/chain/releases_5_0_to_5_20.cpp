@@ -7,11 +7,11 @@
 #include "chain/blocks.h"
 #include "chain/word_filters.h"
 #include "driver/run_context.h"
-#include "driver/version_lines.h"
 #include "platform/platform.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
+#include "tree/version_text.h"
 
 #include <cstdio>
 #include <cstring>

@@ -6,7 +6,7 @@
 
 #include "chain/blocks.h"
 #include "chain/text_index.h"
-#include "driver/migr.h"
+#include "driver/run_context.h"
 #include "platform/platform.h"
 #include "tree/operations.h"
 #include "tree/stack.h"
@@ -21,7 +21,6 @@ farm_server migr_pfarms_array[MIGR_FARM_ROWS];
 int32_t     migr_pfarms_cnt;
 char        migr_pfarms_name[64];
 char        migr_pfarms_type[64];
-int32_t     qb01a;
 
 namespace {
 

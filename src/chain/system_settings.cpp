@@ -5,8 +5,8 @@
 #include "chain/system_settings.h"
 
 #include "chain/blocks.h"
+#include "driver/hooks.h"
 #include "driver/run_context.h"
-#include "driver/stall.h"
 #include "tree/operations.h"
 
 #include <cstdio>

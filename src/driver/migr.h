@@ -18,8 +18,9 @@
 #ifndef MIGR_DRIVER_MIGR_H
 #define MIGR_DRIVER_MIGR_H
 
-#include "driver/run_context.h"
-#include "tree/setup_tree.h" /* setup_tree: a file into a context */
+#include "driver/hooks.h"       /* what a host may define, and the library then calls */
+#include "driver/run_context.h" /* migr_main, qb01a */
+#include "tree/setup_tree.h"    /* setup_tree: a file into a context */
 
 #ifdef __cplusplus
 extern "C" {
@@ -76,24 +77,6 @@ int32_t adjust_tree(void);
  * free_node, and this call, give them to free.
  */
 void migr_release_nodes(void);
-
-/* Set by the host before a run on that one small model, which keeps more policies than its successors allow. */
-extern int32_t qb01a;
-
-/*
- * Hooks. A host may define them; the library calls those that are there.
- *   migr_on_file    a pass over `path` begins; `mode` is an enum migr_mode
- *   migr_on_stall   the configuration has reached one of the places that never return; the hook should end the
- *                   process, since the library waits for ever behind it
- *   migr_on_section a part of the work on the tree in migr_main is done. `version` is the release that the part belongs
- *                   to, and `phase` names it: "read" (the file's own release; nothing has been changed yet), then for
- *                   each update section "bridges" (4.0 alone), "step", "delete", "modify" and "readd", then "stage" for
- *                   each stage, then "signatures" (the image's release). The hook may copy the tree but must leave it
- *                   as it is
- */
-void migr_on_file(const char *path, uint32_t mode) __attribute__((weak));
-void migr_on_stall(const char *where) __attribute__((weak));
-void migr_on_section(int32_t version, const char *phase) __attribute__((weak));
 
 #ifdef __cplusplus
 }

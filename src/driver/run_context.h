@@ -56,6 +56,9 @@ extern config_node tmp_tree_root;            /* kind 1: what a step of the globa
 extern char        bak_line[MIGR_LINE_SIZE]; /* the file's own version line as read */
 extern int32_t     vdom_update_flag;         /* 1 while a file from before 5.10 is on its way to the split */
 
+/* Set by the host before a run on that one small model, which keeps more policies than its successors allow. */
+extern int32_t qb01a;
+
 /* The image's signature database, open for the whole run; null without one. */
 extern struct signature_database *sig_db;
 

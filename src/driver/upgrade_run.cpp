@@ -29,6 +29,7 @@ run_context         migr_sub;
 config_node         tmp_tree_root;
 char                bak_line[MIGR_LINE_SIZE];
 int32_t             vdom_update_flag;
+int32_t             qb01a;
 signature_database *sig_db;
 
 namespace {

@@ -19,7 +19,7 @@
 namespace {
 
 constexpr char version_probe[] = "./qx_migr_unzip_tmp";
-constexpr char version_mark[] = "#config-version=";
+constexpr char version_mark[] = MIGR_VERSION_MARK;
 constexpr char second_mark[] = "#conf_file_ver=";
 
 /* Models without a dash, less their first letter, which the scan never sees. */
@@ -206,18 +206,4 @@ int32_t parse_version(const char *path, int32_t force)
     if (result != 0)
         unlink(MIGR_OLD_TEXT);
     return result;
-}
-
-int32_t get_cvw_type(char *output)
-{
-    const char *mark = output ? strstr(bak_line, version_mark) : nullptr;
-    if (!mark)
-        return -1;
-    const char *model = mark + sizeof version_mark - 1;
-    const char *dash = strchr(model, '-');
-    dash = dash ? strchr(dash + 1, '-') : nullptr;
-    size_t length = dash ? static_cast<size_t>(dash - model) : strlen(model);
-    memcpy(output, model, length);
-    output[length] = '\0';
-    return 0;
 }

@@ -29,10 +29,6 @@ int32_t save_second_line_of_config_file(void);
 int32_t save_first_line(text_reader *reader);
 int32_t save_second_line(text_reader *reader);
 
-/* Copies the model out of bak_line, up to the second dash, so that of a model without a dash the version follows it.
- * `output` holds MIGR_LINE_SIZE bytes. 0, or -1 for null or without a version line. */
-int32_t get_cvw_type(char *output);
-
 #ifdef __cplusplus
 }
 #endif

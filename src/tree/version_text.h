@@ -6,6 +6,8 @@
 
 #include <stdint.h>
 
+#define MIGR_VERSION_MARK "#config-version=" /* how a file's first line begins; the model follows */
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -19,6 +21,10 @@ int32_t nearest_number(int64_t number);
 
 /* A version code: major in the upper 16 bits plus minor, wrapping. */
 int32_t version_code(int32_t major, int32_t minor);
+
+/* Copies the model out of bak_line, up to the second dash, so that of a model without a dash the version follows it.
+ * `output` holds MIGR_LINE_SIZE bytes. 0, or -1 for null or without a version line. */
+int32_t get_cvw_type(char *output);
 
 #ifdef __cplusplus
 }

@@ -4,7 +4,7 @@
  */
 #include "walk/walk.h"
 
-#include "driver/migr.h"
+#include "driver/hooks.h"
 #include "tree/list_walk.h"
 #include "tree/node_store.h"
 #include "walk/cursors.h"

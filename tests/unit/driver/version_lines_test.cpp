@@ -516,37 +516,4 @@ TEST(ParseVersion, AFileThatCannotBeUnpackedLeavesNothing)
     EXPECT_EQ(appliance.listing(), before);
 }
 
-std::string type_of(const std::string &line)
-{
-    static char output[MIGR_LINE_SIZE];
-    memcpy(bak_line, line.c_str(), line.size() + 1);
-    return get_cvw_type(output) == 0 ? output : "(none)";
-}
-
-TEST(CvwType, IsTheTextUpToTheSecondDash)
-{
-    EXPECT_EQ(type_of(line_540), "QA-A1X");
-    EXPECT_EQ(type_of(std::string("x ") + line_540), "QA-A1X");
-    EXPECT_EQ(type_of("#config-version=QQB01A-5.40-CV-build0100-140101:r\n"), "QQB01A-5.40");
-    EXPECT_EQ(type_of("#config-version=--5.40-CV\n"), "-");
-    EXPECT_EQ(type_of("#config-version=QA-A1X\n"), "QA-A1X\n");
-    EXPECT_EQ(type_of("#config-version=QA"), "QA");
-    EXPECT_EQ(type_of("#config-version="), "");
-}
-
-TEST(CvwType, NeedsAVersionLineAndABuffer)
-{
-    EXPECT_EQ(type_of("#config-versio=QA-A1X-5\n"), "(none)");
-    EXPECT_EQ(type_of(""), "(none)");
-    memcpy(bak_line, line_540, sizeof line_540);
-    EXPECT_EQ(get_cvw_type(nullptr), -1);
-}
-
-TEST(CvwType, FitsALineThatFillsItsBuffer)
-{
-    std::string line = "#config-version=";
-    line += std::string(MIGR_LINE_SIZE - 1 - line.size(), 'm');
-    EXPECT_EQ(type_of(line), line.substr(strlen("#config-version=")));
-}
-
 } // namespace

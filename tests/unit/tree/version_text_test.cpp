@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <string>
+
 namespace {
 
 TEST(NumberOf, ReadsWhatStandsAtTheStart)
@@ -51,6 +54,41 @@ TEST(VersionCode, WrapsWithoutACrash)
     EXPECT_EQ(version_code(5, -1), 0x4ffff);
     EXPECT_EQ(version_code(32768, 0), INT32_MIN);
     EXPECT_EQ(version_code(INT32_MAX, INT32_MAX), static_cast<int32_t>(0xffff0000u + 0x7fffffffu));
+}
+
+constexpr char line_540[] = "#config-version=QA-A1X-5.40-CV-build0100-140101:opmode=0\n";
+
+std::string type_of(const std::string &line)
+{
+    static char output[MIGR_LINE_SIZE];
+    memcpy(bak_line, line.c_str(), line.size() + 1);
+    return get_cvw_type(output) == 0 ? output : "(none)";
+}
+
+TEST(CvwType, IsTheTextUpToTheSecondDash)
+{
+    EXPECT_EQ(type_of(line_540), "QA-A1X");
+    EXPECT_EQ(type_of(std::string("x ") + line_540), "QA-A1X");
+    EXPECT_EQ(type_of("#config-version=QQB01A-5.40-CV-build0100-140101:r\n"), "QQB01A-5.40");
+    EXPECT_EQ(type_of("#config-version=--5.40-CV\n"), "-");
+    EXPECT_EQ(type_of("#config-version=QA-A1X\n"), "QA-A1X\n");
+    EXPECT_EQ(type_of("#config-version=QA"), "QA");
+    EXPECT_EQ(type_of("#config-version="), "");
+}
+
+TEST(CvwType, NeedsAVersionLineAndABuffer)
+{
+    EXPECT_EQ(type_of("#config-versio=QA-A1X-5\n"), "(none)");
+    EXPECT_EQ(type_of(""), "(none)");
+    memcpy(bak_line, line_540, sizeof line_540);
+    EXPECT_EQ(get_cvw_type(nullptr), -1);
+}
+
+TEST(CvwType, FitsALineThatFillsItsBuffer)
+{
+    std::string line = "#config-version=";
+    line += std::string(MIGR_LINE_SIZE - 1 - line.size(), 'm');
+    EXPECT_EQ(type_of(line), line.substr(strlen("#config-version=")));
 }
 
 } // namespace

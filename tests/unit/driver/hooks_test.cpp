@@ -1,4 +1,4 @@
-#include "driver/stall.h"
+#include "driver/hooks.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,5 @@
 /* A loop that never ends must do something in it, or a compiler may take it away: this one waits for a signal. */
-#include "driver/stall.h"
-
-#include "driver/migr.h"
+#include "driver/hooks.h"
 
 #include <unistd.h>
 
