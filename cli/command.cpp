@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <new>
@@ -106,6 +107,16 @@ void add_subcommand(CLI::App &app, const Subcommand &subcommand, Arguments &give
     added->callback([&] { chosen = &subcommand; });
 }
 
+void describe(CLI::App &app, Arguments &given, const Subcommand *&chosen)
+{
+    app.require_subcommand(1);
+    app.footer(footer);
+    app.set_version_flag("--version", "migr " MIGR_VERSION ", for images of " + release_text(image_release()),
+                         "Print the versions of this command and of the image that it carries files forward to");
+    for (const Subcommand *subcommand : subcommands)
+        add_subcommand(app, *subcommand, given, chosen);
+}
+
 int print_help(const CLI::App &app, const CLI::Success &asked)
 {
     std::ostringstream out, ignored;
@@ -114,15 +125,21 @@ int print_help(const CLI::App &app, const CLI::Success &asked)
     return static_cast<int>(Status::done);
 }
 
-/* A failure of the whole command, as a person or a program learns of it. */
-void tell(const Failure &failure, const Subcommand &subcommand, const Arguments &arguments)
+/* A failure of the whole command, as a person or a program learns of it. Gives the exit status. */
+Status tell(const Failure &failure, const Subcommand *subcommand, bool json)
 {
-    if (arguments.json)
-        return print_answer(subcommand.name, failure.status, failure.what(),
-                            {{"details", Json::list(failure.details)}});
-    for (const std::string &detail : failure.details)
-        complain(detail);
-    complain(failure.what());
+    try {
+        if (json)
+            print_failure(subcommand ? subcommand->name : nullptr, failure);
+    } catch (const PathError &) {
+        return Status::failed;
+    }
+    if (!json) {
+        for (const std::string &detail : failure.details)
+            complain(detail);
+        complain(failure.what());
+    }
+    return failure.status;
 }
 
 /* Runs it, and makes a Failure of whatever else it throws. */
@@ -148,7 +165,7 @@ int status_behind_output(Status status, const Subcommand &subcommand)
 {
     if (fflush(stdout) == 0 && !ferror(stdout))
         return static_cast<int>(status);
-    complain("standard output: cannot write all of it, so the answer is not complete.");
+    print_line(stderr, "migr: standard output: cannot write all of it, so the answer is not complete.");
     bool acts = &subcommand == &upgrade_command || &subcommand == &rollback_command;
     return static_cast<int>(acts ? status : Status::failed);
 }
@@ -158,12 +175,7 @@ int run(const Subcommand &subcommand, const Arguments &arguments)
     try {
         return status_behind_output(run_or_fail(subcommand, arguments), subcommand);
     } catch (const Failure &failure) {
-        try {
-            tell(failure, subcommand, arguments);
-        } catch (const PathError &) {
-            return static_cast<int>(Status::failed);
-        }
-        return status_behind_output(failure.status, subcommand);
+        return status_behind_output(tell(failure, &subcommand, arguments.json), subcommand);
     }
 }
 
@@ -183,15 +195,20 @@ size_t distance(std::string_view one, std::string_view other)
     return row.back();
 }
 
-/* What is said of a first word that is no subcommand; empty when it is one, or an option. */
+const Subcommand *subcommand_named(std::string_view word)
+{
+    auto at = std::find_if(std::begin(subcommands), std::end(subcommands),
+                           [&](const Subcommand *subcommand) { return subcommand->name == word; });
+    return at == std::end(subcommands) ? nullptr : *at;
+}
+
+/* What is said of a first word that is no subcommand. */
 std::string misspelt(const char *word)
 {
     const char *nearest = nullptr;
     size_t      least = 4; /* further away it is another word */
     for (const Subcommand *subcommand : subcommands) {
         size_t letters = distance(word, subcommand->name);
-        if (letters == 0 || word[0] == '-')
-            return "";
         if (letters < least) {
             least = letters;
             nearest = subcommand->name;
@@ -199,6 +216,15 @@ std::string misspelt(const char *word)
     }
     return "there is no command \"" + std::string(word) + "\"" +
            (nearest ? ". Did you mean: migr " + std::string(nearest) : "") + ". See: migr --help";
+}
+
+/* Of a command line that may be too wrong to be taken apart. */
+bool asks_for_json(int count, const char *const *arguments)
+{
+    for (int at = 1; at < count && strcmp(arguments[at], "--") != 0; at++)
+        if (strcmp(arguments[at], "--json") == 0)
+            return true;
+    return false;
 }
 
 } // namespace
@@ -216,27 +242,25 @@ void prepare_process()
 int run_command(int count, const char *const *arguments)
 {
     prepare_process();
+    bool              json = asks_for_json(count, arguments);
+    const char       *word = count > 1 ? arguments[1] : "-";
+    const Subcommand *named = subcommand_named(word);
+    keep_lines(json);
+    if (!named && word[0] != '-')
+        return static_cast<int>(tell({Status::unusable, misspelt(word)}, nullptr, json));
     Arguments         given;
     const Subcommand *chosen = nullptr;
     CLI::App          app("Carries the configuration of an appliance forward to this image's release.", "migr");
-    app.require_subcommand(1);
-    app.footer(footer);
-    app.set_version_flag("--version", "migr " MIGR_VERSION ", for images of " + release_text(image_release()),
-                         "Print the versions of this command and of the image that it carries files forward to");
-    if (std::string wrong = count > 1 ? misspelt(arguments[1]) : ""; !wrong.empty()) {
-        complain(wrong);
-        return static_cast<int>(Status::unusable);
-    }
-    for (const Subcommand *subcommand : subcommands)
-        add_subcommand(app, *subcommand, given, chosen);
+    describe(app, given, chosen);
     try {
         app.parse(count, arguments);
     } catch (const CLI::Success &asked) {
         return print_help(app, asked);
     } catch (const CLI::ParseError &error) {
-        complain(std::string(error.what()) + ". See: migr --help");
-        return static_cast<int>(Status::unusable);
+        return static_cast<int>(
+            tell({Status::unusable, std::string(error.what()) + ". See: migr --help"}, named, json));
     }
+    keep_lines(given.json);
     return run(*chosen, given);
 }
 

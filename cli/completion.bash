@@ -9,13 +9,14 @@ _migr()
     fi
     if [ "${word:0:1}" = - ]; then
         case $command in
-            convert) COMPREPLY=($(compgen -W "--output --force --as --domain --image --accept-damage --verbose --help" -- "$word")) ;;
+            convert) COMPREPLY=($(compgen -W "--output --force --as --domain --image --accept-damage --verbose --json --help" -- "$word")) ;;
             explain) COMPREPLY=($(compgen -W "--image --as --domain --json --help" -- "$word")) ;;
             check) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             plan) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             upgrade) COMPREPLY=($(compgen -W "--image --dry-run --partial --accept-damage --strict --work --verbose --json --timeout --help" -- "$word")) ;;
             rollback) COMPREPLY=($(compgen -W "--yes --json --help" -- "$word")) ;;
             snapshots) COMPREPLY=($(compgen -W "--prune --json --help" -- "$word")) ;;
+            version | ml) COMPREPLY=($(compgen -W "--json --help" -- "$word")) ;;
             lint) COMPREPLY=($(compgen -W "--release --strict --json --help" -- "$word")) ;;
             *) COMPREPLY=($(compgen -W "--help" -- "$word")) ;;
         esac

@@ -34,6 +34,7 @@ install(FILES cli/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-comp
 foreach(file update_config syntax_v510.txt system.conf.predefine signature.db)
   install(FILES ${CMAKE_BINARY_DIR}/image/${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/migr/image)
 endforeach()
+install(DIRECTORY docs/schema/ DESTINATION ${CMAKE_INSTALL_DATADIR}/migr/schema)
 install(DIRECTORY samples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/migr/samples USE_SOURCE_PERMISSIONS)
 
 set(CPACK_GENERATOR DEB)

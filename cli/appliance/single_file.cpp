@@ -203,20 +203,17 @@ SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, c
     return file;
 }
 
-void warn_of_what_is_missing(const SingleFile &file)
+std::string what_is_missing(const SingleFile &file)
 {
     bool certificates = std::any_of(file.names.begin(), file.names.end(),
                                     [](const std::string &name) { return name.starts_with("system,certificate"); });
     if (file.is_domain() && file.facts.release < MIGR_RELEASE(5, 20))
-        complain("warning: " + file.shown +
-                 ": up to 5.20 a domain's certificate blocks (config system certificate) "
-                 "come from the global file, which is not there. They are missing from the "
-                 "result. Upgrade the whole appliance with: migr upgrade");
-    else if (certificates && file.facts.release < certificates_in_configuration)
-        complain("warning: " + file.shown +
-                 ": up to 5.80 certificates and keys lay in files of the appliance, which "
-                 "are not there. The result names them without their content. Upgrade the "
-                 "whole appliance with: migr upgrade");
+        return "up to 5.20 a domain's certificate blocks (config system certificate) come from the global file, which "
+               "is not there. They are missing from the result. Upgrade the whole appliance with: migr upgrade";
+    if (certificates && file.facts.release < certificates_in_configuration)
+        return "up to 5.80 certificates and keys lay in files of the appliance, which are not there. The result names "
+               "them without their content. Upgrade the whole appliance with: migr upgrade";
+    return "";
 }
 
 } // namespace command

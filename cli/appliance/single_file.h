@@ -45,7 +45,7 @@ struct SingleFile {
 SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, const std::string &syntax,
                                Interrupts &interrupts);
 
-/* Says on standard error what the result lacks, as other files of the appliance are not there. */
-void warn_of_what_is_missing(const SingleFile &file);
+/* Warns of what the result lacks, as other files of the appliance are not there; empty when it lacks nothing. */
+std::string what_is_missing(const SingleFile &file);
 
 } // namespace command

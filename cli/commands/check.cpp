@@ -98,7 +98,7 @@ Json to_json(const CheckedFile &file)
     for (const Damage &one : file.damage)
         damage.push_back(Json::Members{
             {"line", one.line}, {"kind", name_of(one.kind)}, {"text", one.text}, {"acceptable", one.acceptable}});
-    return Json::Members{{"file", file.name},           {"release", release_text(file.release)},
+    return Json::Members{{"file", file.name},           {"release", Json::release(file.release)},
                          {"sound", file.is_sound()},    {"reasons", Json::list(file.reasons)},
                          {"damage", std::move(damage)}, {"more", file.more_damage}};
 }
@@ -117,14 +117,11 @@ Json::Members to_json(const Checked &checked)
 
 Status check(const Arguments &arguments)
 {
-    if (arguments.json)
-        return answer("check", [&](Json::Members &own) {
-            Checked checked = check_all(arguments);
-            own = to_json(checked);
-            return checked.status();
-        });
     Checked checked = check_all(arguments);
-    show(checked);
+    if (arguments.json)
+        print_answer("check", checked.status(), to_json(checked));
+    else
+        show(checked);
     return checked.status();
 }
 

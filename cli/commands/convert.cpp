@@ -5,7 +5,9 @@
 #include "appliance/stored_text.h"
 #include "commands/subcommand.h"
 #include "output/console.h"
+#include "output/json.h"
 #include "output/release_text.h"
+#include "report/report.h"
 #include "system/gzip_text.h"
 
 #include <algorithm>
@@ -100,13 +102,35 @@ struct Converted {
     std::string text;
 };
 
-void put(const Converted &result, const Arguments &arguments)
+/* What came of one file. */
+struct Conversion {
+    std::string              shown; /* how messages call it */
+    int32_t                  before = -1;
+    Result                   result = Result::refused;
+    std::vector<std::string> outputs; /* paths */
+    std::vector<std::string> reasons; /* why it was refused */
+    std::vector<std::string> warnings;
+    std::vector<std::string> notes; /* what the library printed */
+
+    Status status() const
+    {
+        bool good = result == Result::upgraded || result == Result::current;
+        return good ? Status::done : Status::left_alone;
+    }
+};
+
+void put(const Converted &output, const Arguments &arguments, Conversion &conversion)
 {
-    if (result.path.empty())
-        return print_text(result.text);
-    if (!may_replace(result.path, arguments))
-        throw Failure(Status::left_alone, result.path + " was left as it is.");
-    write_to(result.path, result.path.ends_with(".gz") ? gzip(result.text) : result.text);
+    if (output.path.empty())
+        return print_text(output.text);
+    if (!may_replace(output.path, arguments))
+        throw Failure(Status::left_alone, output.path + " was left as it is.");
+    try {
+        write_to(output.path, output.path.ends_with(".gz") ? gzip(output.text) : output.text);
+    } catch (const PathError &error) {
+        throw failure_of(error, error.path);
+    }
+    conversion.outputs.push_back(output.path);
 }
 
 /* ---- names ---- */
@@ -150,17 +174,24 @@ void make_output_folder(const Arguments &arguments)
 
 /* ---- the run ---- */
 
-void tell_findings(const StagedRun &run, const SingleFile &file, const Arguments &arguments)
+void take_findings(const StagedRun &run, Conversion &conversion)
+{
+    conversion.notes = run.notes;
+    for (const FileOutcome &found : run.files) {
+        conversion.reasons.insert(conversion.reasons.end(), found.reasons.begin(), found.reasons.end());
+        conversion.warnings.insert(conversion.warnings.end(), found.warnings.begin(), found.warnings.end());
+    }
+}
+
+void tell_findings(const Conversion &conversion, const Arguments &arguments)
 {
     if (arguments.verbose)
-        for (const std::string &note : run.notes)
-            complain(file.shown + ": the library: " + note);
-    for (const FileOutcome &found : run.files) {
-        for (const std::string &reason : found.reasons)
-            complain(file.shown + ": " + reason);
-        for (const std::string &warning : found.warnings)
-            complain("warning: " + file.shown + ": " + warning);
-    }
+        for (const std::string &note : conversion.notes)
+            complain(conversion.shown + ": the library: " + note);
+    for (const std::string &reason : conversion.reasons)
+        complain(conversion.shown + ": " + reason);
+    for (const std::string &warning : conversion.warnings)
+        complain("warning: " + conversion.shown + ": " + warning);
 }
 
 std::string result_text(const Root &root, const std::string &name)
@@ -180,61 +211,108 @@ std::vector<Converted> results_of(const Arguments &arguments, const Root &root, 
 }
 
 /* It is as new as the image, or newer: it goes through as it is. */
-Status pass_through(const Arguments &arguments, const SingleFile &file)
+void pass_through(const Arguments &arguments, const SingleFile &file, Conversion &conversion)
 {
     bool newer = file.facts.release > image_release();
     complain(file.shown + ": it is at " + release_text(file.facts.release) +
              (newer ? ", and the image at " : " already, as the image is at ") + release_text(image_release()) +
              ". The result is the same text.");
-    put({output_path(arguments, file.path), file.text}, arguments);
-    return newer ? Status::left_alone : Status::done;
+    conversion.result = newer ? Result::newer : Result::current;
+    put({output_path(arguments, file.path), file.text}, arguments, conversion);
 }
 
-Status convert_one(const Arguments &arguments, const Image &image, const std::string &path, Interrupts &interrupts)
+void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const Image &image, const SingleFile &file,
+                Interrupts &interrupts, Conversion &conversion)
+{
+    RunRequest request;
+    request.accept_damage = arguments.accept_damage;
+    if (std::string missing = what_is_missing(file); !missing.empty())
+        conversion.warnings.push_back(missing);
+    StagedRun run = run_staged(staging.root(), image, request, interrupts);
+    take_findings(run, conversion);
+    tell_findings(conversion, arguments);
+    if (!run.ran)
+        return complain(file.shown + " was not upgraded, and nothing was written.");
+    for (const Converted &output : results_of(arguments, staging.root(), file)) {
+        put(output, arguments, conversion);
+        if (file.becomes_two())
+            complain("wrote " + output.path);
+    }
+    conversion.result = Result::upgraded;
+}
+
+Conversion convert_one(const Arguments &arguments, const Image &image, const std::string &path, Interrupts &interrupts)
 {
     SingleRequest input = {path, arguments.as, arguments.domain};
     StagingFolder staging("", "the throw-away appliance");
     SingleFile    file = lay_out_single_file(input, staging.root(), image_text(image, "syntax_v510.txt"), interrupts);
     check_output(arguments, file);
+    Conversion conversion;
+    conversion.shown = file.shown;
+    conversion.before = file.facts.release;
     if (file.facts.release >= image_release())
-        return pass_through(arguments, file);
-    warn_of_what_is_missing(file);
-    RunRequest request;
-    request.accept_damage = arguments.accept_damage;
-    StagedRun run = run_staged(staging.root(), image, request, interrupts);
-    tell_findings(run, file, arguments);
-    if (!run.ran)
-        throw Failure(Status::left_alone, file.shown + " was not upgraded, and nothing was written.");
-    for (const Converted &result : results_of(arguments, staging.root(), file)) {
-        put(result, arguments);
-        if (file.becomes_two())
-            complain("wrote " + result.path);
-    }
-    return run.status;
+        pass_through(arguments, file, conversion);
+    else
+        upgrade_in(staging, arguments, image, file, interrupts, conversion);
+    return conversion;
 }
 
 /* What is wrong with one file is told, and the others go on. */
-Status convert_or_tell(const Arguments &arguments, const Image &image, const std::string &path, Interrupts &interrupts)
+std::pair<Status, Conversion> convert_or_tell(const Arguments &arguments, const Image &image, const std::string &path,
+                                              Interrupts &interrupts)
 {
     try {
-        return convert_one(arguments, image, path, interrupts);
+        Conversion conversion = convert_one(arguments, image, path, interrupts);
+        return {conversion.status(), conversion};
     } catch (const Failure &failure) {
         if (arguments.files.size() == 1 || interrupts.came())
             throw;
         complain(failure.what());
-        return failure.status;
+        Conversion failed;
+        failed.shown = path;
+        failed.reasons = {failure.what()};
+        return {failure.status, failed};
     }
+}
+
+Json to_json(const Conversion &conversion)
+{
+    bool upgraded = conversion.result == Result::upgraded;
+    return Json::Members{{"file", conversion.shown},
+                         {"before", Json::release(conversion.before)},
+                         {"after", Json::release(upgraded ? image_release() : conversion.before)},
+                         {"result", word(conversion.result)},
+                         {"outputs", Json::list(conversion.outputs)},
+                         {"reasons", Json::list(conversion.reasons)},
+                         {"warnings", Json::list(conversion.warnings)},
+                         {"notes", Json::list(conversion.notes)}};
+}
+
+void check_usage(const Arguments &arguments)
+{
+    if (arguments.files.size() > 1 && !is_folder(arguments.output))
+        throw Failure(Status::unusable, "Several files need a folder for their results. Name one with -o.");
+    if (arguments.json && goes_to_standard_output(arguments))
+        throw Failure(Status::unusable, "With --json the answer goes to standard output. Name a place for the result "
+                                        "with -o.");
 }
 
 Status convert_files(const Arguments &arguments)
 {
-    if (arguments.files.size() > 1 && !is_folder(arguments.output))
-        throw Failure(Status::unusable, "Several files need a folder for their results. Name one with -o.");
+    check_usage(arguments);
     Image      image = open_image(arguments.image);
     Interrupts interrupts;
     Status     worst = Status::done;
-    for (const std::string &path : arguments.files)
-        worst = std::max(worst, convert_or_tell(arguments, image, path, interrupts));
+    Json::List all;
+    for (const std::string &path : arguments.files) {
+        auto [status, conversion] = convert_or_tell(arguments, image, path, interrupts);
+        worst = std::max(worst, status);
+        all.push_back(to_json(conversion));
+    }
+    if (arguments.json)
+        print_answer(
+            "convert", worst,
+            {{"image", image.folder}, {"image_release", Json::release(image_release())}, {"files", std::move(all)}});
     return worst;
 }
 
@@ -254,6 +332,7 @@ const Subcommand convert_command = {
         {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
         {"--accept-damage", &Arguments::accept_damage, "Upgrade a file of which text will be lost, too"},
         {"--verbose", &Arguments::verbose, "Show what the library printed"},
+        {"--json", &Arguments::json, "Print what was done as JSON; the result needs -o then"},
     },
     convert_files,
 };

@@ -1,16 +1,17 @@
-/* migr explain ROOT|FILE [--image DIR] [--as global|domain] [--domain NAME] [--json] */
+/* migr explain ROOT|FILE: how an explanation is asked for and shown. How it comes about is told by
+ * explain/explanation.h. */
 #include "appliance/single_file.h"
 #include "appliance/upgrade.h"
 #include "commands/subcommand.h"
 #include "explain/explanation.h"
 #include "image/image_files.h"
 #include "output/console.h"
-#include "output/printable.h"
+#include "output/json.h"
 #include "output/release_text.h"
+#include "report/report.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -52,11 +53,12 @@ void explain_file(const Arguments &arguments, const Image &image, Interrupts &in
     StagingFolder staging("", "the throw-away appliance");
     SingleFile    file = lay_out_single_file({arguments.file, arguments.as, arguments.domain}, staging.root(),
                                              image_text(image, "syntax_v510.txt"), interrupts);
-    warn_of_what_is_missing(file);
+    if (std::string missing = what_is_missing(file); !missing.empty())
+        complain("warning: " + file.shown + ": " + missing);
     take_run(run_staged(staging.root(), image, run_of(), interrupts), staging.root(), explanation);
 }
 
-/* ---- showing ---- */
+/* ---- for people ---- */
 
 std::string whole_diff(const SectionChange &change)
 {
@@ -109,25 +111,43 @@ void show_file(const FileOutcome &file, const std::vector<SectionChange> &change
             show_change(change);
 }
 
-std::string printable_lines(const std::string &text)
+void show(const Explanation &explanation)
 {
-    std::string out;
-    for (const std::string &line : lines_of(text))
-        out += printable(line) + "\n";
-    return out;
+    for (const FileOutcome &file : explanation.files)
+        show_file(file, explanation.changes);
 }
 
-void print_json(const std::vector<SectionChange> &changes)
+/* ---- for programs ---- */
+
+Json to_json(const FileOutcome &file)
 {
-    nlohmann::ordered_json all = nlohmann::ordered_json::array();
-    for (const SectionChange &change : changes)
-        all.push_back({{"file", printable(change.file)},
-                       {"release", release_text(change.release)},
-                       {"by", change.by},
-                       {"diff", printable_lines(whole_diff(change))}});
-    std::string text = all.dump(2, ' ', true) + "\n";
-    write_all(STDOUT_FILENO, text, "standard output");
+    return Json::Members{
+        {"file", file.name},           {"before", Json::release(file.before)}, {"after", Json::release(file.after)},
+        {"result", word(file.result)}, {"reasons", Json::list(file.reasons)},  {"warnings", Json::list(file.warnings)}};
 }
+
+Json to_json(const SectionChange &change)
+{
+    return Json::Members{{"file", change.file},
+                         {"release", Json::release(change.release)},
+                         {"by", change.by},
+                         {"diff", Json::lines(whole_diff(change))}};
+}
+
+Json::Members to_json(const Explanation &explanation, const Image &image)
+{
+    Json::List files, changes;
+    for (const FileOutcome &file : explanation.files)
+        files.push_back(to_json(file));
+    for (const SectionChange &change : explanation.changes)
+        changes.push_back(to_json(change));
+    return {{"image", image.folder},
+            {"image_release", Json::release(image_release())},
+            {"files", std::move(files)},
+            {"changes", std::move(changes)}};
+}
+
+/* ---- the run ---- */
 
 /* What was noted of a file that the run then left alone never came to be. */
 void drop_unfinished(Explanation &explanation)
@@ -147,21 +167,6 @@ void order_by_file(Explanation &explanation)
     explanation.changes = std::move(ordered);
 }
 
-void print(const Arguments &arguments, Explanation &explanation)
-{
-    drop_unfinished(explanation);
-    order_by_file(explanation);
-    if (!arguments.json) {
-        for (const FileOutcome &file : explanation.files)
-            show_file(file, explanation.changes);
-        return;
-    }
-    for (const FileOutcome &file : explanation.files)
-        if (file.result == Result::refused)
-            complain(summary(file, false));
-    print_json(explanation.changes);
-}
-
 Status explain(const Arguments &arguments)
 {
     Image           image = open_image(arguments.image);
@@ -172,7 +177,12 @@ Status explain(const Arguments &arguments)
         explain_root(arguments, image, interrupts, explanation);
     else
         explain_file(arguments, image, interrupts, explanation);
-    print(arguments, explanation);
+    drop_unfinished(explanation);
+    order_by_file(explanation);
+    if (arguments.json)
+        print_answer("explain", explanation.status, to_json(explanation, image));
+    else
+        show(explanation);
     return explanation.status;
 }
 
@@ -187,7 +197,7 @@ const Subcommand explain_command = {
         {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
         {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
         {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
-        {"--json", &Arguments::json, "Print a list of changes as JSON"},
+        {"--json", &Arguments::json, "Print files and changes as JSON"},
     },
     explain,
 };

@@ -83,14 +83,11 @@ Json::Members to_json(const Linted &linted)
 
 Status lint(const Arguments &arguments)
 {
-    if (arguments.json)
-        return answer("lint", [&](Json::Members &own) {
-            Linted linted = lint_file(arguments);
-            own = to_json(linted);
-            return linted.status();
-        });
     Linted linted = lint_file(arguments);
-    show(linted);
+    if (arguments.json)
+        print_answer("lint", linted.status(), to_json(linted));
+    else
+        show(linted);
     return linted.status();
 }
 

@@ -1,11 +1,14 @@
-/* migr ml INPUT OUTPUT */
+/* migr ml INPUT OUTPUT: one machine-learning configuration, which belongs to no appliance's folder and needs no image.
+ */
 #include "appliance/inside.h"
 #include "appliance/inspect.h"
 #include "commands/subcommand.h"
 #include "driver/migr.h"
 #include "driver/version_lines.h"
 #include "output/console.h"
+#include "output/json.h"
 #include "output/release_text.h"
+#include "report/report.h"
 #include "run/library_child.h"
 #include "system/failure.h"
 #include "system/files.h"
@@ -72,9 +75,24 @@ void take_place(const fs::path &made, const fs::path &output)
         throw PathError{"write", output, errno};
 }
 
-[[noreturn]] void not_upgraded(const Arguments &arguments, const std::string &why)
+[[noreturn]] void not_upgraded(const Arguments &arguments, const std::string &why,
+                               const std::vector<std::string> &details = {})
 {
-    throw Failure(Status::left_alone, arguments.file + " was not upgraded. " + why);
+    throw Failure(Status::left_alone, arguments.file + " was not upgraded. " + why, details);
+}
+
+void check_facts(const Arguments &arguments, const MlFacts &facts)
+{
+    if (facts.gzip)
+        not_upgraded(arguments, "It is a gzip file, and a machine-learning configuration is plain text. Unpack it.");
+    if (facts.release < 0)
+        not_upgraded(arguments, "It has no version line (\"#config-version=\") that can be read.");
+    if (facts.damage.empty())
+        return;
+    std::vector<std::string> details;
+    for (const std::string &text : facts.damage)
+        details.push_back(arguments.file + ": " + text);
+    not_upgraded(arguments, "Mend that and run migr again.", details);
 }
 
 void run_beside(const Root &machine, const fs::path &input, const fs::path &made, Interrupts &interrupts,
@@ -95,32 +113,60 @@ void run_beside(const Root &machine, const fs::path &input, const fs::path &made
     throw Failure(Status::failed, why + " " + arguments.output + " is as it was.");
 }
 
-Status upgrade_ml(const Arguments &arguments)
+struct MlOutcome {
+    int32_t before = -1;
+    int32_t after = -1;
+    Result  result = Result::upgraded;
+};
+
+MlOutcome upgrade_file(const Arguments &arguments)
 {
     Root       machine("/");
     Interrupts interrupts;
     fs::path   input = full_path(arguments.file);
     fs::path   output = full_path(arguments.output);
     MlFacts    facts = check_input(machine, input, arguments.file);
-    if (facts.gzip)
-        not_upgraded(arguments, "It is a gzip file, and a machine-learning configuration is plain text. Unpack it.");
-    if (facts.release < 0)
-        not_upgraded(arguments, "It has no version line (\"#config-version=\") that can be read.");
-    for (const std::string &text : facts.damage)
-        complain(arguments.file + ": " + text);
-    if (!facts.damage.empty())
-        not_upgraded(arguments, "Mend that and run migr again.");
-    if (facts.release >= get_osimage_version()) {
-        say(arguments.file + " is at " + release_text(facts.release) + " already. Nothing to do.");
-        return Status::done;
-    }
+    check_facts(arguments, facts);
+    if (facts.release >= image_release())
+        return {facts.release, facts.release, facts.release > image_release() ? Result::newer : Result::current};
     fs::path made = output.parent_path() / (".migr-new-" + std::to_string(getpid()));
     run_beside(machine, input, made, interrupts, arguments);
-    int32_t made_release = check_input(machine, made, arguments.output).release;
+    int32_t after = check_input(machine, made, arguments.output).release;
     take_place(made, output);
-    say(arguments.file + ": upgraded from " + release_text(facts.release) + " to " + release_text(made_release) +
-        ", in " + arguments.output);
-    return Status::done;
+    return {facts.release, after, Result::upgraded};
+}
+
+void show(const MlOutcome &outcome, const Arguments &arguments)
+{
+    std::string before = release_text(outcome.before);
+    if (outcome.result == Result::upgraded)
+        say(arguments.file + ": upgraded from " + before + " to " + release_text(outcome.after) + ", in " +
+            arguments.output);
+    else if (outcome.result == Result::current)
+        say(arguments.file + " is at " + before + " already. Nothing to do.");
+    else
+        complain(arguments.file + " is at " + before + ", and the image at " + release_text(image_release()) +
+                 ". Nothing was done.");
+}
+
+Json::Members to_json(const MlOutcome &outcome, const Arguments &arguments)
+{
+    return {{"input", arguments.file},
+            {"output", arguments.output},
+            {"before", Json::release(outcome.before)},
+            {"after", Json::release(outcome.after)},
+            {"result", word(outcome.result)}};
+}
+
+Status upgrade_ml(const Arguments &arguments)
+{
+    MlOutcome outcome = upgrade_file(arguments);
+    Status    status = outcome.result == Result::newer ? Status::left_alone : Status::done;
+    if (arguments.json)
+        print_answer("ml", status, to_json(outcome, arguments));
+    else
+        show(outcome, arguments);
+    return status;
 }
 
 } // namespace
@@ -131,6 +177,7 @@ const Subcommand ml_command = {
     {
         {"INPUT", &Arguments::file, "The file to upgrade", true},
         {"OUTPUT", &Arguments::output, "Where the upgraded file goes; may be INPUT itself", true},
+        {"--json", &Arguments::json, "Print what was done as JSON"},
     },
     upgrade_ml,
 };

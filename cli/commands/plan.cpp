@@ -1,18 +1,14 @@
-/* migr plan ROOT [--image DIR] [--json] */
+/* migr plan ROOT: the plan of an upgrade, for people and for programs. How it is made is told by explain/plan.h. */
 #include "explain/plan.h"
 #include "appliance/inspect.h"
 #include "commands/subcommand.h"
 #include "output/console.h"
-#include "output/printable.h"
+#include "output/json.h"
 #include "output/release_text.h"
-
-#include <nlohmann/json.hpp>
 
 namespace command {
 
 namespace {
-
-using Object = nlohmann::ordered_json;
 
 /* ---- for people ---- */
 
@@ -64,7 +60,7 @@ void show_pass(const PlannedPass &pass)
     show_effects("  files beside the configuration:", pass.effects);
 }
 
-void show(const Plan &plan)
+void show(const Plan &plan, const Image &image)
 {
     for (const PlannedPass &pass : plan.passes)
         show_pass(pass);
@@ -72,49 +68,55 @@ void show(const Plan &plan)
         say(file.file + ": stays as it is. " +
             (file.reason.empty() ? "It is no older than " + release_text(image_release()) + "." : file.reason));
     show_effects("When all files are written:", plan.afterwards);
-    say("This was told from the files as they are now. Nothing was run.");
+    say("This was told from the files as they are now, and those of the image in " + image.folder +
+        ". Nothing was run.");
 }
 
 /* ---- for programs ---- */
 
-Object to_json(const std::vector<PlannedEffect> &effects)
+Json to_json(const std::vector<PlannedEffect> &effects)
 {
-    Object all = Object::array();
+    Json::List all;
     for (const PlannedEffect &effect : effects)
-        all.push_back({{"release", release_text(effect.release)}, {"by", effect.by}, {"effect", effect.text}});
+        all.push_back(
+            Json::Members{{"release", Json::release(effect.release)}, {"by", effect.by}, {"effect", effect.text}});
     return all;
 }
 
-Object to_json(const PlannedPass &pass)
+Json to_json(const PlannedPass &pass)
 {
-    Object sections = Object::array();
+    Json::List sections;
     for (const PlannedSection &section : pass.sections)
-        sections.push_back({{"release", release_text(section.release)},
-                            {"rules", section.rules},
-                            {"concerning", section.concerning},
-                            {"step", section.step}});
-    Object stages = Object::array();
+        sections.push_back(Json::Members{{"release", Json::release(section.release)},
+                                         {"rules", section.rules},
+                                         {"concerning", section.concerning},
+                                         {"step", section.step}});
+    Json::List stages;
     for (const PlannedStage &stage : pass.stages)
-        stages.push_back({{"release", release_text(stage.release)}, {"callbacks", stage.callbacks}});
-    return {{"file", printable(pass.file)},    {"from", release_text(pass.from)}, {"to", release_text(pass.to)},
-            {"splits", pass.splits},           {"sections", std::move(sections)}, {"stages", std::move(stages)},
-            {"effects", to_json(pass.effects)}};
+        stages.push_back(
+            Json::Members{{"release", Json::release(stage.release)}, {"callbacks", Json::list(stage.callbacks)}});
+    return Json::Members{{"file", pass.file},
+                         {"from", Json::release(pass.from)},
+                         {"to", Json::release(pass.to)},
+                         {"splits", pass.splits},
+                         {"sections", std::move(sections)},
+                         {"stages", std::move(stages)},
+                         {"effects", to_json(pass.effects)}};
 }
 
-void print_json(const Plan &plan)
+Json::Members to_json(const Plan &plan, const Image &image)
 {
-    Object passes = Object::array();
+    Json::List passes;
     for (const PlannedPass &pass : plan.passes)
         passes.push_back(to_json(pass));
-    Object untouched = Object::array();
+    Json::List untouched;
     for (const UntouchedFile &file : plan.untouched)
-        untouched.push_back({{"file", printable(file.file)},
-                             {"reason", file.reason.empty() ? Object() : Object(printable(file.reason))}});
-    Object all = {{"image_release", release_text(image_release())},
-                  {"passes", std::move(passes)},
-                  {"untouched", std::move(untouched)},
-                  {"afterwards", to_json(plan.afterwards)}};
-    write_all(STDOUT_FILENO, all.dump(2, ' ', true) + "\n", "standard output");
+        untouched.push_back(Json::Members{{"file", file.file}, {"reason", Json::text_or_null(file.reason)}});
+    return {{"image", image.folder},
+            {"image_release", Json::release(image_release())},
+            {"passes", std::move(passes)},
+            {"untouched", std::move(untouched)},
+            {"afterwards", to_json(plan.afterwards)}};
 }
 
 /* As an upgrade would end: 1 when some file that is too old has no way forward. */
@@ -128,11 +130,12 @@ Status status_of(const Plan &plan)
 
 Status show_plan(const Arguments &arguments)
 {
-    Plan plan = plan_upgrade(Root(arguments.root), arguments.image);
+    Image image = open_image(arguments.image);
+    Plan  plan = plan_upgrade(Root(arguments.root), image);
     if (arguments.json)
-        print_json(plan);
+        print_answer("plan", status_of(plan), to_json(plan, image));
     else
-        show(plan);
+        show(plan, image);
     return status_of(plan);
 }
 

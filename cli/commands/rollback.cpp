@@ -39,9 +39,9 @@ bool answers_yes()
 /* True when it may be done. */
 bool is_agreed(const Root &root, const Arguments &arguments, const RollbackPlan &plan)
 {
-    if (plan.since.empty() || (arguments.yes && arguments.json))
+    if (plan.since.empty())
         return true;
-    if (arguments.json)
+    if (arguments.json && !arguments.yes)
         throw Failure(Status::unusable,
                       "Nothing was changed. Something changed or came since; say --yes to go back all "
                       "the same.",
@@ -64,10 +64,7 @@ Status roll_back_appliance(const Arguments &arguments)
     Root       root(arguments.root);
     Interrupts held;
     root.lock();
-    settle_last_commit(root, true, [&](const std::string &line) {
-        if (!arguments.json)
-            say(line);
-    });
+    settle_last_commit(root, true, [](const std::string &line) { say(line); });
     std::string  name = chosen_snapshot(root, arguments.snapshot);
     RollbackPlan plan = plan_rollback(root, name);
     if (!is_agreed(root, arguments, plan)) {
@@ -76,7 +73,7 @@ Status roll_back_appliance(const Arguments &arguments)
     }
     std::string kept = roll_back(root, name);
     if (arguments.json) {
-        print_answer("rollback", Status::done, "",
+        print_answer("rollback", Status::done,
                      {{"root", root.shown()},
                       {"release", plan.to},
                       {"undone", Json::list(plan.undone)},

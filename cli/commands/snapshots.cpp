@@ -10,16 +10,12 @@ namespace command {
 
 namespace {
 
-void prune(const Root &root, size_t keep, bool quiet)
+void prune(const Root &root, size_t keep)
 {
-    auto tell = [quiet](const std::string &line) {
-        if (!quiet)
-            say(line);
-    };
     root.lock();
-    settle_last_commit(root, true, tell);
+    settle_last_commit(root, true, [](const std::string &line) { say(line); });
     for (const std::string &name : prune_snapshots(root, keep))
-        tell("removed " + shown_snapshot(root, name));
+        say("removed " + shown_snapshot(root, name));
 }
 
 void print_json(const Root &root, const std::vector<SnapshotSummary> &snapshots, Status status)
@@ -34,14 +30,14 @@ void print_json(const Root &root, const std::vector<SnapshotSummary> &snapshots,
                                      {"files", one.files},
                                      {"bytes", one.bytes},
                                      {"trouble", Json::text_or_null(one.trouble)}});
-    print_answer("snapshots", status, "", {{"root", root.shown()}, {"snapshots", std::move(list)}});
+    print_answer("snapshots", status, {{"root", root.shown()}, {"snapshots", std::move(list)}});
 }
 
 Status show_snapshots(const Arguments &arguments)
 {
     Root root(arguments.root);
     if (arguments.keep)
-        prune(root, *arguments.keep, arguments.json);
+        prune(root, *arguments.keep);
     std::vector<SnapshotSummary> snapshots = list_snapshots(root);
     std::vector<Row>             rows = {{"SNAPSHOT", "BEFORE", "FROM", "TO", "FILES", "SIZE", "STATE"}};
     Status                       status = Status::done;

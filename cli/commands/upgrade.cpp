@@ -19,10 +19,8 @@ UpgradeRequest request_of(const Arguments &arguments)
     request.run.partial = arguments.partial;
     request.run.accept_damage = arguments.accept_damage;
     request.run.timeout = std::chrono::seconds(arguments.timeout);
-    if (arguments.json)
-        return request;
     request.run.tell = [](const std::string &line) { say(line); };
-    request.run.progress = stdout;
+    request.run.progress = arguments.json ? nullptr : stdout;
     return request;
 }
 

@@ -1,8 +1,9 @@
-/* migr version FILE... */
+/* migr version FILE...: what wrote each file, by its version line. Whether the rest of it is good is not asked. */
 #include "appliance/inside.h"
 #include "appliance/inspect.h"
 #include "commands/subcommand.h"
 #include "output/console.h"
+#include "output/json.h"
 #include "output/release_text.h"
 
 #include <cstring>
@@ -37,27 +38,57 @@ ReleaseAndModel look_into(const std::string &path)
     });
 }
 
-bool show_version(const std::string &path)
+struct FileVersion {
+    std::string     path;
+    ReleaseAndModel found;
+    std::string     error; /* why there is none; or empty */
+};
+
+FileVersion version_of(const std::string &path)
 {
+    FileVersion version = {path, {}, ""};
     try {
-        ReleaseAndModel found = look_into(path);
-        if (found.release >= 0) {
-            say(path + ": " + release_text(found.release) + " " + found.model);
-            return true;
-        }
-        complain(path + ": has no version line that can be read.");
+        version.found = look_into(path);
+        if (version.found.release < 0)
+            version.error = path + ": has no version line that can be read.";
     } catch (const Failure &failure) {
-        complain(failure.what());
+        version.error = failure.what();
     }
-    return false;
+    return version;
+}
+
+void show(const FileVersion &version)
+{
+    if (version.error.empty())
+        say(version.path + ": " + release_text(version.found.release) + " " + version.found.model);
+    else
+        complain(version.error);
+}
+
+Json to_json(const FileVersion &version)
+{
+    return Json::Members{{"file", version.path},
+                         {"release", Json::release(version.found.release)},
+                         {"model", Json::text_or_null(version.found.model)},
+                         {"error", Json::text_or_null(version.error)}};
 }
 
 Status show_versions(const Arguments &arguments)
 {
-    bool all = true;
-    for (const std::string &path : arguments.files)
-        all = show_version(path) && all;
-    return all ? Status::done : Status::left_alone;
+    Status     status = Status::done;
+    Json::List all;
+    for (const std::string &path : arguments.files) {
+        FileVersion version = version_of(path);
+        if (!version.error.empty())
+            status = Status::left_alone;
+        if (arguments.json)
+            all.push_back(to_json(version));
+        else
+            show(version);
+    }
+    if (arguments.json)
+        print_answer("version", status, {{"files", std::move(all)}});
+    return status;
 }
 
 } // namespace
@@ -65,7 +96,10 @@ Status show_versions(const Arguments &arguments)
 const Subcommand version_command = {
     "version",
     "Print the release and model of configuration files",
-    {{"FILE", &Arguments::files, "A stored (gzip) or a plain configuration file", true}},
+    {
+        {"FILE", &Arguments::files, "A stored (gzip) or a plain configuration file", true},
+        {"--json", &Arguments::json, "Print what was found as JSON"},
+    },
     show_versions,
 };
 

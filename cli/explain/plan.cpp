@@ -6,7 +6,6 @@
 #include "chain/steps.h"
 #include "driver/version_lines.h"
 #include "explain/plan_effects.h"
-#include "image/image_files.h"
 #include "rules/update_file.h"
 #include "system/failure.h"
 #include "system/files.h"
@@ -34,10 +33,9 @@ struct Sources {
     std::string syntax;
 };
 
-Sources read_sources(const Root &root, const std::string &image)
+Sources read_sources(const Root &root, const Image &image)
 {
-    Image files = open_image(image);
-    return {root, image_text(files, "update_config"), image_text(files, "syntax_v510.txt")};
+    return {root, image_text(image, "update_config"), image_text(image, "syntax_v510.txt")};
 }
 
 Names names_in_file(const Root &root, const std::string &file)
@@ -299,7 +297,7 @@ void plan_file(Planner &planner, const FilePlan &file_plan)
 
 } // namespace
 
-Plan plan_upgrade(const Root &root, const std::string &image)
+Plan plan_upgrade(const Root &root, const Image &image)
 {
     ConfigFolder folder = inspect_folder(root, Depth::whole);
     if (!folder.global())

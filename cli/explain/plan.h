@@ -2,6 +2,7 @@
 #pragma once
 
 #include "appliance/root.h"
+#include "image/image_files.h"
 
 #include <cstdint>
 #include <string>
@@ -52,10 +53,7 @@ struct Plan {
     std::vector<PlannedEffect> afterwards; /* when all files are written */
 };
 
-/*
- * Looks at the appliance in `root`. With an image's folder its files are looked at in place of the appliance's own.
- * Throws Failure.
- */
-Plan plan_upgrade(const Root &root, const std::string &image);
+/* Looks at the appliance in `root`, and at the files of the image that it would be upgraded with. Throws Failure. */
+Plan plan_upgrade(const Root &root, const Image &image);
 
 } // namespace command

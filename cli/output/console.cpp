@@ -5,6 +5,9 @@
 
 namespace command {
 
+static bool                     keeps = false;
+static std::vector<std::string> kept;
+
 void print_line(FILE *stream, std::string_view line)
 {
     std::string text = printable(line) + "\n";
@@ -14,12 +17,29 @@ void print_line(FILE *stream, std::string_view line)
 
 void say(std::string_view line)
 {
-    print_line(stdout, line);
+    if (keeps)
+        kept.emplace_back(line);
+    else
+        print_line(stdout, line);
 }
 
 void complain(std::string_view line)
 {
-    print_line(stderr, "migr: " + std::string(line));
+    if (keeps)
+        kept.emplace_back(line);
+    else
+        print_line(stderr, "migr: " + std::string(line));
+}
+
+void keep_lines(bool keep)
+{
+    keeps = keep;
+    kept.clear();
+}
+
+const std::vector<std::string> &kept_lines()
+{
+    return kept;
 }
 
 } // namespace command

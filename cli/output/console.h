@@ -1,13 +1,22 @@
-/* The only way to the terminal: one line a call, with whatever a terminal might act on written out. */
+/* The only way to the terminal: one line a call, with whatever a terminal might act on written out. A command that
+ * answers a program says nothing there: its lines are kept, for the answer. */
 #pragma once
 
 #include <cstdio>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace command {
 
 void say(std::string_view line);      /* to standard output */
 void complain(std::string_view line); /* to standard error, with the command's name ahead */
 void print_line(FILE *stream, std::string_view line);
+
+/* From here on say and complain print nothing, or print again. What has been kept until now is forgotten. */
+void keep_lines(bool keep);
+
+/* What has been said and complained of since, in its order, as it came. */
+const std::vector<std::string> &kept_lines();
 
 } // namespace command

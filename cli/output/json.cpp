@@ -1,7 +1,9 @@
 /* Answers for programs. What they hold is the business of those who make them. */
 #include "output/json.h"
 
+#include "output/console.h"
 #include "output/printable.h"
+#include "output/release_text.h"
 #include "system/file_descriptor.h"
 
 #include <algorithm>
@@ -55,42 +57,36 @@ Json Json::lines(std::string_view text)
     return json;
 }
 
+Json Json::release(int32_t code)
+{
+    return code < 0 ? Json() : Json(release_text(code));
+}
+
 std::string Json::text() const
 {
     return JsonWriter::of(*this).dump(2, ' ', true) + "\n";
 }
 
-void print_json(const Json &json)
-{
-    write_all(STDOUT_FILENO, json.text(), "standard output");
-}
-
-void print_answer(const char *command, Status status, const std::string &error, Json::Members own)
+static void print(const char *command, Status status, Json error, Json::Members own)
 {
     static constexpr int format = 1;
     Json::Members        all = {{"format", format},
-                                {"command", command},
+                                {"command", command ? Json(command) : Json()},
                                 {"status", static_cast<int>(status)},
-                                {"error", Json::text_or_null(error)}};
+                                {"error", std::move(error)},
+                                {"messages", Json::list(kept_lines())}};
     std::move(own.begin(), own.end(), std::back_inserter(all));
-    print_json(all);
+    write_all(STDOUT_FILENO, Json(std::move(all)).text(), "standard output");
 }
 
-Status answer(const char *command, const std::function<Status(Json::Members &own)> &work)
+void print_answer(const char *command, Status status, Json::Members own)
 {
-    std::string   error;
-    Status        status = Status::unusable;
-    Json::Members own;
-    try {
-        status = work(own);
-    } catch (const Failure &failure) {
-        error = failure.what();
-        status = failure.status;
-    } catch (const PathError &failed) {
-        error = failure_of(failed, failed.path).what();
-    }
-    print_answer(command, status, error, error.empty() ? std::move(own) : Json::Members());
-    return status;
+    print(command, status, Json(), std::move(own));
+}
+
+void print_failure(const char *command, const Failure &failure)
+{
+    print(command, failure.status, failure.what(), {{"details", Json::list(failure.details)}});
 }
 
 } // namespace command

@@ -7,7 +7,6 @@
 #include "system/failure.h"
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -36,6 +35,9 @@ class Json {
     /* A text of several lines, which stay lines; each is made printable. */
     static Json lines(std::string_view text);
 
+    /* A release by its version code; null for none. */
+    static Json release(int32_t code);
+
     /* Null for an empty text. */
     static Json text_or_null(std::string_view text)
     {
@@ -55,17 +57,14 @@ class Json {
     std::variant<std::nullptr_t, bool, int64_t, uint64_t, double, std::string, List, Members> value_ = nullptr;
 };
 
-/* To standard output. Throws PathError unless all of it could be written. */
-void print_json(const Json &json);
-
 /*
- * The one object that a command answers with, errors included: which form it has, the command, its exit status, what
- * went wrong or an empty text, and the command's own part.
+ * The one object that a command answers with, on standard output: which form it has, the command, its exit status, no
+ * error, the lines that console.h has kept, and the command's own part. Throws PathError unless all could be written.
  */
-void print_answer(const char *command, Status status, const std::string &error, Json::Members own);
+void print_answer(const char *command, Status status, Json::Members own);
 
-/* Does a command's work, which fills in its own part and gives the exit status, and prints the answer to it. A Failure
- * or PathError is answered too, with no part of the command's own. Gives the exit status. */
-Status answer(const char *command, const std::function<Status(Json::Members &own)> &work);
+/* The same for a command that failed: the error, and its details in the place of the command's own part. `command` is
+ * null when none was named. */
+void print_failure(const char *command, const Failure &failure);
 
 } // namespace command

@@ -16,24 +16,6 @@ namespace command {
 
 namespace {
 
-const char *word(Result result)
-{
-    switch (result) {
-    case Result::upgraded:
-        return "upgraded";
-    case Result::added:
-        return "new";
-    case Result::current:
-        return "up to date";
-    case Result::newer:
-        return "newer";
-    case Result::held:
-        return "held back";
-    default:
-        return "not upgraded";
-    }
-}
-
 std::string seconds_text(std::chrono::microseconds time)
 {
     char text[32];
@@ -106,10 +88,9 @@ void show_next_steps(const Outcome &outcome)
 
 Json to_json(const FileOutcome &file)
 {
-    auto release = [](int32_t code) { return code < 0 ? Json() : Json(release_text(code)); };
     return Json::Members{{"file", file.name},
-                         {"before", release(file.before)},
-                         {"after", release(file.after)},
+                         {"before", Json::release(file.before)},
+                         {"after", Json::release(file.after)},
                          {"result", word(file.result)},
                          {"reasons", Json::list(file.reasons)},
                          {"warnings", Json::list(file.warnings)},
@@ -118,6 +99,24 @@ Json to_json(const FileOutcome &file)
 }
 
 } // namespace
+
+const char *word(Result result)
+{
+    switch (result) {
+    case Result::upgraded:
+        return "upgraded";
+    case Result::added:
+        return "new";
+    case Result::current:
+        return "up to date";
+    case Result::newer:
+        return "newer";
+    case Result::held:
+        return "held back";
+    default:
+        return "not upgraded";
+    }
+}
 
 void show(const Outcome &outcome, bool verbose)
 {
@@ -137,7 +136,7 @@ void print_json(const Outcome &outcome)
     Json::List files;
     for (const FileOutcome &file : outcome.files)
         files.push_back(to_json(file));
-    print_answer("upgrade", outcome.status, "",
+    print_answer("upgrade", outcome.status,
                  {{"root", outcome.root},
                   {"image", outcome.image},
                   {"image_release", release_text(image_release())},

@@ -10,4 +10,7 @@ void show(const Outcome &outcome, bool verbose);
 
 void print_json(const Outcome &outcome);
 
+/* "upgraded", "not upgraded" ... */
+const char *word(Result result);
+
 } // namespace command

@@ -1,6 +1,8 @@
 /* Answers for programs: whatever goes in, valid JSON with safe texts comes out. */
 #include "output/json.h"
 
+#include "output/console.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -48,13 +50,31 @@ TEST(Json, TextsAreMadePrintable)
 TEST(Json, TheAnswerOfACommand)
 {
     testing::internal::CaptureStdout();
-    command::print_answer("plan", command::Status::left_alone, "", {{"files", 3}});
+    command::keep_lines(true);
+    command::say("first \x07");
+    command::complain("second");
+    command::print_answer("plan", command::Status::left_alone, {{"files", 3}});
+    command::keep_lines(false);
     EXPECT_EQ(nlohmann::json::parse(testing::internal::GetCapturedStdout()),
-              (nlohmann::json{{"format", 1}, {"command", "plan"}, {"status", 1}, {"error", nullptr}, {"files", 3}}));
+              (nlohmann::json{{"format", 1},
+                              {"command", "plan"},
+                              {"status", 1},
+                              {"error", nullptr},
+                              {"messages", {"first \\x07", "second"}},
+                              {"files", 3}}));
+}
+
+TEST(Json, TheAnswerOfACommandThatFailed)
+{
     testing::internal::CaptureStdout();
-    command::print_answer("plan", command::Status::unusable, "no \x1b folder", {});
+    command::print_failure(nullptr, {command::Status::unusable, "no \x1b folder", {"why"}});
     EXPECT_EQ(nlohmann::json::parse(testing::internal::GetCapturedStdout()),
-              (nlohmann::json{{"format", 1}, {"command", "plan"}, {"status", 2}, {"error", "no \\x1b folder"}}));
+              (nlohmann::json{{"format", 1},
+                              {"command", nullptr},
+                              {"status", 2},
+                              {"error", "no \\x1b folder"},
+                              {"messages", nlohmann::json::array()},
+                              {"details", {"why"}}}));
 }
 
 TEST(Json, AnEmptyTextMayMeanNothing)

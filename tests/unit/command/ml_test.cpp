@@ -4,11 +4,13 @@
 #include "command.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 using namespace support;
+using nlohmann::json;
 
 namespace {
 
@@ -101,6 +103,31 @@ TEST_F(Ml, NotOlderThanTheImage)
     box.write("/out", "old");
     box.write("/in", std::string(new_line) + tree);
     expect_untouched(run("in", "out"), 0, box.listing(), "is at " MIGR_IMAGE_RELEASE " already. Nothing to do.");
+}
+
+TEST_F(Ml, NewerThanTheImage)
+{
+    box.write("/out", "old");
+    box.write("/in", "#config-version=QA-A1X-99.30-CV-build0601-170328:x\n" + std::string(tree));
+    expect_untouched(run("in", "out"), 1, box.listing(),
+                     "is at 99.30, and the image at " MIGR_IMAGE_RELEASE ". Nothing was done.");
+}
+
+TEST_F(Ml, TellsAProgram)
+{
+    box.write("/in", std::string(old_line) + tree);
+    Outcome outcome = migr({"ml", path("in"), path("out"), "--json"});
+    EXPECT_EQ(outcome.status, 0) << outcome.all();
+    json answer = json::parse(outcome.out);
+    EXPECT_EQ(answer["before"], "6.19");
+    EXPECT_EQ(answer["after"], MIGR_IMAGE_RELEASE);
+    EXPECT_EQ(answer["result"], "upgraded");
+    EXPECT_EQ(answer["output"], path("out"));
+    box.write("/bad", std::string(old_line) + "config a\n    set b\nend\n");
+    json failure = json::parse(migr({"ml", path("bad"), path("out"), "--json"}).out);
+    EXPECT_EQ(failure["status"], 1);
+    EXPECT_EQ(failure["details"], json::array({path("bad") + ": line 3: is a `set` without a value, with which no "
+                                                             "upgrade starts."}));
 }
 
 TEST_F(Ml, APackedInput)

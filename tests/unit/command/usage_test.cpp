@@ -53,6 +53,41 @@ TEST(Json, AFailureIsTheSameObject)
     }
 }
 
+TEST(Json, WrongUsageIsTheSameObject)
+{
+    const std::pair<std::vector<std::string>, json> wrong[] = {
+        {{"version", "--json"}, "version"},
+        {{"plan", "--json", "--no-such-option", "/"}, "plan"},
+        {{"ml", "one", "--json"}, "ml"},
+        {{"upgrad", "/", "--json"}, nullptr},
+        {{"--json"}, nullptr},
+    };
+    for (const auto &[arguments, command] : wrong) {
+        Outcome run = migr(arguments);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.err, "");
+        json answer = json::parse(run.out);
+        EXPECT_EQ(answer["command"], command);
+        EXPECT_NE(answer["error"].get<std::string>().find("See: migr --help"), std::string::npos) << run.out;
+    }
+    Outcome behind_dashes = migr({"version", "--", "--json"});
+    EXPECT_EQ(behind_dashes.out, "");
+    EXPECT_NE(behind_dashes.err.find("--json: cannot read it"), std::string::npos) << behind_dashes.err;
+}
+
+TEST(Json, TellsWhatAPersonWouldHaveBeenTold)
+{
+    TinyAppliance box;
+    json          messages = json::parse(migr({"upgrade", box.root(), "--dry-run", "--json"}).out)["messages"];
+    ASSERT_EQ(messages.size(), 2U) << messages;
+    EXPECT_EQ(messages[0], "sys_global.conf.gz: will be upgraded from 5.50 to " MIGR_IMAGE_RELEASE);
+    migr({"upgrade", box.root()});
+    json pruned = json::parse(migr({"snapshots", box.root(), "--prune", "0", "--json"}).out);
+    EXPECT_EQ(pruned["snapshots"], json::array());
+    ASSERT_EQ(pruned["messages"].size(), 1U) << pruned;
+    EXPECT_TRUE(pruned["messages"][0].get<std::string>().starts_with("removed ")) << pruned;
+}
+
 TEST(Json, OfAnUpgradeASnapshotAndTheWayBack)
 {
     TinyAppliance box;

@@ -7,8 +7,10 @@
 #include "command.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 using namespace support;
+using nlohmann::json;
 
 TEST(Version, PrintsReleaseAndModelOfEach)
 {
@@ -34,6 +36,25 @@ TEST(Version, GoesOnBehindAFileWithoutOne)
     EXPECT_NE(run.err.find("/empty: has no version line"), std::string::npos) << run.err;
     EXPECT_NE(run.err.find("/none: cannot read it: No such file or directory"), std::string::npos) << run.err;
     EXPECT_NE(run.err.find(box.root() + ": cannot read it: Is a directory"), std::string::npos) << run.err;
+}
+
+TEST(Version, TellsAProgram)
+{
+    TinyAppliance box;
+    box.write("/empty", "");
+    std::string good = box.root() + "/data/config/sys_global.conf.gz";
+    std::string empty = box.root() + "/empty";
+    Outcome     run = migr({"version", empty, good, "--json"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "");
+    json answer = json::parse(run.out);
+    EXPECT_EQ(answer["status"], 1);
+    json expected = {{{"file", empty},
+                      {"release", nullptr},
+                      {"model", nullptr},
+                      {"error", empty + ": has no version line that can be read."}},
+                     {{"file", good}, {"release", "5.50"}, {"model", "QA-A1X"}, {"error", nullptr}}};
+    EXPECT_EQ(answer["files"], expected);
 }
 
 TEST(Version, ShowsNoControlCharacterOfTheFile)

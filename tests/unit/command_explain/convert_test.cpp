@@ -4,10 +4,12 @@
 #include "system/failure.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
+using nlohmann::json;
 
 namespace {
 
@@ -270,6 +272,51 @@ TEST_F(Convert, TellsWhatIsMissingFromTheImage)
     support::Outcome run = support::migr({"convert", "--image", path("no-image"), input});
     EXPECT_EQ(2, run.status);
     EXPECT_TRUE(holds(run.err, "update_config")) << run.err;
+}
+
+TEST_F(Convert, TellsAProgramWhatCameOfEachFile)
+{
+    std::string good = file("sys_domain.shop.conf", support::headers("5.10") + desk);
+    std::string bad = file("sys_domain.bad.conf", support::headers("5.50") + "config lab desk\n    set height\nend\n");
+    box().folder("/new");
+    support::Outcome run = convert({good, bad, path("none"), "-o", path("new"), "--json"});
+    EXPECT_EQ(2, run.status);
+    EXPECT_EQ("", run.err);
+    json files = json::parse(run.out)["files"];
+    ASSERT_EQ(3u, files.size());
+    EXPECT_EQ("upgraded", files[0]["result"]);
+    EXPECT_EQ("5.10", files[0]["before"]);
+    EXPECT_EQ(MIGR_IMAGE_RELEASE, files[0]["after"]);
+    EXPECT_EQ(json::array({path("new/sys_domain.shop.conf")}), files[0]["outputs"]);
+    EXPECT_TRUE(holds(files[0]["warnings"][0], "certificate blocks")) << run.out;
+    EXPECT_EQ("not upgraded", files[1]["result"]);
+    EXPECT_EQ(json::array(), files[1]["outputs"]);
+    EXPECT_TRUE(holds(files[1]["reasons"][0], "line 4: is a `set` without a value")) << run.out;
+    EXPECT_TRUE(holds(files[2]["reasons"][0], "No such file")) << run.out;
+}
+
+TEST_F(Convert, AnswersAProgramOnlyIfTheResultGoesElsewhere)
+{
+    std::string input = file("sys_domain.shop.conf", support::headers("5.50") + desk);
+    for (const std::vector<std::string> &more : {std::vector<std::string>{}, {"-o", "-"}}) {
+        std::vector<std::string> arguments = {input, "--json"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        support::Outcome run = convert(arguments);
+        EXPECT_EQ(2, run.status);
+        EXPECT_EQ("", run.err);
+        EXPECT_TRUE(holds(json::parse(run.out)["error"], "Name a place for the result with -o")) << run.out;
+    }
+}
+
+TEST_F(Convert, GoesOnBehindAResultThatCannotBeWritten)
+{
+    std::string first = file("a.conf", support::headers("5.50") + desk);
+    std::string second = file("b.conf", support::headers("5.50") + desk);
+    box().folder("/new/a.conf");
+    support::Outcome run = convert({first, second, "-o", path("new")});
+    EXPECT_EQ(2, run.status);
+    EXPECT_TRUE(holds(run.err, "/new/a.conf: cannot write it")) << run.err;
+    EXPECT_TRUE(holds(box().read("/new/b.conf"), new_desk));
 }
 
 TEST(PackagedImage, LiesBesideTheInstalledOrTheBuiltCommand)

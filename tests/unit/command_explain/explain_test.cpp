@@ -97,7 +97,7 @@ TEST_F(Explain, NamesWhatMadeEachChange)
     config(shop_file, support::headers("5.30") + shop_text);
     support::Outcome run = explain({"--json"});
     ASSERT_EQ(0, run.status) << run.err;
-    json changes = json::parse(run.out);
+    json changes = json::parse(run.out)["changes"];
     EXPECT_EQ((Strings{"5.40 version step", "5.85 stage", "6.00 delete rules", "6.00 modify rules",
                        MIGR_IMAGE_RELEASE " signature database"}),
               ([&] {
@@ -136,7 +136,7 @@ TEST_F(Explain, AccountsForEveryChange)
     std::string      file = box().path() / "sys_domain.shop.conf";
     support::Outcome run = explain_file(file, {"--json"});
     ASSERT_EQ(0, run.status) << run.err;
-    json        changes = json::parse(run.out);
+    json        changes = json::parse(run.out)["changes"];
     std::string text = shop_text;
     for (const json &change : changes)
         text = support::applied(text, change["diff"]);
@@ -152,7 +152,7 @@ TEST_F(Explain, ShowsTheSplitOfAFileFromBefore510)
     config(global_file, support::headers("5.00") + global_part + domain_part + lost_part);
     support::Outcome run = explain({"--json"});
     ASSERT_EQ(0, run.status) << run.err;
-    json changes = json::parse(run.out);
+    json changes = json::parse(run.out)["changes"];
     /* The stages run ahead of the split, and again on what came of it. */
     Strings of_global = causes(changes, global_file);
     Strings of_domain = causes(changes, "sys_domain.root.conf.gz");
@@ -173,7 +173,7 @@ TEST_F(Explain, ADomainRootThatIsNoneOfASplitIsNotNew)
 {
     config(global_file, support::headers("5.10"));
     config("sys_domain.root.conf.gz", support::headers("5.10") + "config lab bench\n    set width 3\nend\n");
-    json changes = json::parse(explain({"--json"}).out);
+    json changes = json::parse(explain({"--json"}).out)["changes"];
     EXPECT_EQ(Strings{"5.85 stage"}, causes(changes, "sys_domain.root.conf.gz"));
 }
 
@@ -186,7 +186,10 @@ TEST_F(Explain, SaysThatNothingChanged)
     EXPECT_EQ("sys_global.conf.gz: from 6.11 to " MIGR_IMAGE_RELEASE ", and nothing changed but the version line.\n"
               "sys_domain.shop.conf.gz: nothing to do, it is at " MIGR_IMAGE_RELEASE " already.\n",
               run.out);
-    EXPECT_EQ("[]\n", explain({"--json"}).out);
+    json answer = json::parse(explain({"--json"}).out);
+    EXPECT_EQ(json::array(), answer["changes"]);
+    EXPECT_EQ("upgraded", answer["files"][0]["result"]);
+    EXPECT_EQ("up to date", answer["files"][1]["result"]);
 }
 
 TEST_F(Explain, LeavesTheApplianceAlone)
@@ -211,8 +214,12 @@ TEST_F(Explain, TellsWhyAFileWouldBeLeftAlone)
         << run.out;
     run = explain({"--json"});
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(causes(json::parse(run.out), shop_file).empty());
-    EXPECT_TRUE(holds(run.err, "cannot be upgraded")) << run.err;
+    json answer = json::parse(run.out);
+    EXPECT_EQ(1, answer["status"]);
+    EXPECT_EQ(json::array(), answer["changes"]);
+    EXPECT_EQ("not upgraded", answer["files"][1]["result"]);
+    EXPECT_TRUE(holds(answer["files"][1]["reasons"][0], "line 4: is a `set` without a value")) << run.out;
+    EXPECT_EQ("", run.err);
 }
 
 TEST_F(Explain, ShowsNothingThatATerminalActsOn)
@@ -227,8 +234,8 @@ TEST_F(Explain, ShowsNothingThatATerminalActsOn)
             std::all_of(run.out.begin(), run.out.end(), [](char c) { return c == '\n' || (c >= ' ' && c < 127); }));
         EXPECT_TRUE(holds(run.out, "-    set old-flag ")) << run.out;
     }
-    EXPECT_TRUE(
-        holds(diff_of(json::parse(explain({"--json"}).out), "delete rules"), "-    set old-flag \\x1b[2J\\xff\n"));
+    EXPECT_TRUE(holds(diff_of(json::parse(explain({"--json"}).out)["changes"], "delete rules"),
+                      "-    set old-flag \\x1b[2J\\xff\n"));
 }
 
 TEST_F(Explain, ExplainsOneFileWithoutAnAppliance)
@@ -236,7 +243,7 @@ TEST_F(Explain, ExplainsOneFileWithoutAnAppliance)
     box().write("/mine.conf", support::headers("5.50") + "config lab desk\n    set old-flag 1\nend\n");
     support::Outcome run = explain_file(box().path() / "mine.conf", {"--domain", "shop", "--json"});
     EXPECT_EQ(0, run.status) << run.err;
-    json changes = json::parse(run.out);
+    json changes = json::parse(run.out)["changes"];
     EXPECT_EQ((Strings{"6.00 delete rules", "5.85 stage"}), causes(changes, shop_file));
     EXPECT_TRUE(causes(changes, global_file).empty());
 }
