@@ -10,7 +10,7 @@ _migr()
     if [ "${word:0:1}" = - ]; then
         case $command in
             convert) COMPREPLY=($(compgen -W "--output --force --as --domain --image --accept-damage --verbose --json --help" -- "$word")) ;;
-            explain) COMPREPLY=($(compgen -W "--image --as --domain --json --help" -- "$word")) ;;
+            explain) COMPREPLY=($(compgen -W "--image --as --domain --show-secrets --json --help" -- "$word")) ;;
             check) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             plan) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             upgrade) COMPREPLY=($(compgen -W "--image --dry-run --partial --accept-damage --strict --work --verbose --json --timeout --help" -- "$word")) ;;

@@ -33,11 +33,11 @@ void take_run(const StagedRun &run, const Root &staging, Explanation &explanatio
     explanation.changes = read_changes(staging);
 }
 
-RunRequest run_of()
+RunRequest run_of(const Arguments &arguments)
 {
     RunRequest run;
     run.partial = true; /* whatever can be explained */
-    run.library = run_and_take_down;
+    run.library = [show = arguments.show_secrets] { run_and_take_down(show); };
     return run;
 }
 
@@ -45,7 +45,7 @@ void explain_root(const Arguments &arguments, const Image &image, Interrupts &in
 {
     Root                           root(arguments.file);
     std::unique_ptr<StagingFolder> staging = stage_to_look(root, interrupts);
-    take_run(run_staged(staging->root(), image, run_of(), interrupts), staging->root(), explanation);
+    take_run(run_staged(staging->root(), image, run_of(arguments), interrupts), staging->root(), explanation);
 }
 
 void explain_file(const Arguments &arguments, const Image &image, Interrupts &interrupts, Explanation &explanation)
@@ -55,7 +55,7 @@ void explain_file(const Arguments &arguments, const Image &image, Interrupts &in
                                              image_text(image, "syntax_v510.txt"), interrupts);
     if (std::string missing = what_is_missing(file); !missing.empty())
         complain("warning: " + file.shown + ": " + missing);
-    take_run(run_staged(staging.root(), image, run_of(), interrupts), staging.root(), explanation);
+    take_run(run_staged(staging.root(), image, run_of(arguments), interrupts), staging.root(), explanation);
 }
 
 /* ---- for people ---- */
@@ -134,7 +134,7 @@ Json to_json(const SectionChange &change)
                          {"diff", Json::lines(whole_diff(change))}};
 }
 
-Json::Members to_json(const Explanation &explanation, const Image &image)
+Json::Members to_json(const Explanation &explanation, const Image &image, bool secrets_hidden)
 {
     Json::List files, changes;
     for (const FileOutcome &file : explanation.files)
@@ -143,6 +143,7 @@ Json::Members to_json(const Explanation &explanation, const Image &image)
         changes.push_back(to_json(change));
     return {{"image", image.folder},
             {"image_release", Json::release(image_release())},
+            {"secrets_hidden", secrets_hidden},
             {"files", std::move(files)},
             {"changes", std::move(changes)}};
 }
@@ -180,7 +181,7 @@ Status explain(const Arguments &arguments)
     drop_unfinished(explanation);
     order_by_file(explanation);
     if (arguments.json)
-        print_answer("explain", explanation.status, to_json(explanation, image));
+        print_answer("explain", explanation.status, to_json(explanation, image, !arguments.show_secrets));
     else
         show(explanation);
     return explanation.status;
@@ -197,6 +198,7 @@ const Subcommand explain_command = {
         {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
         {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
         {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
+        {"--show-secrets", &Arguments::show_secrets, "Show passwords and keys, which are hidden otherwise"},
         {"--json", &Arguments::json, "Print files and changes as JSON"},
     },
     explain,

@@ -32,6 +32,7 @@ struct Arguments {
     bool                       force = false;
     bool                       json = false;
     bool                       partial = false;
+    bool                       show_secrets = false;
     bool                       strict = false;
     bool                       verbose = false;
     bool                       yes = false;

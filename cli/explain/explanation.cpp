@@ -42,6 +42,7 @@ struct Recorder {
     std::vector<SectionChange>   changes;
     std::map<std::string, Known> files;
     bool                         split = false; /* a file from before 5.10 has become two */
+    bool                         show_secrets = false;
 };
 
 std::unique_ptr<Recorder> recorder; /* in the library's child alone */
@@ -66,7 +67,8 @@ const char *name_of(std::string_view phase)
     return "the library";
 }
 
-/* The tree as it is shown: in a copy, since the writer changes names in what it writes, and without its secrets. */
+/* The tree as it is shown: in a copy, since the writer changes names in what it writes, and so does whoever hides
+ * secrets. */
 std::string text_of_tree()
 {
     config_node copy = {};
@@ -75,7 +77,7 @@ std::string text_of_tree()
     FILE       *stream = open_memstream(&text, &size);
     copy.kind = migr_main.root.kind;
     bool whole = stream && copy_node(&migr_main.root, &copy) == 0;
-    if (whole)
+    if (whole && !recorder->show_secrets)
         hide_secrets(&copy);
     whole = whole && write_tree(&copy, 0, stream) == 0;
     free_node(&copy);
@@ -130,9 +132,10 @@ void leave_changes()
 
 } // namespace
 
-void run_and_take_down()
+void run_and_take_down(bool show_secrets)
 {
     recorder = std::make_unique<Recorder>();
+    recorder->show_secrets = show_secrets;
     watch_sections(take_down);
     migr_main_do_all();
     try {

@@ -18,7 +18,7 @@ struct SectionChange {
 };
 
 /* In the library's child: the upgrade run, and its changes left in the root folder for read_changes. */
-void run_and_take_down();
+void run_and_take_down(bool show_secrets);
 
 /* In the order in which they were made; of a pass that was begun anew only the last attempt. */
 std::vector<SectionChange> read_changes(const Root &root);

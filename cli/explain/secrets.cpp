@@ -25,18 +25,33 @@ constexpr const char *secret_words[] = {"passwd", "password", "passphrase", "pri
 /* A property of just that name, or one that ends in it behind a dash. */
 constexpr const char *secret_endings[] = {"pass", "key"};
 
+/* As the last of its words, whatever parts these. */
 bool ends_in(std::string_view name, std::string_view word)
 {
     if (name.size() < word.size() || strcasecmp(name.data() + name.size() - word.size(), word.data()) != 0)
         return false;
-    return name.size() == word.size() || name[name.size() - word.size() - 1] == '-';
+    return name.size() == word.size() ||
+           std::string_view("-, ").find(name[name.size() - word.size() - 1]) != std::string_view::npos;
 }
 
-bool is_secret(const config_node &set)
+bool is_config(const config_node &node)
+{
+    return node.kind == MIGR_TOP || node.kind == MIGR_CONFIG;
+}
+
+/* Whoever knows the name of an entry of such a configuration may ask the appliance for anything. */
+bool names_are_secret(const config_node &node)
+{
+    return is_config(node) && ends_in(node.name, "community");
+}
+
+bool is_secret(const config_node &set, bool name_is_secret)
 {
     /* A switch that is named for passwords holds none. */
     if (!set.value || strcmp(set.value, "enable") == 0 || strcmp(set.value, "disable") == 0)
         return false;
+    if (name_is_secret && strcasecmp(set.name, "name") == 0)
+        return true;
     auto holds = [&](const char *word) { return strcasestr(set.name, word) != nullptr; };
     auto ends = [&](const char *word) { return ends_in(set.name, word); };
     return strstr(set.value, "PRIVATE KEY-----") ||
@@ -71,15 +86,23 @@ void hide(config_node *set)
 
 void hide_secrets(config_node *root)
 {
-    std::vector<config_node *> waiting = {root->top_list};
+    struct Place {
+        config_node *node;
+        bool         name_is_secret; /* of the entry that it is in */
+    };
+    std::vector<Place> waiting = {{root->top_list, false}};
     while (!waiting.empty()) {
-        config_node *node = waiting.back();
+        auto [node, name_is_secret] = waiting.back();
         waiting.pop_back();
         if (!node)
             continue;
-        if (node->kind == MIGR_SET && is_secret(*node))
+        if (node->kind == MIGR_SET && is_secret(*node, name_is_secret))
             hide(node);
-        waiting.insert(waiting.end(), {node->next, node->set_list, node->edit_list, node->config_list});
+        bool inside = is_config(*node) ? names_are_secret(*node) : name_is_secret;
+        waiting.insert(waiting.end(), {{node->next, name_is_secret},
+                                       {node->set_list, inside},
+                                       {node->edit_list, inside},
+                                       {node->config_list, false}});
     }
 }
 

@@ -248,6 +248,19 @@ TEST_F(Explain, ExplainsOneFileWithoutAnAppliance)
     EXPECT_TRUE(causes(changes, global_file).empty());
 }
 
+TEST_F(Explain, ShowsSecretsWhenAskedTo)
+{
+    config(global_file, support::headers("5.30"));
+    config(shop_file, support::headers("5.30") + "config lab desk\n    set old-flag 1\n    set token abcdef\nend\n");
+    EXPECT_TRUE(holds(explain().out, " set token (hidden "));
+    EXPECT_FALSE(holds(explain().out, "abcdef"));
+    EXPECT_TRUE(holds(explain({"--show-secrets"}).out, " set token abcdef\n"));
+    EXPECT_FALSE(holds(explain({"--json"}).out, "abcdef"));
+    EXPECT_EQ(true, json::parse(explain({"--json"}).out)["secrets_hidden"]);
+    EXPECT_TRUE(holds(explain({"--json", "--show-secrets"}).out, "set token abcdef"));
+    EXPECT_EQ(false, json::parse(explain({"--json", "--show-secrets"}).out)["secrets_hidden"]);
+}
+
 TEST_F(Explain, RefusesWhatItCannotRead)
 {
     EXPECT_EQ(2, explain_file(box().path() / "none").status);

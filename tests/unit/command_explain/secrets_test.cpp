@@ -29,10 +29,56 @@ TEST_F(Secrets, AreHiddenAtEveryDepth)
         EXPECT_NE(std::string::npos, shown.find(name)) << name;
 }
 
+TEST_F(Secrets, GoByTheirNames)
+{
+    for (const char *name : {"passphrase",
+                             "key",
+                             "token",
+                             "community",
+                             "pwd",
+                             "api-key",
+                             "pre-shared-key",
+                             "pass",
+                             "smtp-pass",
+                             "passwd",
+                             "password",
+                             "admin-passwd",
+                             "private-key",
+                             "secret",
+                             "psk",
+                             "auth-pwd",
+                             "PassPhrase",
+                             "KEY",
+                             "Token",
+                             "COMMUNITY",
+                             "Pwd",
+                             "Api-Key",
+                             "Pre-Shared-Key",
+                             "Smtp-PASS",
+                             "rest-api-key",
+                             "token-value"}) {
+        std::string text = "config a\n    set " + std::string(name) + " 12345\nend\n";
+        std::string shown = hidden(text.c_str());
+        EXPECT_NE(std::string::npos, shown.find("set " + std::string(name) + " (hidden ")) << shown;
+    }
+}
+
+TEST_F(Secrets, TheNameOfACommunity)
+{
+    std::string shown = hidden("config system snmp community\n edit 1\n  set name public-secret\n  set status enable\n"
+                               "  config hosts\n   edit 2\n    set name host\n   next\n  end\n  set NAME other-secret\n"
+                               " next\nend\nconfig system snmp user\n edit 1\n  set name operator\n next\nend\n"
+                               "config a\n config Community\n  edit x\n   set name third-secret\n  next\n end\nend\n");
+    EXPECT_EQ(std::string::npos, shown.find("-secret")) << shown;
+    for (const char *stays : {"set name host\n", "set name operator\n", "edit 1\n", "set status enable\n"})
+        EXPECT_NE(std::string::npos, shown.find(stays)) << stays << shown;
+}
+
 TEST_F(Secrets, EverythingElseStays)
 {
     const char text[] = "config a\n    set strong-password enable\n    set password-policy disable\n"
-                        "    set passive yes\n    set certificate x\n    edit password\n    next\nend\n";
+                        "    set passive yes\n    set certificate x\n    set keyword b\n    set monkey c\n"
+                        "    set bypass d\n    set name e\n    edit password\n    next\nend\n";
     EXPECT_EQ(text, hidden(text));
 }
 
