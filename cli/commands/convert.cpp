@@ -302,6 +302,7 @@ Status convert_files(const Arguments &arguments)
     check_usage(arguments);
     Image      image = open_image(arguments.image);
     Interrupts interrupts;
+    tell_image(image);
     Status     worst = Status::done;
     Json::List all;
     for (const std::string &path : arguments.files) {

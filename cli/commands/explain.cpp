@@ -170,7 +170,8 @@ void order_by_file(Explanation &explanation)
 
 Status explain(const Arguments &arguments)
 {
-    Image           image = open_image(arguments.image);
+    Image image = open_image(arguments.image);
+    tell_image(image);
     Interrupts      interrupts;
     Explanation     explanation;
     std::error_code none;

@@ -125,10 +125,16 @@ void show(const Outcome &outcome, bool verbose)
         show_notes(outcome);
     for (const FileOutcome &file : outcome.files)
         show_findings(file);
+    say("The image's files:     " + outcome.image);
     std::string text = verdict(outcome);
     if (!text.empty())
         say(text);
     show_next_steps(outcome);
+}
+
+void tell_image(const Image &image)
+{
+    complain("the image's files are those in " + image.folder);
 }
 
 void print_json(const Outcome &outcome)

@@ -1,7 +1,8 @@
-/* What came of an upgrade, as a table for people or as JSON. */
+/* What came of an upgrade, as a table for people or as JSON; and what all who carry files forward say. */
 #pragma once
 
 #include "appliance/outcome.h"
+#include "image/image_files.h"
 
 namespace command {
 
@@ -9,6 +10,9 @@ namespace command {
 void show(const Outcome &outcome, bool verbose);
 
 void print_json(const Outcome &outcome);
+
+/* Says on standard error which image's files are used. */
+void tell_image(const Image &image);
 
 /* "upgraded", "not upgraded" ... */
 const char *word(Result result);

@@ -39,6 +39,13 @@ TEST(Upgrade, CarriesAllFilesForward)
     EXPECT_FALSE(box.exists("/tmp/system1.conf"));
 }
 
+TEST(Upgrade, SaysWhichImageItUses)
+{
+    TinyAppliance box;
+    std::string   line = "\nThe image's files:     " + build_path("/image") + "\n";
+    EXPECT_NE(migr({"upgrade", "--dry-run", box.root()}).out.find(line), std::string::npos);
+}
+
 TEST(Upgrade, MakesAMissingLogFolder)
 {
     TinyAppliance box;
@@ -208,7 +215,8 @@ TEST(Upgrade, TheRealProgramEndsWithTheSameStatus)
 {
     TinyAppliance box;
     Outcome       run = run_process([&] {
-        return execl(program_path("/migr").c_str(), "migr", "upgrade", box.root().c_str(), static_cast<char *>(nullptr));
+        return execl(program_path("/migr").c_str(), "migr", "upgrade", box.root().c_str(),
+                           static_cast<char *>(nullptr));
     });
     EXPECT_EQ(run.status, 0) << run.all();
     EXPECT_EQ(first_line(box, "/data/config/sys_global.conf.gz"), upgraded_line);

@@ -61,6 +61,10 @@ class Explain : public testing::Test {
         size_t      second = text.find('\n') + 1;
         return text.substr(text.find('\n', second) + 1);
     }
+    const support::SmallImage &image() const
+    {
+        return image_;
+    }
     const support::ApplianceRoot &box() const
     {
         return box_;
@@ -127,7 +131,7 @@ TEST_F(Explain, ShowsTheSameToPeople)
                                "@@ -5,7 +5,11 @@"))
         << run.out;
     EXPECT_TRUE(holds(run.out, "\n== sys_domain.shop.conf.gz, 6.00, delete rules\n")) << run.out;
-    EXPECT_EQ("", run.err);
+    EXPECT_EQ("migr: the image's files are those in " + image().folder() + "\n", run.err);
 }
 
 TEST_F(Explain, AccountsForEveryChange)
@@ -175,6 +179,13 @@ TEST_F(Explain, ADomainRootThatIsNoneOfASplitIsNotNew)
     config("sys_domain.root.conf.gz", support::headers("5.10") + "config lab bench\n    set width 3\nend\n");
     json changes = json::parse(explain({"--json"}).out)["changes"];
     EXPECT_EQ(Strings{"5.85 stage"}, causes(changes, "sys_domain.root.conf.gz"));
+}
+
+TEST_F(Explain, SaysWhichImageItUses)
+{
+    config(global_file, support::headers("6.11"));
+    EXPECT_EQ("migr: the image's files are those in " + image().folder() + "\n", explain().err);
+    EXPECT_EQ(image().folder(), json::parse(explain({"--json"}).out)["image"]);
 }
 
 TEST_F(Explain, SaysThatNothingChanged)

@@ -34,6 +34,10 @@ class Plan : public testing::Test {
     {
         return json::parse(plan({"--json"}).out);
     }
+    const support::SmallImage &image() const
+    {
+        return image_;
+    }
     const support::ApplianceRoot &box() const
     {
         return box_;
@@ -186,6 +190,13 @@ TEST_F(Plan, SaysWhatStaysAsItIs)
     run = plan({"--json"});
     EXPECT_EQ(1, run.status);
     EXPECT_TRUE(json::parse(run.out)["passes"].empty());
+}
+
+TEST_F(Plan, SaysWhichImageItGoesBy)
+{
+    config(global_file, support::headers("5.50"));
+    EXPECT_TRUE(holds(plan().out, "and those of the image in " + image().folder() + ". Nothing was run.\n"));
+    EXPECT_EQ(image().folder(), planned()["image"]);
 }
 
 TEST_F(Plan, ChangesNothing)
