@@ -199,4 +199,16 @@ void Root::enter() const
     umask(077);
 }
 
+Confinement Root::confinement() const
+{
+    auto enter_or_fail = [this] {
+        try {
+            enter();
+        } catch (const PathError &error) {
+            throw failure_of(error, shows(error.path));
+        }
+    };
+    return {enter_or_fail, fd()};
+}
+
 } // namespace command

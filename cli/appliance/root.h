@@ -7,6 +7,7 @@
  */
 #pragma once
 
+#include "run/confinement.h"
 #include "run/interrupts.h"
 #include "system/file_descriptor.h"
 
@@ -60,6 +61,9 @@ class Root {
      * core dump, dies with its parent, and makes files for its owner alone. Throws PathError.
      */
     void enter() const;
+
+    /* The same for a child of another making, which keeps the lock. For as long as this record lives. */
+    Confinement confinement() const;
 
   private:
     std::string path_;

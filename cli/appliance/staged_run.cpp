@@ -187,7 +187,7 @@ bool is_small_model(const std::string &model)
 size_t expected_passes(const Scene &scene)
 {
     const FilePlan *global = global_plan(scene.plans);
-    bool            splits = global && global->fate == Fate::upgrade && global->file.facts.release < MIGR_RELEASE(5, 10);
+    bool splits = global && global->fate == Fate::upgrade && global->file.facts.release < MIGR_RELEASE(5, 10);
     return scene.plans.size() + (!splits ? 0 : scene.before.find(first_domain_name) ? 1 : 2);
 }
 
@@ -198,7 +198,7 @@ LibraryRun run_library_there(const Scene &scene, Interrupts &interrupts)
     std::function<void()> library = scene.request.library ? scene.request.library : migr_main_do_all;
     Progress              progress(scene.request.progress, expected_passes(scene));
     return run_library(
-        scene.staging,
+        scene.staging.confinement(),
         [&] {
             qb01a = small_model;
             library();

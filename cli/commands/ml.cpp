@@ -100,7 +100,7 @@ void run_beside(const Root &machine, const fs::path &input, const fs::path &made
 {
     Progress   silent(nullptr, 1);
     LibraryRun run = run_library(
-        machine,
+        machine.confinement(),
         [&] {
             if (migr_machine_learning_upgrade(input.c_str(), made.c_str()) != 0)
                 _exit(1);

@@ -1,9 +1,10 @@
 /* An update file as `migr lint` sees it: the loader's sections and rules, each with its place. */
 #pragma once
 
-#include "image/lint.h"
+#include "image/finding.h"
 
-#include <cstdint>
+#include <string_view>
+#include <vector>
 
 namespace command {
 

@@ -96,15 +96,15 @@ void arrange_descriptors(int input, int records, int output, int lock)
     told_on = progress_number;
 }
 
-int be_library(const Root &root, const std::function<void()> &work, int records, int output)
+int be_library(const Confinement &confinement, const std::function<void()> &work, int records, int output)
 {
     told_on = records;
     int nothing = memfd_create("nothing", MFD_CLOEXEC); /* /dev need not be there */
     try {
-        root.enter();
-        arrange_descriptors(nothing, records, output, root.fd());
+        confinement.enter();
+        arrange_descriptors(nothing, records, output, confinement.lock);
     } catch (const PathError &error) {
-        tell(Note::no_start, failure_of(error, root.shows(error.path)).what());
+        tell(Note::no_start, failure_of(error, error.path).what());
         return 1;
     } catch (const Failure &failure) {
         tell(Note::no_start, failure.what());
@@ -281,11 +281,11 @@ const std::string &current_pass()
     return path_of_pass;
 }
 
-LibraryRun run_library(const Root &root, const std::function<void()> &work, std::chrono::milliseconds timeout,
-                       Interrupts &interrupts, Progress &progress)
+LibraryRun run_library(const Confinement &confinement, const std::function<void()> &work,
+                       std::chrono::milliseconds timeout, Interrupts &interrupts, Progress &progress)
 {
     Pipe         records, output;
-    ChildProcess child([&] { return be_library(root, work, records.write_end.get(), output.write_end.get()); });
+    ChildProcess child([&] { return be_library(confinement, work, records.write_end.get(), output.write_end.get()); });
     records.write_end.reset();
     output.write_end.reset();
     LibraryRun run;

@@ -5,7 +5,7 @@
  */
 #pragma once
 
-#include "appliance/root.h"
+#include "run/confinement.h"
 #include "run/interrupts.h"
 #include "run/progress.h"
 #include "run/read_back.h"
@@ -54,8 +54,8 @@ struct LibraryRun {
  * Runs `work` in the child and waits for its end. A signal to this process, or `timeout` without a new pass, kills the
  * child. Throws PathError when no child can be made.
  */
-LibraryRun run_library(const Root &root, const std::function<void()> &work, std::chrono::milliseconds timeout,
-                       Interrupts &interrupts, Progress &progress);
+LibraryRun run_library(const Confinement &confinement, const std::function<void()> &work,
+                       std::chrono::milliseconds timeout, Interrupts &interrupts, Progress &progress);
 
 /* In the child, ahead of the library's work: `watch` is called when a part of the work on a tree is done, as
  * migr_on_section (migr.h) is. */

@@ -1,7 +1,7 @@
 /*
  * What is remembered of a list while a walk goes through it, so that taking out the node on which the walk stands, and
  * appending, need no search. What is remembered is a link to search from, never one to be believed: the node is looked
- * for there. Whatever changes a list meanwhile has to do it by operations.h. Outside a walk nothing is remembered.
+ * for there. Whatever changes a list meanwhile has to do it by changes.h. Outside a walk nothing is remembered.
  */
 #ifndef MIGR_TREE_LIST_WALK_H
 #define MIGR_TREE_LIST_WALK_H

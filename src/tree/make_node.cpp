@@ -1,9 +1,9 @@
 /* Nodes come from the store and from nowhere else, so that the end of a pass finds them all, linked or not. */
 #include "tree/make_node.h"
 
+#include "tree/changes.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
-#include "tree/operations.h"
 
 #include <cstring>
 

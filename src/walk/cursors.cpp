@@ -1,5 +1,5 @@
 /*
- * The cursors and the containers of the stages. The walk alone writes the slots; nothing here allocates, and what
+ * The cursors and the containers of the stages. Nothing here allocates, and what
  * does not fit a container is dropped or refused as its function says.
  */
 #include "walk/cursors.h"
@@ -12,16 +12,6 @@
 #include <cstring>
 #include <ctime>
 #include <type_traits>
-
-config_node EMPTY_NODE = {nullptr, MIGR_EMPTY, "", nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr};
-config_node EOB_NODE = {nullptr, MIGR_END, "", nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr};
-
-char        sbuf_suffix[MIGR_NAME_SIZE];
-static char no_suffix[] = "";
-
-config_node *top[5] = {reinterpret_cast<config_node *>(sbuf_suffix), &EMPTY_NODE, &EMPTY_NODE, &EMPTY_NODE,
-                       &EMPTY_NODE};
-config_node *sub[5] = {reinterpret_cast<config_node *>(no_suffix), &EMPTY_NODE, &EMPTY_NODE, &EMPTY_NODE, &EMPTY_NODE};
 
 /* The two predicates of one slot. A macro, since a variable argument list is opened in the function that has it. */
 #define SLOT_PREDICATES(stem, slot)                                                                                    \

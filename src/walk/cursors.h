@@ -1,35 +1,18 @@
 /*
  * The walk's cursors, and the small containers in which callbacks keep nodes and names between visits.
  *
- * A callback gets no node as an argument: it asks which node stands at which depth. Slots are never null: at a depth
- * where the walk holds no node the slot holds EMPTY_NODE, and at the end of a list EOB_NODE, whose names are empty. So
- * any slot may be tested at any time.
- *
- *   slot       in top                          in sub
- *   0 suffix   what follows the row's scope    an empty text
- *   1 cfg      the top-level config            the nested config under top[2]
- *   2 edt      the edit under top[1]           the edit under sub[1]
- *   3 cfg_set  a set directly under top[1]     a set directly under sub[1]
- *   4 edt_set  a set under top[2]              a set under sub[2]
+ * A callback gets no node as an argument: it asks which node stands at which depth. Which those are says slots.h.
  */
 #ifndef MIGR_WALK_CURSORS_H
 #define MIGR_WALK_CURSORS_H
 
-#include "tree/config_node.h"
+#include "walk/slots.h"
 
 #include <stddef.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-/* The sentinels: empty name, null value, no lists. What a callback adds to one is never walked or written. */
-extern config_node EMPTY_NODE; /* no node at this depth */
-extern config_node EOB_NODE;   /* the list at this depth has ended */
-
-extern config_node *top[5]; /* slot 0 is a text: read it through the suffix predicates */
-extern config_node *sub[5];
-extern char         sbuf_suffix[MIGR_NAME_SIZE];
 
 /*
  * _is: the slot's node when its name matches, else null. _in: 1-based position of the first of `count` names that

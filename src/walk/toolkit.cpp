@@ -9,7 +9,7 @@
 #include "tree/make_node.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
-#include "walk/cursors.h"
+#include "walk/slots.h"
 
 #include <cstdio>
 #include <cstdlib>
