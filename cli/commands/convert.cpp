@@ -9,10 +9,10 @@
 #include "output/release_text.h"
 #include "report/report.h"
 #include "system/gzip_text.h"
+#include "system/output_file.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 
@@ -48,39 +48,6 @@ void print_text(const std::string &text)
         say(left.substr(0, length));
         left.remove_prefix(std::min(length + 1, left.size()));
     }
-}
-
-/* In full or not at all: what stood there stays until all is on disk. Configurations hold secrets. */
-void replace_file(const std::string &path, std::string_view bytes)
-{
-    std::string made = path + ".migr-new-" + std::to_string(getpid());
-    Fd          fd(open(made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!fd)
-        throw PathError{"write", path, errno};
-    try {
-        write_all(fd.get(), bytes, path);
-        sync_to_disk(fd.get(), path);
-        if (rename(made.c_str(), path.c_str()) != 0)
-            throw PathError{"write", path, errno};
-    } catch (const PathError &) {
-        unlink(made.c_str());
-        throw;
-    }
-}
-
-/* A link is followed, and a device or a pipe is written to, as cp does. */
-void write_to(const std::string &path, std::string_view bytes)
-{
-    std::error_code error;
-    fs::path        target = fs::weakly_canonical(path, error);
-    if (error)
-        throw PathError{"write", path, error.value()};
-    if (!fs::exists(target, error) || fs::is_regular_file(target, error))
-        return replace_file(target, bytes);
-    Fd fd(open(path.c_str(), O_WRONLY | O_CLOEXEC));
-    if (!fd)
-        throw PathError{"write", path, errno};
-    write_all(fd.get(), bytes, path);
 }
 
 /* False when the person at the terminal does not want it. */
@@ -126,7 +93,7 @@ void put(const Converted &output, const Arguments &arguments, Conversion &conver
     if (!may_replace(output.path, arguments))
         throw Failure(Status::left_alone, output.path + " was left as it is.");
     try {
-        write_to(output.path, output.path.ends_with(".gz") ? gzip(output.text) : output.text);
+        write_output(output.path, output.path.ends_with(".gz") ? gzip(output.text) : output.text, Readers::owner);
     } catch (const PathError &error) {
         throw failure_of(error, error.path);
     }

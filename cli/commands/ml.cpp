@@ -12,12 +12,12 @@
 #include "run/library_child.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/output_file.h"
+#include "system/temporary_folder.h"
 
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
-#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -59,22 +59,6 @@ MlFacts check_input(const Root &machine, const fs::path &input, const std::strin
     });
 }
 
-/* A new file is never more readable than the one that it replaces. */
-void take_place(const fs::path &made, const fs::path &output)
-{
-    struct stat st = {};
-    Fd          fd(open(made.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!fd)
-        throw PathError{"read", made, errno};
-    if (stat(output.c_str(), &st) == 0) {
-        if (fchown(fd.get(), st.st_uid, st.st_gid) == 0)
-            fchmod(fd.get(), st.st_mode & 07777);
-    }
-    sync_to_disk(fd.get(), made);
-    if (rename(made.c_str(), output.c_str()) != 0)
-        throw PathError{"write", output, errno};
-}
-
 [[noreturn]] void not_upgraded(const Arguments &arguments, const std::string &why,
                                const std::vector<std::string> &details = {})
 {
@@ -95,22 +79,35 @@ void check_facts(const Arguments &arguments, const MlFacts &facts)
     not_upgraded(arguments, "Mend that and run migr again.", details);
 }
 
-void run_beside(const Root &machine, const fs::path &input, const fs::path &made, Interrupts &interrupts,
-                const Arguments &arguments)
+[[noreturn]] void not_written(const Arguments &arguments, const std::string &why)
+{
+    throw Failure(Status::failed, why + " " + arguments.output + " is as it was.");
+}
+
+void run_library_on(const Root &machine, const fs::path &input, const fs::path &result, Interrupts &interrupts,
+                    const Arguments &arguments)
 {
     Progress   silent(nullptr, 1);
     LibraryRun run = run_library(
         machine.confinement(),
         [&] {
-            if (migr_machine_learning_upgrade(input.c_str(), made.c_str()) != 0)
+            if (migr_machine_learning_upgrade(input.c_str(), result.c_str()) != 0)
                 _exit(1);
         },
         time_limit, interrupts, silent);
-    if (run.end == End::done)
-        return;
-    unlink(made.c_str());
-    std::string why = run.end == End::exited ? "The result could not be written. " + next_step(ENOSPC) : run.trouble();
-    throw Failure(Status::failed, why + " " + arguments.output + " is as it was.");
+    if (run.end == End::exited)
+        not_written(arguments, "The result could not be written. " + next_step(ENOSPC));
+    if (run.end != End::done)
+        not_written(arguments, run.trouble());
+}
+
+void put(const fs::path &result, const fs::path &output, const Arguments &arguments)
+{
+    try {
+        write_output(output, read_file(result, Links::refuse), Readers::as_before);
+    } catch (const PathError &error) {
+        not_written(arguments, failure_of(error, arguments.output).what());
+    }
 }
 
 struct MlOutcome {
@@ -124,15 +121,15 @@ MlOutcome upgrade_file(const Arguments &arguments)
     Root       machine("/");
     Interrupts interrupts;
     fs::path   input = full_path(arguments.file);
-    fs::path   output = full_path(arguments.output);
     MlFacts    facts = check_input(machine, input, arguments.file);
     check_facts(arguments, facts);
     if (facts.release >= image_release())
         return {facts.release, facts.release, facts.release > image_release() ? Result::newer : Result::current};
-    fs::path made = output.parent_path() / (".migr-new-" + std::to_string(getpid()));
-    run_beside(machine, input, made, interrupts, arguments);
-    int32_t after = check_input(machine, made, arguments.output).release;
-    take_place(made, output);
+    TemporaryFolder folder("");
+    fs::path        result = fs::path(folder.make("result")) / "ml";
+    run_library_on(machine, input, result, interrupts, arguments);
+    int32_t after = check_input(machine, result, arguments.output).release;
+    put(result, fs::absolute(arguments.output), arguments);
     return {facts.release, after, Result::upgraded};
 }
 

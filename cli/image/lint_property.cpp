@@ -74,14 +74,15 @@ void check_old_word(std::string_view word, std::set<std::string_view> *seen, Fau
 void check_pairs(std::string_view text, FaultList *faults)
 {
     std::set<std::string_view> seen;
-    for (size_t at = text.find_first_not_of(" \t\n\v\f\r"); at < text.size();) {
+    static constexpr char      white[] = " \t\n\v\f\r";
+    for (size_t at = text.find_first_not_of(white); at < text.size();) {
         size_t           comma = text.find(',', at);
         size_t           end = text.find('>', comma);
         std::string_view old_word = text.substr(at + 1, comma - at - 1);
         check_word(old_word, faults);
         check_word(text.substr(comma + 1, end - comma - 1), faults);
         check_old_word(old_word, &seen, faults);
-        at = text.find('<', end);
+        at = text.find_first_not_of(white, end + 2); /* one character parts two pairs, be it a "<" */
     }
 }
 

@@ -3,6 +3,8 @@
 
 #include "command.h"
 
+#include <algorithm>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <sys/resource.h>
@@ -67,6 +69,20 @@ TEST_F(Ml, ALinkAsOutputStaysALink)
     EXPECT_EQ(run("in", "out").status, 0);
     EXPECT_EQ(box.read("/real"), std::string(new_line) + tree);
     EXPECT_EQ(box.listing()["out"].type, 'l');
+}
+
+TEST_F(Ml, APipeAsOutputStaysAPipe)
+{
+    box.write("/in", std::string(old_line) + tree);
+    ASSERT_EQ(mkfifo(path("out").c_str(), 0600), 0);
+    int         reader = open(path("out").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    Outcome     outcome = run("in", "out");
+    std::string got(4096, '\0');
+    ssize_t     length = read(reader, got.data(), got.size());
+    close(reader);
+    EXPECT_EQ(outcome.status, 0) << outcome.all();
+    EXPECT_EQ(got.substr(0, static_cast<size_t>(std::max<ssize_t>(length, 0))), std::string(new_line) + tree);
+    EXPECT_EQ(box.listing()["out"].type, 'o');
 }
 
 TEST_F(Ml, RelativePaths)
