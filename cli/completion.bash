@@ -1,10 +1,49 @@
-# Completion of migr's subcommands, options and paths.
+# Completion of migr's subcommands, options, paths and snapshot names. Paths are left to the shell itself, which knows
+# how to quote them; names from a disk are never handed to anything that would expand them.
+
+# The word as the shell would read it, without running or expanding anything in it but a tilde.
+_migr_unquoted()
+{
+    local left=$1 read= quote= next
+    case $left in "~/"*) read=$HOME left=${left#"~"} ;; esac
+    while [ -n "$left" ]; do
+        next=${left:0:1}
+        left=${left:1}
+        case $quote$next in
+            "''" | '""') quote= ;;
+            "'"?) read+=$next ;;
+            '"\')
+                case ${left:0:1} in [\$\`\"\\]) next=${left:0:1} left=${left:1} ;; esac
+                read+=$next
+                ;;
+            '"'?) read+=$next ;;
+            "'" | '"') quote=$next ;;
+            "\\") read+=${left:0:1} left=${left:1} ;;
+            *) read+=$next ;;
+        esac
+    done
+    printf '%s' "$read"
+}
+
+# The snapshots of that root folder which begin with that word; their names need no quotes.
+_migr_snapshots()
+{
+    local root=$1 word=$2 path
+    COMPREPLY=()
+    for path in "${root%/}"/var/lib/migr/snapshots/"$word"*/; do
+        path=${path%/}
+        path=${path##*/}
+        case $path in *[!0-9A-Za-z.-]*) ;; *) COMPREPLY+=("$path") ;; esac
+    done
+}
+
 _migr()
 {
-    local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]}
-    local commands="convert explain plan check upgrade version rollback snapshots ml lint"
+    local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} before=${COMP_WORDS[COMP_CWORD - 1]}
+    local commands="convert explain plan check upgrade rollback snapshots version ml lint"
+    COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
-        COMPREPLY=($(compgen -W "$commands --help" -- "$word"))
+        COMPREPLY=($(compgen -W "$commands --help --version" -- "$word"))
         return
     fi
     if [ "${word:0:1}" = - ]; then
@@ -22,11 +61,10 @@ _migr()
         esac
         return
     fi
-    if [ "${COMP_WORDS[COMP_CWORD-1]}" = --as ]; then
+    if [ "$before" = --as ]; then
         COMPREPLY=($(compgen -W "global domain" -- "$word"))
-        return
+    elif [ "$command" = rollback ] && [ "$COMP_CWORD" -ge 3 ] && [ "${before:0:1}" != - ]; then
+        _migr_snapshots "$(_migr_unquoted "$before")" "$word"
     fi
-    compopt -o filenames
-    COMPREPLY=($(compgen -f -- "$word"))
 }
-complete -F _migr migr
+complete -o default -F _migr migr

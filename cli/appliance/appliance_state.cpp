@@ -5,9 +5,13 @@
 #include "appliance/inside.h"
 #include "appliance/snapshot_store.h"
 #include "appliance/way_back.h"
+#include "output/printable.h"
 #include "system/failure.h"
 
 #include <algorithm>
+#include <filesystem>
+
+namespace fs = std::filesystem;
 
 namespace command {
 
@@ -101,11 +105,9 @@ std::string newest_upgrade(const Root &root)
 
 std::string snapshot_of_path(const Root &root, const std::string &asked)
 {
-    std::string folder = shown_snapshot(root, "");
-    std::string name = asked.starts_with(folder) ? asked.substr(folder.size()) : asked;
-    while (name.size() > 1 && name.back() == '/')
-        name.pop_back();
-    return name;
+    auto     folder = [](const std::string &path) { return fs::absolute(path + "/").lexically_normal(); };
+    fs::path below = folder(asked).lexically_relative(folder(shown_snapshot(root, "")));
+    return asked.find('/') == std::string::npos || below.empty() ? asked : below.parent_path().string();
 }
 
 } // namespace
@@ -148,8 +150,8 @@ std::string chosen_snapshot(const Root &root, const std::optional<std::string> &
         return newest_upgrade(root);
     std::string name = snapshot_of_path(root, *asked);
     if (std::find(names.begin(), names.end(), name) == names.end())
-        throw Failure(Status::unusable,
-                      root.shown() + " has no snapshot \"" + *asked + "\". See which it has: migr snapshots");
+        throw Failure(Status::unusable, root.shown() + " has no snapshot \"" + *asked +
+                                            "\". See which it has: migr snapshots " + shell_word(root.shown()));
     return name;
 }
 

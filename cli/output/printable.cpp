@@ -79,14 +79,12 @@ bool plain_in_shell(char c)
            std::string_view("_-./,:@%+=").find(c) != std::string_view::npos;
 }
 
-std::string with_backslashes(std::string_view text, std::string_view before)
+/* Each `c` with something else in its place. */
+std::string with_each(std::string_view text, char c, std::string_view replacement)
 {
     std::string out;
-    for (char c : text) {
-        if (before.find(c) != std::string_view::npos)
-            out += '\\';
-        out += c;
-    }
+    for (char one : text)
+        out += one == c ? std::string(replacement) : std::string(1, one);
     return out;
 }
 
@@ -107,16 +105,15 @@ std::string printable(std::string_view text)
     return out;
 }
 
-std::string shell_word(std::string_view text)
+/* Every shell has the plain form; only what must be written out is left to those that know of $'...'. */
+std::string shell_word(std::string_view path)
 {
-    if (!text.empty() && std::all_of(text.begin(), text.end(), plain_in_shell))
-        return std::string(text);
-    std::string quoted = with_backslashes(text, "\\'");
-    if (printable(quoted) != quoted)
-        return "$'" + printable(quoted) + "'";
-    if (quoted == text)
-        return "'" + quoted + "'";
-    return "$'" + quoted + "'";
+    std::string word = (path.starts_with('-') ? "./" : "") + std::string(path);
+    if (!word.empty() && std::all_of(word.begin(), word.end(), plain_in_shell))
+        return word;
+    if (printable(word) == word)
+        return "'" + with_each(word, '\'', "'\\''") + "'";
+    return "$'" + printable(with_each(with_each(word, '\\', "\\\\"), '\'', "\\'")) + "'";
 }
 
 size_t columns(std::string_view printable_text)

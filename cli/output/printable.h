@@ -12,8 +12,8 @@ namespace command {
  */
 std::string printable(std::string_view text);
 
-/* The text as one word of a shell's command line, safe to show and to paste. */
-std::string shell_word(std::string_view text);
+/* A path as one word of a shell's command line, safe to show and to paste; no command takes it for an option. */
+std::string shell_word(std::string_view path);
 
 /* How many columns a printable text takes, near enough: one a character. */
 size_t columns(std::string_view printable_text);

@@ -80,7 +80,7 @@ void show_next_steps(const Outcome &outcome)
     auto        good = std::find_if(outcome.files.begin(), outcome.files.end(),
                                     [](const FileOutcome &file) { return file.result == Result::upgraded; });
     std::string root = outcome.root == "/" ? "" : outcome.root;
-    say("Snapshot from before:  " + outcome.snapshot);
+    say("Snapshot from before:  " + shell_word(outcome.snapshot));
     if (good != outcome.files.end())
         say("To look at a file:     zcat " + shell_word(root + config_folder + "/" + good->name) + " | less");
     say("To go back:            migr rollback " + shell_word(outcome.root));

@@ -11,6 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <sstream>
+
 namespace fs = std::filesystem;
 using namespace support;
 
@@ -105,6 +107,68 @@ TEST(OddNames, ARootOfThatKind)
     EXPECT_TRUE(is_clean(back.all())) << back.all();
     Outcome wrong = migr({"upgrade", root + "/none"});
     EXPECT_TRUE(is_clean(wrong.all())) << wrong.all();
+}
+
+namespace {
+
+/* The line of a hint, without what stands ahead of it. */
+std::string hint(const std::string &text, const std::string &title)
+{
+    size_t at = text.find("\n" + title);
+    if (at == std::string::npos)
+        return "";
+    at = text.find_first_not_of(' ', at + 1 + title.size());
+    return text.substr(at, text.find('\n', at) - at);
+}
+
+/* What a shell makes of a command line, which it does not run: the words behind the command's name. */
+std::vector<std::string> words_of(const std::string &line)
+{
+    std::string script = "migr() { printf '%s\\n' \"$@\"; }; zcat() { migr \"$@\"; }; less() { cat; }; " + line;
+    Outcome     shell =
+        run_process([&] { return execl("/bin/sh", "sh", "-c", script.c_str(), static_cast<char *>(nullptr)); });
+    EXPECT_EQ(shell.err, "") << line;
+    std::vector<std::string> words;
+    std::istringstream       stream(shell.out);
+    for (std::string word; std::getline(stream, word);)
+        words.push_back(word);
+    return words;
+}
+
+} // namespace
+
+/* Whoever is told what to do next may copy it from the terminal, whatever the folder is called. */
+TEST(OddNames, HintsCanBePasted)
+{
+    for (const char *name : {"-box", "my box", "the 'good' \"box\"", "-o a'b", "$(touch pwned) ; #\\", "*", "~"}) {
+        SCOPED_TRACE(name);
+        TinyAppliance box;
+        std::string   root = box.root() + "/" + name;
+        fs::create_directory(root);
+        for (const char *part : {"data", "etc", "tmp", "var"})
+            fs::rename(box.root() + "/" + part, root + "/" + part);
+        auto there = [&] { EXPECT_EQ(chdir(box.root().c_str()), 0); };
+
+        Outcome upgraded = migr({"upgrade", "--image", build_path("/image"), "--", name}, there);
+        ASSERT_EQ(upgraded.status, 0) << upgraded.all();
+        std::vector<std::string> look = words_of(hint(upgraded.out, "To look at a file:"));
+        ASSERT_EQ(look.size(), 1U) << upgraded.out;
+        EXPECT_TRUE(fs::exists(box.root() + "/" + look[0])) << look[0];
+
+        Outcome back = migr(words_of(hint(upgraded.out, "To go back:")), there);
+        EXPECT_EQ(back.status, 0) << back.all();
+        Outcome undone = migr(words_of(hint(back.out, "To undo this:")), there);
+        EXPECT_EQ(undone.status, 0) << undone.all();
+
+        std::vector<std::string> snapshot = words_of("migr " + hint(upgraded.out, "Snapshot from before:"));
+        ASSERT_EQ(snapshot.size(), 1U) << upgraded.out;
+        EXPECT_EQ(migr({"rollback", "--", name, snapshot[0] + "/"}, there).status, 0);
+
+        Outcome wrong = migr({"rollback", "--", name, "none"}, there);
+        EXPECT_EQ(migr(words_of(wrong.err.substr(wrong.err.rfind(": migr ") + 2)), there).status, 0) << wrong.err;
+        wrong = migr({"rollback", "--", name, ""}, there);
+        EXPECT_EQ(migr(words_of(wrong.err.substr(wrong.err.rfind(": migr ") + 2)), there).status, 0) << wrong.err;
+    }
 }
 
 TEST(Terminal, ShowsABarThatKeepsToItsLine)

@@ -41,19 +41,37 @@ TEST(Printable, WritesBytesThatAreNoTextOut)
     EXPECT_EQ(printable("\xe0\x80\x9b"), "\\xe0\\x80\\x9b");
 }
 
+static std::string read_by(const char *shell, const std::string &word)
+{
+    std::string line = "printf %s " + word;
+    return support::run_process([&] { return execl(shell, shell, "-c", line.c_str(), static_cast<char *>(nullptr)); })
+        .out;
+}
+
 TEST(ShellWord, CanBePasted)
 {
-    for (std::string name : {"plain/path.gz", "with blank", "it's", "a\\b", "tab\tnewline\nescape\x1b", "$(reboot)", "",
-                             "zwölf", "\xff\xfe", "'$(x)'\n"}) {
-        support::Outcome shell = support::run_process([&] {
-            std::string line = "printf %s " + shell_word(name);
-            return execl("/bin/bash", "bash", "-c", line.c_str(), static_cast<char *>(nullptr));
-        });
-        EXPECT_EQ(shell.out, name) << shell_word(name);
-        EXPECT_TRUE(support::is_clean(shell_word(name)));
+    for (std::string name : {"plain/path.gz", "with blank", "it's", "a\\b", "\"a\\'b\"", "$(reboot)", "`x`", "",
+                             "zwölf", "~", "*", "a;b&c|d>e", "#a", "!x"}) {
+        EXPECT_EQ(read_by("/bin/sh", shell_word(name)), name) << shell_word(name);
+        EXPECT_EQ(read_by("/bin/bash", shell_word(name)), name) << shell_word(name);
     }
     EXPECT_EQ(shell_word("plain/path.gz"), "plain/path.gz");
     EXPECT_EQ(shell_word("with blank"), "'with blank'");
+}
+
+TEST(ShellWord, WritesOutWhatATerminalActsOn)
+{
+    for (std::string name : {"tab\tnewline\nescape\x1b", "\xff\xfe", "'$(x)'\n", "\\\x1b'"}) {
+        EXPECT_EQ(read_by("/bin/bash", shell_word(name)), name) << shell_word(name);
+        EXPECT_TRUE(support::is_clean(shell_word(name)));
+    }
+}
+
+TEST(ShellWord, IsNoOption)
+{
+    EXPECT_EQ(shell_word("-rf"), "./-rf");
+    EXPECT_EQ(read_by("/bin/sh", shell_word("-a b'c")), "./-a b'c");
+    EXPECT_EQ(read_by("/bin/bash", shell_word("-\n")), "./-\n");
 }
 
 TEST(Table, AlignsByCharacters)
