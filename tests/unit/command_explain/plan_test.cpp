@@ -1,4 +1,5 @@
 #include "explain/plan_effects.h"
+#include "output/release_text.h"
 #include "small_image.h"
 #include "walk/stages.h"
 
@@ -128,7 +129,13 @@ TEST_F(Plan, CountsOnlyRulesAboutWhatTheFileHas)
 TEST_F(Plan, RunsStagesAboveTheFilesReleaseOnly)
 {
     config(global_file, support::headers("6.10") + "config system global\nend\n");
-    EXPECT_EQ((Strings{"6.11", "6.20"}), releases_of(planned()["passes"][0]["stages"]));
+    Strings expected;
+    for (stage_table *const *stage = all_stages; *stage; stage++)
+        if ((*stage)->type == STAGE_ADOM && (*stage)->version > MIGR_RELEASE(6, 10))
+            expected.push_back(command::release_text((*stage)->version));
+    EXPECT_LE(2u, expected.size());
+    EXPECT_EQ("6.11", expected[0]);
+    EXPECT_EQ(expected, releases_of(planned()["passes"][0]["stages"]));
 }
 
 TEST_F(Plan, TellsOfBothPassesOfAFileFromBefore510)

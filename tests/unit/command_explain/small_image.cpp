@@ -1,6 +1,7 @@
 #include "small_image.h"
 
 #include "command.h"
+#include "support/step_sections.h"
 
 #include <gtest/gtest.h>
 
@@ -12,25 +13,8 @@ namespace support {
 
 namespace {
 
-constexpr char update_file[] = R"([4.10]
-[4.11]
-[4.20]
-[4.30]
-[4.32]
-[4.35]
-[4.40]
-[4.42]
-[4.43]
-[5.0]
-[5.10]
-[5.20]
-[5.30]
-[5.32]
-[5.33]
-[5.35]
-[5.36]
-[5.40]
-[5.50]
+/* Behind the sections of all steps. */
+constexpr char update_file[] = R"([5.50]
 [6.00]
 [DELETE]
 <lab desk><old-flag>
@@ -87,7 +71,7 @@ std::string headers(const std::string &release)
 
 SmallImage::SmallImage()
 {
-    write("/image/update_config", update_file);
+    write("/image/update_config", step_sections() + update_file);
     write("/image/syntax_v510.txt", syntax);
     write("/image/system.conf.predefine", headers(MIGR_IMAGE_RELEASE));
     this->database(support::database);

@@ -7,9 +7,10 @@
  * Nothing else may be found. The image is one of 6.21.
  */
 #include "command.h"
+#include "driver/run_context.h"
 #include "image/lint.h"
-#include "rules/update_file.h"
 #include "support/places.h"
+#include "support/step_sections.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -18,8 +19,12 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
+using support::section_name;
+using support::step_releases;
+using support::step_sections;
 
 namespace {
 
@@ -49,14 +54,42 @@ std::vector<std::string> expected_findings(const std::string &text)
 
 constexpr int32_t release_6_21 = 0x60015;
 
+/* All findings but those of missing sections: whoever adds a step to the chain need not go through the files. */
 std::vector<std::string> findings_of(const std::string &text, int32_t release = release_6_21)
 {
     std::vector<std::string> all;
     for (const command::Finding &finding : command::lint_update_file(text, release))
-        all.push_back((finding.severity == command::Severity::error ? "finds " : "warns ") +
-                      std::to_string(finding.line) + ":" + std::to_string(finding.column) + ": " + finding.text);
+        if (finding.missing_step < 0)
+            all.push_back((finding.severity == command::Severity::error ? "finds " : "warns ") +
+                          std::to_string(finding.line) + ":" + std::to_string(finding.column) + ": " + finding.text);
     return all;
 }
+
+/* A file of the command line, for as long as the object lives. */
+class UpdateFile {
+  public:
+    explicit UpdateFile(const std::string &text)
+    {
+        std::ofstream(path_) << text;
+    }
+    ~UpdateFile()
+    {
+        fs::remove(path_);
+    }
+    UpdateFile(const UpdateFile &) = delete;
+    UpdateFile &operator=(const UpdateFile &) = delete;
+
+    const std::string &path() const
+    {
+        return path_;
+    }
+
+  private:
+    std::string path_ = testing::TempDir() + "migr-lint-" + std::to_string(getpid()) + ".update";
+};
+
+const std::string clean_rules = "[5.50]\n[DELETE]\n<lab bench>\n";
+const std::string unordered_sections = "[5.52]\n[5.51]\n[5.52]\n[5.53]\n[6.22]\n";
 
 std::vector<fs::path> update_files()
 {
@@ -119,14 +152,40 @@ TEST(Lint, ANulHidesTheRestOfItsLine)
 TEST(Lint, AnEmptyFileMissesEverySection)
 {
     std::vector<command::Finding> findings = command::lint_update_file("", release_6_21);
-    ASSERT_EQ(18u, findings.size());
-    EXPECT_EQ(1u, findings[0].line);
-    EXPECT_EQ(1u, findings[0].column);
+    ASSERT_EQ(step_releases().size(), findings.size());
+    EXPECT_LE(18u, findings.size());
+    for (size_t at = 0; at < findings.size(); at++) {
+        EXPECT_EQ(1u, findings[at].line);
+        EXPECT_EQ(1u, findings[at].column);
+        EXPECT_EQ(step_releases()[at], findings[at].missing_step);
+    }
+}
+
+/* What is missing belongs ahead of the next section, or at the end: there the comment ahead of all counts as a line. */
+TEST(Lint, EachStepNeedsItsSection)
+{
+    EXPECT_TRUE(command::lint_update_file(step_sections(), release_6_21).empty());
+    size_t line = 1;
+    for (int32_t release : step_releases()) {
+        std::string                   name = section_name(release);
+        std::vector<command::Finding> findings =
+            command::lint_update_file("# steps\n" + step_sections(release) + "[5.55]\n", release_6_21);
+        line++;
+        ASSERT_EQ(1u, findings.size()) << name;
+        EXPECT_EQ(line, findings[0].line) << name;
+        EXPECT_EQ(1u, findings[0].column) << name;
+        EXPECT_EQ(release, findings[0].missing_step);
+        EXPECT_EQ("section " + name +
+                      " is missing here, and that release's own conversions would be left out. Add a line \"[" + name +
+                      "]\", without rules if need be.",
+                  findings[0].text);
+    }
 }
 
 TEST(LintCommand, IsSilentOnACleanFile)
 {
-    Outcome run = run_lint({lint_file("/clean.update").c_str()});
+    UpdateFile clean(step_sections() + clean_rules);
+    Outcome    run = run_lint({clean.path().c_str()});
     EXPECT_EQ(0, run.status);
     EXPECT_EQ("", run.out);
     EXPECT_EQ("", run.err);
@@ -134,9 +193,12 @@ TEST(LintCommand, IsSilentOnACleanFile)
 
 TEST(LintCommand, PrintsFileLineAndColumn)
 {
-    Outcome run = run_lint({"--release", "6.21", lint_file("/order.update").c_str()});
+    UpdateFile  unordered(step_sections() + unordered_sections);
+    std::string line = std::to_string(step_releases().size() + 2);
+    Outcome     run = run_lint({"--release", "6.21", unordered.path().c_str()});
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(run.out.starts_with(lint_file("/order.update:24:1: error: section 5.51 stands behind section 5.52")))
+    EXPECT_TRUE(
+        run.out.starts_with(unordered.path() + ":" + line + ":1: error: section 5.51 stands behind section 5.52"))
         << run.out;
     EXPECT_EQ(3, std::count(run.out.begin(), run.out.end(), '\n'));
     EXPECT_EQ("", run.err);
@@ -145,7 +207,8 @@ TEST(LintCommand, PrintsFileLineAndColumn)
 /* The image in the making is newer than the migr that looks at its file. */
 TEST(LintCommand, TakesTheReleaseOfTheImageInTheMaking)
 {
-    std::string file = lint_file("/clean.update");
+    UpdateFile  of_6_21(step_sections() + clean_rules + "[6.21]\n");
+    std::string file = of_6_21.path();
     EXPECT_EQ(1, run_lint({"--release", "6.20", file.c_str()}).status);
     EXPECT_EQ("", run_lint({"--release", "99.30", file.c_str()}).out);
     for (const char *no_release : {"6", "6.", ".3", "6.3x", "6.30 ", "-6.30", "40000.1", "6.-1", "six"}) {
@@ -157,19 +220,22 @@ TEST(LintCommand, TakesTheReleaseOfTheImageInTheMaking)
 
 TEST(LintCommand, LetsWarningsPassUnlessStrict)
 {
-    std::string file = lint_file("/old_names.update");
+    UpdateFile  warned(step_sections() + "[6.21]\n[DELETE]\n<system wccp><passwd>\n");
+    std::string file = warned.path();
     Outcome     run = run_lint({file.c_str()});
     EXPECT_EQ(0, run.status);
     EXPECT_NE(std::string::npos, run.out.find(": warning: ")) << run.out;
     Outcome strict = run_lint({"--strict", file.c_str()});
     EXPECT_EQ(1, strict.status);
     EXPECT_EQ(run.out, strict.out);
-    EXPECT_EQ(0, run_lint({"--strict", lint_file("/clean.update").c_str()}).status);
+    UpdateFile clean(step_sections() + clean_rules);
+    EXPECT_EQ(0, run_lint({"--strict", clean.path().c_str()}).status);
 }
 
 TEST(LintCommand, AnswersAsJson)
 {
-    std::string file = lint_file("/order.update");
+    UpdateFile  unordered(step_sections() + unordered_sections);
+    std::string file = unordered.path();
     Outcome     run = run_lint({"--json", "--release", "6.21", file.c_str()});
     EXPECT_EQ(1, run.status);
     auto answer = nlohmann::json::parse(run.out);
@@ -182,7 +248,7 @@ TEST(LintCommand, AnswersAsJson)
     EXPECT_EQ(3, answer["errors"]);
     EXPECT_EQ(0, answer["warnings"]);
     ASSERT_EQ(3u, answer["findings"].size());
-    EXPECT_EQ(24, answer["findings"][0]["line"]);
+    EXPECT_EQ(step_releases().size() + 2, answer["findings"][0]["line"]);
     EXPECT_EQ(1, answer["findings"][0]["column"]);
     EXPECT_EQ("error", answer["findings"][0]["severity"]);
     EXPECT_TRUE(answer["findings"][0]["text"].get<std::string>().starts_with("section 5.51 stands behind"));
@@ -195,18 +261,21 @@ TEST(LintCommand, AnswersAsJson)
     EXPECT_FALSE(answer.contains("findings"));
 }
 
-/* The page's example is a section for the release after this image's; on top of the image's file it is clean. */
+/* The page's example is a section for a release after the image's; on top of the image's file it is clean. */
 TEST(Lint, TheExampleOfTheDocumentationIsClean)
 {
     std::string        page = read(support::source_path("/docs/update-file.md"));
     std::istringstream lines(page.substr(page.find("\n    [") + 1));
-    std::string        example;
+    std::string        example, version;
+    std::getline(lines, version);
     for (std::string line; std::getline(lines, line) && line.starts_with("    ");)
         example += line.substr(4) + "\n";
+    EXPECT_EQ("    [6.30]", version);
     EXPECT_LT(10, std::count(example.begin(), example.end(), '\n')) << example;
-    int32_t release = line_is_version(example.c_str());
-    EXPECT_EQ((std::vector<std::string>{}),
-              findings_of(read(support::source_path("/image/update_config")) + example, release));
+    int32_t release = MIGR_RELEASE_IMAGE + 9; /* the page's own comes one day */
+    EXPECT_EQ((std::vector<std::string>{}), findings_of(read(support::source_path("/image/update_config")) + "[" +
+                                                            section_name(release) + "]\n" + example,
+                                                        release));
 }
 
 TEST(LintCommand, SaysWhyAFileCannotBeRead)
