@@ -2,8 +2,8 @@
 #include "appliance/checked_files.h"
 
 #include "appliance/inspect.h"
+#include "run/waiting.h"
 #include "system/failure.h"
-#include "system/files.h"
 
 namespace command {
 
@@ -32,9 +32,9 @@ std::vector<CheckedFile> check_appliance(const Root &root)
     return files;
 }
 
-CheckedFile check_file(const std::string &path)
+CheckedFile check_file(const std::string &path, Interrupts &interrupts)
 {
-    return checked(path, inspect_bytes(Root("/"), read_input(path)));
+    return checked(shown_input(path), inspect_bytes(Root("/"), read_input(path, interrupts)));
 }
 
 } // namespace command

@@ -6,6 +6,7 @@
 
 #include "appliance/root.h"
 #include "language/damage.h"
+#include "run/interrupts.h"
 
 #include <cstdint>
 #include <string>
@@ -29,7 +30,7 @@ struct CheckedFile {
 /* All files that an upgrade of the appliance would look at. Throws Failure when there are none. */
 std::vector<CheckedFile> check_appliance(const Root &root);
 
-/* One file of its own, packed or plain. Throws PathError when it cannot be read. */
-CheckedFile check_file(const std::string &path);
+/* One file of its own, packed or plain; "-" is standard input. Throws PathError when it cannot be read. */
+CheckedFile check_file(const std::string &path, Interrupts &interrupts);
 
 } // namespace command

@@ -237,7 +237,8 @@ std::string fault_of(const ConfigFacts &facts)
     if (facts.release < 0)
         return "It has no version line (\"#config-version=\") that can be read. Mend its first line.";
     if (!facts.second_line)
-        return "It has no second header line (\"#conf_file_ver=\") that can be read. Put it behind the first line.";
+        return "It has no second header line (\"#conf_file_ver=\") that can be read. Put it behind the first line. "
+               "A machine-learning configuration has none; it is upgraded with migr ml.";
     return facts.too_large;
 }
 

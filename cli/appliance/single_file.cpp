@@ -6,17 +6,15 @@
 #include "driver/run_context.h"
 #include "output/console.h"
 #include "output/release_text.h"
+#include "run/waiting.h"
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/gzip_text.h"
 #include "tree/split.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
-#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -28,21 +26,6 @@ constexpr char    domain_prefix[] = "sys_domain.";
 constexpr char    syntax_copy[] = "/syntax.txt";           /* of the image's syntax file */
 constexpr int32_t certificates_in_configuration = 0x50050; /* 5.80: certificates and keys are read from their files */
 constexpr size_t  longest_domain = 127;                    /* the library keeps no more of it */
-
-/* ---- reading ---- */
-
-std::string read_input(const std::string &path, const std::string &shown, Interrupts &interrupts)
-{
-    Fd file(path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3)
-                        : open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!file)
-        throw failure_of({"read", path, errno}, shown);
-    try {
-        return read_all(file.get(), path, interrupts);
-    } catch (const PathError &error) {
-        throw failure_of(error, shown);
-    }
-}
 
 std::string unpacked(std::string bytes, const std::string &shown)
 {
@@ -137,14 +120,6 @@ std::string domain_of(const SingleRequest &request, const SingleFile &file, cons
 
 /* ---- laying out ---- */
 
-void write_new(const char *path, std::string_view text)
-{
-    Fd fd(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!fd)
-        throw PathError{"write", path, errno};
-    write_all(fd.get(), text, path);
-}
-
 /* What a first look at the text gives. */
 struct Look {
     int32_t                  release = -1;
@@ -182,9 +157,9 @@ SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, c
         throw Failure(Status::unusable, "--domain goes with a domain file, not with --as global.");
     SingleFile file;
     file.path = request.file;
-    file.shown = request.file == "-" ? "standard input" : request.file;
+    file.shown = shown_input(request.file);
     file.stored = global_name;
-    file.text = unpacked(read_input(request.file, file.shown, interrupts), file.shown);
+    file.text = unpacked(read_input(request.file, interrupts), file.shown);
     Look look = look_at_text(root, file.text, syntax);
     file.facts.release = look.release;
     if (file.facts.release >= 0 && file.facts.release < image_release()) {

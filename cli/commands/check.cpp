@@ -32,13 +32,13 @@ struct Checked {
     }
 };
 
-std::vector<CheckedFile> check_paths(const std::vector<std::string> &paths)
+std::vector<CheckedFile> check_paths(const std::vector<std::string> &paths, Interrupts &interrupts)
 {
     std::vector<CheckedFile> files;
     for (const std::string &path : paths) {
         std::error_code none;
         if (!std::filesystem::is_directory(path, none)) {
-            files.push_back(check_file(path));
+            files.push_back(check_file(path, interrupts));
             continue;
         }
         std::vector<CheckedFile> of_appliance = check_appliance(Root(path));
@@ -58,10 +58,11 @@ int32_t lowest_release(const std::vector<CheckedFile> &files)
 
 Checked check_all(const Arguments &arguments)
 {
-    Checked checked;
-    Image   image = open_image(arguments.image);
+    Checked    checked;
+    Interrupts interrupts;
+    Image      image = open_image(arguments.image);
     checked.image = image.folder;
-    checked.files = check_paths(arguments.files);
+    checked.files = check_paths(arguments.files, interrupts);
     checked.faults = faults_of(image, lowest_release(checked.files));
     return checked;
 }

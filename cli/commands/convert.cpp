@@ -8,8 +8,9 @@
 #include "output/json.h"
 #include "output/release_text.h"
 #include "report/report.h"
+#include "run/output_file.h"
+#include "run/waiting.h"
 #include "system/gzip_text.h"
-#include "system/output_file.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -36,12 +37,10 @@ bool is_folder(const std::string &path)
 }
 
 /* A terminal acts on what it is sent; a file or a pipe gets the text as it is. */
-void print_text(const std::string &text)
+void print_text(const std::string &text, Interrupts &interrupts)
 {
-    if (!isatty(STDOUT_FILENO)) {
-        write_all(STDOUT_FILENO, text, "standard output");
-        return;
-    }
+    if (!isatty(STDOUT_FILENO))
+        return write_all(STDOUT_FILENO, text, "standard output", interrupts);
     std::string_view left = text;
     while (!left.empty()) {
         size_t length = std::min(left.find('\n'), left.size());
@@ -51,16 +50,14 @@ void print_text(const std::string &text)
 }
 
 /* False when the person at the terminal does not want it. */
-bool may_replace(const std::string &path, const Arguments &arguments)
+bool may_replace(const std::string &path, const Arguments &arguments, Interrupts &interrupts)
 {
     std::error_code none;
     bool            asks = !arguments.force && isatty(STDIN_FILENO) && fs::is_regular_file(path, none);
     if (!asks)
         return true;
     complain(path + " is there already.");
-    fputs("Replace it? [y/N] ", stderr);
-    char answer[16] = "";
-    return fgets(answer, sizeof answer, stdin) && (answer[0] == 'y' || answer[0] == 'Y');
+    return is_answered_yes(stderr, "Replace it? [y/N] ", interrupts);
 }
 
 /* A result: where it goes, and its text. */
@@ -86,17 +83,14 @@ struct Conversion {
     }
 };
 
-void put(const Converted &output, const Arguments &arguments, Conversion &conversion)
+void put(const Converted &output, const Arguments &arguments, Interrupts &interrupts, Conversion &conversion)
 {
     if (output.path.empty())
-        return print_text(output.text);
-    if (!may_replace(output.path, arguments))
+        return print_text(output.text, interrupts);
+    if (!may_replace(output.path, arguments, interrupts))
         throw Failure(Status::left_alone, output.path + " was left as it is.");
-    try {
-        write_output(output.path, output.path.ends_with(".gz") ? gzip(output.text) : output.text, Readers::owner);
-    } catch (const PathError &error) {
-        throw failure_of(error, error.path);
-    }
+    std::string bytes = output.path.ends_with(".gz") ? gzip(output.text) : output.text;
+    write_output(output.path, bytes, Readers::owner, interrupts);
     conversion.outputs.push_back(output.path);
 }
 
@@ -178,14 +172,14 @@ std::vector<Converted> results_of(const Arguments &arguments, const Root &root, 
 }
 
 /* It is as new as the image, or newer: it goes through as it is. */
-void pass_through(const Arguments &arguments, const SingleFile &file, Conversion &conversion)
+void pass_through(const Arguments &arguments, const SingleFile &file, Interrupts &interrupts, Conversion &conversion)
 {
     bool newer = file.facts.release > image_release();
     complain(file.shown + ": it is at " + release_text(file.facts.release) +
              (newer ? ", and the image at " : " already, as the image is at ") + release_text(image_release()) +
              ". The result is the same text.");
     conversion.result = newer ? Result::newer : Result::current;
-    put({output_path(arguments, file.path), file.text}, arguments, conversion);
+    put({output_path(arguments, file.path), file.text}, arguments, interrupts, conversion);
 }
 
 void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const Image &image, const SingleFile &file,
@@ -201,7 +195,7 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
     if (!run.ran)
         return complain(file.shown + " was not upgraded, and nothing was written.");
     for (const Converted &output : results_of(arguments, staging.root(), file)) {
-        put(output, arguments, conversion);
+        put(output, arguments, interrupts, conversion);
         if (file.becomes_two())
             complain("wrote " + output.path);
     }
@@ -218,13 +212,25 @@ Conversion convert_one(const Arguments &arguments, const Image &image, const std
     conversion.shown = file.shown;
     conversion.before = file.facts.release;
     if (file.facts.release >= image_release())
-        pass_through(arguments, file, conversion);
+        pass_through(arguments, file, interrupts, conversion);
     else
         upgrade_in(staging, arguments, image, file, interrupts, conversion);
     return conversion;
 }
 
-/* What is wrong with one file is told, and the others go on. */
+/* What is wrong with one of several files is told, and the others go on. */
+std::pair<Status, Conversion> tell_failure(const Arguments &arguments, const std::string &path, const Failure &failure,
+                                           Interrupts &interrupts)
+{
+    if (arguments.files.size() == 1 || interrupts.came())
+        throw failure;
+    complain(failure.what());
+    Conversion conversion;
+    conversion.shown = shown_input(path);
+    conversion.reasons = {failure.what()};
+    return {failure.status, conversion};
+}
+
 std::pair<Status, Conversion> convert_or_tell(const Arguments &arguments, const Image &image, const std::string &path,
                                               Interrupts &interrupts)
 {
@@ -232,13 +238,9 @@ std::pair<Status, Conversion> convert_or_tell(const Arguments &arguments, const 
         Conversion conversion = convert_one(arguments, image, path, interrupts);
         return {conversion.status(), conversion};
     } catch (const Failure &failure) {
-        if (arguments.files.size() == 1 || interrupts.came())
-            throw;
-        complain(failure.what());
-        Conversion failed;
-        failed.shown = path;
-        failed.reasons = {failure.what()};
-        return {failure.status, failed};
+        return tell_failure(arguments, path, failure, interrupts);
+    } catch (const PathError &error) {
+        return tell_failure(arguments, path, failure_of(error, error.path), interrupts);
     }
 }
 

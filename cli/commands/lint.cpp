@@ -6,7 +6,7 @@
 #include "image/lint_file.h"
 #include "output/console.h"
 #include "output/json.h"
-#include "system/files.h"
+#include "run/waiting.h"
 #include "tree/version_text.h"
 
 #include <algorithm>
@@ -54,8 +54,9 @@ int32_t release_of(const std::string &text)
 
 Linted lint_file(const Arguments &arguments)
 {
-    Linted linted = {arguments.file, release_of(arguments.release), {}, arguments.strict};
-    linted.findings = lint_update_file(read_input(linted.file), linted.release);
+    Interrupts interrupts;
+    Linted     linted = {shown_input(arguments.file), release_of(arguments.release), {}, arguments.strict};
+    linted.findings = lint_update_file(read_input(arguments.file, interrupts), linted.release);
     return linted;
 }
 

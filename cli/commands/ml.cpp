@@ -4,19 +4,19 @@
 #include "appliance/inspect.h"
 #include "commands/subcommand.h"
 #include "driver/migr.h"
-#include "driver/version_lines.h"
 #include "output/console.h"
 #include "output/json.h"
 #include "output/release_text.h"
 #include "report/report.h"
 #include "run/library_child.h"
+#include "run/output_file.h"
+#include "run/waiting.h"
 #include "system/failure.h"
 #include "system/files.h"
-#include "system/output_file.h"
+#include "system/gzip_text.h"
 #include "system/temporary_folder.h"
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 
 namespace fs = std::filesystem;
@@ -27,42 +27,33 @@ namespace {
 
 constexpr std::chrono::minutes time_limit(10);
 
-fs::path full_path(const std::string &path)
-{
-    std::error_code error;
-    fs::path        full = fs::weakly_canonical(fs::absolute(path), error);
-    if (error)
-        throw failure_of({"read", path, error.value()}, path);
-    return full;
-}
-
 struct MlFacts {
     int32_t                  release = -1;
     bool                     gzip = false;
+    bool                     second_line = false; /* that of an appliance's configuration */
     std::vector<std::string> damage;
 };
 
 auto fields_of(MlFacts &facts)
 {
-    return std::tie(facts.release, facts.gzip, facts.damage);
+    return std::tie(facts.release, facts.gzip, facts.second_line, facts.damage);
 }
 
-MlFacts check_input(const Root &machine, const fs::path &input, const std::string &shown)
+MlFacts facts_of(const Root &machine, const std::string &text)
 {
     return inside(machine, [&] {
-        ConfigFacts facts = inspect_file(input, Depth::headers);
-        if (facts.error != 0)
-            throw failure_of({"read", shown, facts.error}, shown);
-        if (!facts.gzip)
-            facts.damage = damage_of(read_file(input, Links::follow), HeaderLines::version_line).found;
-        return MlFacts{facts.release, facts.gzip, damage_texts(facts)};
+        if (looks_like_gzip(text))
+            return MlFacts{-1, true, false, {}};
+        ConfigFacts facts = inspect_text(text, Depth::headers);
+        facts.damage = damage_of(text, HeaderLines::version_line).found;
+        return MlFacts{facts.release, false, facts.second_line, damage_texts(facts)};
     });
 }
 
 [[noreturn]] void not_upgraded(const Arguments &arguments, const std::string &why,
                                const std::vector<std::string> &details = {})
 {
-    throw Failure(Status::left_alone, arguments.file + " was not upgraded. " + why, details);
+    throw Failure(Status::left_alone, shown_input(arguments.file) + " was not upgraded. " + why, details);
 }
 
 void check_facts(const Arguments &arguments, const MlFacts &facts)
@@ -71,11 +62,14 @@ void check_facts(const Arguments &arguments, const MlFacts &facts)
         not_upgraded(arguments, "It is a gzip file, and a machine-learning configuration is plain text. Unpack it.");
     if (facts.release < 0)
         not_upgraded(arguments, "It has no version line (\"#config-version=\") that can be read.");
+    if (facts.second_line)
+        not_upgraded(arguments, "It is an appliance's configuration, as its second header line (\"#conf_file_ver=\") "
+                                "tells, and no machine-learning one. Upgrade it with migr convert.");
     if (facts.damage.empty())
         return;
     std::vector<std::string> details;
     for (const std::string &text : facts.damage)
-        details.push_back(arguments.file + ": " + text);
+        details.push_back(shown_input(arguments.file) + ": " + text);
     not_upgraded(arguments, "Mend that and run migr again.", details);
 }
 
@@ -84,7 +78,7 @@ void check_facts(const Arguments &arguments, const MlFacts &facts)
     throw Failure(Status::failed, why + " " + arguments.output + " is as it was.");
 }
 
-void run_library_on(const Root &machine, const fs::path &input, const fs::path &result, Interrupts &interrupts,
+void run_library_on(const Root &machine, const std::string &input, const std::string &result, Interrupts &interrupts,
                     const Arguments &arguments)
 {
     Progress   silent(nullptr, 1);
@@ -101,10 +95,10 @@ void run_library_on(const Root &machine, const fs::path &input, const fs::path &
         not_written(arguments, run.trouble());
 }
 
-void put(const fs::path &result, const fs::path &output, const Arguments &arguments)
+void put(const std::string &text, const Arguments &arguments, Interrupts &interrupts)
 {
     try {
-        write_output(output, read_file(result, Links::refuse), Readers::as_before);
+        write_output(fs::absolute(arguments.output), text, Readers::as_before, interrupts);
     } catch (const PathError &error) {
         not_written(arguments, failure_of(error, arguments.output).what());
     }
@@ -116,20 +110,34 @@ struct MlOutcome {
     Result  result = Result::upgraded;
 };
 
+/* In a folder of its own: the input may be a pipe, or the output's own place. */
+std::string upgraded_text(const Root &machine, const std::string &text, const Arguments &arguments,
+                          Interrupts &interrupts)
+{
+    TemporaryFolder folder("");
+    std::string     place = folder.make("ml");
+    std::string     input = place + "/input", result = place + "/result";
+    try {
+        write_new(input, text);
+        run_library_on(machine, input, result, interrupts, arguments);
+        return read_file(result, Links::refuse);
+    } catch (const PathError &error) {
+        not_written(arguments, failure_of(error, error.path).what());
+    }
+}
+
 MlOutcome upgrade_file(const Arguments &arguments)
 {
-    Root       machine("/");
-    Interrupts interrupts;
-    fs::path   input = full_path(arguments.file);
-    MlFacts    facts = check_input(machine, input, arguments.file);
+    Root        machine("/");
+    Interrupts  interrupts;
+    std::string text = read_input(arguments.file, interrupts);
+    MlFacts     facts = facts_of(machine, text);
     check_facts(arguments, facts);
     if (facts.release >= image_release())
         return {facts.release, facts.release, facts.release > image_release() ? Result::newer : Result::current};
-    TemporaryFolder folder("");
-    fs::path        result = fs::path(folder.make("result")) / "ml";
-    run_library_on(machine, input, result, interrupts, arguments);
-    int32_t after = check_input(machine, result, arguments.output).release;
-    put(result, fs::absolute(arguments.output), arguments);
+    std::string upgraded = upgraded_text(machine, text, arguments, interrupts);
+    int32_t     after = facts_of(machine, upgraded).release;
+    put(upgraded, arguments, interrupts);
     return {facts.release, after, Result::upgraded};
 }
 

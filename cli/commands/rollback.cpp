@@ -4,8 +4,8 @@
 #include "output/console.h"
 #include "output/json.h"
 #include "output/printable.h"
+#include "run/waiting.h"
 
-#include <cstdio>
 #include <unistd.h>
 
 namespace command {
@@ -28,16 +28,8 @@ void tell_what_came_since(const Root &root, const RollbackPlan &plan)
         say("  " + text);
 }
 
-bool answers_yes()
-{
-    fputs("Go back all the same? What is replaced is kept in a snapshot. [y/N] ", stdout);
-    fflush(stdout);
-    char answer[16] = "";
-    return fgets(answer, sizeof answer, stdin) && (answer[0] == 'y' || answer[0] == 'Y');
-}
-
 /* True when it may be done. */
-bool is_agreed(const Root &root, const Arguments &arguments, const RollbackPlan &plan)
+bool is_agreed(const Root &root, const Arguments &arguments, const RollbackPlan &plan, Interrupts &interrupts)
 {
     if (plan.since.empty())
         return true;
@@ -52,22 +44,22 @@ bool is_agreed(const Root &root, const Arguments &arguments, const RollbackPlan 
     if (!isatty(STDIN_FILENO))
         throw Failure(Status::unusable, "Nothing was changed. Say --yes to go back all the same; what is replaced is "
                                         "kept in a snapshot.");
-    return answers_yes();
+    return is_answered_yes(stdout, "Go back all the same? What is replaced is kept in a snapshot. [y/N] ", interrupts);
 }
 
-/* A signal waits until all is back. */
+/* A signal ends the question; once the way back has begun, it waits until all is back. */
 Status roll_back_appliance(const Arguments &arguments)
 {
     if (arguments.snapshot && arguments.snapshot->empty())
         throw Failure(Status::unusable, "The name of the snapshot is empty. See which there are: migr snapshots " +
                                             shell_word(arguments.root));
     Root       root(arguments.root);
-    Interrupts held;
+    Interrupts interrupts;
     root.lock();
     settle_last_commit(root, true, [](const std::string &line) { say(line); });
     std::string  name = chosen_snapshot(root, arguments.snapshot);
     RollbackPlan plan = plan_rollback(root, name);
-    if (!is_agreed(root, arguments, plan)) {
+    if (!is_agreed(root, arguments, plan, interrupts)) {
         say("Nothing was changed.");
         return Status::done;
     }

@@ -10,10 +10,8 @@
 #include "system/files.h"
 #include "tree/config_text.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -122,14 +120,6 @@ void take_down(int32_t release, std::string_view phase)
         note(file, release, name_of(phase), text_of_tree());
 }
 
-void leave_changes()
-{
-    Fd fd(open(changes_path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!fd)
-        throw PathError{"write", changes_path, errno};
-    write_all(fd.get(), encoded(recorder->changes), changes_path);
-}
-
 } // namespace
 
 void run_and_take_down(bool show_secrets)
@@ -139,7 +129,7 @@ void run_and_take_down(bool show_secrets)
     watch_sections(take_down);
     migr_main_do_all();
     try {
-        leave_changes();
+        write_new(changes_path, encoded(recorder->changes));
     } catch (const PathError &error) {
         fputs(failure_of(error, error.path).what(), stderr);
         fflush(nullptr);

@@ -33,8 +33,4 @@ class Interrupts {
     bool     came_ = false;
 };
 
-/* Reads up to the end, from a pipe or a terminal too, unless a signal comes first. Throws PathError, naming `path`, and
- * Failure. */
-std::string read_all(int fd, const std::string &path, Interrupts &interrupts);
-
 } // namespace command

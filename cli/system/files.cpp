@@ -26,12 +26,12 @@ std::string read_file(const std::string &path, Links links)
     return read_all(open_file(path, links).get(), path);
 }
 
-std::string read_input(const std::string &path)
+void write_new(const std::string &path, std::string_view bytes)
 {
-    Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    Fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!fd)
-        throw PathError{"read", path, errno};
-    return read_all(fd.get(), path);
+        throw PathError{"write", path, errno};
+    write_all(fd.get(), bytes, path);
 }
 
 std::string folder_of(const std::string &path)

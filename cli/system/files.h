@@ -7,6 +7,7 @@
 #include "system/file_descriptor.h"
 
 #include <string>
+#include <string_view>
 
 namespace command {
 
@@ -22,8 +23,8 @@ Fd open_file(const std::string &path, Links links);
 /* The bytes of a regular file; otherwise as open_file. */
 std::string read_file(const std::string &path, Links links);
 
-/* The bytes of what an operator has named on the command line: that may be a pipe, and its end is waited for. */
-std::string read_input(const std::string &path);
+/* Makes the file, for its owner alone; nothing may be there yet. It is not synced. */
+void write_new(const std::string &path, std::string_view bytes);
 
 /* "/a" for "/a/b", "/" for "/a", "." for "a". */
 std::string folder_of(const std::string &path);

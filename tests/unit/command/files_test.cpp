@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 #include <fcntl.h>
@@ -49,7 +48,6 @@ TEST_F(Files, AFileIsReadWhole)
     box.link("/link", "a");
     EXPECT_EQ(read_file(path("a"), Links::refuse), bytes);
     EXPECT_EQ(read_file(path("link"), Links::follow), bytes);
-    EXPECT_EQ(read_input(path("link")), bytes);
 }
 
 TEST_F(Files, WhatIsNoFileIsRefusedAndNotWaitedFor)
@@ -65,17 +63,14 @@ TEST_F(Files, WhatIsNoFileIsRefusedAndNotWaitedFor)
     EXPECT_EQ(error_of("link", Links::refuse), ELOOP);
 }
 
-TEST_F(Files, WhatAnOperatorNamesMayBeAPipe)
+TEST_F(Files, ANewFileTakesNoPlaceOfAnother)
 {
-    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
-    std::thread writer([&] {
-        int fd = open(path("pipe").c_str(), O_WRONLY);
-        EXPECT_EQ(write(fd, "from a pipe", 11), 11);
-        close(fd);
-    });
-    EXPECT_EQ(read_input(path("pipe")), "from a pipe");
-    writer.join();
-    EXPECT_THROW(read_input(path("none")), PathError);
+    write_new(path("new"), "text");
+    EXPECT_EQ(box.listing()["new"], (support::Entry{'f', 0600, "text"}));
+    box.link("/link", "data/other");
+    EXPECT_THROW(write_new(path("new"), "other"), PathError);
+    EXPECT_THROW(write_new(path("link"), "other"), PathError);
+    EXPECT_EQ(box.read("/new"), "text");
 }
 
 TEST_F(Files, OnlyAFolderThatIsThereCanBeSynced)

@@ -129,6 +129,21 @@ TEST_F(Ml, NewerThanTheImage)
                      "is at 99.30, and the image at " MIGR_IMAGE_RELEASE ". Nothing was done.");
 }
 
+TEST_F(Ml, AnAppliancesConfigurationIsNone)
+{
+    box.write("/out", "old");
+    box.write("/in", headers("5.50") + "config system global\n    set hostname box\nend\n");
+    expect_untouched(run("in", "out"), 1, box.listing(), "It is an appliance's configuration");
+}
+
+TEST_F(Ml, FromAPipe)
+{
+    box.write("/in", std::string(old_line) + tree);
+    Outcome outcome = migr({"ml", "-", path("out")}, [&] { dup2(open(path("in").c_str(), O_RDONLY), STDIN_FILENO); });
+    EXPECT_EQ(outcome.status, 0) << outcome.all();
+    EXPECT_EQ(box.read("/out"), std::string(new_line) + tree);
+}
+
 TEST_F(Ml, TellsAProgram)
 {
     box.write("/in", std::string(old_line) + tree);
@@ -166,11 +181,16 @@ TEST_F(Ml, NoFolderForTheOutput)
 TEST_F(Ml, AFullDisk)
 {
     box.write("/out", "old");
-    box.write("/in", std::string(old_line) + "config a\n    set b " + std::string(40'000, 'x') + "\nend\n");
-    Outcome outcome = run("in", "out", [] {
+    auto with_little_room = [] {
         rlimit limit = {20'000, 20'000};
         setrlimit(RLIMIT_FSIZE, &limit);
-    });
-    expect_untouched(outcome, 3, box.listing(), "The result could not be written.");
+    };
+    std::string grows; /* its lines are indented in the result */
+    while (grows.size() < 19'000)
+        grows += "set a" + std::to_string(grows.size()) + " 1\n";
+    box.write("/in", std::string(old_line) + "config a\n" + grows + "end\n");
+    expect_untouched(run("in", "out", with_little_room), 3, box.listing(), "The result could not be written.");
+    box.write("/in", std::string(old_line) + "config a\n    set b " + std::string(40'000, 'x') + "\nend\n");
+    expect_untouched(run("in", "out", with_little_room), 3, box.listing(), "cannot write it: File too large.");
     EXPECT_EQ(box.read("/out"), "old");
 }

@@ -4,6 +4,8 @@
  */
 #pragma once
 
+#include "run/interrupts.h"
+
 #include <string>
 #include <string_view>
 
@@ -14,8 +16,9 @@ enum class Readers { owner, as_before };
 
 /*
  * In full or not at all: what stood there stays until all is on disk. A link is followed unless it leads nowhere, and a
- * device or a pipe is written to. Throws PathError, naming `path`.
+ * device or a pipe is written to. Throws PathError, naming `path`, and Failure when a signal ends the wait for a pipe's
+ * reader.
  */
-void write_output(const std::string &path, std::string_view bytes, Readers readers);
+void write_output(const std::string &path, std::string_view bytes, Readers readers, Interrupts &interrupts);
 
 } // namespace command

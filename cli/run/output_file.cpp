@@ -1,26 +1,17 @@
 /* Two at work on the same file do not take each other's: what is written beside it has this process's number. */
-#include "system/output_file.h"
+#include "run/output_file.h"
 
+#include "run/waiting.h"
 #include "system/failure.h"
-#include "system/file_descriptor.h"
 #include "system/new_file.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
 namespace command {
-
-static void write_through(const std::string &path, std::string_view bytes)
-{
-    Fd fd(open(path.c_str(), O_WRONLY | O_CLOEXEC));
-    if (!fd)
-        throw PathError{"write", path, errno};
-    write_all(fd.get(), bytes, path);
-}
 
 /* The owner goes first: rights that were one user's are not another's. */
 static void take_rights(int fd, const struct stat &old)
@@ -29,12 +20,12 @@ static void take_rights(int fd, const struct stat &old)
         fchmod(fd, old.st_mode & 07777);
 }
 
-void write_output(const std::string &path, std::string_view bytes, Readers readers)
+void write_output(const std::string &path, std::string_view bytes, Readers readers, Interrupts &interrupts)
 {
     struct stat old = {};
     bool        is_there = stat(path.c_str(), &old) == 0;
     if (is_there && !S_ISREG(old.st_mode))
-        return write_through(path, bytes);
+        return write_all(open_for_writing(path, interrupts).get(), bytes, path, interrupts);
     std::error_code error;
     fs::path        target = fs::weakly_canonical(path, error);
     if (error)
