@@ -2,7 +2,7 @@
 # an interface that others build on.
 set(MIGR_PUBLIC_HEADERS
   # for hosts
-  driver/hooks.h driver/migr.h driver/run_context.h platform/platform.h tree/config_node.h tree/setup_tree.h
+  driver/change.h driver/hooks.h driver/migr.h driver/run_context.h platform/platform.h tree/config_node.h tree/setup_tree.h
   # for hosts that work on a tree themselves, and for tools
   tree/changes.h tree/config_text.h tree/line_words.h tree/operations.h tree/text_reader.h
   # for tools, which look at configurations, update files and the tables that steer an upgrade

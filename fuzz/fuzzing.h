@@ -18,7 +18,7 @@ namespace fuzzing {
 /* A reader over a text in memory. */
 inline text_reader reader_of(std::string_view text)
 {
-    text_reader reader = {static_cast<char *>(malloc(text.size() + 1)), text.size(), 0};
+    text_reader reader = {static_cast<char *>(malloc(text.size() + 1)), text.size(), 0, 0, 0};
     memcpy(reader.text, text.data(), text.size());
     return reader;
 }

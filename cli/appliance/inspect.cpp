@@ -197,7 +197,7 @@ ConfigFacts inspect_text(std::string text, Depth depth)
 {
     ConfigFacts facts;
     facts.text_size = facts.stored_size = text.size();
-    text_reader reader = {text.data(), text.size(), 0};
+    text_reader reader = {text.data(), text.size(), 0, 0, 0};
     migr_main.img_version = get_osimage_version();
     facts.release = save_first_line(&reader);
     if (facts.release >= 0) {

@@ -19,18 +19,34 @@
 #include "chain/server_policies.h"
 #include "chain/system_settings.h"
 #include "chain/users.h"
+#include "ledger/tell.h"
 
 #include <iterator>
 #include <span>
 
 using migration = int32_t (*)(void);
 
+/* Runs a migration under its name, and gives what it gives. */
+#define RUN(migration) (ledger::set_author_name(#migration), migration())
+
+struct named_migration {
+    const char *name;
+    migration   run;
+};
+
+#define NAMED(migration)                                                                                               \
+    {                                                                                                                  \
+#migration, migration                                                                                          \
+    }
+
 /* The first result that is not 0, and what stands behind that migration does not run; else 0. */
-static int32_t run_until_one_fails(std::span<const migration> migrations)
+static int32_t run_until_one_fails(std::span<const named_migration> migrations)
 {
-    for (migration run : migrations)
-        if (int32_t result = run())
+    for (const named_migration &row : migrations) {
+        ledger::set_author_name(row.name);
+        if (int32_t result = row.run())
             return result;
+    }
     return 0;
 }
 
@@ -38,162 +54,162 @@ static int32_t run_until_one_fails(std::span<const migration> migrations)
 
 int32_t migr_hardcode_v40tov41(void)
 {
-    waf_input_rule();
-    url_writing_rule();
-    fit_policies_to_opmode();
+    RUN(waf_input_rule);
+    RUN(url_writing_rule);
+    RUN(fit_policies_to_opmode);
     return 0;
 }
 
 int32_t migr_hardcode_v410tov411(void)
 {
-    migr_predefine_change();
-    migr_policy_process();
-    migr_policy_offline();
-    migr_log_server_protec_rule();
-    migr_server_protec_exp();
-    migr_log_process();
+    RUN(migr_predefine_change);
+    RUN(migr_policy_process);
+    RUN(migr_policy_offline);
+    RUN(migr_log_server_protec_rule);
+    RUN(migr_server_protec_exp);
+    RUN(migr_log_process);
     return 0;
 }
 
 int32_t migr_hardcode_v411tov420(void)
 {
-    migr_user_process();
-    migr_method_process();
-    migr_ip_list();
-    migr_check_server_farms();
-    migr_health_check();
-    migr_policy();
-    migr_brute_force_login();
-    migr_url_rewrite_rule();
-    migr_xml_protection_rule_filter();
-    migr_input_rule();
+    RUN(migr_user_process);
+    RUN(migr_method_process);
+    RUN(migr_ip_list);
+    RUN(migr_check_server_farms);
+    RUN(migr_health_check);
+    RUN(migr_policy);
+    RUN(migr_brute_force_login);
+    RUN(migr_url_rewrite_rule);
+    RUN(migr_xml_protection_rule_filter);
+    RUN(migr_input_rule);
     return 0;
 }
 
 int32_t migr_hardcode_v420tov430(void)
 {
-    migr_malicious_robot_process();
-    migr_serverpolicy_httpconversionpolicy();
-    migr_serverpolicy_pservers();
-    migr_wafwebprotectionprofile_inlineprotection();
-    migr_system_hasyncd();
-    migr_log_server_protec_rule();
+    RUN(migr_malicious_robot_process);
+    RUN(migr_serverpolicy_httpconversionpolicy);
+    RUN(migr_serverpolicy_pservers);
+    RUN(migr_wafwebprotectionprofile_inlineprotection);
+    RUN(migr_system_hasyncd);
+    RUN(migr_log_server_protec_rule);
     return 0;
 }
 
 int32_t migr_hardcode_v430tov432(void)
 {
-    return migr_server_protection_rule();
+    return RUN(migr_server_protection_rule);
 }
 
 int32_t migr_hardcode_v433tov435(void)
 {
-    migr_server_protection_rule();
-    static constexpr migration migrations[] = {
-        migr_server_protection_rule_add_lfi,
-        migr_http_pro_pa_res,
+    RUN(migr_server_protection_rule);
+    static constexpr named_migration migrations[] = {
+        NAMED(migr_server_protection_rule_add_lfi),
+        NAMED(migr_http_pro_pa_res),
     };
     return run_until_one_fails(migrations);
 }
 
 int32_t migr_hardcode_v435tov440(void)
 {
-    static constexpr migration migrations[] = {
-        migr_sp_rule_to_signature_rule,
-        migr_custom_pro_rule,
-        migr_snmp_events,
-        migr_mod_packet_log,
-        migr_x_forward,
-        migr_advanced,
+    static constexpr named_migration migrations[] = {
+        NAMED(migr_sp_rule_to_signature_rule),
+        NAMED(migr_custom_pro_rule),
+        NAMED(migr_snmp_events),
+        NAMED(migr_mod_packet_log),
+        NAMED(migr_x_forward),
+        NAMED(migr_advanced),
     };
     return run_until_one_fails(migrations);
 }
 
 int32_t migr_hardcode_v440tov442(void)
 {
-    return migr_mod_content_routing_policy();
+    return RUN(migr_mod_content_routing_policy);
 }
 
 int32_t migr_hardcode_v442tov443(void)
 {
-    migr_exchange_robot_group_default();
+    RUN(migr_exchange_robot_group_default);
     return 0;
 }
 
 int32_t migr_hardcode_v446tov500(void)
 {
-    migr_change_webgrp_to_wafgrp();
-    migr_add_prefix_name();
-    change_admin_usergrp_name();
-    migr_del_is_default();
-    migr_del_priority();
-    migr_add_bad_robot_to_signature();
-    migr_del_server_farm();
-    migr_change_admin_accprofile_name();
-    migr_bypass_config_modify();
-    migr_change_name_log_alertemail();
-    migr_del_snmp_community_xml_prop_and_robot();
-    migr_del_bad_robot_prop_in_attack_log();
-    migr_adjust_cookie_poison();
+    RUN(migr_change_webgrp_to_wafgrp);
+    RUN(migr_add_prefix_name);
+    RUN(change_admin_usergrp_name);
+    RUN(migr_del_is_default);
+    RUN(migr_del_priority);
+    RUN(migr_add_bad_robot_to_signature);
+    RUN(migr_del_server_farm);
+    RUN(migr_change_admin_accprofile_name);
+    RUN(migr_bypass_config_modify);
+    RUN(migr_change_name_log_alertemail);
+    RUN(migr_del_snmp_community_xml_prop_and_robot);
+    RUN(migr_del_bad_robot_prop_in_attack_log);
+    RUN(migr_adjust_cookie_poison);
     return 0;
 }
 
 int32_t migr_hardcode_v500tov510(void)
 {
-    migr_add_predefined_global_white_list_group();
-    migr_add_site_publish_rexp();
-    migr_modify_aggregate_interface_status();
+    RUN(migr_add_predefined_global_white_list_group);
+    RUN(migr_add_site_publish_rexp);
+    RUN(migr_modify_aggregate_interface_status);
     return 0;
 }
 
 int32_t migr_hardcode_v510tov520(void)
 {
-    migr_move_certi_config_to_adom();
-    migr_del_certi_local_passwd();
+    RUN(migr_move_certi_config_to_adom);
+    RUN(migr_del_certi_local_passwd);
     return 0;
 }
 
 int32_t migr_hardcode_v520tov530(void)
 {
-    migr_del_servicestatus_item();
-    migr_del_threshold_prop();
-    migr_del_ocsp_prop();
-    migr_del_allow_robot_prop_in_attack_log();
+    RUN(migr_del_servicestatus_item);
+    RUN(migr_del_threshold_prop);
+    RUN(migr_del_ocsp_prop);
+    RUN(migr_del_allow_robot_prop_in_attack_log);
     return 0;
 }
 
 int32_t migr_hardcode_v530tov532(void)
 {
-    migr_change_emailpl_interval_value();
+    RUN(migr_change_emailpl_interval_value);
     return 0;
 }
 
 int32_t migr_hardcode_v532tov533(void)
 {
-    migr_add_sni_enable_conf();
-    migr_del_child_table_hashboard_prop();
+    RUN(migr_add_sni_enable_conf);
+    RUN(migr_del_child_table_hashboard_prop);
     return 0;
 }
 
 int32_t migr_hardcode_v534tov535(void)
 {
-    migr_mv_health_check_child_table();
-    migr_adjust_bind_info();
+    RUN(migr_mv_health_check_child_table);
+    RUN(migr_adjust_bind_info);
     return 0;
 }
 
 int32_t migr_hardcode_v535tov536(void)
 {
-    migr_del_vzone_ip();
-    migr_change_sig_name();
-    migr_change_half_open_threshold();
+    RUN(migr_del_vzone_ip);
+    RUN(migr_change_sig_name);
+    RUN(migr_change_half_open_threshold);
     return 0;
 }
 
 int32_t migr_hardcode_v536tov540(void)
 {
-    migr_add_router_policy_priority();
-    migr_change_sys_log_policy();
+    RUN(migr_add_router_policy_priority);
+    RUN(migr_change_sys_log_policy);
     return 0;
 }
 
@@ -201,7 +217,7 @@ int32_t migr_hardcode_v536tov540(void)
 static int32_t reach_430()
 {
     migr_hardcode_v420tov430();
-    migr_preconfig();
+    RUN(migr_preconfig);
     return 0;
 }
 

@@ -106,6 +106,14 @@ config_node *anchor_of(const config_node *node, int32_t row)
     return nullptr;
 }
 
+/* A grafted node leaves the tree that it was read into; an entry of it may be grafted by itself. */
+void take_out_of_predefined(config_node *node)
+{
+    bool taken = unlink_node(&migr_sub.root.top_list, node);
+    for (config_node *table = migr_sub.root.top_list; table && !taken; table = table->next)
+        taken = unlink_node(&table->edit_list, node);
+}
+
 /* "High Level Security1" with its quotes becomes "High Level Security": the number stands ahead of the last one. */
 void strip_number(config_node *node)
 {
@@ -191,8 +199,10 @@ void insert_node(config_node *node, int32_t row)
         return;
     bool          sibling = node->kind == anchor->kind;
     config_node **list = sibling ? &anchor->next : child_list(anchor, node->kind);
-    if (list && !migr_node_filter(*list, node))
-        push_front(list, node);
+    if (!list || migr_node_filter(*list, node))
+        return;
+    take_out_of_predefined(node);
+    push_front(list, node);
 }
 
 int32_t migr_node_filter(const config_node *list, config_node *node)

@@ -5,7 +5,7 @@
 #ifndef MIGR_DRIVER_HOOKS_H
 #define MIGR_DRIVER_HOOKS_H
 
-#include <stdint.h>
+#include "driver/change.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -21,10 +21,15 @@ extern "C" {
  *                   each update section "bridges" (4.0 alone), "step", "delete", "modify" and "readd", then "stage" for
  *                   each stage, then "signatures" (the image's release). The hook may copy the tree but must leave it
  *                   as it is
+ *   migr_on_change  something has been changed in a tree, read into one, written from one, or done to a file beside the
+ *                   configuration (change.h). It is called in the midst of the change: the hook may look at the record
+ *                   of the change, but must not change a tree, nor go through one. A hook that is there is called some
+ *                   three times for each line of a file; migr_observe_changes does it for some runs only
  */
 void migr_on_file(const char *path, uint32_t mode) __attribute__((weak));
 void migr_on_stall(const char *where) __attribute__((weak));
 void migr_on_section(int32_t version, const char *phase) __attribute__((weak));
+void migr_on_change(const migr_change *change) __attribute__((weak));
 
 /* For the places where an upgrade never gets past what it found in a file: tells the host through migr_on_stall that a
  * file has reached `where`, the name of a function, then waits for ever. */

@@ -8,6 +8,7 @@
 #include "driver/migr.h"
 #include "driver/version_lines.h"
 #include "filejobs/file_jobs.h"
+#include "ledger/tell.h"
 #include "platform/platform.h"
 #include "rules/rules.h"
 #include "signature/reconcile.h"
@@ -71,6 +72,7 @@ int32_t upgrade_unpacked_file(const char *path)
 
 void end_pass()
 {
+    ledger::tell_pass_ends();
     free_node(&migr_main.root);
     migr_release_nodes();
     unlink(MIGR_OLD_TEXT);
@@ -90,6 +92,7 @@ void tell_host(int32_t version, const char *phase)
 /* The bridges of the old release, and what stood on them, leave before the step of that very section runs. */
 void drop_old_bridges()
 {
+    ledger::set_author(MIGR_RELEASE(4, 0), "bridges", "find_notp_bridge_node");
     notp_bridge_main = {};
     find_notp_bridge_node(&migr_main.root, 0);
     free_notp_bridges();
@@ -100,15 +103,19 @@ int32_t apply_section(update_section *section)
 {
     if (section->version == MIGR_RELEASE(4, 0))
         drop_old_bridges();
+    ledger::set_author(section->version, "step");
     if (migr_hardcode(section) == -1)
         return -1;
     tell_host(section->version, "step");
+    ledger::set_author(section->version, "delete");
     if (process_delete(&section->delete_list) == -1)
         return -1;
     tell_host(section->version, "delete");
+    ledger::set_author(section->version, "modify");
     if (process_modify(&section->modify_list, 0, section->version) == -1)
         return -1;
     tell_host(section->version, "modify");
+    ledger::set_author(section->version, "readd");
     if (process_modify(&section->readd_list, 1, section->version) == -1)
         return -1;
     tell_host(section->version, "readd");
@@ -165,9 +172,11 @@ int32_t adjust_tree(void)
     if (result != 0)
         return -1;
     new_config_update(&migr_main);
+    ledger::set_author(migr_main.img_version, "signatures");
     sync_cli_with_sig_db();
     tell_host(migr_main.img_version, "signatures");
     migr_main.modified = 1;
+    ledger::set_author(0, "host");
     return 0;
 }
 
@@ -179,8 +188,10 @@ void migr_main_func(const char *path, uint32_t mode)
     int32_t result = upgrade_unpacked_file(path);
     bool    crosses_4_0 = crosses(MIGR_RELEASE(4, 0), migr_main.cfg_version, migr_main.img_version);
     end_pass();
-    if (result == 0 && crosses_4_0)
+    if (result == 0 && crosses_4_0) {
+        ledger::set_author(migr_main.img_version, "files", "file_conversion");
         file_conversion();
+    }
 }
 
 void migr_main_adom(const char *path)
@@ -201,7 +212,10 @@ void migr_main_adom(const char *path)
 
 int32_t do_other_migr_jobs(int32_t from_version, int32_t to_version)
 {
-    return crosses(MIGR_RELEASE(5, 20), from_version, to_version) ? migr_fix_all_files(from_version) : 0;
+    if (!crosses(MIGR_RELEASE(5, 20), from_version, to_version))
+        return 0;
+    ledger::set_author(to_version, "files", "migr_fix_all_files");
+    return migr_fix_all_files(from_version);
 }
 
 int32_t global_sig_db_open(void)
@@ -242,6 +256,8 @@ void migr_main_do_all(void)
     free_sigid_list();
     tmp_tree_root = {};
     tmp_tree_root.kind = MIGR_ROOT;
+    if (ledger::is_watched())
+        ledger::tell_kept_root(&tmp_tree_root);
     static constexpr char path[] = MIGR_CONFIG_FOLDER "/" MIGR_GLOBAL_FILE;
     int32_t               img_version = get_osimage_version();
     int32_t               cfg_version = get_config_version(path);

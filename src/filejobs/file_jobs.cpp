@@ -5,6 +5,7 @@
 #include "filejobs/file_jobs.h"
 
 #include "driver/run_context.h"
+#include "ledger/tell.h"
 #include "platform/platform.h"
 #include "tree/stored_files.h"
 
@@ -55,6 +56,7 @@ int32_t move_to_root_domain(const char *folder, const char *name)
         return result;
     }
     unlink(source);
+    ledger::tell_file(MIGR_FILE_MOVED, target, source);
     return 0;
 }
 
@@ -156,6 +158,7 @@ int32_t migr_fix_other_adom_cert(const char *domain)
             printf("%s %d copy_dir(%s ,%s) error", __func__, __LINE__, source, target);
             return result;
         }
+        ledger::tell_file(MIGR_FILE_COPIED, target, source);
     }
     return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "rules/delete_rules.h"
 
+#include "ledger/tell.h"
 #include "rules/rule_path.h"
 #include "tree/operations.h"
 
@@ -52,8 +53,11 @@ int32_t __mark_node_delete(config_node *node, const char *path)
 
 int32_t process_delete(migr_list *rules)
 {
-    for (migr_list *link = rules->next; link != rules; link = link->next)
-        if (__mark_node_delete(&migr_main.root, rule_of(link)->text) == -1)
+    for (migr_list *link = rules->next; link != rules; link = link->next) {
+        const update_rule *rule = rule_of(link);
+        ledger::set_author_name(rule->text, rule->line);
+        if (__mark_node_delete(&migr_main.root, rule->text) == -1)
             return -1;
+    }
     return 0;
 }

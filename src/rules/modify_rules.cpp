@@ -4,6 +4,7 @@
  */
 #include "rules/modify_rules.h"
 
+#include "ledger/tell.h"
 #include "rules/properties.h"
 #include "rules/rule_path.h"
 #include "rules/rule_paths.h"
@@ -309,6 +310,7 @@ int32_t apply_rule(rule_list *list, migr_list *link, size_t number, int32_t read
         return 0;
     if (rewrite_later_rules(list, link, number, &rule) != 0)
         return -1;
+    ledger::set_author_name(rule_of(link)->text, rule_of(link)->line);
     return __modify_node_info(&migr_main.root, rule.main_directory, rule.old_name, rule.new_name, rule.property,
                               section_version);
 }

@@ -25,6 +25,7 @@ typedef struct update_rule update_rule;
 struct update_rule {
     migr_list link; /* first */
     char     *text; /* heap text without white space at either end; rewritten when an earlier rule renames its path */
+    uint32_t  line; /* its number in the update file, from 1 */
 };
 
 /* Bridges found ahead of the step of 4.0. */

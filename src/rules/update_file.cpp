@@ -60,7 +60,7 @@ migr_list *selected_list(update_section *section, const char *line)
     return nullptr;
 }
 
-int32_t add_rule(const char *text, size_t length, migr_list *rules)
+int32_t add_rule(const char *text, size_t length, uint32_t line, migr_list *rules)
 {
     auto *rule = static_cast<update_rule *>(malloc(sizeof(update_rule)));
     char *copy = strndup(text, length);
@@ -70,12 +70,13 @@ int32_t add_rule(const char *text, size_t length, migr_list *rules)
         return -1;
     }
     rule->text = copy;
+    rule->line = line;
     migr_list_add_tail(&rule->link, rules);
     return 0;
 }
 
 /* A line that is neither a comment nor a version line. */
-int32_t read_section_line(load_state *state, const char *line)
+int32_t read_section_line(load_state *state, const char *line, uint32_t number)
 {
     if (!state->section)
         return 0;
@@ -91,7 +92,7 @@ int32_t read_section_line(load_state *state, const char *line)
     size_t length = strlen(text);
     while (is_white(text[length - 1]))
         length--;
-    return add_rule(text, length, state->rules);
+    return add_rule(text, length, number, state->rules);
 }
 
 void free_rules(migr_list *rules)
@@ -146,7 +147,7 @@ int32_t load_update_sections(text_reader *lines)
         int32_t version = line_is_version(line);
         if (version >= 0 && vdom_update_flag == 1)
             return 0;
-        int32_t result = version >= 0 ? open_section(&state, version) : read_section_line(&state, line);
+        int32_t result = version >= 0 ? open_section(&state, version) : read_section_line(&state, line, lines->line);
         if (result != 0)
             return -1;
     }

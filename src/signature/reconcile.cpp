@@ -5,6 +5,7 @@
 #include "signature/reconcile.h"
 
 #include "driver/run_context.h"
+#include "ledger/tell.h"
 #include "platform/platform.h"
 #include "tree/config_text.h"
 #include "tree/make_node.h"
@@ -313,8 +314,11 @@ int32_t check_signature_block(const char *path)
 
 int32_t sync_cli_with_sig_db(void)
 {
+    ledger::set_author_name("signature_disable_check_with_db");
     signature_disable_check_with_db();
+    ledger::set_author_name("signature_staged_check_with_db");
     signature_staged_check_with_db();
+    ledger::set_author_name("signature_check_with_db");
     signature_check_with_db();
     return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "tree/changes.h"
 
+#include "ledger/tell.h"
 #include "tree/list_walk.h"
 
 #include <cstdio>
@@ -30,6 +31,8 @@ config_node **child_list(config_node *parent, uint32_t kind)
 config_node *unlink_at(config_node **list, config_node **link)
 {
     config_node *node = *link;
+    if (ledger::is_watched())
+        ledger::tell_unlinking(link, node);
     *link = node->next;
     note_unlinked(list, link, node);
     return node;
@@ -52,6 +55,8 @@ void drop_list(config_node **list)
 
 void push_front(config_node **list, config_node *node)
 {
+    if (ledger::is_watched())
+        ledger::tell_linking(list, node);
     note_linking(node);
     node->next = *list;
     *list = node;
@@ -59,11 +64,15 @@ void push_front(config_node **list, config_node *node)
 
 void adopt_list(config_node **list, config_node *first)
 {
+    if (ledger::is_watched())
+        ledger::tell_adopting(list, first);
     *list = first;
 }
 
 void exchange_nodes(config_node *one, config_node *other)
 {
+    if (ledger::is_watched())
+        ledger::tell_exchanging(one, other);
     std::swap(*one, *other);
     std::swap(one->next, other->next);
 }
@@ -79,17 +88,26 @@ int32_t set_node_value(config_node *node, const char *value)
 
 void give_node_value(config_node *node, char *text)
 {
-    free(node->value);
+    char *before = node->value;
     node->value = text;
+    if (ledger::is_watched())
+        ledger::tell_revalued(node, before, text);
+    free(before);
 }
 
-char *begin_value_edit(const config_node *)
+/* The old text is needed only to tell of it. Without memory for it the new one is told alone. */
+char *begin_value_edit(const config_node *node)
 {
-    return nullptr;
+    return ledger::is_watched() && node->value ? strdup(node->value) : nullptr;
 }
 
-void end_value_edit(config_node *, char *before)
+void end_value_edit(config_node *node, char *before)
 {
+    if (!ledger::is_watched())
+        return;
+    ledger::tell_revalued(node, before, node->value);
+    if (before)
+        explicit_bzero(before, strlen(before)); /* it may be a key */
     free(before);
 }
 
@@ -98,20 +116,31 @@ void set_node_name(config_node *node, const char *name)
     /* `name` may be the node's own. */
     char copy[MIGR_NAME_SIZE];
     snprintf(copy, sizeof copy, "%s", name);
+    if (ledger::is_watched())
+        ledger::tell_renaming(node, copy);
     memcpy(node->name, copy, sizeof copy);
+}
+
+static void set_flag(config_node *node, uint8_t *flag, uint8_t raised)
+{
+    if (*flag == raised)
+        return;
+    *flag = raised;
+    if (ledger::is_watched())
+        ledger::tell_marked(node);
 }
 
 void mark_deleted(config_node *node)
 {
-    node->deleted = 1;
+    set_flag(node, &node->deleted, 1);
 }
 
 void clear_delete_mark(config_node *node)
 {
-    node->deleted = 0;
+    set_flag(node, &node->deleted, 0);
 }
 
 void mark_hidden(config_node *node)
 {
-    node->hidden = 1;
+    set_flag(node, &node->hidden, 1);
 }

@@ -1,4 +1,5 @@
 /* Copying and freeing trees, without recursion. */
+#include "ledger/tell.h"
 #include "tree/config_text.h"
 #include "tree/list_walk.h"
 #include "tree/node_stack.h"
@@ -43,9 +44,9 @@ int32_t copy_list(const config_node *source, config_node *target, list_of list, 
         config_node *copy = new_node(child->kind);
         if (!copy)
             return -1;
-        *tail = copy;
-        tail = &copy->next;
         cp_node_content(child, copy);
+        push_front(tail, copy);
+        tail = &copy->next;
         if (lists_of(child->kind).lists[0] && (push_node(waiting, child) != 0 || push_node(waiting, copy) != 0))
             return -1;
     }
@@ -93,8 +94,10 @@ void leave_foreign_below(const config_node *node)
 
 void add_to_tail(config_node **list, config_node *node)
 {
-    note_linking(node);
     config_node **end = end_of(list);
+    if (ledger::is_watched())
+        ledger::tell_linking(end, node);
+    note_linking(node);
     *end = node;
     node->next = nullptr;
     note_appended(list, end);
@@ -110,10 +113,11 @@ int32_t cp_node_content(const config_node *source, config_node *target)
     memcpy(target->name, source->name, sizeof target->name);
     target->deleted = source->deleted;
     target->hidden = source->hidden;
-    if (!source->value)
-        return 0;
-    target->value = strdup(source->value);
-    return target->value ? 0 : -1;
+    if (source->value)
+        target->value = strdup(source->value);
+    if (ledger::is_watched())
+        ledger::tell_copied(target, source);
+    return !source->value || target->value ? 0 : -1;
 }
 
 int32_t copy_node(const config_node *source, config_node *target)

@@ -4,6 +4,7 @@
  */
 #include "tree/file_effects.h"
 
+#include "ledger/tell.h"
 #include "platform/platform.h"
 
 #include <cerrno>
@@ -114,6 +115,18 @@ static int32_t copy_regular(const char *source, const char *target, mode_t mode)
     return result;
 }
 
+static int32_t copy_entry(const char *source, const char *target)
+{
+    struct stat st = {};
+    if (lstat(source, &st) != 0)
+        return -1;
+    if (S_ISLNK(st.st_mode))
+        return copy_link(source, target);
+    if (S_ISDIR(st.st_mode))
+        return make_folder(target, st.st_mode & 0777) == 0 ? copy_dir(source, target) : -1;
+    return copy_regular(source, target, st.st_mode & 07777);
+}
+
 int32_t copy_over(const char *source, const char *target)
 {
     char        inside[4096];
@@ -123,13 +136,10 @@ int32_t copy_over(const char *source, const char *target)
         snprintf(inside, sizeof inside, "%s/%s", target, slash ? slash + 1 : source);
         target = inside;
     }
-    if (lstat(source, &st) != 0)
-        return -1;
-    if (S_ISLNK(st.st_mode))
-        return copy_link(source, target);
-    if (S_ISDIR(st.st_mode))
-        return make_folder(target, st.st_mode & 0777) == 0 ? copy_dir(source, target) : -1;
-    return copy_regular(source, target, st.st_mode & 07777);
+    int32_t result = copy_entry(source, target);
+    if (result == 0)
+        ledger::tell_file(MIGR_FILE_COPIED, target, source);
+    return result;
 }
 
 static int remove_entry(const char *path, const struct stat *, int kind, struct FTW *)
@@ -156,7 +166,7 @@ static int32_t remove_folder(const char *path)
     return rmdir(path) == 0 || errno == ENOENT || errno == ENOTDIR ? 0 : -1;
 }
 
-int32_t remove_tree(const char *path)
+static int32_t remove_path(const char *path)
 {
     if (path[0] != '\0' && path[strlen(path) - 1] == '/')
         return remove_folder(path);
@@ -165,7 +175,20 @@ int32_t remove_tree(const char *path)
     return lstat(path, &st) != 0 && errno == ENOENT ? 0 : -1;
 }
 
+int32_t remove_tree(const char *path)
+{
+    struct stat st = {};
+    bool        was_there = ledger::is_watched() && lstat(path, &st) == 0;
+    int32_t     result = remove_path(path);
+    if (result == 0 && was_there)
+        ledger::tell_file(MIGR_FILE_REMOVED, path, nullptr);
+    return result;
+}
+
 int32_t make_folder(const char *path, mode_t mode)
 {
-    return mkdir(path, mode) == 0 || errno == EEXIST ? 0 : -1;
+    if (mkdir(path, mode) != 0)
+        return errno == EEXIST ? 0 : -1;
+    ledger::tell_file(MIGR_FOLDER_MADE, path, nullptr);
+    return 0;
 }

@@ -5,6 +5,7 @@
  */
 #include "tree/legacy_certificates.h"
 
+#include "ledger/tell.h"
 #include "platform/platform.h"
 
 #include <cstdio>
@@ -41,7 +42,8 @@ void move_file(const char *path, const char *certificate, const char *name)
             continue;
         char target[file_path_size];
         snprintf(target, sizeof target, "%s%s%s", target_folder, certificate, file.ending);
-        rename(path, target);
+        if (rename(path, target) == 0)
+            ledger::tell_file(MIGR_FILE_MOVED, target, path);
         return;
     }
     message("Unknown file [%s]\n", name);
@@ -56,7 +58,8 @@ void convert_file(const char *folder, const char *certificate, const char *name)
     char path[file_path_size];
     snprintf(path, sizeof path, "%s/%s", folder, name);
     if (strcmp(certificate, default_certificate) == 0) {
-        unlink(path);
+        if (unlink(path) == 0)
+            ledger::tell_file(MIGR_FILE_REMOVED, path, nullptr);
         return;
     }
     if (strlen(certificate) + sizeof target_folder - 1 + strlen(".password") >= file_path_size) {
@@ -84,7 +87,8 @@ void convert_folder(const char *certificate)
     for (int i = 0; i < count; i++)
         convert_file(folder, certificate, files[i]->d_name);
     free_namelist(files, count);
-    rmdir(folder);
+    if (rmdir(folder) == 0)
+        ledger::tell_file(MIGR_FILE_REMOVED, folder, nullptr);
 }
 
 } // namespace
@@ -104,7 +108,8 @@ int32_t file_conversion(void)
     }
     for (int i = 0; i < count; i++)
         convert_folder(folders[i]->d_name);
-    rmdir(source_folder);
+    if (rmdir(source_folder) == 0)
+        ledger::tell_file(MIGR_FILE_REMOVED, source_folder, nullptr);
     free_namelist(folders, count);
     return 0;
 }

@@ -1,6 +1,7 @@
 /* Nodes come from the store and from nowhere else, so that the end of a pass finds them all, linked or not. */
 #include "tree/make_node.h"
 
+#include "ledger/tell.h"
 #include "tree/changes.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
@@ -18,10 +19,13 @@ config_node *make_node(uint32_t kind, const char *name, const char *value)
     if (!node)
         return nullptr;
     set_node_name(node, name);
-    if (!value || set_node_value(node, value) == 0)
-        return node;
-    release_node(node);
-    return nullptr;
+    if (value && set_node_value(node, value) != 0) {
+        release_node(node);
+        return nullptr;
+    }
+    if (ledger::is_watched())
+        ledger::tell_made(node);
+    return node;
 }
 
 config_node *make_set_leniently(const char *name, const char *value)
@@ -39,6 +43,10 @@ config_node *take_content(config_node *node)
         return nullptr;
     *copy = *node;
     node->value = nullptr;
+    if (ledger::is_watched()) {
+        ledger::tell_copied(copy, node);
+        ledger::tell_revalued(node, copy->value, nullptr);
+    }
     return copy;
 }
 

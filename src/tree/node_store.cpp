@@ -2,6 +2,7 @@
  * never taken for one of them. Nothing here looks at lists or at what hangs below a node: free_node does that. */
 #include "tree/node_store.h"
 
+#include "ledger/tell.h"
 #include "tree/node_stack.h"
 
 #include <algorithm>
@@ -180,6 +181,8 @@ config_node *new_node(uint32_t kind)
 
 void release_node(config_node *node)
 {
+    if (ledger::is_watched())
+        ledger::tell_releasing(node);
     for (node_store *store : {&pass_store, &run_store})
         if (node_chunk *chunk = chunk_of(store, node))
             return take_back(store, chunk, node);
@@ -198,10 +201,12 @@ void leave_foreign_node(config_node *node)
 void make_nodes_for_run(int32_t for_run)
 {
     filled = for_run ? &run_store : &pass_store;
+    ledger::nodes_outlive_pass(for_run != 0);
 }
 
 void release_pass_nodes(void)
 {
+    ledger::tell_pass_ends();
     free_foreign_nodes();
     empty(&pass_store);
     left_to_pass = 0;
@@ -209,6 +214,7 @@ void release_pass_nodes(void)
 
 void release_run_nodes(void)
 {
+    ledger::tell_run_ends();
     empty(&run_store);
 }
 

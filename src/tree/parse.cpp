@@ -3,6 +3,7 @@
  * memory stop it. What that loses is not its business to tell.
  */
 #include "driver/run_context.h"
+#include "ledger/tell.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
@@ -43,6 +44,12 @@ struct line_source {
     text_reader *memory;
     FILE        *stream; /* when there is no text in memory */
 };
+
+/* The number of the line that was read last, as far as it is known. */
+uint32_t line_number(const line_source &lines)
+{
+    return lines.memory ? lines.memory->line : 0;
+}
 
 /* 1, or 0 at the end. A stream's lines are cut as those of a text in memory are. */
 int32_t next_line(const line_source &lines)
@@ -128,15 +135,18 @@ int32_t add_set(const line_source &lines, char *text, open_block *block)
     config_node *set = new_node(MIGR_SET);
     if (!set)
         return -1;
+    uint32_t first_line = line_number(lines);
     if (read_set(lines, text, set) != 0) {
         release_node(set);
         return -1;
     }
     append_child(block, set);
+    if (ledger::is_watched())
+        ledger::tell_parsed(set, block->node, first_line, line_number(lines));
     return 0;
 }
 
-int32_t open_child(open_blocks *blocks, uint32_t kind, char *text)
+int32_t open_child(const line_source &lines, open_blocks *blocks, uint32_t kind, char *text)
 {
     config_node *child = new_node(kind);
     if (!child)
@@ -145,7 +155,10 @@ int32_t open_child(open_blocks *blocks, uint32_t kind, char *text)
         get_path_name(text, child->name);
     else
         get_second_name(text, child->name);
-    append_child(top_record(blocks), child);
+    open_block *block = top_record(blocks);
+    append_child(block, child);
+    if (ledger::is_watched())
+        ledger::tell_parsed(child, block->node, line_number(lines), line_number(lines));
     return push_record(blocks, {child, {}});
 }
 
@@ -183,10 +196,10 @@ int32_t read_blocks(const line_source &lines, open_blocks *blocks)
         int32_t     result = 0;
         switch (keyword_of(word)) {
         case keyword::config:
-            result = open_child(blocks, block->node->kind == MIGR_ROOT ? MIGR_TOP : MIGR_CONFIG, rest);
+            result = open_child(lines, blocks, block->node->kind == MIGR_ROOT ? MIGR_TOP : MIGR_CONFIG, rest);
             break;
         case keyword::edit:
-            result = open_child(blocks, MIGR_EDIT, rest);
+            result = open_child(lines, blocks, MIGR_EDIT, rest);
             break;
         case keyword::set:
             result = add_set(lines, rest, block);
@@ -194,6 +207,8 @@ int32_t read_blocks(const line_source &lines, open_blocks *blocks)
         case keyword::close:
             if (blocks->count == 1)
                 return 0;
+            if (ledger::is_watched())
+                ledger::tell_parsed_end(block->node, line_number(lines));
             blocks->count--;
             break;
         case keyword::other:
@@ -270,6 +285,10 @@ int32_t setup_tree(run_context *context, const char *path)
         return -1;
     context->root = {};
     context->root.kind = MIGR_ROOT;
+    if (context == &migr_main)
+        ledger::set_author(migr_main.cfg_version, "read");
+    if (ledger::is_watched())
+        ledger::tell_opened(&context->root, path);
     open_block root = block_of(&context->root);
     int32_t    result = 0;
     while (result == 0 && read_line(&text, context->line_buf))

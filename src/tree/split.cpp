@@ -5,6 +5,7 @@
 #include "tree/split.h"
 
 #include "driver/run_context.h"
+#include "ledger/tell.h"
 #include "tree/config_text.h"
 #include "tree/file_effects.h"
 #include "tree/stored_files.h"
@@ -68,21 +69,33 @@ int32_t load_syntax_line(char *line)
     return add_path(array, path);
 }
 
-/* The stream of a top-level config. A path of both arrays is global; null for one of neither, which is dropped. */
-FILE *stream_of(const config_node *node, FILE *global_stream, FILE *domain_stream)
+/* A file's text on its way. */
+struct split_text {
+    FILE                *stream;
+    ledger::written_text text;
+};
+
+/* The text of a top-level config. A path of both arrays is global; null for one of neither, which is dropped. */
+split_text *text_of(const config_node *node, split_text *global, split_text *domain)
 {
     if (is_path_node(node->name, &global_node))
-        return global_stream;
-    return is_path_node(node->name, &domain_node) ? domain_stream : nullptr;
+        return global;
+    return is_path_node(node->name, &domain_node) ? domain : nullptr;
 }
 
 /* The node's own output flags are not asked here: old splits carry marked top-level configs along. */
-int32_t write_top(config_node *node, FILE *stream)
+int32_t write_top(config_node *node, split_text *text)
 {
+    ledger::write_on(&text->text);
     commas_to_blanks(node->name);
-    fprintf(stream, "config %s\n", node->name);
-    int32_t result = write_tree(node, 1, stream);
-    fputs("end\n", stream);
+    fprintf(text->stream, "config %s\n", node->name);
+    if (ledger::is_watched())
+        ledger::tell_written(node, false);
+    int32_t result = write_tree(node, 1, text->stream);
+    fputs("end\n", text->stream);
+    if (ledger::is_watched())
+        ledger::tell_written_end(node);
+    ledger::write_on(nullptr);
     return result;
 }
 
@@ -91,11 +104,16 @@ int32_t write_split(config_node *root, FILE *global_stream, FILE *domain_stream)
 {
     if (!root || root->kind != MIGR_ROOT)
         return 0;
-    int32_t result = 0;
+    uint32_t   header = ledger::lines_in(migr_main.first_line) + ledger::lines_in(migr_main.second_line);
+    split_text global = {global_stream, {global_file, header}};
+    split_text domain = {domain_stream, {domain_file, header}};
+    int32_t    result = 0;
     for (config_node *child = root->top_list; child; child = child->next) {
-        FILE *stream = stream_of(child, global_stream, domain_stream);
-        if (stream && write_top(child, stream) != 0)
+        split_text *text = text_of(child, &global, &domain);
+        if (text && write_top(child, text) != 0)
             result = -1;
+        if (!text && ledger::is_watched())
+            ledger::tell_left_out(child);
     }
     return result;
 }
@@ -140,6 +158,7 @@ int32_t stops_at_split(int32_t cfg_version, int32_t img_version)
 
 int32_t update_to_vdom(void)
 {
+    ledger::set_author(MIGR_RELEASE(5, 10), "split", "update_to_vdom");
     init_path_node(&global_node);
     init_path_node(&domain_node);
     int32_t result = load_syntax_to_path_node_array(syntax_file);

@@ -5,6 +5,7 @@
 #include "tree/stored_files.h"
 
 #include "driver/run_context.h"
+#include "ledger/tell.h"
 #include "platform/platform.h"
 #include "tree/config_text.h"
 #include "tree/file_effects.h"
@@ -27,17 +28,23 @@ static void keep_plain_copy(const char *path)
     copy_over(MIGR_NEW_TEXT, copy);
 }
 
-int32_t write_configuration(FILE *stream)
+int32_t write_configuration(FILE *stream, const char *file)
 {
+    ledger::written_text text = {file,
+                                 ledger::lines_in(migr_main.first_line) + ledger::lines_in(migr_main.second_line)};
+    ledger::set_author(migr_main.img_version, "write");
+    ledger::write_on(&text);
     fputs(migr_main.first_line, stream);
     fputs(migr_main.second_line, stream);
-    return write_tree(&migr_main.root, 0, stream);
+    int32_t result = write_tree(&migr_main.root, 0, stream);
+    ledger::write_on(nullptr);
+    return result;
 }
 
 int32_t new_config_file(const char *path)
 {
     FILE *stream = create_private_file(MIGR_NEW_TEXT);
-    if (!stream || close_output(stream, MIGR_NEW_TEXT, write_configuration(stream)) != 0)
+    if (!stream || close_output(stream, MIGR_NEW_TEXT, write_configuration(stream, path)) != 0)
         return -1;
     keep_plain_copy(path);
     unlink(path);

@@ -21,7 +21,7 @@ extern "C" {
 
 /* Writes both header lines and the tree of migr_main. 0, or -1 when not all of it was written; a full disk may show
  * when the stream is closed, and not before. */
-int32_t write_configuration(FILE *stream);
+int32_t write_configuration(FILE *stream, const char *file);
 
 /* Writes header lines and tree to MIGR_NEW_TEXT, copies that to /var/log, and compresses it over `path`.
  * 0, or -1; when the compression fails the stored file is gone, and its copy in /var/log is what is left. */

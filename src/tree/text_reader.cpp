@@ -57,6 +57,8 @@ int32_t read_line(text_reader *reader, char *line)
     memcpy(line, start, length);
     line[length] = '\0';
     reader->at += length;
+    reader->line = reader->newlines + 1;
+    reader->newlines += newline != nullptr;
     return 1;
 }
 

@@ -15,9 +15,11 @@ extern "C" {
 
 typedef struct text_reader text_reader;
 struct text_reader {
-    char  *text;
-    size_t size;
-    size_t at; /* where the next line starts */
+    char    *text;
+    size_t   size;
+    size_t   at;       /* where the next line starts */
+    uint32_t newlines; /* ahead of it */
+    uint32_t line;     /* the number of the line read last, from 1; each piece of a long one has the same */
 };
 
 /* Reads the file into memory. 0, or -1 when it cannot be opened or read, or there is no memory. */

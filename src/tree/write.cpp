@@ -2,6 +2,7 @@
  * The writer: a tree as configuration text. It writes what the output flags leave and asks nothing else of a tree;
  * where the text goes, and what becomes of it, is its callers' business.
  */
+#include "ledger/tell.h"
 #include "tree/config_text.h"
 #include "tree/stack.h"
 
@@ -132,16 +133,20 @@ int32_t write_blocks(stack<written_block> *blocks, int32_t depth, text_output *o
         auto           inner = depth + static_cast<int32_t>(blocks->count) - 1;
         config_node   *child = next_child(block);
         if (!child) {
-            blocks->count--;
+            blocks->count--; /* what is popped stays readable until the next push */
             if (!block->closing)
                 continue;
             indent(inner - 1, output);
             put(block->closing, output);
+            if (ledger::is_watched())
+                ledger::tell_written_end(block->owner);
             continue;
         }
         const written_list *list = block->ahead - 1;
         indent(inner, output);
         put_line(list, child, output);
+        if (ledger::is_watched())
+            ledger::tell_written(child, !list->is_path);
         if (list->closing && push_record(blocks, {child, list->closing, lists_of(child->kind), nullptr}) != 0)
             return -1;
     }

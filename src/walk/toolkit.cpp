@@ -5,6 +5,7 @@
 #include "walk/toolkit.h"
 
 #include "driver/run_context.h"
+#include "ledger/tell.h"
 #include "tree/config_text.h"
 #include "tree/make_node.h"
 #include "tree/node_store.h"
@@ -299,8 +300,11 @@ char *cnd_read_prop(const char *format, int32_t unused, ...)
     size_t got = fread(subf_prop_file, 1, CND_TEXT_SIZE - 1, stream);
     fclose(stream);
     subf_prop_file[got] = '\0';
-    if (got > 0 && got < too_large)
+    if (got > 0 && got < too_large) {
+        if (ledger::is_watched())
+            ledger::tell_read_file(path);
         return subf_prop_file;
+    }
     OPENSSL_cleanse(subf_prop_file, got);
     return nullptr;
 }

@@ -5,6 +5,7 @@
 #include "walk/walk.h"
 
 #include "driver/hooks.h"
+#include "ledger/tell.h"
 #include "tree/list_walk.h"
 #include "tree/node_store.h"
 #include "walk/cursors.h"
@@ -182,6 +183,7 @@ void cb_loop(void)
         if (!is_active(row))
             continue;
         strcpy(sbuf_suffix, suffix_of(row, top[1]->name));
+        ledger::set_author_name(row->name);
         row->func(round, row->state, &row->skip_round);
         if (!row->finished && row->max_round > round)
             round_brk = 0;
@@ -354,6 +356,7 @@ void walk_stage(run_context *context, stage_table *stage)
     fns = stage;
     forget_walks();
     hold_deleted_nodes(1);
+    ledger::set_author(stage->version, "stage");
     for (round = 1; round <= last_round; round++) {
         begin_round();
         walk_tree(&context->root.top_list);

@@ -1,12 +1,24 @@
 /* The files in a folder's direct subfolders go. Nothing deeper, nothing hidden, and no folder. */
 #include "stages/shared/subfolders.h"
 
+#include "ledger/tell.h"
+
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+/* Fails on a folder, which stays. */
+static void remove_file(DIR *folder, const char *path, const char *name)
+{
+    char whole[512];
+    if (unlinkat(dirfd(folder), name, 0) != 0)
+        return;
+    snprintf(whole, sizeof whole, "%s/%s", path, name);
+    ledger::tell_file(MIGR_FILE_REMOVED, whole, nullptr);
+}
 
 static void remove_files_in(const char *path)
 {
@@ -15,7 +27,7 @@ static void remove_files_in(const char *path)
         return;
     while (const dirent *entry = readdir(folder))
         if (entry->d_name[0] != '.')
-            unlinkat(dirfd(folder), entry->d_name, 0); /* fails on a folder, which stays */
+            remove_file(folder, path, entry->d_name);
     closedir(folder);
 }
 

@@ -5,6 +5,7 @@
 #include "stages/system/certificate_files.h"
 
 #include "driver/run_context.h"
+#include "ledger/tell.h"
 #include "platform/platform.h"
 #include "tree/operations.h"
 #include "walk/cursors.h"
@@ -29,6 +30,8 @@ config_node *_top_edt_load_prop(const char *folder, const char *extension, const
     config_node *set =
         plain ? cnd_add_prop(top[2], property, "%s", text) : cnd_add_prop(top[2], property, "\"%s\"", text);
     OPENSSL_cleanse(text, strlen(text));
+    if (set && ledger::is_watched())
+        ledger::tell_filled(set);
     return set;
 }
 

@@ -5,6 +5,7 @@
 #include "stages/system/feature_cleanup.h"
 
 #include "driver/run_context.h"
+#include "ledger/tell.h"
 #include "tree/file_effects.h"
 #include "walk/cursors.h"
 #include "walk/toolkit.h"
@@ -68,6 +69,8 @@ int32_t legacy_migr_copyfile(const char *source, const char *target)
     fclose(from);
     fclose(to);
     mount(nullptr, "/data", nullptr, remount, nullptr);
+    if (result == 0)
+        ledger::tell_file(MIGR_FILE_COPIED, target, source);
     return result;
 }
 

@@ -4,6 +4,7 @@
  */
 #include "stages/system/remote_certificates.h"
 
+#include "ledger/tell.h"
 #include "walk/cursors.h"
 #include "walk/toolkit.h"
 
@@ -367,6 +368,6 @@ void _rename_msh_con_key_file(int32_t, void *memory, int32_t *)
     bool found = find_only_key(folder, key);
     closedir(folder);
     snprintf(named, sizeof named, "%s/%s.key", connector_folder, name->value);
-    if (found)
-        rename(key, named);
+    if (found && rename(key, named) == 0)
+        ledger::tell_file(MIGR_FILE_MOVED, named, key);
 }

