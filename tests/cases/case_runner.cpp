@@ -8,6 +8,7 @@
 #include "rules/rules.h"
 #include "signature/reconcile.h"
 #include "support/appliance_root.h"
+#include "support/second_book.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
 #include "tree/version_text.h"
@@ -201,6 +202,7 @@ static void run_pass(const Case &test, const Pass &pass)
         result = run_mechanism(test.run);
     else if (test.run[0] != "parse")
         report('E', "the text before does not parse");
+    support::check_second_book();
     report('R', std::to_string(result));
     report('T', written());
     free_migr_tree();
@@ -211,6 +213,7 @@ static void run_pass(const Case &test, const Pass &pass)
 
 static int run_case(const Case &test)
 {
+    support::keep_second_book();
     tmp_tree_root = {};
     tmp_tree_root.kind = MIGR_ROOT;
     if (test.database)
@@ -220,6 +223,7 @@ static int run_case(const Case &test)
     free_tmp_tree();
     global_sig_db_close();
     free_sigid_list();
+    support::close_second_book();
     return 0;
 }
 

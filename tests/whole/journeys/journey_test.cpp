@@ -2,6 +2,7 @@
 #include "driver/migr.h"
 #include "support/appliance_root.h"
 #include "support/places.h"
+#include "support/second_book.h"
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
@@ -201,6 +202,7 @@ std::string first_line_of(const std::string &text)
 support::ChildResult upgrade(const ApplianceRoot &root)
 {
     return support::run_in_root(root.path(), [] {
+        support::keep_second_book();
         migr_main_do_all();
         return 0;
     });

@@ -2,6 +2,7 @@
 #include "driver/migr.h"
 #include "support/appliance_root.h"
 #include "support/places.h"
+#include "support/second_book.h"
 
 #include <gtest/gtest.h>
 
@@ -27,6 +28,7 @@ std::string text_of(const std::string &path)
 std::string upgrade(const support::ApplianceRoot &root, const char *input, const char *output)
 {
     support::ChildResult child = support::run_in_root(root.path(), [input, output] {
+        support::keep_second_book();
         printf("%d", migr_machine_learning_upgrade(input, output));
         return 0;
     });

@@ -6,6 +6,7 @@
 #include "driver/version_lines.h"
 #include "support/appliance_root.h"
 #include "support/places.h"
+#include "support/second_book.h"
 #include "support/trees.h"
 #include "walk/stages.h"
 
@@ -121,6 +122,7 @@ void lay_out(const ApplianceRoot &root, int32_t version)
 support::ChildResult upgrade(const ApplianceRoot &root)
 {
     return support::run_in_root(root.path(), [] {
+        support::keep_second_book();
         migr_main_do_all();
         return 0;
     });

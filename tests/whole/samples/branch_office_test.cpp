@@ -6,6 +6,7 @@
 #include "support/appliance_root.h"
 #include "support/image_line.h"
 #include "support/places.h"
+#include "support/second_book.h"
 #include "tree/config_text.h"
 
 #include <gtest/gtest.h>
@@ -200,6 +201,7 @@ TEST(BranchOffice, UpgradeCarriesEveryFileToTheImage)
     root.write("/data/etc/system.conf.predefine", content_of(support::build_path("/image/system.conf.predefine")));
     root.write("/etc/syntax_v510.txt", content_of(support::build_path("/image/syntax_v510.txt")));
     auto result = support::run_in_root(root.path(), [] {
+        support::keep_second_book();
         migr_main_do_all();
         return 0;
     });
