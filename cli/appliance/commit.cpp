@@ -2,6 +2,7 @@
 #include "appliance/commit.h"
 
 #include "appliance/snapshot_store.h"
+#include "appliance/space.h"
 #include "system/digest.h"
 #include "system/failure.h"
 #include "system/files.h"
@@ -240,10 +241,38 @@ void require_as_expected(const Manifest &manifest)
     }
 }
 
-void prepare(const Commit &commit, const ContentOf &content)
+/* The new files while the old ones are still there, and what the snapshot cannot have by a link. */
+std::vector<NewFileSize> files_to_write(const Commit &commit)
+{
+    std::vector<NewFileSize> files = {
+        {joined(snapshots_folder, commit.manifest.name), manifest_text(commit.manifest).size()}};
+    for (size_t number = 0; number < commit.waiting.size(); number++) {
+        const Change &change = commit.manifest.changes[number];
+        if (!commit.waiting[number].empty())
+            files.push_back({commit.waiting[number], change.after->size});
+        uint64_t kept = change.before ? bytes_to_store(change.path, *change.before) : 0;
+        if (kept > 0)
+            files.push_back({snapshots_folder + change.path, kept});
+    }
+    return files;
+}
+
+void require_space(const Root &root, const Commit &commit)
+{
+    std::vector<DiskSpace> disks = space_for(files_to_write(commit));
+    for (DiskSpace &disk : disks)
+        disk.folder = root.shows(disk.folder);
+    std::string lack = why_no_space(disks);
+    if (!lack.empty())
+        throw Failure(Status::unusable, root.shown() + " has no room for the result: it " + lack +
+                                            ". Nothing was changed. Make room there and run migr again.");
+}
+
+void prepare(const Root &root, const Commit &commit, const ContentOf &content)
 {
     const Manifest &manifest = commit.manifest;
     require_changeable(manifest);
+    require_space(root, commit);
     begin_snapshot(manifest);
     for (const Change &change : manifest.changes)
         if (change.before && change.before->type == 'f')
@@ -405,7 +434,7 @@ void commit(const Root &root, Manifest manifest, const ContentOf &content)
     manifest.state = applied(std::move(manifest.state), manifest.changes);
     Commit under_way = commit_of(std::move(manifest));
     try {
-        prepare(under_way, content);
+        prepare(root, under_way, content);
         write_record({under_way.manifest.name, Direction::forward});
     } catch (...) {
         drop(under_way);

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <iterator>
@@ -135,18 +136,32 @@ const FilePlan *global_plan(const std::vector<FilePlan> &plans)
     return at == plans.end() ? nullptr : &*at;
 }
 
-/* A domain file from before 5.10 goes together with its global file alone: the split makes both. */
-void refuse_what_needs_its_global_file(std::vector<FilePlan> &plans)
+/* Whether the library will make two files of the global one. */
+bool is_split(const std::vector<FilePlan> &plans)
 {
     const FilePlan *global = global_plan(plans);
-    if (global && global->fate == Fate::upgrade)
-        return;
+    return global && global->fate == Fate::upgrade && global->file.facts.release < MIGR_RELEASE(5, 10);
+}
+
+/* A split writes the global file and that of the first domain, whatever is there, and the library splits every file
+ * from before 5.10. */
+void refuse_what_a_split_would_replace(std::vector<FilePlan> &plans)
+{
     for (FilePlan &plan : plans) {
-        if (plan.fate != Fate::upgrade || plan.file.facts.release >= MIGR_RELEASE(5, 10))
+        if (plan.file.is_global() || plan.fate == Fate::refuse)
             continue;
-        plan.fate = Fate::refuse;
-        plan.reasons = {"It is from before 5.10, and can be upgraded only together with a " + std::string(global_name) +
-                        " of such a release."};
+        if (is_split(plans) && plan.file.name == first_domain_name) {
+            plan.fate = Fate::refuse;
+            plan.reasons = {"The split of " + std::string(global_name) +
+                            ", which is from before 5.10, makes a file of this name in its place. Move this one out of "
+                            "the folder."};
+        } else if (plan.fate == Fate::upgrade && plan.file.facts.release < MIGR_RELEASE(5, 10)) {
+            plan.fate = Fate::refuse;
+            plan.reasons = {"It is from before 5.10, when one file held everything, so it is no domain's: its split "
+                            "would replace " +
+                            std::string(global_name) +
+                            ". Move it out of the folder, and see migr convert --as global."};
+        }
     }
 }
 
@@ -262,6 +277,32 @@ void take_misreadings(const Scene &scene, const LibraryRun &run, FileOutcome &ou
     }
 }
 
+bool is_cause(int error)
+{
+    static constexpr int causes[] = {EACCES, EPERM, ENOSPC, EDQUOT, EFBIG, EIO, EROFS, ENOMEM, EMFILE, ENFILE};
+    return std::find(std::begin(causes), std::end(causes), error) != std::end(causes);
+}
+
+/* A sound file that the library gave up, through no fault of the file or of the update file. What goes wrong between
+ * reading and writing is a matter of rules and migrations, unless there was no memory. */
+void fail_for_the_system(const LibraryRun &run, const std::string &name)
+{
+    auto of_file = [&](const Pass &pass) { return fs::path(pass.path).filename() == name; };
+    auto pass = std::find_if(run.passes.rbegin(), run.passes.rend(), of_file);
+    if (pass == run.passes.rend() || !is_cause(pass->error))
+        return;
+    bool read = pass->phase.empty();
+    bool written = pass->phase == "signatures";
+    if (!read && !written && pass->error != ENOMEM)
+        return;
+    throw Failure(Status::failed, name + " could not be " +
+                                      (read      ? "read"
+                                       : written ? "written anew"
+                                                 : "carried forward") +
+                                      " in the private copy: " + strerror(pass->error) + ". Nothing was changed. " +
+                                      next_step(pass->error));
+}
+
 std::string no_result_text(const StoredFile *after)
 {
     if (!after)
@@ -283,8 +324,10 @@ FileOutcome outcome_of_run(const Scene &scene, const LibraryRun &run, const File
     outcome.result = Result::refused;
     outcome.time = time_of(run, plan.file.name);
     take_misreadings(scene, run, outcome);
-    if (!is_good(result))
+    if (!is_good(result)) {
+        fail_for_the_system(run, plan.file.name);
         outcome.reasons.push_back(no_result_text(result));
+    }
     if (!outcome.reasons.empty())
         return outcome;
     outcome.result = Result::upgraded;
@@ -311,8 +354,7 @@ FileOutcome outcome_of_new_file(const LibraryRun &run, const StoredFile &file)
 /* A file from before 5.10 is whole only as two. */
 void require_both_halves(const Scene &scene, std::vector<FileOutcome> &files)
 {
-    const FilePlan *global = global_plan(scene.plans);
-    if (!global || global->fate != Fate::upgrade || global->file.facts.release >= MIGR_RELEASE(5, 10))
+    if (!is_split(scene.plans))
         return;
     auto find = [&](const char *name) {
         return std::find_if(files.begin(), files.end(), [&](const FileOutcome &file) { return file.name == name; });
@@ -365,8 +407,7 @@ StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &
     prepare(staging, image);
     Scene scene = {staging, request, inspect_folder(staging, Depth::whole), {}, false};
     scene.plans = plan_files(scene.before, request.accept_damage);
-    refuse_what_needs_its_global_file(scene.plans);
-    announce(scene);
+    refuse_what_a_split_would_replace(scene.plans);
     require_good_image(scene, image);
     StagedRun result;
     bool      refused = any_of_fate(scene.plans, Fate::refuse);
@@ -376,6 +417,7 @@ StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &
         result.status = refused ? Status::left_alone : Status::done;
         return result;
     }
+    announce(scene);
     const FilePlan *global = global_plan(scene.plans);
     scene.stand_in = !global || global->fate != Fate::upgrade;
     set_scene(scene);

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <iterator>
+#include <new>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -28,7 +29,7 @@ constexpr int progress_number = 3;
 constexpr int first_unused = 5; /* behind the lock */
 
 /* What a record says. The text of a record is cut, so that each is written in one piece. */
-enum class Note : uint32_t { pass, misread, stall, no_start, done };
+enum class Note : uint32_t { pass, pass_end, misread, stall, no_start, done };
 
 struct RecordHead {
     Note     note;
@@ -40,6 +41,7 @@ constexpr size_t longest_text = 2048;
 
 int         told_on = -1; /* the pipe of records; in the child alone */
 std::string path_of_pass;
+std::string phase_of_pass;
 
 std::function<void(int32_t, const char *)> section_watch;
 
@@ -83,6 +85,20 @@ void tell_misreadings()
         tell(Note::misread, text_of(misreading));
 }
 
+/* How far the pass came, and the last thing that the system refused it. */
+void tell_pass_end(int error)
+{
+    if (!path_of_pass.empty())
+        tell(Note::pass_end, std::to_string(error) + " " + phase_of_pass);
+}
+
+/* The hooks are called by code that knows of no exceptions. */
+[[noreturn]] void end_without_memory()
+{
+    tell(Note::no_start, "There is not enough memory for the upgrade.");
+    _exit(1);
+}
+
 /* Moves the child's descriptors out of each other's way first, then to their numbers. */
 void arrange_descriptors(int input, int records, int output, int lock)
 {
@@ -111,7 +127,9 @@ int be_library(const Confinement &confinement, const std::function<void()> &work
         return 1;
     }
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    std::set_new_handler(end_without_memory);
     work();
+    tell_pass_end(errno);
     fflush(nullptr);
     tell(Note::done, "");
     return 0;
@@ -147,8 +165,14 @@ void take_record(Listener &listener, const RecordHead &head, const std::string &
     case Note::pass:
         end_pass(listener, head.time);
         listener.pass_began = head.time;
-        listener.run.passes.push_back({text, {}});
+        listener.run.passes.push_back({text, {}, "", 0});
         listener.progress.begins(file_name(text));
+        return;
+    case Note::pass_end:
+        if (!listener.run.passes.empty()) {
+            listener.run.passes.back().phase = text.substr(std::min(text.find(' '), text.size() - 1) + 1);
+            listener.run.passes.back().error = atoi(text.c_str());
+        }
         return;
     case Note::misread:
         if (!listener.run.passes.empty())
@@ -307,21 +331,28 @@ LibraryRun run_library(const Confinement &confinement, const std::function<void(
 /* The library's hooks. They do nothing in a process that is not the library's child. */
 extern "C" void migr_on_file(const char *path, uint32_t)
 {
+    int error = errno;
     if (command::told_on < 0)
         return;
+    command::tell_pass_end(error);
     command::path_of_pass = path;
+    command::phase_of_pass.clear();
     command::tell(command::Note::pass, path);
+    errno = 0;
 }
 
 extern "C" void migr_on_section(int32_t release, const char *phase)
 {
     if (command::told_on < 0)
         return;
+    int error = errno;
+    command::phase_of_pass = phase;
     if (command::section_watch)
         command::section_watch(release, phase);
     bool last_part = std::string_view(phase) == "signatures"; /* behind it the tree is written, or split, as it is */
     if (last_part)
         command::tell_misreadings();
+    errno = error;
 }
 
 extern "C" void migr_on_stall(const char *where)

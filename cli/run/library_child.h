@@ -21,6 +21,8 @@ namespace command {
 struct Pass {
     std::string               path; /* as the child sees it */
     std::chrono::microseconds time{0};
+    std::string               phase;     /* the last part of the work that was done (migr.h); empty: none was */
+    int                       error = 0; /* errno at the pass's end: the last thing that the system refused it */
 };
 
 /* Something in a file's finished tree that will not be read back as it is written. */
@@ -41,7 +43,7 @@ enum class End {
 struct LibraryRun {
     End                         end = End::exited;
     int                         code = 0; /* exit code or signal */
-    std::string                 place;    /* of a stall; or why the child could not begin */
+    std::string                 place;    /* of a stall; or why the child could not begin or go on */
     std::vector<Pass>           passes;   /* the last one is that of the file being worked on when it ended */
     std::vector<FileMisreading> misreadings;
     std::string                 output; /* what it printed, standard output and error, the first part of it */

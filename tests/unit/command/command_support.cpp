@@ -62,9 +62,10 @@ TinyAppliance::TinyAppliance()
     database(small_database);
 }
 
-void TinyAppliance::config(const std::string &name, const std::string &release, const std::string &text) const
+void TinyAppliance::config(const std::string &name, const std::string &release, const std::string &text,
+                           const std::string &model) const
 {
-    write_gzip("/data/config/" + name, headers(release) + text);
+    write_gzip("/data/config/" + name, headers(release, model) + text);
 }
 
 void TinyAppliance::drop(const std::string &inside) const

@@ -42,7 +42,8 @@ class TinyAppliance : public ApplianceRoot {
     }
 
     /* A configuration file of that release. */
-    void config(const std::string &name, const std::string &release, const std::string &text) const;
+    void config(const std::string &name, const std::string &release, const std::string &text,
+                const std::string &model = "QA-A1X") const;
     void drop(const std::string &inside) const; /* removes a file or folder */
 
     /* All but what migr keeps for itself. */
