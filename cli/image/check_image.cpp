@@ -98,6 +98,8 @@ class SyntaxFile {
 /* What an old file gets from here at 4.30 must be left when it is split at 5.10. */
 void check_predefined(std::string_view text, const SyntaxFile *split, Faults &faults)
 {
+    if (text.empty())
+        faults.push_back({predefined_file, 0, "is empty: no appliance would get what its new releases bring."});
     DamageReport report = damage_of(text, HeaderLines::none);
     for (const Damage &damage : report.found)
         faults.push_back({predefined_file, damage.line, damage.text});

@@ -496,8 +496,12 @@ std::string why_too_large(const DamageReport &report, uint64_t room)
     uint64_t limit = std::min(room, largest_configuration);
     if (report.written_size <= limit)
         return "";
-    return "It would have " + size_text(report.written_size) + " when written, as its blocks are nested up to " +
-           std::to_string(report.depth) + " deep (line " + std::to_string(report.deepest_line) + "), and " +
+    static constexpr size_t ordinary_depth = 4; /* a nested block's entry */
+    std::string             why = report.depth <= ordinary_depth
+                                      ? ""
+                                      : ", as its blocks are nested up to " + std::to_string(report.depth) + " deep (line " +
+                                std::to_string(report.deepest_line) + ")";
+    return "It would have " + size_text(report.written_size) + " when written" + why + ", and " +
            (room < largest_configuration ? "there is room for " : "a configuration has at most ") + size_text(limit) +
            ".";
 }

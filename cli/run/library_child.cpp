@@ -125,6 +125,8 @@ int be_library(const Confinement &confinement, const std::function<void()> &work
     } catch (const Failure &failure) {
         tell(Note::no_start, failure.what());
         return 1;
+    } catch (const std::bad_alloc &) {
+        end_without_memory();
     }
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     std::set_new_handler(end_without_memory);
