@@ -57,7 +57,8 @@ void make_folder(const char *path, mode_t mode)
 void lay_in_file(const Fd &from, const ImageFile &file)
 {
     make_folder(folder_of(file.place).c_str(), 0755);
-    unlink(file.place);
+    if (unlink(file.place) != 0 && errno != ENOENT)
+        throw PathError{"replace the private copy of", file.place, errno};
     Fd to(open(file.place, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
     if (!to || lseek(from.get(), 0, SEEK_SET) != 0)
         throw PathError{"write", file.place, errno};
@@ -283,24 +284,73 @@ bool is_cause(int error)
     return std::find(std::begin(causes), std::end(causes), error) != std::end(causes);
 }
 
+struct PassEnd {
+    std::string phase;
+    int         error = 0;
+};
+
+/* A look at the global file's release comes ahead of all passes. */
+PassEnd end_of_pass(const LibraryRun &run, const std::string &name)
+{
+    auto of_file = [&](const Pass &pass) { return fs::path(pass.path).filename() == name; };
+    auto pass = std::find_if(run.passes.rbegin(), run.passes.rend(), of_file);
+    return pass == run.passes.rend() ? PassEnd{"", run.error} : PassEnd{pass->phase, pass->error};
+}
+
+[[noreturn]] void fail_for(int error, const std::string &what)
+{
+    throw Failure(Status::failed,
+                  what + " in the private copy: " + strerror(error) + ". Nothing was changed. " + next_step(error));
+}
+
 /* A sound file that the library gave up, through no fault of the file or of the update file. What goes wrong between
  * reading and writing is a matter of rules and migrations, unless there was no memory. */
 void fail_for_the_system(const LibraryRun &run, const std::string &name)
 {
-    auto of_file = [&](const Pass &pass) { return fs::path(pass.path).filename() == name; };
-    auto pass = std::find_if(run.passes.rbegin(), run.passes.rend(), of_file);
-    if (pass == run.passes.rend() || !is_cause(pass->error))
+    PassEnd end = end_of_pass(run, name);
+    if (!is_cause(end.error))
         return;
-    bool read = pass->phase.empty();
-    bool written = pass->phase == "signatures";
-    if (!read && !written && pass->error != ENOMEM)
+    if (end.phase.empty())
+        fail_for(end.error, name + " could not be read");
+    if (end.phase == "signatures")
+        fail_for(end.error, name + " could not be written anew");
+    if (end.error == ENOMEM)
+        fail_for(end.error, name + " could not be carried forward");
+}
+
+enum class PlainCopy {
+    same,
+    missing,  /* though nothing stands in its way */
+    hindered, /* by a folder in its place, or a link that leads nowhere */
+};
+
+PlainCopy look_at_copy(const std::string &copy, const std::string &name)
+{
+    struct stat st = {};
+    if (lstat(copy.c_str(), &st) != 0)
+        return PlainCopy::missing;
+    if (stat(copy.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+        return PlainCopy::hindered;
+    return read_file(copy, Links::follow) == stored_text(name) ? PlainCopy::same : PlainCopy::missing;
+}
+
+/* The library goes on without the plain copy in /var/log. A path that it would cut has another copy, or none. */
+void require_plain_copy(const Scene &scene, const LibraryRun &run, FileOutcome &outcome)
+{
+    static constexpr size_t longest = 71;
+    if (config_path(outcome.name).size() > longest || !outcome.name.starts_with("sys_"))
         return;
-    throw Failure(Status::failed, name + " could not be " +
-                                      (read      ? "read"
-                                       : written ? "written anew"
-                                                 : "carried forward") +
-                                      " in the private copy: " + strerror(pass->error) + ". Nothing was changed. " +
-                                      next_step(pass->error));
+    std::string copy = "/var/log/" + outcome.name.substr(0, outcome.name.size() - 3);
+    auto        found = inside(scene.staging, [&] { return look_at_copy(copy, outcome.name); });
+    std::string what = "the plain copy of the result, " + copy + ", could not be written";
+    if (found == PlainCopy::hindered)
+        outcome.warnings.push_back(what + ".");
+    if (found != PlainCopy::missing)
+        return;
+    int error = end_of_pass(run, outcome.name).error;
+    if (is_cause(error))
+        fail_for(error, what);
+    throw Failure(Status::failed, what + " in the private copy. Nothing was changed. Run migr again, with --verbose.");
 }
 
 std::string no_result_text(const StoredFile *after)
@@ -331,6 +381,7 @@ FileOutcome outcome_of_run(const Scene &scene, const LibraryRun &run, const File
     if (!outcome.reasons.empty())
         return outcome;
     outcome.result = Result::upgraded;
+    require_plain_copy(scene, run, outcome);
     for (const std::string &text : damage_texts(result->facts))
         outcome.warnings.push_back("in the result, " + text);
     outcome.after = result->facts.release;

@@ -130,10 +130,12 @@ int be_library(const Confinement &confinement, const std::function<void()> &work
     }
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     std::set_new_handler(end_without_memory);
+    errno = 0;
     work();
-    tell_pass_end(errno);
+    int error = errno;
+    tell_pass_end(error);
     fflush(nullptr);
-    tell(Note::done, "");
+    tell(Note::done, std::to_string(error));
     return 0;
 }
 
@@ -183,6 +185,7 @@ void take_record(Listener &listener, const RecordHead &head, const std::string &
     case Note::done:
         end_pass(listener, head.time);
         listener.run.end = End::done;
+        listener.run.error = atoi(text.c_str());
         listener.progress.ends();
         return;
     case Note::stall:
