@@ -4,6 +4,7 @@
 #include "appliance/inside.h"
 #include "appliance/outline.h"
 #include "appliance/places.h"
+#include "appliance/result_warnings.h"
 #include "appliance/stored_text.h"
 #include "driver/migr.h"
 #include "output/release_text.h"
@@ -179,9 +180,22 @@ void put_stand_in(const Scene &scene)
     store_text(global_name, outline_of(stored_text(oldest->file.name)).headers);
 }
 
+constexpr char before_folder[] = "/before"; /* in the staging folder; the library knows nothing of it */
+
+void keep_old_text(const std::string &name)
+{
+    std::error_code error;
+    if (!fs::copy_file(config_path(name), joined(before_folder, name), error))
+        throw PathError{"copy", config_path(name), error.value()};
+}
+
 void set_scene(const Scene &scene)
 {
     inside(scene.staging, [&] {
+        make_folder(before_folder, 0700);
+        for (const FilePlan &plan : scene.plans)
+            if (plan.fate == Fate::upgrade)
+                keep_old_text(plan.file.name);
         for (const FilePlan &plan : scene.plans)
             if (plan.fate == Fate::refuse)
                 fs::remove_all(config_path(plan.file.name));
@@ -436,6 +450,25 @@ std::vector<FileOutcome> outcomes_of(const Scene &scene, const LibraryRun &run, 
     return files;
 }
 
+void add_warnings(const Scene &scene, std::vector<FileOutcome> &files)
+{
+    std::vector<UpgradedText>  texts;
+    std::vector<FileOutcome *> owners;
+    int32_t release_of_split = is_split(scene.plans) ? global_plan(scene.plans)->file.facts.release : 0;
+    for (FileOutcome &file : files) {
+        bool is_new = file.result == Result::added;
+        if (!is_new && file.result != Result::upgraded)
+            continue;
+        texts.push_back({file.name, is_new ? release_of_split : file.before,
+                         joined(before_folder, is_new ? global_name : file.name), is_new});
+        owners.push_back(&file);
+    }
+    std::vector<std::vector<std::string>> warnings = inside(scene.staging, [&] { return result_warnings(texts); });
+    for (size_t at = 0; at < owners.size(); at++)
+        for (const std::string &warning : warnings[at])
+            owners[at]->warnings.push_back(warning);
+}
+
 bool any_refused(const std::vector<FileOutcome> &files)
 {
     return std::any_of(files.begin(), files.end(),
@@ -477,6 +510,7 @@ StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &
     if (!run.trouble().empty())
         throw Failure(Status::failed, run.trouble());
     result.files = outcomes_of(scene, run, inspect_folder(staging, Depth::whole));
+    add_warnings(scene, result.files);
     result.status = any_refused(result.files) ? Status::left_alone : Status::done;
     result.ran = result.status == Status::done || request.partial;
     withhold(scene, result);

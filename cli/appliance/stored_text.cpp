@@ -16,7 +16,11 @@ namespace command {
 
 std::string stored_text(const std::string &name)
 {
-    std::string path = config_path(name);
+    return text_of_file(config_path(name));
+}
+
+std::string text_of_file(const std::string &path)
+{
     std::string bytes = read_file(path, Links::follow);
     if (!looks_like_gzip(bytes))
         return bytes;

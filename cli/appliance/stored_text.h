@@ -9,6 +9,9 @@ namespace command {
 /* The unpacked text; as it is when it is not packed. Throws PathError. */
 std::string stored_text(const std::string &name);
 
+/* The same of a file anywhere. */
+std::string text_of_file(const std::string &path);
+
 /* Packs a text and puts it there. Throws PathError. */
 void store_text(const std::string &name, std::string_view text);
 
