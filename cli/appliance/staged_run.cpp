@@ -454,9 +454,10 @@ void add_warnings(const Scene &scene, std::vector<FileOutcome> &files)
 {
     std::vector<UpgradedText>  texts;
     std::vector<FileOutcome *> owners;
-    int32_t release_of_split = is_split(scene.plans) ? global_plan(scene.plans)->file.facts.release : 0;
+    bool                       splits = is_split(scene.plans);
+    int32_t                    release_of_split = splits ? global_plan(scene.plans)->file.facts.release : 0;
     for (FileOutcome &file : files) {
-        bool is_new = file.result == Result::added;
+        bool is_new = splits && file.result == Result::added; /* and no stand-in */
         if (!is_new && file.result != Result::upgraded)
             continue;
         texts.push_back({file.name, is_new ? release_of_split : file.before,

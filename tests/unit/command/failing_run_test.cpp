@@ -17,6 +17,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 
 namespace fs = std::filesystem;
@@ -46,7 +47,10 @@ void write_file(const char *path, const std::string &bytes)
 
 void write_release(const char *path, const char *release)
 {
-    write_file(path, gzip(headers(release) + "config a\nend\n"));
+    std::string text = headers(release) + "config a\nend\n";
+    std::string copy = "/var/log" + std::string(path).substr(strlen("/data/config"));
+    write_file(path, gzip(text));
+    write_file(copy.substr(0, copy.size() - strlen(".gz")).c_str(), text);
 }
 
 command::UpgradeRequest request_for(const TinyAppliance &box, const std::function<void()> &library)
