@@ -118,6 +118,17 @@ void remove_all(const std::string &path)
         throw PathError{"remove", path, error.value()};
 }
 
+std::string name_of_time(const timespec &time)
+{
+    tm parts = {};
+    gmtime_r(&time.tv_sec, &parts);
+    char day[32];
+    strftime(day, sizeof day, "%Y%m%dT%H%M%S", &parts);
+    char all[64];
+    snprintf(all, sizeof all, "%s.%06ldZ", day, time.tv_nsec / 1000);
+    return all;
+}
+
 std::vector<std::string> names_in(const char *folder)
 {
     std::error_code          error;
@@ -154,13 +165,9 @@ std::string new_snapshot_name()
 {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
-    tm parts = {};
-    gmtime_r(&now.tv_sec, &parts);
-    char day[32];
-    strftime(day, sizeof day, "%Y%m%dT%H%M%S", &parts);
-    char all[64];
-    snprintf(all, sizeof all, "%s.%06ldZ", day, now.tv_nsec / 1000);
-    return all;
+    std::string              name = name_of_time(now);
+    std::vector<std::string> earlier = snapshot_names();
+    return earlier.empty() || earlier.back() < name ? name : earlier.back() + '+';
 }
 
 void begin_snapshot(const Manifest &manifest)
@@ -234,8 +241,12 @@ bool drop_unfinished_snapshots(const std::function<void(const Manifest &)> &clea
             continue;
         any = true;
         std::string manifest = std::string(snapshots_folder) + "/" + name + manifest_name;
-        if (exists(manifest))
-            clean_up(parse_manifest(read_file(manifest, Links::refuse)));
+        try {
+            if (exists(manifest))
+                clean_up(parse_manifest(read_file(manifest, Links::refuse)));
+        } catch (const std::runtime_error &) {
+            /* a manifest that a disk has damaged names nothing that could be cleaned up */
+        }
         remove_all(std::string(snapshots_folder) + "/" + name);
     }
     return any;

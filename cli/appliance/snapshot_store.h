@@ -31,7 +31,8 @@ void sweep_staging();
 /* Makes the folder and those above it, for their owner alone. */
 void make_own_folders();
 
-/* A name for a snapshot made now. */
+/* A name for a snapshot made now: the time, UTC. It sorts behind those that are there, also when the clock has been put
+ * back. */
 std::string new_snapshot_name();
 
 /* ---- a snapshot on its way ---- */

@@ -288,6 +288,26 @@ TEST(Snapshots, AreListedAndPruned)
     EXPECT_EQ(migr({"rollback", box.root()}).status, 0);
 }
 
+TEST(Snapshots, SortByTheirMakingAlsoWhenTheClockWasPutBack)
+{
+    TinyAppliance box;
+    Listing       before = box.without_snapshots();
+    std::string   future = "29991231T000000.000000Z";
+    box.folder("/var/lib/migr/snapshots/" + future);
+    EXPECT_EQ(migr({"upgrade", box.root()}).status, 0);
+    EXPECT_EQ(box.snapshots(), (std::vector<std::string>{future, future + "+"}));
+    EXPECT_EQ(migr({"rollback", box.root()}).status, 0);
+    EXPECT_EQ(box.without_snapshots(), before);
+}
+
+TEST(Snapshots, OneThatWasNeverFinishedAndCannotBeReadStandsInNobodysWay)
+{
+    TinyAppliance box;
+    box.write("/var/lib/migr/snapshots/.20260101T000000.000000Z/manifest.json", "damaged");
+    EXPECT_EQ(migr({"upgrade", box.root()}).status, 0);
+    EXPECT_FALSE(box.exists("/var/lib/migr/snapshots/.20260101T000000.000000Z"));
+}
+
 TEST(Snapshots, OfAnUpgradeThatWasTakenBackMayBePruned)
 {
     TinyAppliance box;
