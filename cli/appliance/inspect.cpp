@@ -27,8 +27,9 @@ static auto fields_of(Damage &damage)
 
 static auto fields_of(ConfigFacts &facts)
 {
-    return std::tie(facts.error, facts.gzip, facts.release, facts.model, facts.second_line, facts.stored_size,
-                    facts.text_size, facts.too_large, facts.damage, facts.more_damage, facts.can_accept_damage);
+    return std::tie(facts.error, facts.gzip, facts.release, facts.no_release, facts.model, facts.second_line,
+                    facts.stored_size, facts.text_size, facts.too_large, facts.damage, facts.more_damage,
+                    facts.can_accept_damage);
 }
 
 static auto fields_of(StoredFile &file)
@@ -63,6 +64,25 @@ std::string model_of_version_line()
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
         text.pop_back();
     return text;
+}
+
+/* What the library has read as a release, to the end of its line: the composed line is the same up to there. */
+std::string text_of_release()
+{
+    std::string_view read = migr_main.line_buf, composed = migr_main.first_line;
+    for (int32_t target : {get_osimage_version(), MIGR_RELEASE(5, 10)}) {
+        size_t ahead = composed.find(release_text(target) + "-CV-build");
+        if (ahead < read.size() && read.substr(0, ahead) == composed.substr(0, ahead))
+            return std::string(read.substr(ahead));
+    }
+    return "";
+}
+
+/* Up to where the release should end; what stands there may be anything. */
+std::string shown_release(const std::string &text)
+{
+    static constexpr size_t most = 20;
+    return text.substr(0, std::min(most, text.find_first_of("-:\n", 1)));
 }
 
 std::string read_if_possible(const std::string &path, int &error)
@@ -199,7 +219,14 @@ ConfigFacts inspect_text(std::string text, Depth depth)
     facts.text_size = facts.stored_size = text.size();
     text_reader reader = {text.data(), text.size(), 0, 0, 0};
     migr_main.img_version = get_osimage_version();
+    migr_main.first_line[0] = '\0';
     facts.release = save_first_line(&reader);
+    std::string text_of = text_of_release();
+    /* The library adds up whatever stands there: 5.65536 would be 6.00, and a word 0. */
+    if (!text_of.empty() && release_code(text_of.substr(0, text_of.find('-'))) < 0) {
+        facts.release = -1;
+        facts.no_release = shown_release(text_of);
+    }
     if (facts.release >= 0) {
         memcpy(bak_line, migr_main.line_buf, strlen(migr_main.line_buf) + 1);
         facts.model = model_of_version_line();
@@ -226,6 +253,13 @@ bool is_current(const ConfigFacts &facts)
     return facts.error == 0 && facts.gzip && facts.release >= image_release();
 }
 
+std::string why_no_release(const ConfigFacts &facts)
+{
+    if (facts.no_release.empty())
+        return "It has no version line (\"#config-version=\") that can be read. Mend its first line.";
+    return "Its version line names \"" + facts.no_release + "\", which is no release. Mend its first line.";
+}
+
 std::string fault_of(const ConfigFacts &facts)
 {
     if (facts.error == EISDIR || facts.error == EINVAL)
@@ -235,7 +269,7 @@ std::string fault_of(const ConfigFacts &facts)
     if (!facts.gzip)
         return "It is no gzip file, or a damaged one. Put a good copy in its place, or move it out of the folder.";
     if (facts.release < 0)
-        return "It has no version line (\"#config-version=\") that can be read. Mend its first line.";
+        return why_no_release(facts);
     if (!facts.second_line)
         return "It has no second header line (\"#conf_file_ver=\") that can be read. Put it behind the first line. "
                "A machine-learning configuration has none; it is upgraded with migr ml.";

@@ -15,7 +15,8 @@ namespace command {
 struct ConfigFacts {
     int         error = 0;    /* errno of the attempt to read it */
     bool        gzip = false; /* unpacks without an error */
-    int32_t     release = -1; /* version code, or -1 without a version line */
+    int32_t     release = -1; /* version code, or -1 without a version line that names a release */
+    std::string no_release;   /* what such a line names in its place */
     std::string model;
     bool        second_line = false;
     uint64_t    stored_size = 0;
@@ -69,6 +70,9 @@ ConfigFacts inspect_text(std::string text, Depth depth);
 
 /* No older than the image: there is nothing to do about it. */
 bool is_current(const ConfigFacts &facts);
+
+/* Why a file has no release. */
+std::string why_no_release(const ConfigFacts &facts);
 
 /* What of the file as a whole keeps the library from carrying it forward, and what to do about it; empty for nothing.
  */

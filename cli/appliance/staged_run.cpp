@@ -93,12 +93,13 @@ void require_good_image(const Scene &scene, const Image &image)
         throw Failure(Status::unusable, "The image's files cannot be used. Nothing was changed.", faults);
 }
 
-void announce(const Scene &scene)
+/* Which files will be upgraded, if any are, and which stay. */
+void announce(const Scene &scene, bool runs)
 {
     for (const FilePlan &plan : scene.plans) {
         std::string release = release_text(plan.file.facts.release);
         std::string image = release_text(image_release());
-        if (plan.fate == Fate::upgrade)
+        if (plan.fate == Fate::upgrade && runs)
             tell(scene, plan.file.name + ": will be upgraded from " + release + " to " + image);
         if (plan.fate == Fate::current)
             tell(scene, plan.file.name + ": stays as it is, it is at " + release + " already");
@@ -500,9 +501,10 @@ StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &
         for (const FilePlan &plan : scene.plans)
             result.files.push_back(outcome_of_plan(plan));
         result.status = refused ? Status::left_alone : Status::done;
+        announce(scene, false);
         return result;
     }
-    announce(scene);
+    announce(scene, true);
     const FilePlan *global = global_plan(scene.plans);
     scene.stand_in = !global || global->fate != Fate::upgrade;
     set_scene(scene);

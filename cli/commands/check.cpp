@@ -69,6 +69,14 @@ Checked check_all(const Arguments &arguments)
 
 /* ---- for people ---- */
 
+std::string sound_text(const CheckedFile &file)
+{
+    if (file.release <= image_release())
+        return "sound.";
+    return "sound. It is at " + release_text(file.release) + ", and the image at " + release_text(image_release()) +
+           ", so an upgrade leaves it as it is.";
+}
+
 void show(const CheckedFile &file)
 {
     for (const std::string &reason : file.reasons)
@@ -78,7 +86,7 @@ void show(const CheckedFile &file)
     if (file.more_damage > 0)
         say(file.name + ": " + std::to_string(file.more_damage) + " more findings are not listed.");
     if (file.is_sound())
-        say(file.name + ": sound.");
+        say(file.name + ": " + sound_text(file));
 }
 
 void show(const Checked &checked)

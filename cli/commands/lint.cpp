@@ -6,11 +6,11 @@
 #include "image/lint_file.h"
 #include "output/console.h"
 #include "output/json.h"
+#include "output/release_text.h"
 #include "run/waiting.h"
 #include "tree/version_text.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace command {
 
@@ -45,11 +45,10 @@ int32_t release_of(const std::string &text)
 {
     if (text.empty())
         return MIGR_RELEASE_IMAGE;
-    int major = 0, minor = 0, end = 0;
-    sscanf(text.c_str(), "%5d.%5d%n", &major, &minor, &end);
-    if (static_cast<size_t>(end) != text.size() || major < 0 || major > 0x7fff || minor < 0 || minor > 0xffff)
+    int32_t code = release_code(text);
+    if (code < 0)
         throw Failure(Status::unusable, "--release " + text + ": this is no release. Give one like 6.30.");
-    return version_code(major, minor);
+    return code;
 }
 
 Linted lint_file(const Arguments &arguments)

@@ -30,23 +30,25 @@ constexpr std::chrono::minutes time_limit(10);
 struct MlFacts {
     int32_t                  release = -1;
     bool                     gzip = false;
+    std::string              why_no_release;
     bool                     second_line = false; /* that of an appliance's configuration */
     std::vector<std::string> damage;
 };
 
 auto fields_of(MlFacts &facts)
 {
-    return std::tie(facts.release, facts.gzip, facts.second_line, facts.damage);
+    return std::tie(facts.release, facts.gzip, facts.why_no_release, facts.second_line, facts.damage);
 }
 
 MlFacts facts_of(const Root &machine, const std::string &text)
 {
     return inside(machine, [&] {
         if (looks_like_gzip(text))
-            return MlFacts{-1, true, false, {}};
+            return MlFacts{-1, true, "", false, {}};
         ConfigFacts facts = inspect_text(text, Depth::headers);
         facts.damage = damage_of(text, HeaderLines::version_line).found;
-        return MlFacts{facts.release, false, facts.second_line, damage_texts(facts)};
+        return MlFacts{facts.release, false, facts.release < 0 ? why_no_release(facts) : "", facts.second_line,
+                       damage_texts(facts)};
     });
 }
 
@@ -60,8 +62,8 @@ void check_facts(const Arguments &arguments, const MlFacts &facts)
 {
     if (facts.gzip)
         not_upgraded(arguments, "It is a gzip file, and a machine-learning configuration is plain text. Unpack it.");
-    if (facts.release < 0)
-        not_upgraded(arguments, "It has no version line (\"#config-version=\") that can be read.");
+    if (!facts.why_no_release.empty())
+        not_upgraded(arguments, facts.why_no_release);
     if (facts.second_line)
         not_upgraded(arguments, "It is an appliance's configuration, as its second header line (\"#conf_file_ver=\") "
                                 "tells, and no machine-learning one. Upgrade it with migr convert.");

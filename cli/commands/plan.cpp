@@ -60,13 +60,19 @@ void show_pass(const PlannedPass &pass)
     show_effects("  files beside the configuration:", pass.effects);
 }
 
+std::string why_current(const UntouchedFile &file)
+{
+    bool newer = file.release > image_release();
+    return "It is at " + release_text(file.release) +
+           (newer ? ", and the image at " + release_text(image_release()) + "." : " already.");
+}
+
 void show(const Plan &plan, const Image &image)
 {
     for (const PlannedPass &pass : plan.passes)
         show_pass(pass);
     for (const UntouchedFile &file : plan.untouched)
-        say(file.file + ": stays as it is. " +
-            (file.reason.empty() ? "It is no older than " + release_text(image_release()) + "." : file.reason));
+        say(file.file + ": stays as it is. " + (file.reason.empty() ? why_current(file) : file.reason));
     show_effects("When all files are written:", plan.afterwards);
     say("This was told from the files as they are now, and those of the image in " + image.folder +
         ". Nothing was run.");
@@ -111,7 +117,9 @@ Json::Members to_json(const Plan &plan, const Image &image)
         passes.push_back(to_json(pass));
     Json::List untouched;
     for (const UntouchedFile &file : plan.untouched)
-        untouched.push_back(Json::Members{{"file", file.file}, {"reason", Json::text_or_null(file.reason)}});
+        untouched.push_back(Json::Members{{"file", file.file},
+                                          {"release", Json::release(file.release)},
+                                          {"reason", Json::text_or_null(file.reason)}});
     return {{"image", image.folder},
             {"image_release", Json::release(image_release())},
             {"passes", std::move(passes)},

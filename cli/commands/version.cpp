@@ -15,11 +15,12 @@ namespace {
 struct ReleaseAndModel {
     int32_t     release = -1;
     std::string model;
+    std::string why_no_release;
 };
 
 auto fields_of(ReleaseAndModel &found)
 {
-    return std::tie(found.release, found.model);
+    return std::tie(found.release, found.model, found.why_no_release);
 }
 
 /* The text is hostile and the library's readers work on global records: a child of its own for each file. */
@@ -34,7 +35,9 @@ ReleaseAndModel look_into(const std::string &path)
         ConfigFacts facts = inspect_file(full, Depth::headers);
         if (facts.error != 0)
             throw failure_of({"read", path, facts.error}, path);
-        return ReleaseAndModel{facts.release, facts.model};
+        if (facts.release < 0)
+            return ReleaseAndModel{-1, "", why_no_release(facts)};
+        return ReleaseAndModel{facts.release, facts.model, ""};
     });
 }
 
@@ -50,7 +53,7 @@ FileVersion version_of(const std::string &path)
     try {
         version.found = look_into(path);
         if (version.found.release < 0)
-            version.error = path + ": has no version line that can be read.";
+            version.error = path + ": " + version.found.why_no_release;
     } catch (const Failure &failure) {
         version.error = failure.what();
     }

@@ -44,7 +44,8 @@ struct PlannedPass {
 /* A file that no pass is for. */
 struct UntouchedFile {
     std::string file;
-    std::string reason; /* empty: it is no older than the image */
+    int32_t     release = 0; /* version code, or -1 */
+    std::string reason;      /* empty: it is no older than the image */
 };
 
 struct Plan {

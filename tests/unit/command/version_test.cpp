@@ -33,7 +33,7 @@ TEST(Version, GoesOnBehindAFileWithoutOne)
     Outcome     run = migr({"version", box.root() + "/empty", box.root() + "/none", box.root(), good});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, good + ": 5.50 QA-A1X\n");
-    EXPECT_NE(run.err.find("/empty: has no version line"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("/empty: It has no version line"), std::string::npos) << run.err;
     EXPECT_NE(run.err.find("/none: cannot read it: No such file or directory"), std::string::npos) << run.err;
     EXPECT_NE(run.err.find(box.root() + ": cannot read it: Is a directory"), std::string::npos) << run.err;
 }
@@ -49,11 +49,12 @@ TEST(Version, TellsAProgram)
     EXPECT_EQ(run.err, "");
     json answer = json::parse(run.out);
     EXPECT_EQ(answer["status"], 1);
-    json expected = {{{"file", empty},
-                      {"release", nullptr},
-                      {"model", nullptr},
-                      {"error", empty + ": has no version line that can be read."}},
-                     {{"file", good}, {"release", "5.50"}, {"model", "QA-A1X"}, {"error", nullptr}}};
+    json expected = {
+        {{"file", empty},
+         {"release", nullptr},
+         {"model", nullptr},
+         {"error", empty + ": It has no version line (\"#config-version=\") that can be read. Mend its first line."}},
+        {{"file", good}, {"release", "5.50"}, {"model", "QA-A1X"}, {"error", nullptr}}};
     EXPECT_EQ(answer["files"], expected);
 }
 
@@ -78,6 +79,16 @@ TEST(Version, WritesNothing)
         return command::run_command(3, arguments);
     });
     EXPECT_EQ(box.listing(), before);
+}
+
+TEST(ReleaseText, IsReadWhole)
+{
+    EXPECT_EQ(command::release_code("6.21"), 0x60015);
+    EXPECT_EQ(command::release_code("05.050"), 0x50032);
+    EXPECT_EQ(command::release_code("32767.65535"), 0x7fffffff);
+    for (const char *none : {"", ".", "6", "6.", ".21", "6.21x", "6.21.1", " 6.21", "-6.21", "+6.21", "6.-1", "32768.0",
+                             "5.65536", "99999999999.1", "5.99999999999"})
+        EXPECT_EQ(command::release_code(none), -1) << none;
 }
 
 TEST(ReleaseText, IsThatOfVersionLines)

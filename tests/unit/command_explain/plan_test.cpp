@@ -197,12 +197,14 @@ TEST_F(Plan, SaysWhatStaysAsItIs)
     config("sys_domain.bad.conf.gz", support::headers("5.50") + "config lab desk\n    set height\nend\n");
     support::Outcome run = plan();
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(holds(run.out, "sys_domain.new.conf.gz: stays as it is. It is no older than " MIGR_IMAGE_RELEASE ".\n"))
+    EXPECT_TRUE(holds(
+        run.out, "sys_domain.new.conf.gz: stays as it is. It is at 6.30, and the image at " MIGR_IMAGE_RELEASE ".\n"))
         << run.out;
     EXPECT_TRUE(holds(run.out, "sys_domain.bad.conf.gz: stays as it is. line 4: is a `set` without a value"));
     EXPECT_TRUE(holds(run.out, "sys_global.conf.gz: from 5.50 to " MIGR_IMAGE_RELEASE "\n")) << run.out;
 
     config(global_file, support::headers(MIGR_IMAGE_RELEASE));
+    EXPECT_TRUE(holds(plan().out, "sys_global.conf.gz: stays as it is. It is at " MIGR_IMAGE_RELEASE " already.\n"));
     run = plan({"--json"});
     EXPECT_EQ(1, run.status);
     EXPECT_TRUE(json::parse(run.out)["passes"].empty());
