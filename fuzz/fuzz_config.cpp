@@ -7,6 +7,7 @@ static void check_copy()
     config_node *copy = new_node(MIGR_ROOT);
     if (copy_node(&migr_main.root, copy) != 0 || fuzzing::written(copy) != fuzzing::written(&migr_main.root))
         abort();
+    fuzzing::check_book();
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)

@@ -56,6 +56,7 @@ static void apply_sections()
             process_modify(&section->modify_list, 0, section->version) != 0 ||
             process_modify(&section->readd_list, 1, section->version) != 0)
             return;
+        fuzzing::check_book();
     }
 }
 
@@ -73,7 +74,9 @@ static void run_pass(std::string_view rules, std::string_view tree, int32_t cfg_
     notp_bridge_main = {};
     find_notp_bridge_node(&migr_main.root, 0);
     free_notp_bridges();
+    fuzzing::check_book();
     apply_sections();
+    fuzzing::check_book();
     fuzzing::written(&migr_main.root);
     free_migr_tree();
     release_pass_nodes();

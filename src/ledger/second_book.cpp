@@ -99,9 +99,11 @@ void note_new(const migr_change *change)
         book.incomplete = true;
 }
 
-/* An entry's list of entries is no part of its text. */
+/* An entry's list of entries is no part of its text, and neither is what stands outside of all blocks. */
 bool is_counted(const entry *above, const entry *below)
 {
+    if (above->kind == MIGR_ROOT)
+        return below->kind == MIGR_TOP;
     return above->kind != MIGR_EDIT || below->kind != MIGR_EDIT;
 }
 
