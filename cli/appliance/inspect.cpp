@@ -217,7 +217,7 @@ ConfigFacts inspect_text(std::string text, Depth depth)
 {
     ConfigFacts facts;
     facts.text_size = facts.stored_size = text.size();
-    text_reader reader = {text.data(), text.size(), 0, 0, 0};
+    text_reader reader = {text.data(), text.size(), 0, 0, 0, 0};
     migr_main.img_version = get_osimage_version();
     migr_main.first_line[0] = '\0';
     facts.release = save_first_line(&reader);

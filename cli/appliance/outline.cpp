@@ -36,7 +36,7 @@ std::string header_lines(text_reader &reader)
 
 Outline outline_of(std::string text)
 {
-    text_reader reader = {text.data(), text.size(), 0, 0, 0};
+    text_reader reader = {text.data(), text.size(), 0, 0, 0, 0};
     Outline     outline;
     migr_main.img_version = get_osimage_version();
     outline.headers = header_lines(reader);

@@ -92,7 +92,7 @@ void add_configs(migr_list *head, Names &configs)
 /* In a child: the sections as the library loads them for a file of that release. */
 FoundSections load_sections(std::string update_file, int32_t from)
 {
-    text_reader reader = {update_file.data(), update_file.size(), 0, 0, 0};
+    text_reader reader = {update_file.data(), update_file.size(), 0, 0, 0, 0};
     migr_main.cfg_version = from;
     migr_main.img_version = get_osimage_version();
     migr_list_init(&migr_main.update_list);

@@ -9,12 +9,14 @@
 
 namespace ledger {
 
-extern migr_change_observer *observer; /* null while nobody asked */
-extern migr_author           author;   /* of the changes to come */
+/* Seen inside the library alone, so that no load of an address comes ahead of the test. The observer is null while
+ * nobody asked; the author is that of the changes to come. */
+extern __attribute__((visibility("hidden"))) migr_change_observer *observer;
+extern __attribute__((visibility("hidden"))) migr_author           author;
 
 inline bool is_watched()
 {
-    return observer != nullptr;
+    return __builtin_expect(observer != nullptr, 0);
 }
 
 /* Who is at work from now on, whether watched or not. The texts must stay as long as they are. */

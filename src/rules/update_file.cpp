@@ -147,7 +147,8 @@ int32_t load_update_sections(text_reader *lines)
         int32_t version = line_is_version(line);
         if (version >= 0 && vdom_update_flag == 1)
             return 0;
-        int32_t result = version >= 0 ? open_section(&state, version) : read_section_line(&state, line, lines->line);
+        int32_t result =
+            version >= 0 ? open_section(&state, version) : read_section_line(&state, line, line_number(lines));
         if (result != 0)
             return -1;
     }

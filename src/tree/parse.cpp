@@ -46,9 +46,9 @@ struct line_source {
 };
 
 /* The number of the line that was read last, as far as it is known. */
-uint32_t line_number(const line_source &lines)
+uint32_t line_of(const line_source &lines)
 {
-    return lines.memory ? lines.memory->line : 0;
+    return lines.memory ? line_number(lines.memory) : 0;
 }
 
 /* 1, or 0 at the end. A stream's lines are cut as those of a text in memory are. */
@@ -135,14 +135,14 @@ int32_t add_set(const line_source &lines, char *text, open_block *block)
     config_node *set = new_node(MIGR_SET);
     if (!set)
         return -1;
-    uint32_t first_line = line_number(lines);
+    uint32_t first_line = ledger::is_watched() ? line_of(lines) : 0;
     if (read_set(lines, text, set) != 0) {
         release_node(set);
         return -1;
     }
     append_child(block, set);
     if (ledger::is_watched())
-        ledger::tell_parsed(set, block->node, first_line, line_number(lines));
+        ledger::tell_parsed(set, block->node, first_line, line_of(lines));
     return 0;
 }
 
@@ -158,7 +158,7 @@ int32_t open_child(const line_source &lines, open_blocks *blocks, uint32_t kind,
     open_block *block = top_record(blocks);
     append_child(block, child);
     if (ledger::is_watched())
-        ledger::tell_parsed(child, block->node, line_number(lines), line_number(lines));
+        ledger::tell_parsed(child, block->node, line_of(lines), line_of(lines));
     return push_record(blocks, {child, {}});
 }
 
@@ -208,7 +208,7 @@ int32_t read_blocks(const line_source &lines, open_blocks *blocks)
             if (blocks->count == 1)
                 return 0;
             if (ledger::is_watched())
-                ledger::tell_parsed_end(block->node, line_number(lines));
+                ledger::tell_parsed_end(block->node, line_of(lines));
             blocks->count--;
             break;
         case keyword::other:

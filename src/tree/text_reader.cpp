@@ -56,10 +56,19 @@ int32_t read_line(text_reader *reader, char *line)
     size_t      length = newline ? static_cast<size_t>(static_cast<const char *>(newline) - start) + 1 : most;
     memcpy(line, start, length);
     line[length] = '\0';
+    reader->last = reader->at;
     reader->at += length;
-    reader->line = reader->newlines + 1;
-    reader->newlines += newline != nullptr;
     return 1;
+}
+
+uint32_t line_number(text_reader *reader)
+{
+    while (const void *newline = memchr(reader->text + reader->counted, '\n', reader->last - reader->counted)) {
+        reader->counted = static_cast<size_t>(static_cast<const char *>(newline) - reader->text) + 1;
+        reader->newlines++;
+    }
+    reader->counted = reader->last;
+    return reader->newlines + 1;
 }
 
 void close_text(text_reader *reader)

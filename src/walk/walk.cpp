@@ -183,7 +183,8 @@ void cb_loop(void)
         if (!is_active(row))
             continue;
         strcpy(sbuf_suffix, suffix_of(row, top[1]->name));
-        ledger::set_author_name(row->name);
+        if (ledger::is_watched())
+            ledger::set_author_name(row->name);
         row->func(round, row->state, &row->skip_round);
         if (!row->finished && row->max_round > round)
             round_brk = 0;

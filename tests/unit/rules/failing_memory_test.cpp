@@ -125,7 +125,7 @@ TEST(RulesFaults, LoadingAndApplying)
 TEST(RulesFaults, ALoadThatFailsKeepsWhatItHadRead)
 {
     begin();
-    text_reader lines = {strdup(rules_text), strlen(rules_text), 0, 0, 0};
+    text_reader lines = {strdup(rules_text), strlen(rules_text), 0, 0, 0, 0};
     support::fail_allocation(5);
     EXPECT_EQ(-1, load_update_sections(&lines));
     support::fail_allocation(0);

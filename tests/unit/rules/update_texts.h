@@ -13,7 +13,7 @@
 /* Loads the sections of `text` into migr_main. What load_update_sections gives. */
 inline int32_t load(std::string_view text)
 {
-    text_reader lines = {static_cast<char *>(malloc(text.size() + 1)), text.size(), 0, 0, 0};
+    text_reader lines = {static_cast<char *>(malloc(text.size() + 1)), text.size(), 0, 0, 0, 0};
     memcpy(lines.text, text.data(), text.size());
     int32_t result = load_update_sections(&lines);
     close_text(&lines);

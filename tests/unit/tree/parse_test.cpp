@@ -248,7 +248,7 @@ TEST_F(Parse, ParseTextReadsOneBlockOfATextInMemory)
 {
     config_node *block = new_node(MIGR_CONFIG);
     std::string  lines = "set x 1\nend\nset y 2\nend\nbehind\n";
-    text_reader  text = {lines.data(), lines.size(), 0, 0, 0};
+    text_reader  text = {lines.data(), lines.size(), 0, 0, 0, 0};
     EXPECT_EQ(parse_text(&text, block), 0);
     EXPECT_EQ(dump(*block), "set x=1\n");
     EXPECT_EQ(parse_text(&text, block), 0);
@@ -281,7 +281,7 @@ TEST_F(Parse, AStreamIsCutIntoLinesAsATextInMemoryIs)
                         std::string(MIGR_LINE_SIZE - 8, 'y') + "\nnext\nset e 5";
     TextFile     file(lines);
     FILE        *stream = fopen(file.path(), "r");
-    text_reader  text = {lines.data(), lines.size(), 0, 0, 0};
+    text_reader  text = {lines.data(), lines.size(), 0, 0, 0, 0};
     config_node *from_stream = new_node(MIGR_TOP);
     config_node *from_memory = new_node(MIGR_TOP);
     ASSERT_NE(stream, nullptr);

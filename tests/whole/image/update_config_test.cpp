@@ -10,7 +10,7 @@ namespace {
 
 int32_t load(const std::string &text)
 {
-    text_reader lines = {strndup(text.data(), text.size()), text.size(), 0, 0, 0};
+    text_reader lines = {strndup(text.data(), text.size()), text.size(), 0, 0, 0, 0};
     int32_t     result = load_update_sections(&lines);
     close_text(&lines);
     return result;
