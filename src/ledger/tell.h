@@ -31,8 +31,8 @@ inline void set_author_name(const char *name, uint32_t line = 0)
     author.line = line;
 }
 
-/* All that follow are for when somebody watches. Reading: a root and the file that is read into it; a node, which is
- * the last of its list; a block's last line. Lines are 0 when nobody knows them. */
+/* All that follow are for when somebody watches. Reading: a root and the file that is read into it; a node, ahead of
+ * its coming to stand last in its list; a block's last line. Lines are 0 when nobody knows them. */
 void tell_opened(const config_node *root, const char *path);
 void tell_kept_root(const config_node *root); /* of what outlives a pass; nothing is read into it */
 void tell_parsed(const config_node *node, const config_node *parent, uint32_t first_line, uint32_t last_line);

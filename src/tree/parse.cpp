@@ -140,9 +140,9 @@ int32_t add_set(const line_source &lines, char *text, open_block *block)
         release_node(set);
         return -1;
     }
-    append_child(block, set);
     if (ledger::is_watched())
         ledger::tell_parsed(set, block->node, first_line, line_of(lines));
+    append_child(block, set);
     return 0;
 }
 
@@ -156,9 +156,9 @@ int32_t open_child(const line_source &lines, open_blocks *blocks, uint32_t kind,
     else
         get_second_name(text, child->name);
     open_block *block = top_record(blocks);
-    append_child(block, child);
     if (ledger::is_watched())
         ledger::tell_parsed(child, block->node, line_of(lines), line_of(lines));
+    append_child(block, child);
     return push_record(blocks, {child, {}});
 }
 

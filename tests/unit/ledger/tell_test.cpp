@@ -101,6 +101,23 @@ TEST_F(Tell, AParsedNodeHasItsLinesAndItsParent)
     EXPECT_EQ(told[5].mechanism, "read");
 }
 
+/* As a host reads into a block of its own. */
+TEST_F(Tell, ABlockThatWasNotToldIsToldAheadOfWhatIsReadIntoIt)
+{
+    config_node root = {};
+    root.kind = MIGR_ROOT;
+    char        text[] = "config a\nend\n";
+    text_reader lines = {text, strlen(text), 0, 0, 0, 0};
+    ASSERT_EQ(parse_text(&lines, &root), 0);
+    ASSERT_EQ(told.size(), 3u);
+    EXPECT_EQ(told[0].change.kind, MIGR_MADE);
+    EXPECT_EQ(told[1].change.kind, MIGR_PARSED);
+    EXPECT_EQ(told[1].change.parent, told[0].change.node);
+    EXPECT_EQ(told[1].change.first_line, 1u);
+    EXPECT_EQ(told[2].change.kind, MIGR_PARSED_END);
+    EXPECT_EQ(told[2].change.node, told[1].change.node);
+}
+
 TEST_F(Tell, PiecesOfALongLineHaveOneNumber)
 {
     ASSERT_EQ(parse("config a\n" + std::string(2 * MIGR_LINE_SIZE, ' ') + "\nset s 1\nend\n"), 0);
