@@ -210,8 +210,8 @@ void release_bind_info(void)
     }
 }
 
-/* The blocks are taken in the order of the file: interfaces behind the cluster are not known to it. A full table leaves
- * the cluster as it is. */
+/* From 5.35 on a cluster monitors an aggregate, no longer the ports that it binds. The blocks are taken in the order of
+ * the file: interfaces behind the cluster are not known to it. A full table leaves the cluster as it is. */
 int32_t migr_adjust_bind_info(void)
 {
     int32_t    used = 0;

@@ -409,7 +409,7 @@ void convert_alert_mail(log_blocks *blocks)
 
 /*
  * 4.10 to 4.11: a destination (memory, disk, syslog daemon) had a setting and a filter, and alert mail had a pair of
- * blocks of its own. Now each destination is one block, what is logged is a block per kind of log, and servers are
+ * blocks of its own; now each destination is one block, what is logged is a block per kind of log, and servers are
  * named in policies. Old blocks become the new ones where they can, so the new ones stand where the old ones stood;
  * what they have left stays under the old name for the update rules of the release.
  */

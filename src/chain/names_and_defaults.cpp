@@ -120,8 +120,8 @@ void migr_change_webgrp_to_wafgrp(void)
 }
 
 /*
- * 4.46 to 5.0: a member of a user group had a "name" that meant a user or a server, as its type says. Each type now
- * has a word of its own for it. A member that says nothing but its name is a local user.
+ * 4.46 to 5.0: a member of a user group had a "name" that meant a user or a server, as its type says; each type now has
+ * a word of its own for it. A member that says nothing but its name is a local user.
  */
 void migr_add_prefix_name(void)
 {
@@ -131,8 +131,8 @@ void migr_add_prefix_name(void)
 }
 
 /*
- * 4.46 to 5.0: the same for the groups of administrators. There a member that says nothing but its name stands on an
- * LDAP server: local administrators are in no group.
+ * 4.46 to 5.0: the "name" of a member of an administrators' group has a word of its own for each type, too. There a
+ * member that says nothing but its name stands on an LDAP server: local administrators are in no group.
  */
 int32_t change_admin_usergrp_name(void)
 {
@@ -156,8 +156,8 @@ void migr_del_is_default(void)
 }
 
 /*
- * 4.46 to 5.0: entries are matched in the order of their table. An entry with a priority goes as a whole, in every
- * table, the servers that content routing had numbered included: old files depend on it.
+ * 4.46 to 5.0: entries are matched in the order of their table, so one with a priority goes, and goes as a whole. That
+ * holds in every table, the servers that content routing had numbered included: old files depend on it.
  */
 void migr_del_priority(void)
 {

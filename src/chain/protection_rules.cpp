@@ -346,7 +346,8 @@ void migr_log_server_protec_rule(void)
 }
 
 /*
- * 4.10 to 4.11: the same for the exceptions, whose families stand in the entries of a table.
+ * 4.10 to 4.11: an exception, too, lists the signatures of an attack family that is on in it. Its families stand in the
+ * entries of a table.
  */
 void migr_server_protec_exp(void)
 {
@@ -371,7 +372,7 @@ int32_t migr_server_protection_rule(void)
 /* ---- 4.35 ---- */
 
 /*
- * 4.33 to 4.35: the same with local file inclusion.
+ * 4.33 to 4.35: protection rules gained local file inclusion, switched on in the predefined ones.
  */
 int32_t migr_server_protection_rule_add_lfi(void)
 {

@@ -76,7 +76,7 @@ int32_t migr_bypass_config_modify(void)
     return 0;
 }
 
-/* Alert mail is called so in 5.0. */
+/* The block of alert mail is called so from 5.0 on. */
 int32_t migr_change_name_log_alertemail(void)
 {
     if (config_node *block = walk_to("log,alertemail"))

@@ -268,8 +268,8 @@ void migr_change_policy_port(void)
 /* ---- 4.20 ---- */
 
 /*
- * 4.11 to 4.20: looked through the farms for servers that stand in two of them. The release was shipped without
- * anything to be done about such a server, so the rows are gathered, no row is compared, and the tree stays.
+ * 4.11 to 4.20: a server that stands in two farms was to be found, but the release was shipped without anything to be
+ * done about it: the rows are gathered, no row is compared, and the tree stays.
  */
 void migr_check_server_farms(void)
 {
@@ -397,6 +397,7 @@ void migr_serverpolicy_httpconversionpolicy(void)
     }
 }
 
+/* 4.20 to 4.30: the HTTP conversion is gone, so farms name no policy for it. */
 void migr_serverpolicy_pservers(void)
 {
     for (config_node *farm = edits_of(walk_to("server-policy,pservers")); farm; farm = farm->next)
@@ -408,6 +409,7 @@ void migr_one_peservers_check(config_node *farm)
     unlink_sets_with_value(farm, "http-conversion-policy");
 }
 
+/* 4.20 to 4.30: the HTTP conversion is gone, so profiles have no setting for it. */
 void migr_wafwebprotectionprofile_inlineprotection(void)
 {
     for (config_node *profile = edits_of(walk_to("waf,web-protection-profile,inline-protection")); profile;

@@ -155,8 +155,8 @@ int32_t migr_snmp_events(void)
 }
 
 /*
- * 4.35 to 4.40: the same for the attacks of which packets are logged, but here the old words go. Only the first 511
- * characters of the list are carried over.
+ * 4.35 to 4.40: the attack types that are found by signatures are one word in the list of what packets are logged for,
+ * and here the old words go. Only the first 511 characters of the list are carried over.
  */
 int32_t migr_mod_packet_log(void)
 {

@@ -107,6 +107,7 @@ int32_t fix_other_domains()
 
 } // namespace
 
+/* The files of certificates move into a folder for each domain. */
 int32_t migr_fix_all_files(int32_t from_version)
 {
     int32_t result = 0;

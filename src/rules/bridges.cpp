@@ -92,8 +92,9 @@ constexpr bridge_action bridge_actions[] = {
 
 } // namespace
 
-/* One pass in the order of the file: a virtual server ahead of the bridges is not found to stand on one, and a policy
- * ahead of the settings is not found to be transparent. Old files depend on it. */
+/* 4.0 builds its bridges itself, so they do not come along, nor what stood on them. One pass in the order of the file:
+ * a virtual server ahead of the bridges is not found to stand on one, and a policy ahead of the settings is not found
+ * to be transparent. Old files depend on it. */
 void find_notp_bridge_node(config_node *node, int32_t)
 {
     clear_filter(&bridge_names);

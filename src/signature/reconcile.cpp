@@ -323,16 +323,21 @@ int32_t sync_cli_with_sig_db(void)
     return 0;
 }
 
+/* A signature that the image's database no longer has needs no entry among the signatures that are switched off for
+ * all. */
 int32_t signature_disable_check_with_db(void)
 {
     return check_signature_block("waf,base-signature-disable");
 }
 
+/* A signature that the image's database no longer has needs no entry among the staged ones. */
 int32_t signature_staged_check_with_db(void)
 {
     return check_signature_block("waf,staged_signature_list");
 }
 
+/* A profile names what the image's signature database has: entries that it no longer knows are marked as deleted, and
+ * main classes that it has gained join. */
 int32_t signature_check_with_db(void)
 {
     config_node *profiles = _migr_find_node("waf,signature");

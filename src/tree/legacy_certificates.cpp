@@ -93,6 +93,7 @@ void convert_folder(const char *certificate)
 
 } // namespace
 
+/* 4.0 keeps the certificates of the XML proxy among all local ones, so their files move there. */
 int32_t file_conversion(void)
 {
     struct stat st = {};

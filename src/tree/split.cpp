@@ -156,6 +156,8 @@ int32_t stops_at_split(int32_t cfg_version, int32_t img_version)
     return cfg_version < MIGR_RELEASE(5, 10) && img_version >= MIGR_RELEASE(5, 10);
 }
 
+/* From 5.10 on an appliance has a global file and one for each domain, so the one file of before is divided between the
+ * global file and the domain "root", and a block that belongs to neither goes. */
 int32_t update_to_vdom(void)
 {
     ledger::set_author(MIGR_RELEASE(5, 10), "split", "update_to_vdom");

@@ -77,7 +77,7 @@ static void change_match_set(migr_change_content_routing_state *state)
 }
 
 /*
- * The words of a match were written with capitals, and a match on a cookie was a condition like any other. It now has
+ * The words of a match were written with capitals, and a match on a cookie was a condition like any other; it now has
  * conditions of its own, one for the cookie's name and one for its value, so that the common one goes; and what is
  * matched moves behind them.
  */

@@ -32,7 +32,7 @@ static void add_cookie_security_policy(migr_move_cookie_poison_state *state)
 }
 
 /*
- * Protection against poisoned cookies was a switch of an inline profile, with an action beside it. It is now a policy
+ * Protection against poisoned cookies was a switch of an inline profile, with an action beside it; it is now a policy
  * in "waf cookie-security" that the profile refers to. Each profile with any of the sets gets a policy of its own, also
  * one with nothing but the switch, on or off; the sets keep their names and end up in reverse order.
  */
@@ -63,7 +63,7 @@ static void add_authentication_pool(migr_move_site_publish_rule_state *state)
     cnd_add_prop(top[2], "auth-server-pool", "server_pool_%d", state->counter);
 }
 
-/* A published site had one authentication server. It is now the one member of a pool that the site refers to. */
+/* A published site had one authentication server; it is now the one member of a pool that the site refers to. */
 void _migr_move_site_publish_rule(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<migr_move_site_publish_rule_state *>(memory);
@@ -94,7 +94,8 @@ void _change_cookie_security_mode(int32_t, void *memory, int32_t *)
 
 /* ---- 5.80 ---- */
 
-/* Minutes became seconds. More seconds than 32 bits hold become as many as they hold. */
+/* The time limit of a published site's cookie is counted in seconds, no longer in minutes. More seconds than 32 bits
+ * hold become as many as they hold. */
 void _migr_cookie_timeout_sitepublish(int32_t, void *, int32_t *)
 {
     static constexpr int64_t seconds = 60;
@@ -104,7 +105,8 @@ void _migr_cookie_timeout_sitepublish(int32_t, void *, int32_t *)
 
 /* ---- 5.85 ---- */
 
-/* The same for all that only encryption makes possible. An array holds 64 sets; those beyond stay. */
+/* Without encryption a policy keeps nothing of what only encryption makes possible. An array holds 64 sets; those
+ * beyond stay. */
 void _change_cookie_security_mode2(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<change_cookie_security_mode2_state *>(memory);
@@ -123,7 +125,8 @@ void _change_cookie_security_mode2(int32_t, void *memory, int32_t *)
 
 /* ---- 6.01 ---- */
 
-/* Old releases let a time for suspicious cookies stand beside other modes. Here the last mode of an edit counts. */
+/* A time for suspicious cookies goes where it means nothing: old releases let it stand beside other modes. Here the
+ * last mode of an edit counts. */
 void _erase_allow_time_under_wrong_condition(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<erase_allow_time_under_wrong_condition_state *>(memory);

@@ -30,11 +30,13 @@ static void fill_server_list(void *memory, const char *list_name)
     cnd_mv(top[4], state->list_edit);
 }
 
+/* A Corvolog policy had the settings of one server; they are now those of the one entry of a list of servers. */
 void _migr_change_corvo_log_policy(int32_t, void *memory, int32_t *)
 {
     fill_server_list(memory, "corvolog-server-list");
 }
 
+/* A SIEM policy had the settings of one server; they are now those of the one entry of a list of servers. */
 void _migr_change_sys_siem_policy(int32_t, void *memory, int32_t *)
 {
     fill_server_list(memory, "siem-server-list");
@@ -49,11 +51,13 @@ void _del_interface_under_host(void)
         cnd_del(sub[4]);
 }
 
+/* The hosts of an SNMP community are no longer bound to an interface. */
 void _migr_del_snmp_community_interface(int32_t, void *, int32_t *)
 {
     _del_interface_under_host();
 }
 
+/* The hosts of an SNMP user are no longer bound to an interface. */
 void _migr_del_snmp_user_interface(int32_t, void *, int32_t *)
 {
     _del_interface_under_host();
@@ -82,7 +86,7 @@ void _migr_del_memory_log_config(int32_t, void *, int32_t *)
 
 /* ---- 5.80 ---- */
 
-/* All attack logs are shown. */
+/* All attack logs are shown, so there is no switch for it. */
 void _remove_show_all_log(int32_t, void *, int32_t *)
 {
     if (top_cfg_set_is("show-all-log"))

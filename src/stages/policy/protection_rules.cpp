@@ -70,7 +70,7 @@ void _migr_change_protocol_constraints(int32_t, void *memory, int32_t *)
     cnd_arr_clear(&state->kept);
 }
 
-/* Exceptions from the two limits that went. */
+/* The exceptions from the two limits that went go with them. */
 void _migr_change_protocol_constraints_exception(int32_t, void *, int32_t *)
 {
     if (sub_cfg_is("http_constraints-exception-list") &&
@@ -126,7 +126,7 @@ static void add_condition(migr_change_custom_protection_rule_state *state)
 }
 
 /*
- * A custom protection rule was one expression over a list of targets. It is now a list of conditions, "meet-condition",
+ * A custom protection rule was one expression over a list of targets; it is now a list of conditions, "meet-condition",
  * whose one entry takes over what the rule had. The old list goes when its first entry ends, and its other entries are
  * still read after that; so goes, unread, any other nested config whose entries hold sets.
  */
@@ -177,7 +177,7 @@ void _migr_change_signature_filter_list(int32_t, void *memory, int32_t *)
 
 /* ---- 5.70 ---- */
 
-/* Two counts end one below 1024 now, and the length of a file name at 12288. */
+/* Two counts of a request's parts end one below 1024 now, and the length of a file name at 12288. */
 void _change_value_for_hpc(int32_t, void *, int32_t *)
 {
     static constexpr int32_t longest_filename = 12288;
@@ -237,11 +237,13 @@ void _change_bf_exchange(void)
         cnd_fmt_value(top[4], "Exchange");
 }
 
+/* An offline profile names the log-in form of the mail server for all its releases, no longer for one. */
 void _migr_adjust_offline_brute_force_login(int32_t, void *, int32_t *)
 {
     _change_bf_exchange();
 }
 
+/* An inline profile names the log-in form of the mail server for all its releases, no longer for one. */
 void _migr_adjust_inline_brute_force_login(int32_t, void *, int32_t *)
 {
     _change_bf_exchange();
@@ -349,16 +351,19 @@ static void add_bot_confirmation(void *memory)
     state->seen = 0;
 }
 
+/* A custom access rule that recognises bots always confirmed them, for which there is a switch now. */
 void _add_cus_rule_switch(int32_t, void *memory, int32_t *)
 {
     add_bot_confirmation(memory);
 }
 
+/* A rule against floods of requests that recognises bots always confirmed them, for which there is a switch now. */
 void _add_access_limit_switch(int32_t, void *memory, int32_t *)
 {
     add_bot_confirmation(memory);
 }
 
+/* A limit of accesses that recognises bots always confirmed them, for which there is a switch now. */
 void _add_dos_flood_switch(int32_t, void *memory, int32_t *)
 {
     add_bot_confirmation(memory);

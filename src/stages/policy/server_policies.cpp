@@ -64,9 +64,10 @@ static void copy_quiet_shutdown(int32_t *ssl_seen, int32_t set_end, const config
 }
 
 /*
- * The settings of server policies stood among those of the machine, in "system settings" and "system global". They move
- * to "server-policy setting", made at the front of the file where there is none; each is attached in front, so they end
- * up in reverse order. The quiet shutdown was one switch for all and becomes one for each policy and pool member.
+ * The settings of server policies stood among those of the machine, in "system settings" and "system global"; they move
+ * to "server-policy setting". It is made at the front of the file where there is none; each is attached in front, so
+ * they end up in reverse order. The quiet shutdown was one switch for all and becomes one for each policy and pool
+ * member.
  *
  * Round 1 looks for the config, round 2 moves the settings there, round 3 copies the switch down.
  */
@@ -144,7 +145,8 @@ void _change_server_pool_https_health(int32_t, void *, int32_t *)
         cnd_fmt_value(sub[4], "HLTHCK_HTTP");
 }
 
-/* The same for health checks of the operator's own. */
+/* The operator's own health checks over HTTPS became checks over HTTP, which find out by themselves whether the server
+ * speaks SSL. */
 void _change_server_policy_https_health(int32_t, void *, int32_t *)
 {
     if (sub_cfg_is("health-list") && cnd_nv_is(sub[4], "type", "https"))
@@ -191,8 +193,8 @@ static void give_member_host(adjust_server_policy_health_state *state)
 }
 
 /*
- * The host that a health check asks for stood in the check, one for all servers. It now stands at each pool member
- * that the check is used on. The maps hold 32 checks and 32 pools; members of those beyond get no host, as ever.
+ * The host that a health check asks for stood in the check, one for all servers; it now stands at each pool member that
+ * the check is used on. The maps hold 32 checks and 32 pools; members of those beyond get no host, as ever.
  *
  * Round 1 takes the hosts out of the checks, round 2 notes the check of each pool, round 3 gives each member its host.
  */
@@ -240,7 +242,7 @@ void _check_xff_cond(int32_t, void *memory, int32_t *)
     *state = {};
 }
 
-/* One release wrote this name misspelled. */
+/* One release misspelled a name of the server pools, which is put right. */
 void _correct_wrong_server_pool_prop(int32_t, void *, int32_t *)
 {
     if (top_edt_set_is("reuse-conn-max-requset"))
@@ -294,8 +296,8 @@ static int32_t move_to_system_vip(adjust_server_policy_vserver_state *state, con
 }
 
 /*
- * A virtual server had one address of its own. It now has a list, of one entry here: either the address of an
- * interface, where its own addresses and status are dropped, or an address that "system vip" holds.
+ * A virtual server had one address of its own; it now has a list of addresses. The list has one entry here: either the
+ * address of an interface, where its own addresses and status are dropped, or an address that "system vip" holds.
  */
 void _adjust_server_policy_vserver(int32_t, void *memory, int32_t *)
 {

@@ -30,7 +30,7 @@ void _migr_change_sys_global(int32_t, void *, int32_t *)
 
 /* ---- 5.51 ---- */
 
-/* The word is written out. */
+/* The word for the password is written out. */
 void _migr_change_wccp_passwd_name(int32_t, void *, int32_t *)
 {
     if (top_cfg_set_is("passwd"))
@@ -60,7 +60,7 @@ void _change_global_uds_server(int32_t, void *, int32_t *)
         cnd_rename(top[3], "uds-proxy");
 }
 
-/* The same for the server that overrides it, whose port is fixed now. */
+/* The server that overrides the one for updates is a proxy as well, and its port is fixed now. */
 void _change_system_uds_server(int32_t, void *, int32_t *)
 {
     if (top_cfg_set_is("port"))
@@ -94,8 +94,8 @@ static void add_strong_password_rules(config_node *policy)
 }
 
 /*
- * Strong passwords and a single administrator were two switches of the machine. They are now part of a password policy,
- * which stands directly behind the config that had them, and only where one of them was on.
+ * Strong passwords and a single administrator were two switches of the machine; they are now part of a password policy.
+ * It stands directly behind the config that had them, and only where one of them was on.
  */
 void _add_system_passwd_policy(int32_t, void *memory, int32_t *)
 {
@@ -118,9 +118,9 @@ void _add_system_passwd_policy(int32_t, void *memory, int32_t *)
 /* ---- 6.01 ---- */
 
 /*
- * Four limits went. Decoding an address again and again had been off unless it was set, and is on now unless it is
- * set: so the old "off" must be written, and an old "on" goes. The last of the five sets decides, so an "on" with one
- * of the limits behind it turns off. Files in the field depend on that order.
+ * Four limits went, and decoding an address again and again, which had been off unless it was set, is on now unless it
+ * is set. So the old "off" must be written, and an old "on" goes. The last of the five sets decides, so an "on" with
+ * one of the limits behind it turns off. Files in the field depend on that order.
  */
 void _update_system_advanced(int32_t, void *memory, int32_t *)
 {
@@ -151,7 +151,7 @@ void _remove_geo_db_dir(int32_t, void *, int32_t *)
     _remove_geo_db_dironce_flag = true;
 }
 
-/* The list always held the sources that are learned from. */
+/* The list of allowed addresses always held the sources that are learned from, and is called so now. */
 void _adjust_ml_policy(int32_t, void *, int32_t *)
 {
     if (sub_cfg_is("allow-source-ip"))

@@ -116,13 +116,13 @@ void _change_ca_certificate(int32_t, void *, int32_t *)
     _top_edt_load_prop("cert/ca", "cer", "certificate");
 }
 
-/* So do intermediate certificates. */
+/* Intermediate certificates move from files into their entries, like those of the appliance. */
 void _change_intermediate_certificate(int32_t, void *, int32_t *)
 {
     _top_edt_load_prop("cert/intmed", "cer", "certificate");
 }
 
-/* So do revocation lists. */
+/* Revocation lists move from files into their entries, like certificates. */
 void _change_crl_certificate(int32_t, void *, int32_t *)
 {
     _top_edt_load_prop("cert/crl", "crl", "certificate");
@@ -136,8 +136,9 @@ void _remove_default_local_admin_certificate(int32_t, void *, int32_t *)
 }
 
 /*
- * The administration's certificates could be inline already, and such an entry loads nothing, not even the password. A
- * key from a file stays clear: the row that encrypts keys has passed this entry by then, and old appliances read it so.
+ * The administration's certificates move from files into their entries. They could be inline already, and such an entry
+ * loads nothing, not even the password. A key from a file stays clear: the row that encrypts keys has passed this entry
+ * by then, and old appliances read it so.
  */
 void _change_local_admin_certificate(int32_t, void *memory, int32_t *)
 {
@@ -157,7 +158,7 @@ void _change_local_admin_certificate(int32_t, void *memory, int32_t *)
     *state = {};
 }
 
-/* The authorities that administrators are checked against move likewise. */
+/* The authorities that administrators are checked against move from files into their entries. */
 void _change_ca_admin_certificate(int32_t, void *, int32_t *)
 {
     _top_edt_load_prop("globalcert/ca", "cer", "certificate");

@@ -153,7 +153,7 @@ void _adjust_ha_interface(int32_t round, void *memory, int32_t *)
     state->gateway6 = nullptr;
 }
 
-/* The HSM's registration is no longer started by a set. */
+/* The HSM's registration is no longer started by a setting. */
 void _adjust_hsm_info(int32_t, void *, int32_t *)
 {
     if (top_cfg_set_is("action"))

@@ -24,8 +24,8 @@ void _change_cert_login(int32_t, void *, int32_t *)
         cnd_rename(login, "admin-https-pki-required");
 }
 
-/* From 5.83 on a policy that asks for a server name strictly staples by that name's own settings. That the switch is
- * there is what counts, not its value. */
+/* From 5.83 on a policy that asks for a server name strictly staples by that name's own settings, so the policy's own
+ * go. That the switch is there is what counts, not its value. */
 void _remove_ocsp_stapling(int32_t, void *memory, int32_t *)
 {
     auto *state = static_cast<remove_ocsp_stapling_state *>(memory);

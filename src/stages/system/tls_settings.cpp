@@ -176,7 +176,7 @@ void _remove_policy_ssl3(int32_t, void *, int32_t *)
     _adjust_policy_ssl(top[4]);
 }
 
-/* They leave a pool's members as well. */
+/* 5.83 has no SSL 3 and no weak ciphers; the switches for them leave a pool's members as well. */
 void _change_server_pool_ssl(int32_t, void *, int32_t *)
 {
     if (sub_cfg_is("pserver-list"))
@@ -194,14 +194,15 @@ static void drop_seed_ciphers(config_node *list)
     free(kept);
 }
 
-/* 5.85 no longer has the SEED ciphers. One of the three was forgotten, and stays. */
+/* 5.85 no longer has the SEED ciphers, so they leave the lists of a pool's members. One of the three was forgotten, and
+ * stays. */
 void _change_server_pool_ssl_cipher(int32_t, void *, int32_t *)
 {
     if (sub_cfg_is("pserver-list") && sub_edt_set_is("ssl-custom-cipher"))
         drop_seed_ciphers(sub[4]);
 }
 
-/* A policy loses the same two. */
+/* 5.85 no longer has the SEED ciphers, so a policy loses the same two. */
 void _change_policy_ssl_cipher(int32_t, void *, int32_t *)
 {
     if (top_edt_set_is("ssl-custom-cipher"))

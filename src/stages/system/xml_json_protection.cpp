@@ -131,7 +131,8 @@ void _erase_xml_json_pattern(int32_t, void *, int32_t *)
         cnd_del(top[3]);
 }
 
-/* Nor can a device be excepted from them. An exception that is left with nothing goes, also one that never had any. */
+/* A device cannot be excepted from the checks for malformed documents any more. An exception that is left with nothing
+ * goes, also one that never had any. */
 void _erase_xml_json_exception(int32_t, void *, int32_t *)
 {
     const char *feature = sub_edt_set_is("feature-name") ? sub[4]->value : nullptr;
@@ -141,7 +142,7 @@ void _erase_xml_json_exception(int32_t, void *, int32_t *)
         cnd_del(sub[2]);
 }
 
-/* The check had the wrong name. */
+/* A check of XML documents had the wrong name. */
 void _update_xml_rule(int32_t, void *, int32_t *)
 {
     if (top_edt_set_is("xml-entity-check"))
