@@ -1,4 +1,7 @@
-/* The certificate folders, each with one subfolder per administrative domain. */
+/*
+ * The certificate folders, each with one subfolder per administrative domain. Only folders are made here; what lies in
+ * them is the library's to move.
+ */
 #include "platform/platform.h"
 
 #include "files.h"

@@ -1,4 +1,7 @@
-/* Copies of files and folders. */
+/*
+ * Copies of files and folders, one by one: a copy that fails half-way leaves what is there by then, and nobody takes
+ * it back. Links are copied as links, sockets and devices not at all.
+ */
 #include "platform/platform.h"
 
 #include "files.h"

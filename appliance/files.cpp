@@ -1,3 +1,7 @@
+/*
+ * Files are read with one look at their size and written beside their place. What a name may be and what a file means
+ * is not looked at.
+ */
 #include "files.h"
 
 #include <fcntl.h>

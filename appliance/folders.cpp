@@ -1,3 +1,6 @@
+/*
+ * Folders are made with what is missing above them, as certificates want them. A folder that is there keeps its mode.
+ */
 #include "folders.h"
 
 #include "files.h"

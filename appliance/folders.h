@@ -1,4 +1,4 @@
-/* Folders of the stand-in appliance. */
+/* Folders of the stand-in appliance. Its own functions alone; what the library calls stands in platform.h. */
 #pragma once
 
 namespace appliance {

@@ -1,4 +1,7 @@
-/* The predefined global white list of the image. */
+/*
+ * The predefined global white list of the image, as the library's record has room for it: what is longer is cut, what
+ * is more is left out.
+ */
 #include "image_database.h"
 #include "platform/platform.h"
 

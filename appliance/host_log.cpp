@@ -1,4 +1,4 @@
-/* The host's log. */
+/* The host's log, which here is standard error. It adds nothing to what it is given, and keeps nothing. */
 #include "platform/platform.h"
 
 #include <cstdarg>

@@ -1,4 +1,7 @@
-/* The limits of the machine that the image was built for. */
+/*
+ * The limits of the machine that the image was built for. They lie in the image's database, and without one there is a
+ * limit all the same.
+ */
 #include "image_database.h"
 #include "platform/platform.h"
 

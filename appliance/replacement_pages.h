@@ -1,4 +1,7 @@
-/* The image's default replacement pages, as long as the signature database is open. */
+/*
+ * The image's default replacement pages, as long as the signature database is open. Outside of that time a question
+ * reads them anew, and whoever keeps a pointer to them then keeps it no longer than to the next.
+ */
 #pragma once
 
 #include <sqlite3.h>

@@ -1,4 +1,7 @@
-/* Bounded text helpers. Case is that of ASCII, whatever the locale. */
+/*
+ * Bounded text helpers. Case is that of ASCII, whatever the locale, and no text needs a NUL ahead of the length that
+ * is given with it.
+ */
 #include "platform/platform.h"
 
 #include <cstring>

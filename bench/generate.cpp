@@ -1,3 +1,7 @@
+/*
+ * Texts are put together from a counter and a fixed sequence, so that no two machines measure different ones. They are
+ * made to be like real ones in shape, not to show any migration.
+ */
 #include "generate.h"
 
 #include <cstdarg>

@@ -1,3 +1,7 @@
+/*
+ * Ratios are made from what was measured once all is done; the fastest of several repetitions stands for a benchmark.
+ * One that did not run leaves out the ratios that need it.
+ */
 #include "ratios.h"
 
 #include <algorithm>

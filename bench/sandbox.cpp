@@ -1,3 +1,4 @@
+/* The root folder is changed once for the whole program. What a bench leaves in there goes with it. */
 #include "sandbox.h"
 
 #include <fcntl.h>

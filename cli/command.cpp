@@ -1,3 +1,7 @@
+/*
+ * The one file that knows the option parser: subcommands come as tables, and go off as plain arguments. What a
+ * subcommand does, and what it prints, is its own.
+ */
 #include "command.h"
 
 #include "commands/subcommand.h"

@@ -1,4 +1,7 @@
-/* The command migr: the host process of the library. */
+/*
+ * The command migr: the host process of the library. It may be run several times in a process, as tests do, but by one
+ * thread.
+ */
 #pragma once
 
 namespace command {

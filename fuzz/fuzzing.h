@@ -1,4 +1,4 @@
-/* What the fuzzers share. */
+/* What the fuzzers share: texts in memory in the place of files, and a clean context for each input. */
 #pragma once
 
 #include "driver/run_context.h"

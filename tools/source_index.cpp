@@ -1,3 +1,7 @@
+/*
+ * A small reader of this project's C++: it skips directives, keeps comments, and takes what stands at file level for
+ * definitions. Code of another form is passed over, not refused.
+ */
 #include "source_index.h"
 
 #include <algorithm>

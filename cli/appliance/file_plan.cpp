@@ -1,4 +1,6 @@
-/* Tells fates from facts. Looks at no file itself. */
+/*
+ * Tells fates from facts. Looks at no file itself, and asks nobody: what an operator accepts comes with the question.
+ */
 #include "appliance/file_plan.h"
 
 #include "output/release_text.h"

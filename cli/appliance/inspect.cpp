@@ -1,3 +1,7 @@
+/*
+ * Facts are gathered inside the root folder and judged outside of it, and reasons are texts made from facts alone.
+ * Nothing is written, and no file is opened that is not a configuration.
+ */
 #include "appliance/inspect.h"
 
 #include "appliance/inside.h"

@@ -1,4 +1,7 @@
-/* What a stored configuration file is, and why an upgrade leaves it alone. */
+/*
+ * What a stored configuration file is, and why an upgrade leaves it alone. A look at the files as they are: what an
+ * upgrade makes of them is told by nobody here.
+ */
 #pragma once
 
 #include "appliance/root.h"

@@ -1,3 +1,7 @@
+/*
+ * The library's own reader is used, on a copy of the text, and its records are given back at once. What the tree says
+ * deeper down is not looked at.
+ */
 #include "appliance/outline.h"
 
 #include "driver/migr.h"

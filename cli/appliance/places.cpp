@@ -1,3 +1,7 @@
+/*
+ * The places are a table; what is found there, and where links in it lead, is looked up anew each time. Only names and
+ * kinds count here, no content.
+ */
 #include "appliance/places.h"
 
 #include "system/failure.h"

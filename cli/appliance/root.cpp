@@ -1,3 +1,7 @@
+/*
+ * Everything about entering a root folder: namespaces, rights, the lock, and the pipe on which an answer comes back.
+ * What is done inside is the caller's.
+ */
 #include "appliance/root.h"
 
 #include "run/child_process.h"

@@ -1,3 +1,7 @@
+/*
+ * A file's name and content tell what it is, and the operator's word goes ahead of both. The throw-away appliance gets
+ * that file and nothing else, so references to others lead nowhere.
+ */
 #include "appliance/single_file.h"
 
 #include "appliance/inside.h"

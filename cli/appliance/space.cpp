@@ -1,4 +1,4 @@
-/* One look at each disk. */
+/* One look at each disk. Sizes are rounded up to its blocks; what compression or links may save is not counted. */
 #include "appliance/space.h"
 
 #include "output/size_text.h"

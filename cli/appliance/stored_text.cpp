@@ -1,4 +1,4 @@
-/* Packing and unpacking in place. What a text says is told by inspect.h. */
+/* Packing and unpacking in place, inside the root folder. What a text says is told by inspect.h. */
 #include "appliance/stored_text.h"
 
 #include "platform/platform.h"

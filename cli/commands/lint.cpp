@@ -1,4 +1,7 @@
-/* migr lint UPDATE_CONFIG */
+/*
+ * migr lint UPDATE_CONFIG: what is wrong with an update file, told to people or programs. What counts as wrong is
+ * decided in image/.
+ */
 #include "image/lint.h"
 
 #include "commands/subcommand.h"

@@ -1,4 +1,4 @@
-/* migr snapshots ROOT [--prune KEEP]: what there is to go back to. */
+/* migr snapshots ROOT [--prune KEEP]: what there is to go back to. Going back is another subcommand's work. */
 #include "appliance/appliance_state.h"
 #include "commands/subcommand.h"
 #include "output/console.h"

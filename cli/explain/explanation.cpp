@@ -1,3 +1,7 @@
+/*
+ * The tree is written to text when each part of the work is done, and compared with the text before. What changed it
+ * inside a part is not known here.
+ */
 #include "explain/explanation.h"
 
 #include "appliance/inspect.h"

@@ -1,3 +1,7 @@
+/*
+ * Sections, steps and stages come from the tables and functions by which the library itself goes, so a plan and a run
+ * cannot differ in them. Which nodes will change is not foretold.
+ */
 #include "explain/plan.h"
 
 #include "appliance/file_plan.h"

@@ -1,4 +1,7 @@
-/* What an upgrade does to files beside the configuration. */
+/*
+ * What an upgrade does to files beside the configuration, as a table in words. It says what may happen; a run alone
+ * shows whether it does.
+ */
 #pragma once
 
 #include <string_view>

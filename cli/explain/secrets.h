@@ -1,4 +1,7 @@
-/* Secrets of a configuration, kept out of what is shown to people. */
+/*
+ * Secrets of a configuration, kept out of what is shown to people. They go by the names of properties and by what a
+ * key looks like; a secret under a name of no meaning is shown.
+ */
 #pragma once
 
 #include "tree/config_node.h"

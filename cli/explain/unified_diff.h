@@ -1,4 +1,7 @@
-/* What changed between two texts, line by line. */
+/*
+ * What changed between two texts, line by line. It knows of configurations only what a top-level line looks like, and
+ * makes nothing safe to show.
+ */
 #pragma once
 
 #include <string>

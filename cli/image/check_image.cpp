@@ -1,4 +1,4 @@
-/* One function per file of an image. */
+/* One function per file of an image; each tells all that it finds and none relies on another. */
 #include "image/check_image.h"
 
 #include "driver/run_context.h"

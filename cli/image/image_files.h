@@ -1,4 +1,7 @@
-/* The files of a firmware image that steer an upgrade. */
+/*
+ * The files of a firmware image that steer an upgrade: where they lie, and their bytes. Whether they are any good is
+ * asked of check_image.h.
+ */
 #pragma once
 
 #include "image/check_image.h"

@@ -1,3 +1,4 @@
+/* The order of checks, and those of the sections themselves. Findings come out by line, whatever check made them. */
 #include "image/lint.h"
 
 #include "chain/steps.h"

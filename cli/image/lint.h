@@ -1,4 +1,7 @@
-/* What is wrong with an update file, ahead of any upgrade. */
+/*
+ * What is wrong with an update file, ahead of any upgrade. It looks at the text alone: what the rules do to some
+ * configuration is not tried.
+ */
 #pragma once
 
 #include "image/finding.h"

@@ -1,3 +1,7 @@
+/*
+ * Lines are told apart by the loader's own functions, so that what lint takes for a section or a rule the library
+ * takes for one, too.
+ */
 #include "image/lint_file.h"
 
 #include "driver/run_context.h"

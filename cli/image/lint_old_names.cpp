@@ -1,3 +1,7 @@
+/*
+ * A table made from the library's sources at each build says which names its conversions look for. A name that the
+ * code puts together from parts is not in it, and is not warned of.
+ */
 #include "image/lint_old_names.h"
 
 #include "image/expected_names.h"

@@ -1,3 +1,7 @@
+/*
+ * Properties are read by the library's functions where it has some, and judged here by what they would do to a value.
+ * No value is looked at.
+ */
 #include "image/lint_property.h"
 
 #include "rules/properties.h"

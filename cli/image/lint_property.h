@@ -1,4 +1,4 @@
-/* What `migr lint` finds in the property of a rule. */
+/* What `migr lint` finds in the property of a rule. The rule around it has been found good by then. */
 #pragma once
 
 #include "image/lint_faults.h"

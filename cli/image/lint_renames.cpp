@@ -1,3 +1,4 @@
+/* Renames are carried out list by list as the library rewrites paths, on texts instead of trees. */
 #include "image/lint_renames.h"
 
 #include "driver/run_context.h"

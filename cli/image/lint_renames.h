@@ -1,4 +1,7 @@
-/* Rules that find nothing because an earlier rule has renamed what they name. */
+/*
+ * Rules that find nothing because an earlier rule has renamed what they name. Whether a configuration has such nodes
+ * at all is not asked.
+ */
 #pragma once
 
 #include "image/lint_file.h"

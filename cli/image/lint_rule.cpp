@@ -1,3 +1,7 @@
+/*
+ * A rule is taken apart from its beginning on, and the first thing that cannot be read ends it: what follows would be
+ * guesses.
+ */
 #include "image/lint_rule.h"
 
 #include "driver/run_context.h"

@@ -1,4 +1,7 @@
-/* What `migr lint` finds in a rule for itself. */
+/*
+ * What `migr lint` finds in a rule for itself, and a rule taken apart for checks that look at several. Each rule
+ * stands alone here.
+ */
 #pragma once
 
 #include "image/lint_faults.h"

@@ -1,4 +1,4 @@
-/* The image's files that came with the command itself. */
+/* The image's files that came with the command itself: the folder, not what lies in it. */
 #pragma once
 
 #include <filesystem>

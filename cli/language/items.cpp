@@ -1,4 +1,4 @@
-/* One pass over the lines; what a line means is told by lines.h. */
+/* One pass over the lines; what a line means is told by lines.h, and what a value means by nobody here. */
 #include "language/items.h"
 
 #include "language/lines.h"

@@ -1,4 +1,7 @@
-/* Cuts as the library's line and word readers do; the limits are theirs. */
+/*
+ * Cuts as the library's line and word readers do; the limits are theirs, and what they pass over unseen is kept here,
+ * to be told.
+ */
 #include "language/lines.h"
 
 #include "tree/config_node.h"

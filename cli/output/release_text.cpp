@@ -1,4 +1,4 @@
-/* Version codes and their texts. Reads no file. */
+/* Version codes and their texts. Reads no file, and takes any code, one that no release has had as well. */
 #include "output/release_text.h"
 
 #include "driver/run_context.h"

@@ -1,4 +1,4 @@
-/* Releases as people write them. */
+/* Releases as people write them, and the one of this build. Version lines are read by the library. */
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-/* Sizes as people read them, in decimal units. Programs get the number. */
+/* Sizes as people read them, in decimal units of three digits. Programs get the number. */
 #include "output/size_text.h"
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-/* Sizes of files for people. */
+/* Sizes of files for people, rounded: nothing may be computed from them. */
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-/* A table of texts for a terminal. */
+/* A table of texts for a terminal. It makes them safe to show, and does not break lines. */
 #pragma once
 
 #include <string>

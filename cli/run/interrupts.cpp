@@ -1,3 +1,7 @@
+/*
+ * Signals are blocked and read from a descriptor, so that nothing runs in the middle of something else. Whoever waits
+ * for anything has to look there.
+ */
 #include "run/interrupts.h"
 
 #include "system/failure.h"

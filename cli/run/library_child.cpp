@@ -1,3 +1,7 @@
+/*
+ * The child's side, then the parent's. They share the form of the records on the pipe and nothing else; the child's
+ * hooks are the library's, and do nothing in any other process.
+ */
 #include "run/library_child.h"
 
 #include "driver/migr.h"

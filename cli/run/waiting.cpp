@@ -1,4 +1,6 @@
-/* Each wait looks for two things: what is waited for, and a signal. */
+/*
+ * Each wait looks for two things: what is waited for, and a signal. Nothing is read or written while neither has come.
+ */
 #include "run/waiting.h"
 
 #include "system/failure.h"

@@ -1,3 +1,4 @@
+/* Sums by libcrypto, of bytes as they pass. A sum that cannot be had is a failure, never an empty text. */
 #include "system/digest.h"
 
 #include "system/failure.h"

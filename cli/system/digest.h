@@ -1,4 +1,4 @@
-/* SHA-256 of files, by libcrypto. */
+/* SHA-256 of files, by libcrypto: to tell whether two are the same, not to keep anything secret. */
 #pragma once
 
 #include <memory>

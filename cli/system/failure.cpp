@@ -1,3 +1,4 @@
+/* Texts of failures: a table of what usually helps against an errno, and one form for all of them. */
 #include "system/failure.h"
 
 #include <cerrno>

@@ -1,4 +1,7 @@
-/* What can go wrong, as the operator learns of it. */
+/*
+ * What can go wrong, as the operator learns of it. A path is named as the operator knows it, so who finds a failure
+ * inside a root folder throws PathError and leaves the rest to others.
+ */
 #pragma once
 
 #include <stdexcept>

@@ -1,4 +1,7 @@
-/* A file descriptor that closes itself, and whole reads and writes on one. */
+/*
+ * A file descriptor that closes itself, and whole reads and writes on one. They wait as long as it takes; waiting.h
+ * has those that a signal ends.
+ */
 #pragma once
 
 #include <string>

@@ -1,3 +1,7 @@
+/*
+ * Whole texts in memory by libdeflate, of any number of members. What is damaged gives nothing, not even what came
+ * before the damage.
+ */
 #include "system/gzip_text.h"
 
 #include <algorithm>

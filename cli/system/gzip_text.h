@@ -1,4 +1,4 @@
-/* Packing and unpacking in memory. */
+/* Packing and unpacking in memory. Files are somebody else's. */
 #pragma once
 
 #include <optional>

@@ -1,3 +1,4 @@
+/* A folder in use is locked by whoever made it, which is how a sweep tells what killed processes left. */
 #include "system/temporary_folder.h"
 
 #include "system/failure.h"

@@ -1,4 +1,7 @@
-/* Allowed methods and IP lists, which became tables of their own. */
+/*
+ * Allowed methods and IP lists, which became tables of their own. Each conversion looks for its own blocks; the two
+ * have only the way of making a table in common.
+ */
 #ifndef MIGR_CHAIN_METHOD_AND_IP_LISTS_H
 #define MIGR_CHAIN_METHOD_AND_IP_LISTS_H
 

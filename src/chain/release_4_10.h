@@ -1,4 +1,7 @@
-/* Conversions of the step to 4.10. */
+/*
+ * Conversions of the step to 4.10. They run in the order in which they stand, and the removed names that one leaves
+ * are for the next alone.
+ */
 #ifndef MIGR_CHAIN_RELEASE_4_10_H
 #define MIGR_CHAIN_RELEASE_4_10_H
 

@@ -1,4 +1,7 @@
-/* Server policies, server farms and health checks of the 4.x releases. */
+/*
+ * Server policies, server farms and health checks of the 4.x releases. What a step remembers of one block for another
+ * stands in tables of texts; no pointer into a tree outlives its pass.
+ */
 #ifndef MIGR_CHAIN_SERVER_POLICIES_H
 #define MIGR_CHAIN_SERVER_POLICIES_H
 

@@ -1,4 +1,4 @@
-/* User groups and how their members prove who they are. */
+/* User groups and how their members prove who they are. Names are compared as written, with quotes or without. */
 #ifndef MIGR_CHAIN_USERS_H
 #define MIGR_CHAIN_USERS_H
 

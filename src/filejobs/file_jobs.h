@@ -1,4 +1,7 @@
-/* File work that waits until all configuration files are written. */
+/*
+ * File work that waits until all configuration files are written. It looks at folders alone and at no tree, and what
+ * fails is not taken back.
+ */
 #ifndef MIGR_FILEJOBS_FILE_JOBS_H
 #define MIGR_FILEJOBS_FILE_JOBS_H
 

@@ -1,4 +1,4 @@
-/* Circular, doubly linked lists. */
+/* Circular, doubly linked lists. They own nothing: whoever takes an element out frees it. */
 #include "rules/rules.h"
 
 /* An unlinked element says so, should anybody follow it. */

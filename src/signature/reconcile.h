@@ -1,4 +1,7 @@
-/* Compares the signature lists of the tree with the image's signature database. */
+/*
+ * Compares the signature lists of the tree with the image's signature database. The database is only asked, and the
+ * tree alone changes.
+ */
 #ifndef MIGR_SIGNATURE_RECONCILE_H
 #define MIGR_SIGNATURE_RECONCILE_H
 

@@ -1,4 +1,7 @@
-/* Copying and freeing trees, without recursion. */
+/*
+ * Copying and freeing trees, without recursion, so that depth costs no stack. A copy shares nothing with what it was
+ * made from.
+ */
 #include "ledger/tell.h"
 #include "tree/config_text.h"
 #include "tree/list_walk.h"

@@ -1,4 +1,4 @@
-/* The slots as they are outside a walk: every depth is empty. */
+/* The slots as they are outside a walk: every depth is empty. Nothing but the walk changes them. */
 #include "walk/slots.h"
 
 config_node EMPTY_NODE = {nullptr, MIGR_EMPTY, "", nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr};

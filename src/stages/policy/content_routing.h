@@ -1,4 +1,7 @@
-/* Content routing and persistence of server policies: from capitalised words to lower-case ones. */
+/*
+ * Content routing and persistence of server policies: from capitalised words to lower-case ones. Values are taken word
+ * by word; what a match means is not looked at.
+ */
 #ifndef MIGR_STAGES_POLICY_CONTENT_ROUTING_H
 #define MIGR_STAGES_POLICY_CONTENT_ROUTING_H
 

@@ -1,4 +1,7 @@
-/* Log policies and log settings, and the hosts that may ask for SNMP. */
+/*
+ * Log policies and log settings, and the hosts that may ask for SNMP. What is seen in one file is not forgotten at the
+ * end of a block: a second one of that name inherits it.
+ */
 #ifndef MIGR_STAGES_POLICY_LOG_POLICIES_H
 #define MIGR_STAGES_POLICY_LOG_POLICIES_H
 

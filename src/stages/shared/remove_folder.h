@@ -1,4 +1,7 @@
-/* Removing a folder that a feature has left behind. */
+/*
+ * Removing a folder that a feature has left behind. Links are removed and never followed; nobody asks whether
+ * something still uses it.
+ */
 #ifndef MIGR_STAGES_SHARED_REMOVE_FOLDER_H
 #define MIGR_STAGES_SHARED_REMOVE_FOLDER_H
 

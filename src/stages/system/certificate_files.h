@@ -1,4 +1,7 @@
-/* Release 5.80: certificates, keys and their passwords move from files into the configuration. */
+/*
+ * Release 5.80: certificates, keys and their passwords move from files into the configuration. The files stay where
+ * they are, and an entry whose file is missing stays without.
+ */
 #ifndef MIGR_STAGES_SYSTEM_CERTIFICATE_FILES_H
 #define MIGR_STAGES_SYSTEM_CERTIFICATE_FILES_H
 
