@@ -7,11 +7,14 @@ namespace {
 
 constexpr size_t first_room = 1024;
 
-/* Records lie a fixed distance apart: the multiplication spreads them over the high bits. */
+/* Records that lie side by side are mostly told one after another, so groups of them keep together; the multiplication
+ * spreads the groups. */
 size_t home_of(const identities *all, const config_node *node)
 {
-    uint64_t mixed = (reinterpret_cast<uintptr_t>(node) >> 4) * UINT64_C(0x9e3779b97f4a7c15);
-    return static_cast<size_t>(mixed >> 32) & (all->room - 1);
+    static constexpr uint64_t group = 8;
+    uint64_t                  place = reinterpret_cast<uintptr_t>(node) / sizeof(config_node);
+    uint64_t                  mixed = (place / group) * UINT64_C(0x9e3779b97f4a7c15);
+    return static_cast<size_t>((mixed >> 32) * group + place % group) & (all->room - 1);
 }
 
 identity *slot_of(const identities *all, const config_node *node)
@@ -44,7 +47,7 @@ template <typename test> bool rebuild(identities *all, size_t room, test is_kept
 
 bool has_room(identities *all)
 {
-    if (all->count < all->room / 2)
+    if (all->count < all->room / 4 * 3)
         return true;
     return rebuild(all, all->room ? all->room * 2 : first_room, [](const identity &) { return true; });
 }
@@ -91,7 +94,7 @@ identity *add_identity(identities *all, const config_node *node, uint64_t number
     if (!has_room(all))
         return nullptr;
     identity *slot = slot_of(all, node);
-    *slot = {node, number, 0, of_run, false};
+    *slot = {node, number, of_run, false, 0};
     all->count++;
     return slot;
 }
@@ -116,11 +119,17 @@ void remove_identity(identities *all, identity *removed)
 void remove_all(identities *all, bool of_run)
 {
     size_t kept = 0;
-    for (size_t i = 0; i < all->room; i++)
-        if (all->slots[i].node && all->slots[i].of_run != of_run)
-            kept++;
+    bool   further = false;
+    for (size_t i = 0; i < all->room; i++) {
+        if (!all->slots[i].node || all->slots[i].of_run == of_run)
+            continue;
+        kept++;
+        further |= all->slots[i].further;
+    }
+    if (!further)
+        free_stack(&all->further);
     size_t room = first_room;
-    while (room < kept * 2 + 1)
+    while (room / 4 * 3 <= kept)
         room *= 2;
     auto stays = [of_run](const identity &slot) { return slot.of_run != of_run; };
     if (kept > 0 && rebuild(all, room, stays))

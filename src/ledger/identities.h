@@ -12,10 +12,10 @@ namespace ledger {
 
 struct identity {
     const config_node *node; /* null: a free slot */
-    uint64_t           number;
-    uint64_t           parent;  /* 0: it stands nowhere */
-    bool               of_run;  /* outlives the pass */
-    bool               further; /* it stands below others too */
+    uint64_t           number : 62;
+    uint64_t           of_run : 1;  /* outlives the pass */
+    uint64_t           further : 1; /* it stands below others too */
+    uint64_t           parent;      /* 0: it stands nowhere */
 };
 
 /* A further place of a node. */
@@ -24,7 +24,7 @@ struct place {
     uint64_t parent;
 };
 
-/* By address: open addressing, in a table of a power of two that is at most half full. */
+/* By address: open addressing, in a table of a power of two that is at most three quarters full. */
 struct identities {
     identity    *slots;
     size_t       room;

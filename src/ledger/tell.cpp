@@ -226,13 +226,14 @@ void tell_parsed(const config_node *node, const config_node *parent, uint32_t fi
 {
     if (!known(parent))
         introduce(parent);
-    identity       *given = give_number(node);
     const identity *above = known(parent);
-    if (!given || !above)
+    uint64_t        below = above ? above->number : 0;
+    identity       *given = above ? give_number(node) : nullptr;
+    if (!given)
         return;
-    add_place(&all, given, above->number);
+    add_place(&all, given, below);
     migr_change change = change_of(MIGR_PARSED, node, given->number);
-    change.parent = above->number;
+    change.parent = below;
     change.first_line = first_line;
     change.last_line = last_line;
     observer(&change);

@@ -285,6 +285,8 @@ TEST_F(Tell, AHostsOwnRecordIsToldWhenItIsLinkedWithAllBelowIt)
     std::string made = std::to_string(MIGR_MADE);
     std::string linked = std::to_string(MIGR_LINKED);
     EXPECT_EQ(kinds_and_names(), made + " host\n" + made + " own\n" + linked + " own\n" + linked + " host\n");
+    free_node(root());
+    root()->top_list = nullptr;
 }
 
 TEST_F(Tell, NothingIsToldOfANodeThatIsNotKnown)

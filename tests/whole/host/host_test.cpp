@@ -284,6 +284,19 @@ TEST(Host, KeepsACustomizedPageOfATreeThatItTookThroughItself)
                                                                         "end\n");
 }
 
+TEST(Host, IsToldOfEachChange)
+{
+    ApplianceRoot appliance;
+    appliance.write("/conf", "#config-version=QA-A1X-5.50-CV-build0601-170328:x\nconfig system global\nset s 1\nend\n");
+    HostResult host = run_host(appliance, {"changes", "/conf"});
+    EXPECT_EQ(host.exit_code, 0) << host.out;
+    EXPECT_EQ(host.out, "change 1: node 1  below 0, lines 0 to 0, read\n"
+                        "change 2: node 2 system,global below 1, lines 2 to 2, read\n"
+                        "change 2: node 3 s below 2, lines 3 to 3, read\n"
+                        "change 3: node 2 system,global below 0, lines 0 to 4, read\n"
+                        "setup_tree 0\n");
+}
+
 TEST(Host, LinksRecordsOfItsOwnIntoTheTree)
 {
     ApplianceRoot appliance;

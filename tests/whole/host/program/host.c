@@ -26,6 +26,17 @@ void migr_on_file(const char *path, uint32_t mode)
     printf("pass over %s, mode %u\n", path, (unsigned)mode);
 }
 
+static int changes_are_printed;
+
+void migr_on_change(const migr_change *change)
+{
+    if (changes_are_printed)
+        printf("change %u: node %llu %s below %llu, lines %u to %u, %s\n", (unsigned)change->kind,
+               (unsigned long long)change->node, change->record ? change->record->name : "(none)",
+               (unsigned long long)change->parent, (unsigned)change->first_line, (unsigned)change->last_line,
+               change->author->mechanism);
+}
+
 static void *load(const char *folder, const char *file, int mode)
 {
     char path[4096];
@@ -166,6 +177,13 @@ static void link_own_records(const char *path)
     CALL(migr_release_nodes)();
 }
 
+static void print_changes(const char *path)
+{
+    changes_are_printed = 1;
+    printf("setup_tree %d\n", (int)CALL(setup_tree)(need("migr_main"), path));
+    CALL(migr_release_nodes)();
+}
+
 /* For each name: whether the library exports it. */
 static void look_for(char **names)
 {
@@ -185,6 +203,8 @@ static int act(char **action)
         printf("machine learning %d\n", (int)CALL(migr_machine_learning_upgrade)(action[1], action[2]));
     else if (strcmp(action[0], "own-records") == 0 && action[1])
         return link_own_records(action[1]), 0;
+    else if (strcmp(action[0], "changes") == 0 && action[1])
+        return print_changes(action[1]), 0;
     else if (strcmp(action[0], "symbols") == 0)
         return look_for(action + 1), 0;
     else

@@ -1,0 +1,110 @@
+/* The table of told nodes, held against a map. */
+#include "ledger/identities.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <set>
+#include <vector>
+
+namespace {
+
+struct Known {
+    uint64_t           number;
+    bool               of_run;
+    std::set<uint64_t> parents;
+};
+
+/* Addresses as a store gives them, in blocks, some far apart; nobody looks into the records. */
+std::vector<const config_node *> addresses()
+{
+    std::vector<const config_node *> all;
+    for (uintptr_t block : {0x10000, 0x30000, 0x7f0000, 0x7f10000})
+        for (uintptr_t i = 0; i < 341; i++)
+            all.push_back(reinterpret_cast<const config_node *>(block + i * sizeof(config_node)));
+    return all;
+}
+
+std::set<uint64_t> places_of(const ledger::identities &all, const ledger::identity *node)
+{
+    stack<uint64_t> parents = {};
+    EXPECT_TRUE(push_places(&all, node, &parents));
+    std::set<uint64_t> places(parents.records, parents.records + parents.count);
+    EXPECT_EQ(places.size(), parents.count);
+    free_stack(&parents);
+    return places;
+}
+
+void expect_alike(const ledger::identities &all, const std::map<const config_node *, Known> &known,
+                  const std::vector<const config_node *> &nodes)
+{
+    ASSERT_EQ(all.count, known.size());
+    for (const config_node *node : nodes) {
+        const ledger::identity *found = find_identity(&all, node);
+        auto                    expected = known.find(node);
+        ASSERT_EQ(found != nullptr, expected != known.end());
+        if (!found)
+            continue;
+        EXPECT_EQ(found->number, expected->second.number);
+        EXPECT_EQ(found->of_run, expected->second.of_run);
+        EXPECT_EQ(places_of(all, found), expected->second.parents);
+    }
+}
+
+/* What hangs below the numbers is drawn from few, so that many nodes stand below several. */
+TEST(Identities, AreThoseOfAMap)
+{
+    std::vector<const config_node *>     nodes = addresses();
+    std::map<const config_node *, Known> known;
+    ledger::identities                   all = {};
+    std::mt19937                         random(1);
+    uint64_t                             last = 0;
+    for (int step = 0; step < 40000; step++) {
+        const config_node *node = nodes[random() % nodes.size()];
+        ledger::identity  *found = find_identity(&all, node);
+        uint64_t           parent = 1 + random() % 4;
+        if (!found) {
+            bool of_run = random() % 8 == 0;
+            ASSERT_NE(add_identity(&all, node, ++last, of_run), nullptr);
+            known[node] = {last, of_run, {}};
+        } else if (random() % 3 == 0) {
+            remove_identity(&all, found);
+            known.erase(node);
+        } else if (random() % 2 == 0) {
+            ASSERT_TRUE(add_place(&all, found, parent));
+            known[node].parents.insert(parent);
+        } else {
+            remove_place(&all, found, parent);
+            known[node].parents.erase(parent);
+        }
+        if (step % 1000 == 0)
+            expect_alike(all, known, nodes);
+    }
+    expect_alike(all, known, nodes);
+    remove_all(&all, false);
+    std::erase_if(known, [](const auto &one) { return !one.second.of_run; });
+    expect_alike(all, known, nodes);
+    remove_all(&all, true);
+    EXPECT_EQ(all.slots, nullptr);
+    EXPECT_EQ(all.further.records, nullptr);
+}
+
+TEST(Identities, ExchangedNumbersLeaveThePlaces)
+{
+    std::vector<const config_node *> nodes = addresses();
+    ledger::identities               all = {};
+    ledger::identity                *one = add_identity(&all, nodes[0], 1, false);
+    ledger::identity                *other = add_identity(&all, nodes[1], 2, false);
+    add_place(&all, one, 10);
+    add_place(&all, one, 11);
+    add_place(&all, other, 12);
+    exchange_numbers(&all, one, other);
+    EXPECT_EQ(one->number, 2u);
+    EXPECT_EQ(other->number, 1u);
+    EXPECT_EQ(places_of(all, one), (std::set<uint64_t>{10, 11}));
+    EXPECT_EQ(places_of(all, other), (std::set<uint64_t>{12}));
+    remove_all(&all, false);
+}
+
+} // namespace
