@@ -4,6 +4,8 @@
  */
 #include "files.h"
 
+#include "driver/hooks.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -142,11 +144,16 @@ bool ReplacedFile::write(const void *bytes, size_t length)
     return true;
 }
 
+static bool must_reach_disk()
+{
+    return !migr_works_on_a_copy || migr_works_on_a_copy() == 0;
+}
+
 /* The new name is kept on disk where the file system can do that; the target is whole either way. */
 void ReplacedFile::sync_folder() const
 {
     char *name = nullptr;
-    if (asprintf(&name, "%.*s.", folder_part_length(target_), target_) < 0)
+    if (!must_reach_disk() || asprintf(&name, "%.*s.", folder_part_length(target_), target_) < 0)
         return;
     Descriptor folder(openat(folder_, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.good())
@@ -166,7 +173,7 @@ bool ReplacedFile::rename_over()
 
 bool ReplacedFile::put_in_place(mode_t mode)
 {
-    if (fchmod(fd_, mode) != 0 || fsync(fd_) != 0)
+    if (fchmod(fd_, mode) != 0 || (must_reach_disk() && fsync(fd_) != 0))
         return false;
     int result = close(fd_);
     fd_ = -1;

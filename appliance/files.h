@@ -66,7 +66,7 @@ class ReplacedFile {
     bool make();
     bool make_link(const char *leads_to);
     bool write(const void *bytes, size_t length);
-    bool put_in_place(mode_t mode); /* files: on disk before the name changes */
+    bool put_in_place(mode_t mode); /* files: on disk before the name changes, unless the host works on a copy */
     bool put_link_in_place();
 
   private:

@@ -310,3 +310,24 @@ TEST_F(Failing, ARollbackIsMadeWholeOrNotAtAll)
         ASSERT_FALSE(HasFailure()) << call.name << " " << point;
     }
 }
+
+/* A private copy goes with the run: to wait until it is on disk would be most of what a small file takes. */
+TEST(Synced, IsOnlyWhatStays)
+{
+    if (!may_trace())
+        GTEST_SKIP() << "this machine does not let a test trace";
+    TinyAppliance box;
+    std::string   image = build_path("/image"), file = box.root() + "/data/config/sys_global.conf.gz";
+    Fault         count_syncs = {Fault::Kind::none, 0, 0, SYS_fsync};
+    auto          syncs = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), {"--image", image});
+        TracedRun run = run_traced(arguments, count_syncs);
+        EXPECT_EQ(run.status, 0) << run.said;
+        return run.calls;
+    };
+    EXPECT_EQ(syncs({"convert", file}), 0);
+    EXPECT_EQ(syncs({"convert", file, "-o", box.root() + "/new"}), 1);
+    EXPECT_EQ(syncs({"explain", box.root()}), 0);
+    EXPECT_EQ(syncs({"upgrade", box.root(), "--dry-run"}), 0);
+    EXPECT_GT(syncs({"upgrade", box.root()}), 4);
+}
