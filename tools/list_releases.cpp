@@ -4,6 +4,7 @@
  * from the image's update file; what each does comes from the comment ahead of it.
  */
 #include "chain/steps.h"
+#include "driver/author_kinds.h"
 #include "source_index.h"
 #include "walk/stages.h"
 
@@ -63,12 +64,23 @@ void add_stages(const tools::SourceIndex &sources, Releases *releases)
         }
 }
 
+/* A rule's comment as prose, without the kind that may stand ahead of it: the list is sorted otherwise. */
+std::string reason_in(const std::string &comment)
+{
+    std::string text = tools::prose(comment);
+    for (const char *const *kind = migr_author_kind_words; *kind; kind++)
+        if (std::string ahead = std::string(*kind) + ": "; text.starts_with(ahead))
+            return text.substr(ahead.size());
+    return text;
+}
+
 void add_rules(const fs::path &update_file, Releases *releases)
 {
     static const std::regex section(R"(^\[(\d+)\.(\d+)\])");
     static const std::regex part(R"(^\[(DELETE|MODIFY|READD)\])");
     std::istringstream      lines(tools::text_of(update_file));
     std::string             verb, comment;
+    bool                    behind_rule = false;
     Release                *release = nullptr;
     std::smatch             found;
     for (std::string line; std::getline(lines, line);) {
@@ -77,12 +89,16 @@ void add_rules(const fs::path &update_file, Releases *releases)
         } else if (std::regex_search(line, found, part)) {
             verb = found[1] == "DELETE" ? "deletes" : found[1] == "MODIFY" ? "renames" : "brings back";
         } else if (!line.empty() && line[0] == '#') {
-            comment += line + "\n";
+            comment = (behind_rule ? "" : comment) + line + "\n";
+            behind_rule = false;
             continue;
         } else if (!line.empty() && release) {
-            release->rules.push_back(item(verb + " `" + line + "`", tools::prose(comment)));
+            release->rules.push_back(item(verb + " `" + line + "`", reason_in(comment)));
+            behind_rule = true;
+            continue;
         }
         comment.clear();
+        behind_rule = false;
     }
 }
 

@@ -214,7 +214,7 @@ TEST(Causes, ALineWithoutARuleIsARuleWithoutWords)
     EXPECT_EQ(rule_in(causes, 99), "rule: ");
 }
 
-TEST(Causes, EachRuleOfTheImageSaysWhy)
+TEST(Causes, EachRuleOfTheImageSaysWhatItIsAboutAndWhy)
 {
     std::string update_file = tools::text_of(support::source_path("/image/update_config"));
     Causes      causes(update_file);
@@ -222,7 +222,9 @@ TEST(Causes, EachRuleOfTheImageSaysWhy)
     for (size_t at = 0; at < update_file.size(); at = update_file.find('\n', at) + 1, number++)
         if (update_file[at] == '<') {
             rules++;
-            EXPECT_TRUE(causes.of("delete", "", number).sentence.ends_with('.')) << "line " << number;
+            CauseText cause = causes.of("delete", "", number);
+            EXPECT_TRUE(is_kind(cause.kind)) << "line " << number << " is of the kind " << cause.kind;
+            EXPECT_TRUE(cause.sentence.ends_with('.')) << "line " << number << " says: " << cause.sentence;
         }
     EXPECT_GT(rules, 0u);
 }
