@@ -238,6 +238,7 @@ int32_t global_sig_db_close(void)
 
 void free_tmp_tree(void)
 {
+    ledger::tell_run_ends();
     for (config_node *top_node = tmp_tree_root.top_list; top_node; top_node = top_node->next)
         cfg_del_conf(top_node, &tmp_tree_root);
     release_run_nodes();

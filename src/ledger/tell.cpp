@@ -193,8 +193,10 @@ void introduce_all(const config_node *first)
         introduce(first);
 }
 
+/* The names of authors may go with the pass. */
 void forget(bool of_run)
 {
+    set_author(0, "host");
     remove_all(&all, of_run);
     incomplete = false;
     outliving = false;

@@ -327,6 +327,15 @@ TEST_F(Tell, AChangeSaysWhoIsAtWork)
     EXPECT_EQ(only().mechanism + " " + only().who, "stage _callback");
 }
 
+TEST_F(Tell, BehindAPassTheHostIsAtWork)
+{
+    plant("config a\nend\n");
+    ledger::set_author(MIGR_RELEASE(5, 50), "delete", "a rule that goes with the pass");
+    migr_release_nodes();
+    make_node(MIGR_SET, "s", nullptr);
+    EXPECT_EQ(only().mechanism + only().who, "host");
+}
+
 TEST_F(Tell, WithoutMemoryItSaysOnceThatItIsIncomplete)
 {
     plant("config a\nend\n");

@@ -165,6 +165,7 @@ void expect_author(const migr_change &change)
     std::string rule = mechanism == "delete" ? line_at(witness.rules, author.line) : author.name;
     EXPECT_NE(rule.find(author.name), std::string::npos) << author.name;
     witness.changes[mechanism]++;
+    witness.changes["kind:" + std::to_string(change.kind)]++;
 }
 
 void watch(const migr_change *change)
@@ -219,6 +220,10 @@ TEST(ToldLines, AreThoseOfTheTexts)
     }
     for (const char *mechanism : {"step", "delete", "modify", "readd", "stage", "signatures", "files", "split-files"})
         EXPECT_GT(all[mechanism], 0u) << mechanism;
+    for (int kind = MIGR_MADE; kind < MIGR_INCOMPLETE; kind++)
+        EXPECT_EQ(all["kind:" + std::to_string(kind)] > 0,
+                  kind != MIGR_RELEASED && kind != MIGR_WRITTEN && kind != MIGR_WRITTEN_END)
+            << kind;
 }
 
 /* No sample has any. */
