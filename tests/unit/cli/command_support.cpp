@@ -1,0 +1,221 @@
+#include "unit/cli/command_support.h"
+
+#include "command.h"
+#include "output/console.h"
+#include "report/report.h"
+#include "support/places.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace support {
+
+/* These tests write much to disk and wait for it; in memory they need not. */
+[[maybe_unused]] static const bool in_memory = [] {
+    return !getenv("TMPDIR") && access("/dev/shm", W_OK | X_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
+}();
+
+constexpr char small_database[] = "CREATE TABLE class_map(main_class_id, sub_class_id, discard);"
+                                  "CREATE TABLE signature_rule(signature_id, FP_mitigation, score);"
+                                  "CREATE TABLE global_white_list(name);"
+                                  "CREATE TABLE replacement_page(name, code, text);"
+                                  "CREATE TABLE platform_limit(name, value);"
+                                  "INSERT INTO class_map VALUES('010000000', '010000000', '1');"
+                                  "INSERT INTO signature_rule VALUES('010000001', '1', '1');";
+
+std::string headers(const std::string &release, const std::string &model)
+{
+    return "#config-version=" + model + "-" + release + "-CV-build0601-170328:x\n#conf_file_ver=1\n";
+}
+
+static void write_image(const ApplianceRoot &root, const std::string &etc, const std::string &syntax_folder)
+{
+    root.write(etc + "/update_config", "# no rules\n");
+    root.write(etc + "/system.conf.predefine", "#predefined\n");
+    root.write(syntax_folder + "/syntax_v510.txt", "GLOBAL TABLE \"system global\"\n");
+}
+
+TinyImage::TinyImage()
+{
+    folder_.database(small_database);
+    folder_.folder("/image");
+    fs::rename(folder_.path() / "data/etc/signature.db", folder_.path() / "image/signature.db");
+    write_image(folder_, "/image", "/image");
+}
+
+TinyAppliance::TinyAppliance()
+{
+    config("sys_global.conf.gz", "5.50", "config system global\n    set hostname \"box\"\nend\n");
+    config("sys_domain.root.conf.gz", "5.50", "config server-policy policy\n    edit \"p\"\n    next\nend\n");
+    write_image(*this, "/data/etc", "/etc");
+    database(small_database);
+}
+
+void TinyAppliance::config(const std::string &name, const std::string &release, const std::string &text,
+                           const std::string &model) const
+{
+    write_gzip("/data/config/" + name, headers(release, model) + text);
+}
+
+void TinyAppliance::drop(const std::string &inside) const
+{
+    fs::remove_all(path() / fs::path(inside).relative_path());
+}
+
+Listing TinyAppliance::without_snapshots() const
+{
+    Listing all = listing();
+    std::erase_if(all, [](const auto &one) { return one.first == "var/lib" || one.first.starts_with("var/lib/"); });
+    return all;
+}
+
+std::vector<std::string> TinyAppliance::snapshots() const
+{
+    std::vector<std::string> names;
+    fs::path                 folder = path() / "var/lib/migr/snapshots";
+    if (!fs::exists(folder))
+        return names;
+    for (const fs::directory_entry &entry : fs::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+static std::string drain(int fd)
+{
+    std::string text;
+    char        part[65536];
+    lseek(fd, 0, SEEK_SET);
+    for (ssize_t got; (got = read(fd, part, sizeof part)) > 0;)
+        text.append(part, static_cast<size_t>(got));
+    close(fd);
+    return text;
+}
+
+Outcome run_process(const std::function<int()> &work, const Ahead &ahead)
+{
+    int out = memfd_create("out", MFD_CLOEXEC);
+    int err = memfd_create("err", MFD_CLOEXEC);
+    fflush(nullptr);
+    pid_t child = fork();
+    if (child < 0)
+        throw std::runtime_error("fork failed");
+    if (child == 0) {
+        dup2(out, STDOUT_FILENO);
+        dup2(err, STDERR_FILENO);
+        if (ahead)
+            ahead();
+        int status = work();
+        fflush(nullptr);
+        _exit(testing::Test::HasFailure() ? 70 : status);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    Outcome outcome;
+    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    outcome.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    outcome.out = drain(out);
+    outcome.err = drain(err);
+    return outcome;
+}
+
+Ahead with_input(const std::string &text)
+{
+    return [text] {
+        int in = memfd_create("in", MFD_CLOEXEC);
+        if (in < 0 || write(in, text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
+            lseek(in, 0, SEEK_SET) != 0 || dup2(in, STDIN_FILENO) < 0)
+            _exit(71);
+    };
+}
+
+static bool wants_image(const std::vector<std::string> &arguments)
+{
+    auto has = [&](const char *word) { return std::find(arguments.begin(), arguments.end(), word) != arguments.end(); };
+    return !arguments.empty() && arguments[0] == "upgrade" && arguments.size() > 1 && !has("--image") && !has("--help");
+}
+
+Outcome migr(const std::vector<std::string> &arguments, const Ahead &ahead)
+{
+    return run_process(
+        [&] {
+            std::vector<const char *> all = {"migr"};
+            for (const std::string &argument : arguments)
+                all.push_back(argument.c_str());
+            std::string image = build_path("/image");
+            if (wants_image(arguments))
+                all.insert(all.end(), {"--image", image.c_str()});
+            return command::run_command(static_cast<int>(all.size()), all.data());
+        },
+        ahead);
+}
+
+Outcome run_request(const command::UpgradeRequest &request, const Ahead &ahead)
+{
+    return run_process(
+        [&] {
+            command::prepare_process();
+            command::Interrupts     interrupts;
+            command::UpgradeRequest told = request;
+            told.image = build_path("/image");
+            told.run.tell = [](const std::string &line) { command::say(line); };
+            try {
+                command::Outcome outcome = command::upgrade(told, interrupts);
+                command::show(outcome, true);
+                return static_cast<int>(outcome.status);
+            } catch (const command::Failure &failure) {
+                command::complain(failure.what());
+                return static_cast<int>(failure.status);
+            }
+        },
+        ahead);
+}
+
+void become_nobody()
+{
+    if (geteuid() != 0)
+        return;
+    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)
+        throw std::runtime_error("cannot become another user");
+    prctl(PR_SET_DUMPABLE, 1); /* as it is for a program that such a user starts */
+}
+
+void give_to_nobody(const std::string &path)
+{
+    if (geteuid() != 0)
+        return;
+    auto give = [](const fs::path &one) {
+        if (lchown(one.c_str(), nobody, nobody) != 0)
+            throw std::runtime_error("cannot give away " + one.string());
+    };
+    give(path);
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(path))
+        give(entry.path());
+}
+
+bool users_may_chroot()
+{
+    Outcome tried = run_process([] { return unshare(CLONE_NEWUSER) == 0 ? 0 : 1; }, become_nobody);
+    return tried.status == 0;
+}
+
+bool is_clean(const std::string &text)
+{
+    return std::none_of(text.begin(), text.end(), [](char c) {
+        auto byte = static_cast<unsigned char>(c);
+        return (byte < 0x20 && c != '\n') || byte == 0x7f;
+    });
+}
+
+} // namespace support

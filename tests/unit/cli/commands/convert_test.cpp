@@ -1,0 +1,337 @@
+#include "unit/cli/command_support.h"
+#include "unit/cli/small_image.h"
+
+#include "image/packaged_image.h"
+#include "system/failure.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+namespace {
+
+constexpr char desk[] = "config lab desk\n    set old-flag 1\n    set tint green\n    set height 70\nend\n";
+constexpr char new_desk[] = "config lab desk\n    set colour green\n    set height 70\nend\n";
+constexpr char global_settings[] = "config system global\n    set hostname keeper\nend\n";
+
+/* A folder for the files of a test, and the image beside it. */
+class Convert : public testing::Test {
+  protected:
+    std::string file(const std::string &name, const std::string &text) const
+    {
+        box_.write("/" + name, text);
+        return path(name);
+    }
+    std::string path(const std::string &name) const
+    {
+        return (box_.path() / name).string();
+    }
+    support::Outcome convert(std::vector<std::string> arguments, const std::string &input = "") const
+    {
+        arguments.insert(arguments.begin(), {"convert", "--image", image_.folder()});
+        return support::migr(arguments, support::with_input(input));
+    }
+    /* All that is said when there is nothing to say. */
+    std::string image_line() const
+    {
+        return "migr: the image's files are those in " + image_.folder() + "\n";
+    }
+    const support::ApplianceRoot &box() const
+    {
+        return box_;
+    }
+
+  private:
+    support::ApplianceRoot box_;
+    support::SmallImage    image_;
+};
+
+/* 5.85 gave every file its policies' common settings. */
+std::string of_image(const std::string &text)
+{
+    return "#config-version=QA-A1X-" IMAGE_VERSION ":x\n#conf_file_ver=1\n"
+           "config server-policy setting\nend\n" +
+           text;
+}
+
+std::string single_file()
+{
+    return support::headers("5.00") + global_settings + "config lab desk\n    set old-flag 1\nend\n" +
+           "config lab bench\n    set width 3\nend\n";
+}
+
+bool holds(const std::string &text, const std::string &part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+} // namespace
+
+TEST_F(Convert, PrintsTheUpgradedDomainFile)
+{
+    support::Outcome run = convert({file("sys_domain.shop.conf", support::headers("5.50") + desk)});
+    EXPECT_EQ(0, run.status);
+    EXPECT_EQ(of_image(new_desk), run.out);
+    EXPECT_EQ(image_line(), run.err);
+}
+
+TEST_F(Convert, TakesAGlobalFileByItsName)
+{
+    /* Going by what it holds it would be a domain's. */
+    support::Outcome run = convert({file("sys_global.conf", support::headers("5.50") + desk)});
+    EXPECT_EQ(0, run.status);
+    EXPECT_TRUE(holds(run.out, new_desk)) << run.out;
+    EXPECT_EQ(image_line(), run.err);
+}
+
+TEST_F(Convert, LeavesItsInputAlone)
+{
+    std::string text = support::headers("5.50") + desk;
+    std::string path = file("sys_domain.shop.conf", text);
+    auto        before = box().listing();
+    convert({path});
+    EXPECT_EQ(before, box().listing());
+}
+
+TEST_F(Convert, UnpacksAGzipFile)
+{
+    std::string      packed = support::gzip(support::headers("5.50") + desk);
+    support::Outcome run = convert({file("sys_domain.shop.conf.gz", packed)});
+    EXPECT_EQ(0, run.status);
+    EXPECT_EQ(of_image(new_desk), run.out);
+}
+
+TEST_F(Convert, WritesAFile)
+{
+    std::string      input = file("sys_domain.shop.conf", support::headers("5.50") + desk);
+    support::Outcome run = convert({input, "-o", path("new.conf")});
+    EXPECT_EQ(0, run.status);
+    EXPECT_EQ("", run.out);
+    EXPECT_EQ(of_image(new_desk), box().read("/new.conf"));
+    struct stat st = {};
+    ASSERT_EQ(0, stat(path("new.conf").c_str(), &st));
+    EXPECT_EQ(0600u, st.st_mode & 07777);
+}
+
+TEST_F(Convert, PacksAFileThatIsCalledSo)
+{
+    std::string      input = file("sys_domain.shop.conf", support::headers("5.50") + desk);
+    support::Outcome run = convert({input, "-o", path("new.conf.gz")});
+    EXPECT_EQ(0, run.status);
+    EXPECT_EQ(of_image(new_desk), box().read_gzip("/new.conf.gz"));
+}
+
+TEST_F(Convert, MayReplaceItsInput)
+{
+    std::string      input = file("sys_domain.shop.conf", support::headers("5.50") + desk);
+    support::Outcome run = convert({input, "--output", input});
+    EXPECT_EQ(0, run.status);
+    EXPECT_EQ(of_image(new_desk), box().read("/sys_domain.shop.conf"));
+}
+
+TEST_F(Convert, ReadsStandardInput)
+{
+    support::Outcome run = convert({"--as", "domain", "--domain", "shop", "-"}, support::headers("5.50") + desk);
+    EXPECT_EQ(0, run.status);
+    EXPECT_EQ(of_image(new_desk), run.out);
+    EXPECT_EQ(image_line(), run.err);
+}
+
+TEST_F(Convert, ToleratesOddNames)
+{
+    for (const char *name : {"-", "--as", " ", "a\nb", "sys_domain..conf", "\xff\x1b[2J"}) {
+        support::Outcome run = convert({"--as=domain", "--", file(name, support::headers("5.50") + desk)});
+        EXPECT_EQ(0, run.status) << run.err;
+        EXPECT_EQ(of_image(new_desk), run.out);
+        EXPECT_TRUE(holds(run.err, "taken for the domain \"root\"")) << run.err;
+        EXPECT_FALSE(holds(run.err, "\x1b"));
+    }
+}
+
+TEST_F(Convert, GoesByTheContentOfAFileWithoutATellingName)
+{
+    support::Outcome run = convert({file("a.conf", support::headers("5.50") + desk)});
+    EXPECT_TRUE(holds(run.err, "taken for a domain file of the domain \"root\"")) << run.err;
+    EXPECT_EQ(of_image(new_desk), run.out);
+
+    run = convert({file("b.conf", support::headers("5.50") + global_settings)});
+    EXPECT_TRUE(holds(run.err, "taken for a global file")) << run.err;
+    EXPECT_TRUE(holds(run.out, "set hostname keeper")) << run.out;
+}
+
+TEST_F(Convert, MakesTwoOfAFileFromBefore510)
+{
+    support::Outcome run = convert({file("old.conf", single_file()), "-o", path("new")});
+    EXPECT_EQ(0, run.status) << run.err;
+    EXPECT_EQ("", run.out);
+    EXPECT_TRUE(holds(box().read("/new/sys_global.conf"), global_settings));
+    EXPECT_FALSE(holds(box().read("/new/sys_global.conf"), "config lab"));
+    EXPECT_TRUE(holds(box().read("/new/sys_domain.root.conf"), "config lab bench\n    set width 3\nend\n"));
+    EXPECT_FALSE(holds(box().read("/new/sys_domain.root.conf"), "old-flag"));
+    EXPECT_EQ(0u, box().read("/new/sys_domain.root.conf").find("#config-version=QA-A1X-" MIGR_IMAGE_RELEASE "-"));
+}
+
+TEST_F(Convert, WantsAFolderForThoseTwo)
+{
+    std::string      input = file("old.conf", single_file());
+    support::Outcome run = convert({input});
+    EXPECT_EQ(2, run.status);
+    EXPECT_EQ("", run.out);
+    EXPECT_TRUE(holds(run.err, "Name a folder for them with -o")) << run.err;
+
+    run = convert({input, "-o", file("there", "kept")});
+    EXPECT_EQ(2, run.status);
+    EXPECT_EQ("kept", box().read("/there"));
+
+    run = convert({input, "--as", "domain", "-o", path("new")});
+    EXPECT_EQ(2, run.status);
+    EXPECT_TRUE(holds(run.err, "it is no domain's")) << run.err;
+}
+
+TEST_F(Convert, WarnsOfCertificatesThatStandInAnotherFile)
+{
+    std::string      certificates = "config system certificate local\n    edit \"shop\"\n    next\nend\n";
+    std::string      input = file("sys_domain.shop.conf", support::headers("5.10") + certificates + desk);
+    support::Outcome run = convert({input});
+    EXPECT_EQ(0, run.status) << run.err;
+    EXPECT_TRUE(holds(run.err, "warning: ")) << run.err;
+    EXPECT_TRUE(holds(run.err, "certificate blocks")) << run.err;
+
+    run = convert({file("sys_domain.shop.conf", support::headers("5.50") + certificates + desk)});
+    EXPECT_TRUE(holds(run.err, "without their content")) << run.err;
+
+    run = convert({file("sys_domain.shop.conf", support::headers("6.00") + certificates + desk)});
+    EXPECT_EQ(image_line(), run.err);
+}
+
+TEST_F(Convert, PassesAFileOfTheImagesReleaseThrough)
+{
+    std::string      text = support::headers(MIGR_IMAGE_RELEASE) + desk;
+    support::Outcome run = convert({file("sys_domain.shop.conf", text)});
+    EXPECT_EQ(0, run.status);
+    EXPECT_EQ(text, run.out);
+    EXPECT_TRUE(holds(run.err, "already")) << run.err;
+
+    text = support::headers("99.30") + desk;
+    run = convert({file("sys_domain.shop.conf", text)});
+    EXPECT_EQ(1, run.status); /* the result is not at the image's release */
+    EXPECT_EQ(text, run.out);
+    EXPECT_TRUE(holds(run.err, "it is at 99.30, and the image at " MIGR_IMAGE_RELEASE)) << run.err;
+}
+
+TEST_F(Convert, NamesTheLineOfEachSetWithoutAValue)
+{
+    std::string text = support::headers("5.50") + "config lab desk\n    set height\n    set width 1\n    set x\nend\n";
+    std::string input = file("sys_domain.shop.conf", text);
+    support::Outcome run = convert({input, "-o", path("new")});
+    EXPECT_EQ(1, run.status);
+    EXPECT_TRUE(holds(run.err, input + ": line 4: is a `set` without a value")) << run.err;
+    EXPECT_TRUE(holds(run.err, input + ": line 6: is a `set` without a value")) << run.err;
+    EXPECT_FALSE(box().exists("/new"));
+}
+
+TEST_F(Convert, SaysWhichHeaderLineToAdd)
+{
+    support::Outcome run = convert({file("a.conf", desk)});
+    EXPECT_EQ(1, run.status);
+    EXPECT_TRUE(holds(run.err, "a.conf: It has no version line")) << run.err;
+
+    std::string first = support::headers("5.50");
+    run = convert({file("b.conf", first.substr(0, first.find('\n') + 1) + desk)});
+    EXPECT_EQ(1, run.status);
+    EXPECT_TRUE(holds(run.err, "b.conf: It has no second header line")) << run.err;
+
+    run = convert({"-"});
+    EXPECT_EQ(1, run.status);
+    EXPECT_TRUE(holds(run.err, "standard input: It has no version line")) << run.err;
+}
+
+TEST_F(Convert, RefusesWhatItCannotRead)
+{
+    EXPECT_EQ(2, convert({path("none.conf")}).status);
+    EXPECT_EQ(2, convert({box().path().string()}).status);
+    std::string      packed = support::gzip(support::headers("5.50") + desk);
+    support::Outcome run = convert({file("cut.gz", packed.substr(0, packed.size() / 2))});
+    EXPECT_EQ(1, run.status);
+    EXPECT_TRUE(holds(run.err, "a damaged gzip file")) << run.err;
+}
+
+TEST_F(Convert, RefusesDomainNamesThatAreNone)
+{
+    std::string input = file("a.conf", support::headers("5.50") + desk);
+    for (std::string name : {std::string("../x"), std::string("/"), std::string(128, 'n')}) {
+        support::Outcome run = convert({"--domain", name, input});
+        EXPECT_EQ(2, run.status);
+        EXPECT_TRUE(holds(run.err, "cannot be a domain's name")) << run.err;
+    }
+    EXPECT_EQ(2, convert({"--as", "global", "--domain", "shop", input}).status);
+    EXPECT_EQ(0, convert({"--domain", std::string(127, 'n'), input}).status);
+}
+
+TEST_F(Convert, TellsWhatIsMissingFromTheImage)
+{
+    std::string      input = file("a.conf", support::headers("5.50") + desk);
+    support::Outcome run = support::migr({"convert", "--image", path("no-image"), input});
+    EXPECT_EQ(2, run.status);
+    EXPECT_TRUE(holds(run.err, "update_config")) << run.err;
+}
+
+TEST_F(Convert, TellsAProgramWhatCameOfEachFile)
+{
+    std::string good = file("sys_domain.shop.conf", support::headers("5.10") + desk);
+    std::string bad = file("sys_domain.bad.conf", support::headers("5.50") + "config lab desk\n    set height\nend\n");
+    box().folder("/new");
+    support::Outcome run = convert({good, bad, path("none"), "-o", path("new"), "--json"});
+    EXPECT_EQ(2, run.status);
+    EXPECT_EQ("", run.err);
+    json files = json::parse(run.out)["files"];
+    ASSERT_EQ(3u, files.size());
+    EXPECT_EQ("upgraded", files[0]["result"]);
+    EXPECT_EQ("5.10", files[0]["before"]);
+    EXPECT_EQ(MIGR_IMAGE_RELEASE, files[0]["after"]);
+    EXPECT_EQ(json::array({path("new/sys_domain.shop.conf")}), files[0]["outputs"]);
+    EXPECT_TRUE(holds(files[0]["warnings"][0], "certificate blocks")) << run.out;
+    EXPECT_EQ("not upgraded", files[1]["result"]);
+    EXPECT_EQ(json::array(), files[1]["outputs"]);
+    EXPECT_TRUE(holds(files[1]["reasons"][0], "line 4: is a `set` without a value")) << run.out;
+    EXPECT_TRUE(holds(files[2]["reasons"][0], "No such file")) << run.out;
+}
+
+TEST_F(Convert, AnswersAProgramOnlyIfTheResultGoesElsewhere)
+{
+    std::string input = file("sys_domain.shop.conf", support::headers("5.50") + desk);
+    for (const std::vector<std::string> &more : {std::vector<std::string>{}, {"-o", "-"}}) {
+        std::vector<std::string> arguments = {input, "--json"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        support::Outcome run = convert(arguments);
+        EXPECT_EQ(2, run.status);
+        EXPECT_EQ("", run.err);
+        EXPECT_TRUE(holds(json::parse(run.out)["error"], "Name a place for the result with -o")) << run.out;
+    }
+}
+
+TEST_F(Convert, GoesOnBehindAResultThatCannotBeWritten)
+{
+    std::string first = file("a.conf", support::headers("5.50") + desk);
+    std::string second = file("b.conf", support::headers("5.50") + desk);
+    box().folder("/new/a.conf");
+    support::Outcome run = convert({first, second, "-o", path("new")});
+    EXPECT_EQ(2, run.status);
+    EXPECT_TRUE(holds(run.err, "/new/a.conf: cannot write it")) << run.err;
+    EXPECT_TRUE(holds(box().read("/new/b.conf"), new_desk));
+}
+
+TEST(PackagedImage, LiesBesideTheInstalledOrTheBuiltCommand)
+{
+    support::ApplianceRoot box;
+    std::string            command_path = box.path() / "usr/bin/migr";
+    EXPECT_THROW(command::packaged_image(command_path), command::Failure);
+    box.folder("/usr/bin/image");
+    EXPECT_EQ(box.path() / "usr/bin/image", command::packaged_image(command_path));
+    box.folder("/usr/share/migr/image");
+    EXPECT_EQ(box.path() / "usr/share/migr/image", command::packaged_image(command_path));
+}

@@ -1,0 +1,93 @@
+/* Texts of unknown origin on their way to a terminal. */
+#include "output/printable.h"
+#include "output/size_text.h"
+#include "output/table.h"
+
+#include "unit/cli/command_support.h"
+
+#include <gtest/gtest.h>
+
+using command::printable;
+using command::shell_word;
+
+TEST(Printable, LeavesPlainTextAlone)
+{
+    EXPECT_EQ(printable("sys_global.conf.gz"), "sys_global.conf.gz");
+    EXPECT_EQ(printable("zwölf € 𝄞"), "zwölf € 𝄞");
+    EXPECT_EQ(printable(""), "");
+}
+
+TEST(Printable, WritesControlsOut)
+{
+    EXPECT_EQ(printable("a\nb\tc\rd"), "a\\nb\\tc\\x0dd");
+    EXPECT_EQ(printable("\x1b]0;title\x07"), "\\x1b]0;title\\x07");
+    EXPECT_EQ(printable(std::string_view("\0\x7f", 2)), "\\x00\\x7f");
+    EXPECT_EQ(printable("\xc2\x9b"
+                        "31m"),
+              "\\xc2\\x9b31m"); /* the one-character form of ESC [ */
+    EXPECT_EQ(printable("\xe2\x80\xae"
+                        "fdp"),
+              "\\xe2\\x80\\xae"
+              "fdp"); /* right-to-left override */
+}
+
+TEST(Printable, WritesBytesThatAreNoTextOut)
+{
+    EXPECT_EQ(printable("\xff\xfe"), "\\xff\\xfe");
+    EXPECT_EQ(printable("\xc0\x80"), "\\xc0\\x80");          /* an overlong NUL */
+    EXPECT_EQ(printable("\xed\xa0\x80"), "\\xed\\xa0\\x80"); /* half of a pair */
+    EXPECT_EQ(printable("\xe2\x82"), "\\xe2\\x82");          /* cut short */
+    EXPECT_EQ(printable("\xf5\x80\x80\x80"), "\\xf5\\x80\\x80\\x80");
+    EXPECT_EQ(printable("\xe0\x80\x9b"), "\\xe0\\x80\\x9b");
+}
+
+static std::string read_by(const char *shell, const std::string &word)
+{
+    std::string line = "printf %s " + word;
+    return support::run_process([&] { return execl(shell, shell, "-c", line.c_str(), static_cast<char *>(nullptr)); })
+        .out;
+}
+
+TEST(ShellWord, CanBePasted)
+{
+    for (std::string name : {"plain/path.gz", "with blank", "it's", "a\\b", "\"a\\'b\"", "$(reboot)", "`x`", "",
+                             "zwölf", "~", "*", "a;b&c|d>e", "#a", "!x"}) {
+        EXPECT_EQ(read_by("/bin/sh", shell_word(name)), name) << shell_word(name);
+        EXPECT_EQ(read_by("/bin/bash", shell_word(name)), name) << shell_word(name);
+    }
+    EXPECT_EQ(shell_word("plain/path.gz"), "plain/path.gz");
+    EXPECT_EQ(shell_word("with blank"), "'with blank'");
+}
+
+TEST(ShellWord, WritesOutWhatATerminalActsOn)
+{
+    for (std::string name : {"tab\tnewline\nescape\x1b", "\xff\xfe", "'$(x)'\n", "\\\x1b'"}) {
+        EXPECT_EQ(read_by("/bin/bash", shell_word(name)), name) << shell_word(name);
+        EXPECT_TRUE(support::is_clean(shell_word(name)));
+    }
+}
+
+TEST(ShellWord, IsNoOption)
+{
+    EXPECT_EQ(shell_word("-rf"), "./-rf");
+    EXPECT_EQ(read_by("/bin/sh", shell_word("-a b'c")), "./-a b'c");
+    EXPECT_EQ(read_by("/bin/bash", shell_word("-\n")), "./-\n");
+}
+
+TEST(Table, AlignsByCharacters)
+{
+    support::Outcome shown = support::run_process([] {
+        command::show_table({{"NAME", "N"}, {"zwölf", "1"}, {"a\x1b", "22"}}, {1});
+        return 0;
+    });
+    EXPECT_EQ(shown.out, "NAME    N\nzwölf   1\na\\x1b  22\n");
+}
+
+TEST(SizeText, GrowsWithTheNumber)
+{
+    EXPECT_EQ(command::size_text(0), "0 B");
+    EXPECT_EQ(command::size_text(999), "999 B");
+    EXPECT_EQ(command::size_text(1000), "1.0 kB");
+    EXPECT_EQ(command::size_text(999'999), "1.0 MB");
+    EXPECT_EQ(command::size_text(12'345'678), "12 MB");
+}

@@ -1,0 +1,219 @@
+/* A command that waits for a pipe or a person ends when a signal comes, and leaves no private folder. */
+#include "run/waiting.h"
+
+#include "support/places.h"
+#include "system/failure.h"
+#include "unit/cli/command_support.h"
+
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using namespace support;
+
+namespace {
+
+constexpr unsigned patience = 60; /* seconds until a command that does not end is killed */
+
+/* The configuration lies in a private folder: all input has been read, and what is left to wait for is the result's way
+ * out. */
+bool is_laid_out(const fs::path &folder)
+{
+    std::error_code error;
+    for (fs::recursive_directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
+        if (at->path().filename() == "sys_global.conf.gz")
+            return true;
+    return false;
+}
+
+/* The signal comes once `ready`, while the command waits; one that comes earlier is held until then. */
+void signal_soon(int signal, const std::function<bool()> &ready)
+{
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, signal);
+    sigprocmask(SIG_BLOCK, &held, nullptr);
+    alarm(patience);
+    pid_t command = getpid();
+    if (fork() == 0) {
+        alarm(patience);
+        do
+            usleep(100'000);
+        while (!ready());
+        kill(command, signal);
+        _exit(0);
+    }
+}
+
+class Waiting : public testing::Test {
+  protected:
+    Waiting()
+    {
+        EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+        box.folder("/private");
+    }
+    std::string path(const std::string &name) const
+    {
+        return box.path().string() + "/" + name;
+    }
+    Outcome stopped(
+        const std::vector<std::string> &arguments, const Ahead &ahead = {}, int signal = SIGINT,
+        const std::function<bool()> &ready = [] { return true; }) const
+    {
+        Outcome run = migr(arguments, [&] {
+            setenv("TMPDIR", path("private").c_str(), 1);
+            if (ahead)
+                ahead();
+            signal_soon(signal, ready);
+        });
+        EXPECT_TRUE(fs::is_empty(path("private"))) << arguments[0];
+        return run;
+    }
+    /* Of a file that is at the image's release, and has been read: it only has to be put out. */
+    Outcome stopped_at_result(std::vector<std::string> more, const Ahead &ahead = {}) const
+    {
+        box.write("/sys_global.conf", headers(MIGR_IMAGE_RELEASE) + "config system global\nend\n");
+        more.insert(more.begin(), {"convert", path("sys_global.conf"), "--image", image});
+        return stopped(more, ahead, SIGINT, [&] { return is_laid_out(path("private")); });
+    }
+    void expect_stopped(const Outcome &run, const std::string &state = "Nothing was changed.") const
+    {
+        EXPECT_EQ(run.status, 3) << run.all();
+        EXPECT_TRUE(run.err.ends_with("migr: Stopped by a signal. " + state + "\n")) << run.all();
+    }
+
+    ApplianceRoot box;
+    std::string   pipe = path("pipe");
+    std::string   image = build_path("/image");
+};
+
+} // namespace
+
+TEST_F(Waiting, ForAPipeThatNobodyWrites)
+{
+    const std::vector<std::string> commands[] = {
+        {"convert", pipe, "--image", image}, {"explain", pipe, "--image", image},
+        {"check", pipe, "--image", image},   {"lint", pipe},
+        {"ml", pipe, path("out")},
+    };
+    for (const std::vector<std::string> &arguments : commands)
+        expect_stopped(stopped(arguments));
+    for (int signal : {SIGTERM, SIGHUP, SIGQUIT})
+        expect_stopped(stopped(commands[0], {}, signal));
+}
+
+TEST_F(Waiting, ForAWriterThatHasBegun)
+{
+    int writer = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(write(writer, "#config", 7), 7);
+    expect_stopped(stopped({"convert", pipe, "--image", image}));
+    close(writer);
+}
+
+TEST_F(Waiting, ForStandardInput)
+{
+    auto from_pipe = [&] { dup2(open(pipe.c_str(), O_RDWR), STDIN_FILENO); };
+    expect_stopped(stopped({"convert", "-", "--image", image}, from_pipe));
+    expect_stopped(stopped({"lint", "-"}, from_pipe));
+}
+
+TEST_F(Waiting, ForAReaderOfTheResult)
+{
+    expect_stopped(stopped_at_result({"-o", pipe}), "Not all of it went to " + pipe + ".");
+    auto to_full_pipe = [&] {
+        int fd = open(pipe.c_str(), O_RDWR | O_NONBLOCK);
+        while (write(fd, "x", 1) == 1)
+            ;
+        fcntl(fd, F_SETFL, 0);
+        dup2(fd, STDOUT_FILENO);
+    };
+    expect_stopped(stopped_at_result({}, to_full_pipe), "Not all of it went to standard output.");
+}
+
+TEST_F(Waiting, ForAPersonsAnswer)
+{
+    box.write("/old", "kept");
+    int terminal = -1, person = -1;
+    ASSERT_EQ(openpty(&person, &terminal, nullptr, nullptr, nullptr), 0);
+    auto at_terminal = [&] { dup2(terminal, STDIN_FILENO); };
+    expect_stopped(stopped_at_result({"-o", path("old")}, at_terminal));
+    EXPECT_EQ(box.read("/old"), "kept");
+
+    TinyAppliance appliance;
+    migr({"upgrade", appliance.root()});
+    appliance.write("/data/etc/cert/later.key", "of a person");
+    Listing before = appliance.listing();
+    expect_stopped(stopped({"rollback", appliance.root()}, at_terminal));
+    EXPECT_EQ(appliance.listing(), before);
+    close(terminal);
+    close(person);
+}
+
+TEST_F(Waiting, IsNoneForAPipeInAnAppliance)
+{
+    TinyAppliance appliance;
+    fs::rename(pipe, appliance.root() + "/data/config/sys_domain.pipe.conf.gz");
+    for (const char *command : {"upgrade", "explain", "plan", "check"}) {
+        Outcome run = migr({command, appliance.root(), "--image", image}, [] { alarm(patience); });
+        EXPECT_EQ(run.signal, 0) << command;
+        EXPECT_NE(run.status, 0) << command << run.all();
+    }
+}
+
+TEST_F(Waiting, AWholeFileMayComeThroughAPipe)
+{
+    box.write("/plain", headers("5.50") + "config system global\n    set hostname \"box\"\nend\n");
+    for (const std::vector<std::string> &arguments : {std::vector<std::string>{"convert", pipe, "--image", image},
+                                                      {"explain", pipe, "--image", image},
+                                                      {"check", pipe, "--image", image}}) {
+        std::thread writer([&] {
+            int         fd = open(pipe.c_str(), O_WRONLY | O_CLOEXEC);
+            std::string text = box.read("/plain");
+            for (char c : text)
+                EXPECT_EQ(write(fd, &c, 1), 1);
+            close(fd);
+        });
+        Outcome     run = migr(arguments, [] { alarm(patience); });
+        writer.join();
+        EXPECT_EQ(run.status, 0) << run.all();
+    }
+}
+
+TEST_F(Waiting, AnInputIsReadWhole)
+{
+    std::string bytes(200'000, 'x');
+    bytes[7] = '\0';
+    box.write("/a", bytes);
+    box.link("/link", "a");
+    command::Interrupts interrupts;
+    EXPECT_EQ(command::read_input(path("link"), interrupts), bytes);
+    EXPECT_THROW(command::read_input(path("none"), interrupts), command::PathError);
+    EXPECT_THROW(command::read_input(path("data"), interrupts), command::PathError);
+}
+
+TEST(Answer, IsYesOrNo)
+{
+    const std::pair<const char *, bool> answers[] = {{"y\n", true}, {"Yes\n", true},  {"n\n", false},
+                                                     {"\n", false}, {"", false},      {"maybe y\n", false},
+                                                     {"y", true},   {"no y\n", false}};
+    for (const auto &[text, yes] : answers) {
+        Outcome run = run_process([&] {
+            int ends[2];
+            if (pipe2(ends, O_CLOEXEC) != 0 || write(ends[1], text, strlen(text)) < 0)
+                return 2;
+            close(ends[1]);
+            dup2(ends[0], STDIN_FILENO);
+            command::Interrupts interrupts;
+            return command::is_answered_yes(stdout, "Well? ", interrupts) ? 1 : 0;
+        });
+        EXPECT_EQ(run.status, yes ? 1 : 0) << text;
+        EXPECT_EQ(run.out, "Well? ");
+    }
+}

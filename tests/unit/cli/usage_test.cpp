@@ -1,0 +1,132 @@
+/* What is said of wrong usage, of answers that cannot be written, and of failures when a program asks. */
+#include "unit/cli/command_support.h"
+
+#include "command.h"
+
+#include "support/image_line.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/resource.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace support;
+using nlohmann::json;
+
+TEST(Usage, TellsItsVersion)
+{
+    Outcome run = migr({"--version"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_TRUE(run.out.starts_with("migr ")) << run.out;
+    EXPECT_TRUE(run.out.ends_with(", for images of " MIGR_IMAGE_RELEASE "\n")) << run.out;
+}
+
+TEST(Usage, SuggestsTheNearestCommand)
+{
+    constexpr std::pair<const char *, const char *> words[] = {
+        {"upgrad", "upgrade"}, {"rolback", "rollback"}, {"snapshot", "snapshots"}, {"LINT", nullptr}};
+    for (const auto &[wrong, meant] : words) {
+        Outcome run = migr({wrong, "/"});
+        EXPECT_EQ(run.status, 2);
+        EXPECT_NE(run.err.find("no command \"" + std::string(wrong) + "\""), std::string::npos) << run.err;
+        EXPECT_EQ(run.err.find("Did you mean: migr ") != std::string::npos, meant != nullptr) << run.err;
+        if (meant) {
+            EXPECT_NE(run.err.find("Did you mean: migr " + std::string(meant) + "."), std::string::npos) << run.err;
+        }
+    }
+}
+
+TEST(Json, AFailureIsTheSameObject)
+{
+    ApplianceRoot empty;
+    for (const char *command : {"upgrade", "rollback", "snapshots"}) {
+        Outcome run = migr({command, empty.path().string() + "/none", "--json"});
+        EXPECT_EQ(run.status, 2);
+        json answer = json::parse(run.out);
+        EXPECT_EQ(answer["format"], 1);
+        EXPECT_EQ(answer["command"], command);
+        EXPECT_EQ(answer["status"], 2);
+        EXPECT_NE(answer["error"].get<std::string>().find("/none"), std::string::npos) << run.out;
+        EXPECT_EQ(run.err, "");
+    }
+}
+
+TEST(Json, WrongUsageIsTheSameObject)
+{
+    const std::pair<std::vector<std::string>, json> wrong[] = {
+        {{"version", "--json"}, "version"},
+        {{"plan", "--json", "--no-such-option", "/"}, "plan"},
+        {{"ml", "one", "--json"}, "ml"},
+        {{"upgrad", "/", "--json"}, nullptr},
+        {{"--json"}, nullptr},
+    };
+    for (const auto &[arguments, command] : wrong) {
+        Outcome run = migr(arguments);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.err, "");
+        json answer = json::parse(run.out);
+        EXPECT_EQ(answer["command"], command);
+        EXPECT_NE(answer["error"].get<std::string>().find("See: migr --help"), std::string::npos) << run.out;
+    }
+    Outcome behind_dashes = migr({"version", "--", "--json"});
+    EXPECT_EQ(behind_dashes.out, "");
+    EXPECT_NE(behind_dashes.err.find("--json: cannot read it"), std::string::npos) << behind_dashes.err;
+}
+
+TEST(Json, TellsWhatAPersonWouldHaveBeenTold)
+{
+    TinyAppliance box;
+    json          messages = json::parse(migr({"upgrade", box.root(), "--dry-run", "--json"}).out)["messages"];
+    ASSERT_EQ(messages.size(), 2U) << messages;
+    EXPECT_EQ(messages[0], "sys_global.conf.gz: will be upgraded from 5.50 to " MIGR_IMAGE_RELEASE);
+    migr({"upgrade", box.root()});
+    json pruned = json::parse(migr({"snapshots", box.root(), "--prune", "0", "--json"}).out);
+    EXPECT_EQ(pruned["snapshots"], json::array());
+    ASSERT_EQ(pruned["messages"].size(), 1U) << pruned;
+    EXPECT_TRUE(pruned["messages"][0].get<std::string>().starts_with("removed ")) << pruned;
+}
+
+TEST(Json, OfAnUpgradeASnapshotAndTheWayBack)
+{
+    TinyAppliance box;
+    json          upgraded = json::parse(migr({"upgrade", box.root(), "--json"}).out);
+    EXPECT_EQ(upgraded["status"], 0);
+    EXPECT_EQ(upgraded["error"], nullptr);
+    EXPECT_EQ(upgraded["changed"], true);
+    EXPECT_EQ(upgraded["files"][0]["result"], "upgraded");
+    json listed = json::parse(migr({"snapshots", box.root(), "--json"}).out);
+    ASSERT_EQ(listed["snapshots"].size(), 1U);
+    EXPECT_EQ(listed["snapshots"][0]["path"], upgraded["snapshot"]);
+    EXPECT_EQ(listed["snapshots"][0]["from"], "5.50");
+    EXPECT_EQ(listed["snapshots"][0]["trouble"], nullptr);
+    box.write("/data/etc/cert/later.key", "of a person");
+    Outcome asked = migr({"rollback", box.root(), "--json"});
+    EXPECT_EQ(asked.status, 2);
+    EXPECT_EQ(json::parse(asked.out)["details"].size(), 2U) << asked.out;
+    json back = json::parse(migr({"rollback", box.root(), "--json", "--yes"}).out);
+    EXPECT_EQ(back["status"], 0);
+    EXPECT_EQ(back["release"], "5.50");
+    EXPECT_EQ(back["undone"], json::array({listed["snapshots"][0]["name"]}));
+    EXPECT_EQ(box.read("/data/etc/cert/later.key"), "of a person");
+}
+
+TEST(Output, ThatCannotBeWrittenIsAFailure)
+{
+    TinyAppliance box;
+    auto          to_full_disk = [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); };
+    EXPECT_EQ(migr({"snapshots", box.root()}, to_full_disk).status, 3);
+    EXPECT_EQ(migr({"snapshots", box.root(), "--json"}, to_full_disk).status, 3);
+}
+
+TEST(Process, LeavesNoCore)
+{
+    Outcome run = run_process([] {
+        command::prepare_process();
+        rlimit core = {1, 1};
+        getrlimit(RLIMIT_CORE, &core);
+        return static_cast<int>(core.rlim_cur + core.rlim_max);
+    });
+    EXPECT_EQ(run.status, 0);
+}

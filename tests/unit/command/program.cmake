@@ -1,2 +1,0 @@
-target_link_libraries(${test} PRIVATE migr_command${variant})
-add_dependencies(${test} migr${variant})

@@ -1,3 +1,0 @@
-target_link_libraries(${test} PRIVATE migr_command${variant})
-# Who can be the author of a change stands in the sources.
-target_link_libraries(${test} PRIVATE source_index)
