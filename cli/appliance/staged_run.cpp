@@ -2,6 +2,7 @@
 #include "appliance/staged_run.h"
 
 #include "appliance/inside.h"
+#include "appliance/old_forms.h"
 #include "appliance/outline.h"
 #include "appliance/places.h"
 #include "appliance/result_warnings.h"
@@ -181,22 +182,13 @@ void put_stand_in(const Scene &scene)
     store_text(global_name, outline_of(stored_text(oldest->file.name)).headers);
 }
 
-constexpr char before_folder[] = "/before"; /* in the staging folder; the library knows nothing of it */
-
-void keep_old_text(const std::string &name)
-{
-    std::error_code error;
-    if (!fs::copy_file(config_path(name), joined(before_folder, name), error))
-        throw PathError{"copy", config_path(name), error.value()};
-}
-
 void set_scene(const Scene &scene)
 {
     inside(scene.staging, [&] {
-        make_folder(before_folder, 0700);
+        make_old_forms();
         for (const FilePlan &plan : scene.plans)
             if (plan.fate == Fate::upgrade)
-                keep_old_text(plan.file.name);
+                keep_old_form(plan.file.name);
         for (const FilePlan &plan : scene.plans)
             if (plan.fate == Fate::refuse)
                 fs::remove_all(config_path(plan.file.name));
@@ -462,7 +454,7 @@ void add_warnings(const Scene &scene, std::vector<FileOutcome> &files)
         if (!is_new && file.result != Result::upgraded)
             continue;
         texts.push_back({file.name, is_new ? release_of_split : file.before,
-                         joined(before_folder, is_new ? global_name : file.name), is_new});
+                         old_form_of(is_new ? global_name : file.name), is_new});
         owners.push_back(&file);
     }
     std::vector<std::vector<std::string>> warnings = inside(scene.staging, [&] { return result_warnings(texts); });

@@ -24,14 +24,21 @@ struct Arguments {
     std::string                domain;
     std::string                work;    /* folder for a private copy */
     std::string                release; /* like "6.30"; empty: the image's */
+    std::string                kind;    /* of causes */
+    std::string                path;    /* a pattern */
+    std::string                by;      /* a cause's name */
     std::optional<std::string> snapshot;
     std::optional<unsigned>    keep;          /* snapshots */
     unsigned                   timeout = 600; /* seconds */
     bool                       accept_damage = false;
+    bool                       added = false;
+    bool                       all = false;
+    bool                       dropped = false;
     bool                       dry_run = false;
     bool                       force = false;
     bool                       json = false;
     bool                       partial = false;
+    bool                       rewritten = false;
     bool                       show_secrets = false;
     bool                       strict = false;
     bool                       verbose = false;
@@ -61,6 +68,8 @@ struct Subcommand {
 
 extern const Subcommand convert_command;
 extern const Subcommand explain_command;
+extern const Subcommand account_command;
+extern const Subcommand blame_command;
 extern const Subcommand plan_command;
 extern const Subcommand check_command;
 extern const Subcommand upgrade_command;

@@ -45,17 +45,16 @@ bool names_are_secret(const config_node &node)
     return is_config(node) && ends_in(node.name, "community");
 }
 
-bool is_secret(const config_node &set, bool name_is_secret)
+bool is_secret(const char *name, const char *value, bool name_is_secret)
 {
     /* A switch that is named for passwords holds none. */
-    if (!set.value || strcmp(set.value, "enable") == 0 || strcmp(set.value, "disable") == 0)
+    if (!value || strcmp(value, "enable") == 0 || strcmp(value, "disable") == 0)
         return false;
-    if (name_is_secret && strcasecmp(set.name, "name") == 0)
+    if (name_is_secret && strcasecmp(name, "name") == 0)
         return true;
-    auto holds = [&](const char *word) { return strcasestr(set.name, word) != nullptr; };
-    auto ends = [&](const char *word) { return ends_in(set.name, word); };
-    return strstr(set.value, "PRIVATE KEY-----") ||
-           std::any_of(std::begin(secret_words), std::end(secret_words), holds) ||
+    auto holds = [&](const char *word) { return strcasestr(name, word) != nullptr; };
+    auto ends = [&](const char *word) { return ends_in(name, word); };
+    return strstr(value, "PRIVATE KEY-----") || std::any_of(std::begin(secret_words), std::end(secret_words), holds) ||
            std::any_of(std::begin(secret_endings), std::end(secret_endings), ends);
 }
 
@@ -84,6 +83,11 @@ void hide(config_node *set)
 
 } // namespace
 
+bool is_secret_set(const std::string &config, const std::string &name, const std::string &value)
+{
+    return is_secret(name.c_str(), value.c_str(), ends_in(config, "community"));
+}
+
 void hide_secrets(config_node *root)
 {
     struct Place {
@@ -96,7 +100,7 @@ void hide_secrets(config_node *root)
         waiting.pop_back();
         if (!node)
             continue;
-        if (node->kind == MIGR_SET && is_secret(*node, name_is_secret))
+        if (node->kind == MIGR_SET && is_secret(node->name, node->value, name_is_secret))
             hide(node);
         bool inside = is_config(*node) ? names_are_secret(*node) : name_is_secret;
         waiting.insert(waiting.end(), {{node->next, name_is_secret},

@@ -6,6 +6,8 @@
 
 #include "tree/config_node.h"
 
+#include <string>
+
 namespace command {
 
 /*
@@ -13,5 +15,8 @@ namespace command {
  * process, so that a diff still shows that one changed, or moved; a mark tells nothing else about its secret.
  */
 void hide_secrets(config_node *root);
+
+/* Whether the value of such a set, somewhere in that config, is a private key or a password. */
+bool is_secret_set(const std::string &config, const std::string &name, const std::string &value);
 
 } // namespace command

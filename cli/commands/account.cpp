@@ -1,0 +1,269 @@
+/* migr account and migr blame: how they are asked for and shown. How an account comes about is told by
+ * explain/account.h. */
+#include "appliance/single_file.h"
+#include "appliance/stored_text.h"
+#include "appliance/upgrade.h"
+#include "commands/subcommand.h"
+#include "explain/ledger_run.h"
+#include "image/image_files.h"
+#include "output/console.h"
+#include "output/json.h"
+#include "output/table.h"
+#include "report/account_report.h"
+#include "report/report.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace command {
+
+namespace {
+
+struct Accounting {
+    StagedRun                          run;
+    Account                            account;
+    std::map<std::string, std::string> results; /* the texts, by file */
+};
+
+void run_there(const Root &staging, const Image &image, bool all, Interrupts &interrupts, Accounting &accounting)
+{
+    RunRequest request;
+    request.partial = true; /* whatever can be accounted for */
+    request.accept_damage = true;
+    request.library = [all] { run_and_account(all); };
+    accounting.run = run_staged(staging, image, request, interrupts);
+    accounting.account = read_account(staging);
+    std::vector<std::string> good;
+    for (const FileOutcome &file : accounting.run.files)
+        if (file.result == Result::upgraded || file.result == Result::added)
+            good.push_back(file.name);
+    keep_files(accounting.account, good);
+    for (const AccountFile &file : accounting.account.files)
+        accounting.results[file.file] = staging.run([&] { return stored_text(file.file); });
+}
+
+Accounting account_for(const Arguments &arguments, const Image &image, bool all, Interrupts &interrupts)
+{
+    Accounting      accounting;
+    std::error_code none;
+    if (fs::is_directory(arguments.file, none)) {
+        Root root(arguments.file);
+        auto staging = stage_to_look(root, interrupts);
+        run_there(staging->root(), image, all, interrupts, accounting);
+        return accounting;
+    }
+    StagingFolder staging("", "the throw-away appliance");
+    SingleFile    file = lay_out_single_file({arguments.file, arguments.as, arguments.domain}, staging.root(),
+                                             image_text(image, "syntax_v510.txt"), interrupts);
+    if (std::string missing = what_is_missing(file); !missing.empty())
+        complain("warning: " + file.shown + ": " + missing);
+    run_there(staging.root(), image, all, interrupts, accounting);
+    return accounting;
+}
+
+AccountView view_of(const Arguments &arguments)
+{
+    AccountView view;
+    bool        chosen = arguments.dropped || arguments.rewritten || arguments.added;
+    view.dropped = !chosen || arguments.dropped || arguments.all;
+    view.rewritten = !chosen || arguments.rewritten || arguments.all;
+    view.added = arguments.added || arguments.all || (arguments.json && !chosen);
+    view.moved = arguments.all || (arguments.json && !chosen);
+    view.kept = arguments.all;
+    view.kind = arguments.kind;
+    view.path = arguments.path;
+    view.release = arguments.release;
+    view.by = arguments.by;
+    view.show_secrets = arguments.show_secrets;
+    return view;
+}
+
+void show_refusals(const StagedRun &run)
+{
+    for (const FileOutcome &file : run.files)
+        for (const std::string &reason : file.reasons)
+            complain(file.name + ": " + reason);
+}
+
+Status account(const Arguments &arguments)
+{
+    Image image = open_image(arguments.image);
+    tell_image(image);
+    Interrupts  interrupts;
+    Accounting  accounting = account_for(arguments, image, arguments.all, interrupts);
+    std::string update_file = image_text(image, "update_config");
+    Causes      causes(update_file);
+    AccountView view = view_of(arguments);
+    show_refusals(accounting.run);
+    if (arguments.json) {
+        print_answer("account", accounting.run.status, to_json(accounting.account, causes, view));
+        return accounting.run.status;
+    }
+    show_counts(accounting.account);
+    show_entries(accounting.account, causes, view);
+    show_effects(accounting.account, causes);
+    say("");
+    say(summary_of(accounting.account, causes) + ".");
+    return accounting.run.status;
+}
+
+/* ---- blame ---- */
+
+/* Where a line of a result came from. */
+struct Source {
+    const AccountFile  *file = nullptr; /* of the entry; null: the line only opens a file or closes a block */
+    const AccountEntry *entry = nullptr;
+};
+
+std::string without_newline(std::string text)
+{
+    if (text.ends_with('\n'))
+        text.pop_back();
+    return text;
+}
+
+/* By line of the result, from 1. */
+std::vector<Source> sources_of(const Account &account, const AccountFile &result)
+{
+    std::vector<Source> sources(result.out.lines + 1);
+    for (const AccountFile &file : account.files)
+        for (const AccountEntry &entry : file.entries) {
+            const std::string &out_file = entry.out_file.empty() ? file.file : entry.out_file;
+            if (out_file == result.file)
+                for (uint32_t line = entry.out.first; line > 0 && line <= entry.out.last; line++)
+                    sources.at(line) = {&file, &entry};
+        }
+    return sources;
+}
+
+std::string origin_text(const Source &source, const AccountFile &result, uint32_t line)
+{
+    if (!source.entry)
+        return "";
+    if (source.entry->in.first == 0)
+        return "new";
+    uint32_t old_line = std::min(source.entry->in.first + (line - source.entry->out.first), source.entry->in.last);
+    return (source.file->file == result.file ? "" : source.file->file + ":") + std::to_string(old_line);
+}
+
+std::string cause_text(const Account &account, const Source &source)
+{
+    if (!source.entry || source.entry->causes.empty())
+        return "";
+    const Author &last = account.authors[source.entry->causes.back()];
+    return shown(last);
+}
+
+/* A secret's further lines say nothing either. */
+std::string blamed_text(const Source &source, const std::string &line, uint32_t number, bool show_secrets)
+{
+    if (show_secrets || !source.entry)
+        return line;
+    bool is_first = number == source.entry->out.first;
+    if (is_first)
+        return line.substr(0, line.find_first_not_of(" \t")) + without_newline(without_secret(*source.entry, line));
+    bool is_hidden = without_secret(*source.entry, "set " + source.entry->path.back() + " x") !=
+                     "set " + source.entry->path.back() + " x";
+    return is_hidden ? "(hidden)" : line;
+}
+
+void show_blame(const Accounting &accounting, const AccountFile &result, bool show_secrets)
+{
+    std::vector<Source> sources = sources_of(accounting.account, result);
+    std::vector<Row>    rows = {{"LINE", "WAS", "CAUSE", result.file}};
+    std::istringstream  lines(accounting.results.at(result.file));
+    uint32_t            number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        number++;
+        const Source &source = sources.at(number);
+        rows.push_back({std::to_string(number), origin_text(source, result, number),
+                        cause_text(accounting.account, source), blamed_text(source, line, number, show_secrets)});
+    }
+    show_table(rows, {0, 1});
+}
+
+Json blame_json(const Accounting &accounting, const AccountFile &result, bool show_secrets)
+{
+    std::vector<Source> sources = sources_of(accounting.account, result);
+    std::istringstream  lines(accounting.results.at(result.file));
+    Json::List          list;
+    uint32_t            number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        number++;
+        const Source &source = sources.at(number);
+        list.push_back(Json::Members{{"line", uint64_t{number}},
+                                     {"was", Json::text_or_null(origin_text(source, result, number))},
+                                     {"fate", source.entry ? Json(word(source.entry->fate)) : Json()},
+                                     {"cause", Json::text_or_null(cause_text(accounting.account, source))},
+                                     {"text", blamed_text(source, line, number, show_secrets)}});
+    }
+    return Json::Members{{"file", result.file}, {"lines", std::move(list)}};
+}
+
+Status blame(const Arguments &arguments)
+{
+    Image image = open_image(arguments.image);
+    tell_image(image);
+    Interrupts interrupts;
+    Accounting accounting = account_for(arguments, image, true, interrupts);
+    show_refusals(accounting.run);
+    Json::List files;
+    for (const AccountFile &file : accounting.account.files)
+        if (arguments.json)
+            files.push_back(blame_json(accounting, file, arguments.show_secrets));
+        else
+            show_blame(accounting, file, arguments.show_secrets);
+    if (arguments.json)
+        print_answer("blame", accounting.run.status, {{"files", std::move(files)}});
+    return accounting.run.status;
+}
+
+} // namespace
+
+const Subcommand account_command = {
+    "account",
+    "Say what becomes of each line in an upgrade, and why",
+    {
+        {"ROOT|FILE", &Arguments::file,
+         "An appliance's root folder, which is left alone, or one configuration file, plain or gzip", true},
+        {"--dropped", &Arguments::dropped, "Show what is dropped, and nothing else that is not asked for"},
+        {"--rewritten", &Arguments::rewritten, "The same for what is rewritten"},
+        {"--added", &Arguments::added, "The same for what is added"},
+        {"--all", &Arguments::all, "Show every line, those that are kept or moved, too"},
+        {"--kind",
+         &Arguments::kind,
+         "Only what has a cause of that kind",
+         false,
+         {"protection", "credentials", "network", "logging", "appearance", "housekeeping", "rule"}},
+        {"--path", &Arguments::path, "Only what lies there: a pattern for names parted by \" / \""},
+        {"--release", &Arguments::release, "Only what has a cause of that release"},
+        {"--by", &Arguments::by, "Only what has the callback, migration or rule of that name as a cause"},
+        {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
+        {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
+        {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
+        {"--show-secrets", &Arguments::show_secrets, "Show passwords and keys, which are hidden otherwise"},
+        {"--json", &Arguments::json, "Print the account as JSON"},
+    },
+    account,
+};
+
+const Subcommand blame_command = {
+    "blame",
+    "Show the upgraded text, each line with where it came from and why",
+    {
+        {"ROOT|FILE", &Arguments::file,
+         "An appliance's root folder, which is left alone, or one configuration file, plain or gzip", true},
+        {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
+        {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
+        {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
+        {"--show-secrets", &Arguments::show_secrets, "Show passwords and keys, which are hidden otherwise"},
+        {"--json", &Arguments::json, "Print the lines as JSON"},
+    },
+    blame,
+};
+
+} // namespace command

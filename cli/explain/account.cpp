@@ -1,0 +1,505 @@
+/* From nodes to lines: each written node is led back to what it was read from, and what is then left was dropped. */
+#include "explain/account.h"
+
+#include "language/items.h"
+#include "language/lines.h"
+
+#include <algorithm>
+#include <map>
+
+namespace command {
+
+namespace {
+
+/* ---- texts by line ---- */
+
+/* A text with its lines and what stands in them. */
+class LinedText {
+  public:
+    explicit LinedText(std::string_view text) : text_(text), items_(items_of(text))
+    {
+        starts_.push_back(0);
+        for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1))
+            if (at + 1 < text.size())
+                starts_.push_back(at + 1);
+        if (text.empty())
+            starts_.clear();
+        item_of_line_.resize(count() + 1, nowhere);
+        for (size_t at = 0; at < items_.size(); at++)
+            if (items_[at].line <= count())
+                item_of_line_[items_[at].line] = static_cast<uint32_t>(at);
+        is_taken_.resize(count() + 1);
+    }
+
+    uint32_t count() const
+    {
+        return static_cast<uint32_t>(starts_.size());
+    }
+    std::string_view lines(const Span &span) const
+    {
+        if (span.first == 0 || span.last > count() || span.last < span.first)
+            return {};
+        size_t end = span.last < count() ? starts_[span.last] : text_.size();
+        return text_.substr(starts_[span.first - 1], end - starts_[span.first - 1]);
+    }
+    std::vector<std::string> path(uint32_t line) const
+    {
+        std::vector<std::string> names;
+        size_t                   at = line <= count() && item_of_line_[line] != nowhere ? item_of_line_[line] : no_item;
+        for (; at != no_item; at = items_[at].parent)
+            names.push_back(items_[at].parent == no_item ? join_words(items_[at].name, ' ')
+                                                         : std::string(unquoted(items_[at].name)));
+        std::reverse(names.begin(), names.end());
+        return names;
+    }
+
+    /* How many lines of the span nobody has had yet. */
+    uint64_t take(const Span &span)
+    {
+        uint64_t taken = 0;
+        for (uint32_t line = span.first; line > 0 && line <= span.last && line <= count(); line++) {
+            taken += !is_taken_[line];
+            is_taken_[line] = true;
+        }
+        return taken;
+    }
+
+    /* Counts lines that are nobody's: those that only close something, say nothing, or were passed over. */
+    void count_others(LineCounts &counts) const
+    {
+        counts.lines = count();
+        for (uint32_t line = 1; line <= count(); line++) {
+            if (is_taken_[line])
+                continue;
+            std::string_view word = keyword_of_line(lines({line, line, 0})).word;
+            bool says_nothing = word.empty() || word[0] == '#' || is_word(word, "end") || is_word(word, "next");
+            (says_nothing ? counts.layout : counts.unread)++;
+        }
+    }
+
+  private:
+    std::string_view        text_;
+    std::vector<ConfigItem> items_;
+    std::vector<size_t>     starts_;
+    std::vector<uint32_t>   item_of_line_;
+    std::vector<bool>       is_taken_;
+};
+
+std::string_view without_newline(std::string_view text)
+{
+    return text.ends_with('\n') ? text.substr(0, text.size() - 1) : text;
+}
+
+bool is_same_text(std::string_view before, std::string_view after)
+{
+    return without_newline(without_indent(before)) == without_newline(without_indent(after));
+}
+
+/* But for white space, which the writer puts as it always does. */
+bool is_same_but_for_blanks(std::string_view before, std::string_view after)
+{
+    return join_words(before, ' ') == join_words(after, ' ');
+}
+
+/* ---- the accountant ---- */
+
+struct Origin {
+    uint32_t              node = 0;  /* read from a file as it was; 0: none */
+    uint32_t              first = 0; /* the first that there was of it, read or made */
+    bool                  is_copy = false;
+    std::vector<uint32_t> events;
+};
+
+class Accountant {
+  public:
+    Accountant(Journal journal, const std::vector<AccountedText> &files, bool all)
+        : journal_(std::move(journal)), files_(files), all_(all)
+    {
+        for (const AccountedText &file : files) {
+            old_texts_.emplace_back(file.old_text);
+            new_texts_.emplace_back(file.new_text);
+        }
+        index_writings();
+    }
+
+    Account account();
+
+  private:
+    struct Written {
+        uint32_t line;
+        uint32_t node;
+        Span     out;
+        bool     is_further;
+    };
+
+    void                  index_writings();
+    uint32_t              writer_of(uint32_t text, uint32_t line) const;
+    size_t                file_of(const std::string &name) const;
+    std::vector<uint32_t> events_of(uint32_t node, uint32_t limit) const;
+    uint32_t              event_of(uint32_t node, EventKind kind) const;
+    Origin                origin_of(uint32_t node) const;
+    std::vector<uint32_t> drop_events(uint32_t node) const;
+    std::vector<uint32_t> addition_events(const Origin &origin) const;
+    std::vector<uint32_t> authors_of(std::vector<uint32_t> events, const std::vector<EventKind> &kinds) const;
+    std::string           filled_from(const std::vector<uint32_t> &events) const;
+    bool                  was_relinked(const std::vector<uint32_t> &events) const;
+    void                  take_results();
+    void                  take_result(size_t file, const Written &written, const Origin &origin);
+    void                  take_addition(size_t file, const Written &written, const Origin &origin);
+    void                  take_losses();
+    void                  count(AccountEntry &entry, size_t in_file, size_t out_file);
+    void                  finish(AccountFile &file, size_t at);
+
+    Journal                                  journal_;
+    const std::vector<AccountedText>        &files_;
+    bool                                     all_;
+    std::vector<LinedText>                   old_texts_, new_texts_;
+    std::map<uint32_t, std::vector<Written>> writings_; /* by text, in the order of lines */
+    std::vector<uint32_t>                    next_;     /* the node that read what this one wrote */
+    std::vector<bool>                        claimed_;
+    Account                                  account_;
+};
+
+void Accountant::index_writings()
+{
+    for (uint32_t node = 1; node < journal_.nodes.size(); node++) {
+        const JournalNode &one = journal_.nodes[node];
+        if (one.written != nowhere)
+            writings_[one.written].push_back({one.out.first, node, one.out, false});
+    }
+    for (const FurtherWriting &one : journal_.further)
+        writings_[one.text].push_back({one.out.first, one.node, one.out, true});
+    for (auto &[text, writings] : writings_)
+        std::sort(writings.begin(), writings.end(),
+                  [](const Written &one, const Written &other) { return one.line < other.line; });
+    next_.resize(journal_.nodes.size());
+    for (uint32_t node = 1; node < journal_.nodes.size(); node++) {
+        const JournalNode &one = journal_.nodes[node];
+        if (one.read == nowhere || journal_.texts[one.read].continues == nowhere)
+            continue;
+        uint32_t writer = writer_of(journal_.texts[one.read].continues, one.in.first);
+        if (writer != 0)
+            next_[writer] = node;
+    }
+}
+
+uint32_t Accountant::writer_of(uint32_t text, uint32_t line) const
+{
+    auto writings = writings_.find(text);
+    if (writings == writings_.end())
+        return 0;
+    auto at = std::lower_bound(writings->second.begin(), writings->second.end(), line,
+                               [](const Written &one, uint32_t wanted) { return one.line < wanted; });
+    return at != writings->second.end() && at->line == line ? at->node : 0;
+}
+
+size_t Accountant::file_of(const std::string &name) const
+{
+    auto at = std::find_if(files_.begin(), files_.end(), [&](const AccountedText &file) { return file.file == name; });
+    return at == files_.end() ? no_item : static_cast<size_t>(at - files_.begin());
+}
+
+/* ---- events ---- */
+
+/* In the order in which they happened, those ahead of the limit. */
+std::vector<uint32_t> Accountant::events_of(uint32_t node, uint32_t limit) const
+{
+    std::vector<uint32_t> events;
+    for (uint32_t at = journal_.nodes[node].last_event; at != nowhere; at = journal_.events[at].previous)
+        if (at < limit)
+            events.push_back(at);
+    std::reverse(events.begin(), events.end());
+    return events;
+}
+
+uint32_t Accountant::event_of(uint32_t node, EventKind kind) const
+{
+    for (uint32_t at = journal_.nodes[node].last_event; at != nowhere; at = journal_.events[at].previous)
+        if (journal_.events[at].kind == kind)
+            return at;
+    return nowhere;
+}
+
+/* From pass to pass by the lines that one wrote and the next read, and from copies to what they were copied from. */
+Origin Accountant::origin_of(uint32_t node) const
+{
+    Origin   origin;
+    uint32_t limit = nowhere;
+    while (node != 0) {
+        origin.first = node;
+        std::vector<uint32_t> events = events_of(node, limit);
+        origin.events.insert(origin.events.end(), events.begin(), events.end());
+        const JournalNode &one = journal_.nodes[node];
+        if (one.read != nowhere) {
+            const JournalText &text = journal_.texts[one.read];
+            bool               is_first = text.is_configuration && text.continues == nowhere;
+            origin.node = is_first ? node : 0;
+            if (is_first || !text.is_configuration)
+                return origin;
+            node = writer_of(text.continues, one.in.first);
+        } else {
+            origin.is_copy = origin.is_copy || one.source != 0;
+            limit = event_of(node, EventKind::copied);
+            node = one.source;
+        }
+    }
+    return origin;
+}
+
+/* The last thing that took a node out of its tree; its own, or that of the nearest block around it. */
+std::vector<uint32_t> Accountant::drop_events(uint32_t node) const
+{
+    std::vector<uint32_t> events;
+    uint32_t              last = node;
+    for (;; last = next_[last]) {
+        std::vector<uint32_t> own = events_of(last, nowhere);
+        events.insert(events.end(), own.begin(), own.end());
+        if (next_[last] == 0)
+            break;
+    }
+    for (uint32_t at = last; at != 0; at = journal_.nodes[at].parent) {
+        for (uint32_t event = journal_.nodes[at].last_event; event != nowhere;
+             event = journal_.events[event].previous) {
+            EventKind kind = journal_.events[event].kind;
+            if (kind == EventKind::unlinked || kind == EventKind::marked || kind == EventKind::left_out) {
+                events.push_back(event);
+                return events;
+            }
+            if (kind == EventKind::linked || kind == EventKind::unmarked)
+                break;
+        }
+    }
+    return events;
+}
+
+/* What made a node, and what put it, or the block around it, into the tree. */
+std::vector<uint32_t> Accountant::addition_events(const Origin &origin) const
+{
+    std::vector<uint32_t> events = origin.events;
+    for (uint32_t at = origin.first; at != 0; at = journal_.nodes[at].parent) {
+        uint32_t linked = event_of(at, EventKind::linked);
+        if (linked == nowhere)
+            continue;
+        events.push_back(linked);
+        break;
+    }
+    return events;
+}
+
+/* Each author once, in the order of what they did. */
+std::vector<uint32_t> Accountant::authors_of(std::vector<uint32_t> events, const std::vector<EventKind> &kinds) const
+{
+    std::sort(events.begin(), events.end());
+    std::vector<uint32_t> authors;
+    for (uint32_t event : events) {
+        const Event &one = journal_.events[event];
+        bool         counts = std::find(kinds.begin(), kinds.end(), one.kind) != kinds.end();
+        if (counts && std::find(authors.begin(), authors.end(), one.author) == authors.end())
+            authors.push_back(one.author);
+    }
+    return authors;
+}
+
+std::string Accountant::filled_from(const std::vector<uint32_t> &events) const
+{
+    for (auto event = events.rbegin(); event != events.rend(); ++event)
+        if (journal_.events[*event].kind == EventKind::filled)
+            return journal_.files[journal_.events[*event].file];
+    return "";
+}
+
+bool Accountant::was_relinked(const std::vector<uint32_t> &events) const
+{
+    return std::any_of(events.begin(), events.end(), [&](uint32_t event) {
+        EventKind kind = journal_.events[event].kind;
+        return kind == EventKind::linked || kind == EventKind::copied;
+    });
+}
+
+/* ---- entries ---- */
+
+const std::vector<EventKind> moves = {EventKind::copied, EventKind::linked, EventKind::unlinked};
+const std::vector<EventKind> rewritings = {EventKind::copied,  EventKind::linked,   EventKind::unlinked,
+                                           EventKind::renamed, EventKind::revalued, EventKind::filled};
+const std::vector<EventKind> removals = {EventKind::renamed,  EventKind::revalued, EventKind::filled,
+                                         EventKind::unlinked, EventKind::marked,   EventKind::left_out};
+const std::vector<EventKind> additions = {EventKind::made,    EventKind::copied,   EventKind::linked,
+                                          EventKind::renamed, EventKind::revalued, EventKind::filled};
+
+/* Each file's newest text is its result. What is the line itself comes ahead of what was copied from it. */
+void Accountant::take_results()
+{
+    claimed_.resize(journal_.nodes.size());
+    std::vector<std::pair<size_t, const std::vector<Written> *>> results;
+    for (size_t file = 0; file < files_.size(); file++) {
+        uint32_t newest = nowhere;
+        for (uint32_t text = 0; text < journal_.texts.size(); text++)
+            if (journal_.texts[text].author != nowhere && journal_.texts[text].file == files_[file].file)
+                newest = text;
+        if (newest != nowhere && writings_.count(newest) != 0)
+            results.emplace_back(file, &writings_.at(newest));
+    }
+    for (bool copies : {false, true})
+        for (auto [file, writings] : results)
+            for (const Written &written : *writings) {
+                Origin origin = origin_of(written.node);
+                bool   is_copy = origin.is_copy || written.is_further;
+                if (is_copy != copies)
+                    continue;
+                if (origin.node != 0 && !claimed_[origin.node])
+                    take_result(file, written, origin);
+                else
+                    take_addition(file, written, origin);
+            }
+}
+
+void Accountant::take_result(size_t file, const Written &written, const Origin &origin)
+{
+    claimed_[origin.node] = true;
+    const JournalNode &read = journal_.nodes[origin.node];
+    size_t             in_file = file_of(journal_.texts[read.read].file);
+    if (in_file == no_item)
+        return;
+    AccountEntry entry;
+    entry.in = read.in;
+    entry.out = written.out;
+    std::string_view before = old_texts_[in_file].lines(read.in);
+    std::string_view after = new_texts_[file].lines(written.out);
+    if (in_file != file)
+        entry.out_file = files_[file].file;
+    bool is_same = is_same_text(before, after);
+    if (is_same && in_file == file && !was_relinked(origin.events)) {
+        entry.fate = LineFate::kept;
+        count(entry, in_file, file);
+        if (all_) {
+            entry.path = old_texts_[in_file].path(entry.in.first);
+            account_.files[in_file].entries.push_back(std::move(entry));
+        }
+        return;
+    }
+    entry.fate = is_same ? LineFate::moved : LineFate::rewritten;
+    entry.causes = authors_of(origin.events, is_same ? moves : rewritings);
+    uint32_t first_writing = journal_.nodes[origin.node].written;
+    if (in_file != file && first_writing != nowhere) {
+        uint32_t author = journal_.texts[first_writing].author;
+        if (std::find(entry.causes.begin(), entry.causes.end(), author) == entry.causes.end())
+            entry.causes.push_back(author);
+    }
+    if (entry.causes.empty() && first_writing != nowhere && is_same_but_for_blanks(before, after))
+        entry.causes.push_back(journal_.texts[first_writing].author);
+    entry.path = old_texts_[in_file].path(entry.in.first);
+    entry.before = before;
+    entry.after = after;
+    entry.from_file = filled_from(origin.events);
+    count(entry, in_file, file);
+    account_.files[in_file].entries.push_back(std::move(entry));
+}
+
+void Accountant::take_addition(size_t file, const Written &written, const Origin &origin)
+{
+    AccountEntry entry;
+    entry.fate = LineFate::added;
+    entry.out = written.out;
+    entry.causes = authors_of(addition_events(origin), additions);
+    entry.path = new_texts_[file].path(written.out.first);
+    entry.after = new_texts_[file].lines(written.out);
+    entry.from_file = filled_from(origin.events);
+    if (origin.node != 0)
+        entry.copied_from = journal_.nodes[origin.node].in;
+    count(entry, no_item, file);
+    account_.files[file].entries.push_back(std::move(entry));
+}
+
+void Accountant::take_losses()
+{
+    for (uint32_t node = 1; node < journal_.nodes.size(); node++) {
+        const JournalNode &one = journal_.nodes[node];
+        if (claimed_[node] || one.read == nowhere)
+            continue;
+        const JournalText &text = journal_.texts[one.read];
+        size_t             file = file_of(text.file);
+        if (!text.is_configuration || text.continues != nowhere || file == no_item)
+            continue;
+        AccountEntry entry;
+        entry.fate = LineFate::dropped;
+        entry.in = one.in;
+        entry.causes = authors_of(drop_events(node), removals);
+        entry.path = old_texts_[file].path(one.in.first);
+        entry.before = old_texts_[file].lines(one.in);
+        count(entry, file, no_item);
+        account_.files[file].entries.push_back(std::move(entry));
+    }
+}
+
+uint64_t &counted(LineCounts &counts, LineFate fate)
+{
+    switch (fate) {
+    case LineFate::moved:
+        return counts.moved;
+    case LineFate::rewritten:
+        return counts.rewritten;
+    case LineFate::dropped:
+        return counts.dropped;
+    case LineFate::added:
+        return counts.added;
+    default:
+        return counts.kept;
+    }
+}
+
+void Accountant::count(AccountEntry &entry, size_t in_file, size_t out_file)
+{
+    uint64_t in = 0, out = 0;
+    if (in_file != no_item)
+        in = old_texts_[in_file].take(entry.in);
+    if (out_file != no_item)
+        out = new_texts_[out_file].take(entry.out);
+    if (in_file != no_item)
+        counted(account_.files[in_file].in, entry.fate) += in;
+    if (out_file != no_item)
+        counted(account_.files[out_file].out, entry.fate) += out;
+    if (entry.fate != LineFate::kept && entry.causes.empty())
+        account_.files[in_file != no_item ? in_file : out_file].unexplained += std::max(in, out);
+}
+
+void Accountant::finish(AccountFile &file, size_t at)
+{
+    old_texts_[at].count_others(file.in);
+    new_texts_[at].count_others(file.out);
+    file.out.layout += file.out.unread; /* the writer writes nothing that it does not know */
+    file.out.unread = 0;
+    auto place = [](const AccountEntry &entry) {
+        return std::pair(entry.in.first == 0, entry.in.first == 0 ? entry.out.first : entry.in.first);
+    };
+    std::stable_sort(file.entries.begin(), file.entries.end(),
+                     [&](const AccountEntry &one, const AccountEntry &other) { return place(one) < place(other); });
+}
+
+Account Accountant::account()
+{
+    for (const AccountedText &file : files_)
+        account_.files.push_back({file.file, file.before, file.after, {}, {}, 0, {}});
+    take_results();
+    take_losses();
+    for (size_t at = 0; at < files_.size(); at++)
+        finish(account_.files[at], at);
+    account_.authors = std::move(journal_.authors);
+    account_.effects = std::move(journal_.effects);
+    account_.is_incomplete = journal_.is_incomplete;
+    return std::move(account_);
+}
+
+} // namespace
+
+const char *word(LineFate fate)
+{
+    static constexpr const char *words[] = {"kept", "moved", "rewritten", "dropped", "added"};
+    return words[static_cast<size_t>(fate)];
+}
+
+Account account_of(Journal journal, const std::vector<AccountedText> &files, bool all)
+{
+    return Accountant(std::move(journal), files, all).account();
+}
+
+} // namespace command

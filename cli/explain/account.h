@@ -1,0 +1,64 @@
+/*
+ * What became of each line of a configuration, and where each line of the result came from, with the causes. Made of
+ * what the library told (journal.h) and of the texts before and behind; nothing is asked of the library again.
+ */
+#pragma once
+
+#include "explain/journal.h"
+
+#include <string>
+#include <vector>
+
+namespace command {
+
+enum class LineFate { kept, moved, rewritten, dropped, added };
+
+/* "kept" and so on. */
+const char *word(LineFate fate);
+
+/* One block's opening line, or one set with all its lines. */
+struct AccountEntry {
+    LineFate                 fate = LineFate::kept;
+    Span                     in, out;
+    std::string              out_file; /* the result that holds it, when that is another file */
+    std::vector<std::string> path;     /* names from the top-level config down; of what was added, in the result */
+    std::vector<uint32_t>    causes;   /* authors, in their order; none for what is kept */
+    std::string              before;   /* the lines, as they stand; of what is kept, nothing */
+    std::string              after;
+    Span                     copied_from; /* the lines of the old file that an added entry was copied from */
+    std::string              from_file;   /* the file that the value, or a part of it, was read from */
+};
+
+struct LineCounts {
+    uint64_t lines = 0, kept = 0, moved = 0, rewritten = 0, dropped = 0, added = 0, layout = 0, unread = 0;
+};
+
+struct AccountFile {
+    std::string               file;        /* its name in /data/config */
+    int32_t                   before = -1; /* release; -1 for a file that the split has made */
+    int32_t                   after = -1;
+    LineCounts                in, out;
+    uint64_t                  unexplained = 0; /* lines of entries that should have a cause and have none */
+    std::vector<AccountEntry> entries;         /* those that are kept only when that was asked for */
+};
+
+struct Account {
+    std::vector<Author>      authors;
+    std::vector<AccountFile> files;
+    std::vector<FileEffect>  effects;
+    bool                     is_incomplete = false;
+};
+
+/* A file that an upgrade has carried forward, or made. */
+struct AccountedText {
+    std::string file;
+    int32_t     before = -1;
+    int32_t     after = -1;
+    std::string old_text; /* empty for one that the split has made */
+    std::string new_text;
+};
+
+/* Takes the files in their order. With `all`, entries that are kept are there too. */
+Account account_of(Journal journal, const std::vector<AccountedText> &files, bool all);
+
+} // namespace command

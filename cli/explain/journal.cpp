@@ -1,0 +1,234 @@
+/* The observer: a branch per kind of change. */
+#include "explain/journal.h"
+
+#include "driver/migr.h"
+#include "run/library_child.h"
+
+#include <filesystem>
+#include <map>
+
+namespace command {
+
+namespace {
+
+/* What is under way. */
+struct Taking {
+    Journal                         journal;
+    std::map<Author, uint32_t>      authors;
+    const char                     *last_name = nullptr; /* of the author that was asked for last */
+    uint32_t                        last_author = nowhere;
+    uint64_t                        base = 0;          /* the number ahead of the first node's */
+    uint32_t                        reading = nowhere; /* the text that is being read */
+    std::map<std::string, uint32_t> written;           /* by file, its newest text */
+};
+
+Taking *taking; /* null while nothing is taken down */
+
+std::string file_name(const std::string &path)
+{
+    return std::filesystem::path(path).filename().string();
+}
+
+uint32_t author_of(const migr_change &change)
+{
+    const migr_author &said = *change.author;
+    if (taking->last_author != nowhere) {
+        const Author &last = taking->journal.authors[taking->last_author];
+        if (said.name == taking->last_name && said.release == last.release && said.line == last.line &&
+            last.name == said.name && last.mechanism == said.mechanism)
+            return taking->last_author;
+    }
+    Author author = {said.release, said.mechanism, said.name ? said.name : "", said.line};
+    auto [at, is_new] = taking->authors.try_emplace(author, static_cast<uint32_t>(taking->journal.authors.size()));
+    if (is_new)
+        taking->journal.authors.push_back(author);
+    taking->last_name = said.name;
+    taking->last_author = at->second;
+    return at->second;
+}
+
+/* Numbers run on from one run of the process to the next; here they begin with 1. */
+uint32_t number_of(uint64_t identity)
+{
+    if (identity == 0)
+        return 0;
+    if (taking->base == 0)
+        taking->base = identity - 1;
+    auto number = static_cast<uint32_t>(identity - taking->base);
+    if (number >= taking->journal.nodes.size())
+        taking->journal.nodes.resize(number + 1);
+    return number;
+}
+
+JournalNode &node_of(uint64_t identity)
+{
+    return taking->journal.nodes[number_of(identity)];
+}
+
+void add_event(const migr_change &change, EventKind kind, uint32_t file = nowhere)
+{
+    uint32_t     author = author_of(change);
+    JournalNode &node = node_of(change.node);
+    taking->journal.events.push_back({node.last_event, author, kind, file});
+    node.last_event = static_cast<uint32_t>(taking->journal.events.size() - 1);
+}
+
+uint32_t add_text(JournalText text)
+{
+    taking->journal.texts.push_back(std::move(text));
+    return static_cast<uint32_t>(taking->journal.texts.size() - 1);
+}
+
+/* Whatever else than the configuration is read is a file of the image, by a step that needs it. */
+void open_text(const migr_change &change)
+{
+    if (!change.file)
+        return;
+    JournalText text;
+    text.is_configuration = std::string_view(change.author->mechanism) == "read";
+    text.file = text.is_configuration ? file_name(current_pass()) : change.file;
+    auto written = taking->written.find(text.file);
+    if (text.is_configuration && written != taking->written.end())
+        text.continues = written->second;
+    taking->reading = add_text(text);
+    number_of(change.node);
+}
+
+/* Each pass writes a file from its first line on, so a text that has been read since, or is another author's, is an
+ * older one. */
+uint32_t text_written(const migr_change &change)
+{
+    std::string file = file_name(change.file);
+    auto        at = taking->written.find(file);
+    uint32_t    author = author_of(change);
+    if (at != taking->written.end() && at->second > taking->reading)
+        return at->second;
+    JournalText text;
+    text.file = file;
+    text.is_configuration = true;
+    text.author = author;
+    return taking->written[file] = add_text(text);
+}
+
+void take_writing(const migr_change &change)
+{
+    uint32_t     text = text_written(change);
+    JournalNode &node = node_of(change.node);
+    Span         out = {change.first_line, change.last_line, 0};
+    if (node.written == text) {
+        taking->journal.further.push_back({number_of(change.node), text, out});
+        return;
+    }
+    node.written = text;
+    node.out = out;
+}
+
+void take_end_of_writing(const migr_change &change)
+{
+    JournalNode &node = node_of(change.node);
+    if (node.out.end == 0)
+        node.out.end = change.last_line;
+    for (auto at = taking->journal.further.rbegin(); at != taking->journal.further.rend(); ++at)
+        if (at->node == number_of(change.node) && at->out.end == 0) {
+            at->out.end = change.last_line;
+            return;
+        }
+}
+
+void take_parsed(const migr_change &change)
+{
+    uint32_t     parent = number_of(change.parent);
+    JournalNode &node = node_of(change.node);
+    node.parent = parent;
+    node.read = change.first_line == 0 ? nowhere : taking->reading;
+    node.in = {change.first_line, change.last_line, 0};
+}
+
+void take_link(const migr_change &change)
+{
+    uint32_t parent = number_of(change.parent);
+    add_event(change, EventKind::linked);
+    node_of(change.node).parent = parent;
+}
+
+void take_filling(const migr_change &change)
+{
+    std::vector<std::string> &files = taking->journal.files;
+    if (files.empty() || files.back() != change.file)
+        files.push_back(change.file);
+    add_event(change, EventKind::filled, static_cast<uint32_t>(files.size() - 1));
+}
+
+void take_effect(const migr_change &change, const char *what)
+{
+    taking->journal.effects.push_back({what, change.file, change.before ? change.before : "", author_of(change)});
+}
+
+void observe(const migr_change *told)
+{
+    const migr_change &change = *told;
+    switch (change.kind) {
+    case MIGR_OPENED:
+        return open_text(change);
+    case MIGR_PARSED:
+        return take_parsed(change);
+    case MIGR_PARSED_END:
+        node_of(change.node).in.end = change.last_line;
+        return;
+    case MIGR_MADE:
+        return add_event(change, EventKind::made);
+    case MIGR_COPIED: {
+        uint32_t source = change.source ? number_of(change.source) : 0;
+        add_event(change, EventKind::copied);
+        node_of(change.node).source = source;
+        return;
+    }
+    case MIGR_LINKED:
+        return take_link(change);
+    case MIGR_UNLINKED:
+        return add_event(change, EventKind::unlinked);
+    case MIGR_RENAMED:
+        return add_event(change, EventKind::renamed);
+    case MIGR_REVALUED:
+        return add_event(change, EventKind::revalued);
+    case MIGR_FILLED:
+        return take_filling(change);
+    case MIGR_MARKED:
+        return add_event(change, change.deleted || change.hidden ? EventKind::marked : EventKind::unmarked);
+    case MIGR_WRITTEN:
+        return take_writing(change);
+    case MIGR_WRITTEN_END:
+        return take_end_of_writing(change);
+    case MIGR_LEFT_OUT:
+        return add_event(change, EventKind::left_out);
+    case MIGR_FILE_REMOVED:
+        return take_effect(change, "removed");
+    case MIGR_FILE_MOVED:
+        return take_effect(change, "moved");
+    case MIGR_FILE_COPIED:
+        return take_effect(change, "copied");
+    case MIGR_FOLDER_MADE:
+        return take_effect(change, "made");
+    case MIGR_INCOMPLETE:
+        taking->journal.is_incomplete = true;
+        return;
+    default:
+        return;
+    }
+}
+
+} // namespace
+
+Journal take_down(void (*library)())
+{
+    Taking now;
+    taking = &now;
+    now.journal.nodes.resize(1);
+    migr_observe_changes(observe);
+    library();
+    migr_observe_changes(nullptr);
+    taking = nullptr;
+    return std::move(now.journal);
+}
+
+} // namespace command

@@ -1,0 +1,100 @@
+/*
+ * What the library told of its changes in one run, as numbers: nodes, the lines that they were read from and written
+ * to, and what was done to them by whom. Holds no text of a configuration. What it means for lines is told by
+ * account.h.
+ */
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace command {
+
+/* Who made a change: see migr_author (driver/change.h). */
+struct Author {
+    int32_t     release = 0;
+    std::string mechanism;
+    std::string name;
+    uint32_t    line = 0; /* of a rule in the update file */
+
+    auto operator<=>(const Author &) const = default;
+};
+
+/* Lines of a text, from 1. */
+struct Span {
+    uint32_t first = 0; /* 0: none */
+    uint32_t last = 0;
+    uint32_t end = 0; /* the closing line of a block, or 0 */
+
+    bool operator==(const Span &) const = default;
+};
+
+inline constexpr uint32_t nowhere = UINT32_MAX;
+
+struct JournalNode {
+    uint32_t parent = 0;        /* a node, 0 for none; the last one that it was linked below */
+    uint32_t source = 0;        /* the node that it was copied from, or 0 */
+    uint32_t read = nowhere;    /* the text that it was read from */
+    uint32_t written = nowhere; /* the text that it was written to last */
+    Span     in, out;
+    uint32_t last_event = nowhere;
+};
+
+enum class EventKind : uint8_t {
+    made,
+    copied,
+    linked,
+    unlinked,
+    renamed,
+    revalued,
+    filled,
+    marked,
+    unmarked,
+    left_out
+};
+
+struct Event {
+    uint32_t  previous; /* of the same node, or nowhere */
+    uint32_t  author;
+    EventKind kind;
+    uint32_t  file = nowhere; /* what a value was filled from */
+};
+
+struct JournalText {
+    std::string file; /* its name in /data/config, or the path of another one */
+    bool        is_configuration = false;
+    uint32_t continues = nowhere; /* of one that was read: the written text that it is; nowhere: the file as it was */
+    uint32_t author = nowhere;    /* of one that was written */
+};
+
+/* A node that stands below several is written as often. */
+struct FurtherWriting {
+    uint32_t node;
+    uint32_t text;
+    Span     out;
+};
+
+/* Something done to a file or folder beside the configuration. */
+struct FileEffect {
+    std::string what; /* "removed", "moved", "copied", "made" */
+    std::string path;
+    std::string before; /* where it was, or what it was copied from */
+    uint32_t    author = nowhere;
+};
+
+struct Journal {
+    std::vector<Author>         authors;
+    std::vector<JournalNode>    nodes; /* by number; the first is none */
+    std::vector<Event>          events;
+    std::vector<JournalText>    texts;
+    std::vector<std::string>    files; /* that values were filled from */
+    std::vector<FurtherWriting> further;
+    std::vector<FileEffect>     effects;
+    bool                        is_incomplete = false; /* memory ran out */
+};
+
+/* In the library's child: runs `library` and takes down what it tells. Not to be called twice at a time. */
+Journal take_down(void (*library)());
+
+} // namespace command

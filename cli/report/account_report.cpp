@@ -1,0 +1,310 @@
+/* One walk over the entries for people, one for programs; both ask the same view which entries count. */
+#include "report/account_report.h"
+
+#include "explain/secrets.h"
+#include "language/lines.h"
+#include "output/console.h"
+#include "output/release_text.h"
+#include "output/table.h"
+
+#include <algorithm>
+#include <fnmatch.h>
+#include <map>
+#include <sstream>
+
+namespace command {
+
+namespace {
+
+/* What somebody has to answer for comes first. */
+constexpr const char *kinds_in_order[] = {"protection", "credentials", "network",     "logging",
+                                          "appearance", "rule",        "housekeeping"};
+
+size_t rank(const std::string &kind)
+{
+    auto at = std::find(std::begin(kinds_in_order), std::end(kinds_in_order), kind);
+    return static_cast<size_t>(at - std::begin(kinds_in_order));
+}
+
+CauseText text_of(const Causes &causes, const Author &author)
+{
+    return causes.of(author.mechanism, author.name, author.line);
+}
+
+std::string joined_path(const AccountEntry &entry)
+{
+    std::string path;
+    for (const std::string &name : entry.path)
+        path += (path.empty() ? "" : " / ") + name;
+    return path;
+}
+
+bool wants_fate(const AccountView &view, LineFate fate)
+{
+    switch (fate) {
+    case LineFate::dropped:
+        return view.dropped;
+    case LineFate::rewritten:
+        return view.rewritten;
+    case LineFate::added:
+        return view.added;
+    case LineFate::moved:
+        return view.moved;
+    default:
+        return view.kept;
+    }
+}
+
+bool wants(const AccountView &view, const Account &account, const Causes &causes, const AccountEntry &entry)
+{
+    if (!wants_fate(view, entry.fate))
+        return false;
+    if (!view.path.empty() && fnmatch(view.path.c_str(), joined_path(entry).c_str(), 0) != 0)
+        return false;
+    if (view.kind.empty() && view.release.empty() && view.by.empty())
+        return true;
+    return std::any_of(entry.causes.begin(), entry.causes.end(), [&](uint32_t cause) {
+        const Author &author = account.authors[cause];
+        return (view.kind.empty() || text_of(causes, author).kind == view.kind) &&
+               (view.release.empty() || release_text(author.release) == view.release) &&
+               (view.by.empty() || author.name == view.by);
+    });
+}
+
+std::string lines_text(const Span &span)
+{
+    return std::to_string(span.first) + (span.last > span.first ? "-" + std::to_string(span.last) : "");
+}
+
+void show_text(char mark, const std::string &text)
+{
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        say(std::string("      ") + mark + " " + std::string(without_indent(line)));
+}
+
+/* Entries of one fate and with the same causes. */
+struct Group {
+    LineFate                                                          fate;
+    std::vector<uint32_t>                                             causes;
+    std::vector<std::pair<const AccountFile *, const AccountEntry *>> entries;
+};
+
+size_t rank_of(const Group &group, const Account &account, const Causes &causes)
+{
+    size_t best = std::size(kinds_in_order);
+    for (uint32_t cause : group.causes)
+        best = std::min(best, rank(text_of(causes, account.authors[cause]).kind));
+    return best;
+}
+
+std::vector<Group> groups_of(const Account &account, const Causes &causes, const AccountView &view)
+{
+    std::map<std::pair<LineFate, std::vector<uint32_t>>, size_t> places;
+    std::vector<Group>                                           groups;
+    for (const AccountFile &file : account.files)
+        for (const AccountEntry &entry : file.entries) {
+            if (!wants(view, account, causes, entry))
+                continue;
+            auto [at, is_new] = places.try_emplace({entry.fate, entry.causes}, groups.size());
+            if (is_new)
+                groups.push_back({entry.fate, entry.causes, {}});
+            groups[at->second].entries.emplace_back(&file, &entry);
+        }
+    std::stable_sort(groups.begin(), groups.end(), [&](const Group &one, const Group &other) {
+        auto key = [&](const Group &group) {
+            return std::pair(rank_of(group, account, causes), group.fate != LineFate::dropped);
+        };
+        return key(one) < key(other);
+    });
+    return groups;
+}
+
+uint64_t lines_of(const Group &group)
+{
+    uint64_t lines = 0;
+    for (auto [file, entry] : group.entries) {
+        const Span &span = entry->fate == LineFate::added ? entry->out : entry->in;
+        lines += span.last - span.first + 1;
+    }
+    return lines;
+}
+
+void show_group(const Group &group, const Account &account, const Causes &causes, const AccountView &view)
+{
+    uint64_t lines = lines_of(group);
+    say("");
+    say(std::to_string(lines) + (lines == 1 ? " line " : " lines ") + word(group.fate));
+    for (uint32_t cause : group.causes) {
+        CauseText text = text_of(causes, account.authors[cause]);
+        say("  by " + shown(account.authors[cause]) + " (" + text.kind + ")" +
+            (text.sentence.empty() ? "" : ": " + text.sentence));
+    }
+    for (auto [file, entry] : group.entries) {
+        const Span &span = entry->fate == LineFate::added ? entry->out : entry->in;
+        say("    " + file->file + ":" + lines_text(span) + "  " + joined_path(*entry) +
+            (entry->out_file.empty() ? "" : ", now in " + entry->out_file) +
+            (entry->copied_from.first == 0 ? "" : ", copied from line " + lines_text(entry->copied_from)) +
+            (entry->from_file.empty() ? "" : ", from " + entry->from_file));
+        if (!entry->before.empty())
+            show_text('-', view.show_secrets ? entry->before : without_secret(*entry, entry->before));
+        if (!entry->after.empty())
+            show_text('+', view.show_secrets ? entry->after : without_secret(*entry, entry->after));
+    }
+}
+
+/* ---- for programs ---- */
+
+Json span_json(const Span &span)
+{
+    return span.first == 0 ? Json() : Json(Json::List{uint64_t{span.first}, uint64_t{span.last}});
+}
+
+Json end_json(const Span &span)
+{
+    return span.end == 0 ? Json() : Json(uint64_t{span.end});
+}
+
+Json cause_json(const Author &author, const Causes &causes)
+{
+    return Json::Members{{"release", Json::release(author.release)},
+                         {"mechanism", author.mechanism},
+                         {"name", author.name},
+                         {"line", author.line == 0 ? Json() : Json(uint64_t{author.line})},
+                         {"kind", text_of(causes, author).kind}};
+}
+
+Json text_json(const AccountEntry &entry, const std::string &text, bool show_secrets)
+{
+    return text.empty() ? Json() : Json::lines(show_secrets ? text : without_secret(entry, text));
+}
+
+Json entry_json(const Account &account, const AccountEntry &entry, const Causes &causes, bool show_secrets)
+{
+    Json::List list;
+    for (uint32_t cause : entry.causes)
+        list.push_back(cause_json(account.authors[cause], causes));
+    return Json::Members{{"fate", word(entry.fate)},
+                         {"in", span_json(entry.in)},
+                         {"in_end", end_json(entry.in)},
+                         {"out", span_json(entry.out)},
+                         {"out_end", end_json(entry.out)},
+                         {"out_file", Json::text_or_null(entry.out_file)},
+                         {"path", Json::list(entry.path)},
+                         {"causes", std::move(list)},
+                         {"before", text_json(entry, entry.before, show_secrets)},
+                         {"after", text_json(entry, entry.after, show_secrets)},
+                         {"copied_from", span_json(entry.copied_from)},
+                         {"from_file", Json::text_or_null(entry.from_file)}};
+}
+
+Json::Members counts_json(const LineCounts &counts, bool of_input)
+{
+    Json::Members members = {
+        {"lines", counts.lines}, {"kept", counts.kept}, {"moved", counts.moved}, {"rewritten", counts.rewritten}};
+    members.emplace_back(of_input ? "dropped" : "added", of_input ? counts.dropped : counts.added);
+    members.emplace_back("layout", counts.layout);
+    if (of_input)
+        members.emplace_back("unread", counts.unread);
+    return members;
+}
+
+} // namespace
+
+std::string shown(const Author &author)
+{
+    std::string name =
+        author.line == 0 ? author.name : "line " + std::to_string(author.line) + " of the update file, " + author.name;
+    return release_text(author.release) + " " + author.mechanism + (name.empty() ? "" : " " + name);
+}
+
+std::string without_secret(const AccountEntry &entry, const std::string &text)
+{
+    ConfigKeyword first = keyword_of_line(text);
+    if (!is_word(first.word, "set"))
+        return text;
+    ConfigName       name = config_name(first.rest);
+    std::string_view value = without_white_end(without_indent(name.rest));
+    if (!is_secret_set(entry.path.empty() ? "" : entry.path.front(), std::string(name.kept), std::string(value)))
+        return text;
+    return "set " + std::string(name.kept) + " (hidden)\n";
+}
+
+void show_counts(const Account &account)
+{
+    std::vector<Row> rows = {
+        {"FILE", "BEFORE", "LINES", "KEPT", "MOVED", "REWRITTEN", "DROPPED", "ADDED", "LINES", "AFTER"}};
+    for (const AccountFile &file : account.files)
+        rows.push_back({file.file, release_text(file.before), std::to_string(file.in.lines),
+                        std::to_string(file.in.kept), std::to_string(file.in.moved), std::to_string(file.in.rewritten),
+                        std::to_string(file.in.dropped), std::to_string(file.out.added), std::to_string(file.out.lines),
+                        release_text(file.after)});
+    show_table(rows, {2, 3, 4, 5, 6, 7, 8});
+}
+
+void show_entries(const Account &account, const Causes &causes, const AccountView &view)
+{
+    for (const Group &group : groups_of(account, causes, view))
+        show_group(group, account, causes, view);
+}
+
+void show_effects(const Account &account, const Causes &causes)
+{
+    if (account.effects.empty())
+        return;
+    say("");
+    say("Files beside the configuration");
+    for (const FileEffect &effect : account.effects) {
+        const Author &author = account.authors[effect.author];
+        say("  " + effect.what + " " + (effect.before.empty() ? "" : effect.before + " to ") + effect.path + ", by " +
+            shown(author) + " (" + text_of(causes, author).kind + ")");
+    }
+}
+
+std::string summary_of(const Account &account, const Causes &causes)
+{
+    uint64_t dropped = 0, rewritten = 0, serious = 0;
+    for (const AccountFile &file : account.files) {
+        dropped += file.in.dropped;
+        rewritten += file.in.rewritten;
+        for (const AccountEntry &entry : file.entries) {
+            bool counts = (entry.fate == LineFate::dropped || entry.fate == LineFate::rewritten) &&
+                          std::any_of(entry.causes.begin(), entry.causes.end(), [&](uint32_t cause) {
+                              return rank(text_of(causes, account.authors[cause]).kind) < 2;
+                          });
+            serious += counts ? entry.in.last - entry.in.first + 1 : 0;
+        }
+    }
+    auto lines = [](uint64_t count) { return std::to_string(count) + (count == 1 ? " line" : " lines"); };
+    return lines(dropped) + (dropped == 1 ? " was" : " were") + " dropped and " + std::to_string(rewritten) +
+           " rewritten, " + std::to_string(serious) + " of them about protection or credentials";
+}
+
+Json::Members to_json(const Account &account, const Causes &causes, const AccountView &view)
+{
+    Json::List files, effects;
+    for (const AccountFile &file : account.files) {
+        Json::List entries;
+        for (const AccountEntry &entry : file.entries)
+            if (wants(view, account, causes, entry))
+                entries.push_back(entry_json(account, entry, causes, view.show_secrets));
+        files.push_back(Json::Members{{"file", file.file},
+                                      {"before", Json::release(file.before)},
+                                      {"after", Json::release(file.after)},
+                                      {"in", counts_json(file.in, true)},
+                                      {"out", counts_json(file.out, false)},
+                                      {"unexplained", file.unexplained},
+                                      {"entries", std::move(entries)}});
+    }
+    for (const FileEffect &effect : account.effects) {
+        const Author &author = account.authors[effect.author];
+        effects.push_back(Json::Members{{"path", effect.path},
+                                        {"what", effect.what},
+                                        {"before", Json::text_or_null(effect.before)},
+                                        {"release", Json::release(author.release)},
+                                        {"name", author.name}});
+    }
+    return {{"files", std::move(files)}, {"effects", std::move(effects)}, {"incomplete", account.is_incomplete}};
+}
+
+} // namespace command

@@ -1,0 +1,48 @@
+/* Accounts (explain/account.h) for people and for programs. */
+#pragma once
+
+#include "explain/account.h"
+#include "explain/causes.h"
+#include "output/json.h"
+
+#include <string>
+#include <vector>
+
+namespace command {
+
+/* What of an account is to be shown. */
+struct AccountView {
+    bool        dropped = true;
+    bool        rewritten = true;
+    bool        added = false;
+    bool        moved = false;
+    bool        kept = false;
+    std::string kind;    /* of one of the causes; empty: any */
+    std::string path;    /* a pattern (glob(7)) for the names, parted by " / "; empty: any */
+    std::string release; /* of one of the causes, as text */
+    std::string by;      /* the name of one of the causes */
+    bool        show_secrets = false;
+};
+
+/* The table of lines, a row per file. */
+void show_counts(const Account &account);
+
+/* What was dropped, rewritten and so on, by cause; protection and credentials first. */
+void show_entries(const Account &account, const Causes &causes, const AccountView &view);
+
+/* Files beside the configuration. */
+void show_effects(const Account &account, const Causes &causes);
+
+/* "14 lines were dropped, 3 rewritten"; and what touches protection or credentials. */
+std::string summary_of(const Account &account, const Causes &causes);
+
+/* The members "files" and "effects", and whether the account is whole. */
+Json::Members to_json(const Account &account, const Causes &causes, const AccountView &view);
+
+/* "6.10 stage _remove_all_autolearn". */
+std::string shown(const Author &author);
+
+/* The lines of an entry in which no secret shows. */
+std::string without_secret(const AccountEntry &entry, const std::string &text);
+
+} // namespace command
