@@ -26,6 +26,7 @@ namespace {
 struct Commit {
     Manifest                 manifest;
     std::vector<std::string> waiting;
+    std::string              account; /* to be kept with the snapshot; may be empty */
 };
 
 constexpr char undo_name[] = ".migr-old"; /* of what is being put back */
@@ -57,7 +58,7 @@ std::vector<std::string> waiting_places(const std::vector<Change> &changes)
 Commit commit_of(Manifest manifest)
 {
     std::vector<std::string> waiting = waiting_places(manifest.changes);
-    return {std::move(manifest), std::move(waiting)};
+    return {std::move(manifest), std::move(waiting), {}};
 }
 
 /* ---- small steps ---- */
@@ -245,6 +246,7 @@ void require_as_expected(const Manifest &manifest)
 std::vector<NewFileSize> files_to_write(const Commit &commit)
 {
     std::vector<NewFileSize> files = {
+        {joined(snapshots_folder, commit.manifest.name), commit.account.size()},
         {joined(snapshots_folder, commit.manifest.name), manifest_text(commit.manifest).size()}};
     for (size_t number = 0; number < commit.waiting.size(); number++) {
         const Change &change = commit.manifest.changes[number];
@@ -274,6 +276,8 @@ void prepare(const Root &root, const Commit &commit, const ContentOf &content)
     require_changeable(manifest);
     require_space(root, commit);
     begin_snapshot(manifest);
+    if (!commit.account.empty())
+        keep_account(manifest.name, commit.account);
     for (const Change &change : manifest.changes)
         if (change.before && change.before->type == 'f')
             store_in_snapshot(manifest.name, change.path, *change.before);
@@ -426,13 +430,14 @@ void require_unchanged_since(const Commit &commit)
 
 } // namespace
 
-void commit(const Root &root, Manifest manifest, const ContentOf &content)
+void commit(const Root &root, Manifest manifest, const ContentOf &content, const std::string &account)
 {
     add_missing_folders(manifest.changes);
     for (Change &change : manifest.changes)
         settle_owner(change);
     manifest.state = applied(std::move(manifest.state), manifest.changes);
     Commit under_way = commit_of(std::move(manifest));
+    under_way.account = account;
     try {
         prepare(root, under_way, content);
         write_record({under_way.manifest.name, Direction::forward});

@@ -30,8 +30,9 @@ using ContentOf = std::function<Fd(const Change &change)>;
  * files belong to the owner of the folder they come into. Throws Failure: with the status `unusable` when nothing was
  * touched, `failed` when it was begun and all is as it was again, or, as the text then says, waits for the next
  * command to go on with it. `root` is the folder that all this is in; its name stands in messages.
+ * The bytes of an account, if any, are kept with the snapshot.
  */
-void commit(const Root &root, Manifest manifest, const ContentOf &content);
+void commit(const Root &root, Manifest manifest, const ContentOf &content, const std::string &account = "");
 
 /* What an earlier process left behind. */
 enum class Leftover {

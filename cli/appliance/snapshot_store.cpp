@@ -21,6 +21,7 @@ namespace {
 constexpr char record_path[] = "/var/lib/migr/commit";
 constexpr char record_mark[] = "migr commit 1\n"; /* first line; then the snapshot's name and "forward" or "back" */
 constexpr char manifest_name[] = "/manifest.json";
+constexpr char account_name[] = "/account.json.gz";
 constexpr char files_name[] = "/files";
 
 std::string finished(const std::string &name)
@@ -188,6 +189,17 @@ void store_in_snapshot(const std::string &name, const std::string &path, const E
     if (may_be_linked(path) && link(path.c_str(), store.c_str()) == 0)
         return;
     copy_whole(path, store, entry);
+}
+
+void keep_account(const std::string &name, const std::string &bytes)
+{
+    write_synced(hidden(name) + account_name, bytes);
+}
+
+std::optional<std::string> account_in_snapshot(const std::string &name)
+{
+    std::string path = finished(name) + account_name;
+    return exists(path) ? std::optional(read_file(path, Links::refuse)) : std::nullopt;
 }
 
 uint64_t bytes_to_store(const std::string &path, const Entry &entry)

@@ -2,6 +2,7 @@
  * What migr keeps in an appliance's own folder, /var/lib/migr, readable by its owner only:
  *
  *   snapshots/NAME/manifest.json    what a commit changed
+ *   snapshots/NAME/account.json.gz  what became of each line, of an upgrade
  *   snapshots/NAME/files/...        the files that it replaced or removed, under their own paths
  *   snapshots/.NAME                 the same while the commit is being prepared or made
  *   commit                          the record of a commit that is being made: its snapshot's name and its direction
@@ -43,6 +44,10 @@ void begin_snapshot(const Manifest &manifest);
 /* Keeps a file as it is: by a link where the disk allows it and nobody else can change the file by another name of it,
  * otherwise as a copy. */
 void store_in_snapshot(const std::string &name, const std::string &path, const Entry &entry);
+
+/* Puts the account of what the commit changes beside the manifest; and gives it, of a finished snapshot, or nothing. */
+void                       keep_account(const std::string &name, const std::string &bytes);
+std::optional<std::string> account_in_snapshot(const std::string &name);
 
 /* How many bytes store_in_snapshot will write. */
 uint64_t bytes_to_store(const std::string &path, const Entry &entry);

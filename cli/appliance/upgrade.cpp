@@ -125,14 +125,15 @@ Fd open_result(const Root &staging, const Change &change)
 }
 
 /* Gives the name of the snapshot. */
-std::string commit_result(const Root &root, const Root &staging, const Manifest &manifest)
+std::string commit_result(const Root &root, const Root &staging, const Manifest &manifest, const std::string &account)
 {
     return root.run([&] {
         Manifest named = manifest;
         named.name = new_snapshot_name();
         std::vector<std::string> earlier = snapshot_names();
         named.previous = earlier.empty() ? "" : earlier.back();
-        commit(root, named, [&](const Change &change) { return open_result(staging, change); });
+        commit(
+            root, named, [&](const Change &change) { return open_result(staging, change); }, account);
         return named.name;
     });
 }
@@ -174,6 +175,7 @@ Outcome upgrade(const UpgradeRequest &request, Interrupts &interrupts)
     outcome.files = run.files;
     outcome.notes = run.notes;
     outcome.status = run.status;
+    std::string account = request.account && run.ran ? request.account(staging->root(), run.files) : "";
     if (request.strict && run.ran && has_warnings(run)) {
         outcome.status = Status::left_alone;
         return outcome;
@@ -183,7 +185,7 @@ Outcome upgrade(const UpgradeRequest &request, Interrupts &interrupts)
     Manifest manifest = manifest_of(run, places.changed, in_places(staged, places.changed),
                                     result_in(staging->root(), places.changed, staged));
     interrupts.stop_here("Nothing was changed.");
-    outcome.snapshot = shown_snapshot(root, commit_result(root, staging->root(), manifest));
+    outcome.snapshot = shown_snapshot(root, commit_result(root, staging->root(), manifest, account));
     outcome.changed = true;
     return outcome;
 }

@@ -6,6 +6,7 @@
 #include "appliance/staging.h"
 #include "run/interrupts.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -18,6 +19,9 @@ struct UpgradeRequest {
     bool        dry_run = false;
     bool        strict = false; /* commit nothing that there is a warning about */
     RunRequest  run;
+
+    /* What the run has left in the staging folder about its own work, as it is to be kept with the snapshot. */
+    std::function<std::string(const Root &staging, const std::vector<FileOutcome> &files)> account;
 };
 
 /* Does it all. Throws Failure: `unusable` when the appliance, the image or the request is at fault, `failed` when the

@@ -1,6 +1,7 @@
 /* migr account and migr blame: how they are asked for and shown. How an account comes about is told by
  * explain/account.h. */
 #include "appliance/single_file.h"
+#include "appliance/snapshot_store.h"
 #include "appliance/stored_text.h"
 #include "appliance/upgrade.h"
 #include "commands/subcommand.h"
@@ -11,6 +12,7 @@
 #include "output/table.h"
 #include "report/account_report.h"
 #include "report/report.h"
+#include "report/stored_account.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -89,12 +91,36 @@ void show_refusals(const StagedRun &run)
             complain(file.name + ": " + reason);
 }
 
+/* That of the newest upgrade that has one. */
+Account kept_account(const Arguments &arguments)
+{
+    if (arguments.all)
+        throw Failure(Status::unusable,
+                      "Of an upgrade that is done, lines that were kept are not kept: leave out --all.");
+    Root root(arguments.file);
+    root.lock();
+    std::string bytes = root.run([] {
+        std::vector<std::string> names = snapshot_names();
+        for (auto name = names.rbegin(); name != names.rend(); ++name)
+            if (std::optional<std::string> found = account_in_snapshot(*name))
+                return *found;
+        return std::string();
+    });
+    if (bytes.empty())
+        throw Failure(Status::unusable, root.shown() + " has no account of an upgrade.");
+    return account_from(bytes);
+}
+
 Status account(const Arguments &arguments)
 {
     Image image = open_image(arguments.image);
     tell_image(image);
-    Interrupts  interrupts;
-    Accounting  accounting = account_for(arguments, image, arguments.all, interrupts);
+    Interrupts interrupts;
+    Accounting accounting;
+    if (arguments.last)
+        accounting.account = kept_account(arguments);
+    else
+        accounting = account_for(arguments, image, arguments.all, interrupts);
     std::string update_file = image_text(image, "update_config");
     Causes      causes(update_file);
     AccountView view = view_of(arguments);
@@ -155,7 +181,7 @@ std::string cause_text(const Account &account, const Source &source)
     if (!source.entry || source.entry->causes.empty())
         return "";
     const Author &last = account.authors[source.entry->causes.back()];
-    return shown(last);
+    return briefly(last);
 }
 
 /* A secret's further lines say nothing either. */
@@ -233,6 +259,7 @@ const Subcommand account_command = {
         {"--dropped", &Arguments::dropped, "Show what is dropped, and nothing else that is not asked for"},
         {"--rewritten", &Arguments::rewritten, "The same for what is rewritten"},
         {"--added", &Arguments::added, "The same for what is added"},
+        {"--last", &Arguments::last, "Of the last upgrade of ROOT, as it was done"},
         {"--all", &Arguments::all, "Show every line, those that are kept or moved, too"},
         {"--kind",
          &Arguments::kind,

@@ -37,6 +37,7 @@ struct Arguments {
     bool                       dry_run = false;
     bool                       force = false;
     bool                       json = false;
+    bool                       last = false;
     bool                       partial = false;
     bool                       rewritten = false;
     bool                       show_secrets = false;

@@ -1,8 +1,13 @@
 /* migr upgrade ROOT: how an upgrade is asked for and shown. What it does is told by appliance/upgrade.h. */
 #include "appliance/upgrade.h"
 #include "commands/subcommand.h"
+#include "explain/ledger_run.h"
+#include "image/image_files.h"
 #include "output/console.h"
+#include "output/printable.h"
+#include "report/account_report.h"
 #include "report/report.h"
+#include "report/stored_account.h"
 
 namespace command {
 
@@ -24,14 +29,46 @@ UpgradeRequest request_of(const Arguments &arguments)
     return request;
 }
 
+/* The account of those files alone that have come through. */
+Account account_of_run(const Root &staging, const std::vector<FileOutcome> &files)
+{
+    Account                  account = read_account(staging);
+    std::vector<std::string> good;
+    for (const FileOutcome &file : files)
+        if (file.result == Result::upgraded || file.result == Result::added)
+            good.push_back(file.name);
+    keep_files(account, good);
+    return account;
+}
+
+void show_account(const Outcome &outcome, const Account &account, const Arguments &arguments)
+{
+    if (account.files.empty())
+        return;
+    Image  image = open_image(arguments.image);
+    Causes causes(image_text(image, "update_config"));
+    show_counts(account);
+    say(summary_of(account, causes) + ": migr account " + shell_word(outcome.root) +
+        (outcome.changed ? " --last" : ""));
+}
+
 Status upgrade_appliance(const Arguments &arguments)
 {
-    Interrupts interrupts;
-    Outcome    outcome = upgrade(request_of(arguments), interrupts);
-    if (arguments.json)
+    Interrupts     interrupts;
+    Account        account;
+    UpgradeRequest request = request_of(arguments);
+    request.run.library = [] { run_and_account(false); };
+    request.account = [&](const Root &staging, const std::vector<FileOutcome> &files) {
+        account = account_of_run(staging, files);
+        return stored_account(account);
+    };
+    Outcome outcome = upgrade(request, interrupts);
+    if (arguments.json) {
         print_json(outcome);
-    else
-        show(outcome, arguments.verbose);
+        return outcome.status;
+    }
+    show(outcome, arguments.verbose);
+    show_account(outcome, account, arguments);
     return outcome.status;
 }
 

@@ -218,6 +218,14 @@ std::string shown(const Author &author)
     return release_text(author.release) + " " + author.mechanism + (name.empty() ? "" : " " + name);
 }
 
+std::string briefly(const Author &author)
+{
+    std::string release = release_text(author.release) + " ";
+    if (author.line != 0)
+        return release + author.mechanism + ", line " + std::to_string(author.line);
+    return release + (author.name.empty() ? author.mechanism : author.name);
+}
+
 std::string without_secret(const AccountEntry &entry, const std::string &text)
 {
     ConfigKeyword first = keyword_of_line(text);

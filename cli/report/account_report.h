@@ -42,6 +42,9 @@ Json::Members to_json(const Account &account, const Causes &causes, const Accoun
 /* "6.10 stage _remove_all_autolearn". */
 std::string shown(const Author &author);
 
+/* "6.10 _remove_all_autolearn", "6.20 delete, line 279". */
+std::string briefly(const Author &author);
+
 /* The lines of an entry in which no secret shows. */
 std::string without_secret(const AccountEntry &entry, const std::string &text);
 
