@@ -11,6 +11,7 @@
 #include "system/new_file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -117,14 +118,16 @@ std::vector<AccountedText> texts_of_run(const Journal &journal)
 void run_and_account(bool all)
 {
     Journal journal = take_down(migr_main_do_all);
+    int     error = errno; /* the last thing that the system refused the library */
     try {
         std::vector<AccountedText> texts = texts_of_run(journal);
         write_new(account_path, encoded(account_of(std::move(journal), texts, all)));
-    } catch (const PathError &error) {
-        give_up(failure_of(error, error.path).what());
-    } catch (const std::exception &error) {
-        give_up(error.what());
+    } catch (const PathError &failure) {
+        give_up(failure_of(failure, failure.path).what());
+    } catch (const std::exception &failure) {
+        give_up(failure.what());
     }
+    errno = error;
 }
 
 Account read_account(const Root &staging)
