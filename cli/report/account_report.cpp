@@ -26,9 +26,15 @@ size_t rank(const std::string &kind)
     return static_cast<size_t>(at - std::begin(kinds_in_order));
 }
 
-CauseText text_of(const Causes &causes, const Author &author)
+/* By author. */
+using CauseTexts = std::vector<CauseText>;
+
+CauseTexts texts_of(const Account &account, const Causes &causes)
 {
-    return causes.of(author.mechanism, author.name, author.line);
+    CauseTexts texts;
+    for (const Author &author : account.authors)
+        texts.push_back(causes.of(author.mechanism, author.name, author.line));
+    return texts;
 }
 
 std::string joined_path(const AccountEntry &entry)
@@ -55,7 +61,7 @@ bool wants_fate(const AccountView &view, LineFate fate)
     }
 }
 
-bool wants(const AccountView &view, const Account &account, const Causes &causes, const AccountEntry &entry)
+bool wants(const AccountView &view, const Account &account, const CauseTexts &texts, const AccountEntry &entry)
 {
     if (!wants_fate(view, entry.fate))
         return false;
@@ -65,7 +71,7 @@ bool wants(const AccountView &view, const Account &account, const Causes &causes
         return true;
     return std::any_of(entry.causes.begin(), entry.causes.end(), [&](uint32_t cause) {
         const Author &author = account.authors[cause];
-        return (view.kind.empty() || text_of(causes, author).kind == view.kind) &&
+        return (view.kind.empty() || texts[cause].kind == view.kind) &&
                (view.release.empty() || release_text(author.release) == view.release) &&
                (view.by.empty() || author.name == view.by);
     });
@@ -90,21 +96,21 @@ struct Group {
     std::vector<std::pair<const AccountFile *, const AccountEntry *>> entries;
 };
 
-size_t rank_of(const Group &group, const Account &account, const Causes &causes)
+size_t rank_of(const Group &group, const CauseTexts &texts)
 {
     size_t best = std::size(kinds_in_order);
     for (uint32_t cause : group.causes)
-        best = std::min(best, rank(text_of(causes, account.authors[cause]).kind));
+        best = std::min(best, rank(texts[cause].kind));
     return best;
 }
 
-std::vector<Group> groups_of(const Account &account, const Causes &causes, const AccountView &view)
+std::vector<Group> groups_of(const Account &account, const CauseTexts &texts, const AccountView &view)
 {
     std::map<std::pair<LineFate, std::vector<uint32_t>>, size_t> places;
     std::vector<Group>                                           groups;
     for (const AccountFile &file : account.files)
         for (const AccountEntry &entry : file.entries) {
-            if (!wants(view, account, causes, entry))
+            if (!wants(view, account, texts, entry))
                 continue;
             auto [at, is_new] = places.try_emplace({entry.fate, entry.causes}, groups.size());
             if (is_new)
@@ -113,7 +119,7 @@ std::vector<Group> groups_of(const Account &account, const Causes &causes, const
         }
     std::stable_sort(groups.begin(), groups.end(), [&](const Group &one, const Group &other) {
         auto key = [&](const Group &group) {
-            return std::pair(rank_of(group, account, causes), group.fate != LineFate::dropped);
+            return std::pair(rank_of(group, texts), group.fate != LineFate::dropped);
         };
         return key(one) < key(other);
     });
@@ -130,13 +136,13 @@ uint64_t lines_of(const Group &group)
     return lines;
 }
 
-void show_group(const Group &group, const Account &account, const Causes &causes, const AccountView &view)
+void show_group(const Group &group, const Account &account, const CauseTexts &texts, const AccountView &view)
 {
     uint64_t lines = lines_of(group);
     say("");
     say(std::to_string(lines) + (lines == 1 ? " line " : " lines ") + word(group.fate));
     for (uint32_t cause : group.causes) {
-        CauseText text = text_of(causes, account.authors[cause]);
+        const CauseText &text = texts[cause];
         say("  by " + shown(account.authors[cause]) + " (" + text.kind + ")" +
             (text.sentence.empty() ? "" : ": " + text.sentence));
     }
@@ -165,13 +171,13 @@ Json end_json(const Span &span)
     return span.end == 0 ? Json() : Json(uint64_t{span.end});
 }
 
-Json cause_json(const Author &author, const Causes &causes)
+Json cause_json(const Author &author, const CauseText &text)
 {
     return Json::Members{{"release", Json::release(author.release)},
                          {"mechanism", author.mechanism},
                          {"name", author.name},
                          {"line", author.line == 0 ? Json() : Json(uint64_t{author.line})},
-                         {"kind", text_of(causes, author).kind}};
+                         {"kind", text.kind}};
 }
 
 Json text_json(const AccountEntry &entry, const std::string &text, bool show_secrets)
@@ -179,11 +185,11 @@ Json text_json(const AccountEntry &entry, const std::string &text, bool show_sec
     return text.empty() ? Json() : Json::lines(show_secrets ? text : without_secret(entry, text));
 }
 
-Json entry_json(const Account &account, const AccountEntry &entry, const Causes &causes, bool show_secrets)
+Json entry_json(const Account &account, const AccountEntry &entry, const CauseTexts &texts, bool show_secrets)
 {
     Json::List list;
     for (uint32_t cause : entry.causes)
-        list.push_back(cause_json(account.authors[cause], causes));
+        list.push_back(cause_json(account.authors[cause], texts[cause]));
     return Json::Members{{"fate", word(entry.fate)},
                          {"in", span_json(entry.in)},
                          {"in_end", end_json(entry.in)},
@@ -252,34 +258,36 @@ void show_counts(const Account &account)
 
 void show_entries(const Account &account, const Causes &causes, const AccountView &view)
 {
-    for (const Group &group : groups_of(account, causes, view))
-        show_group(group, account, causes, view);
+    CauseTexts texts = texts_of(account, causes);
+    for (const Group &group : groups_of(account, texts, view))
+        show_group(group, account, texts, view);
 }
 
 void show_effects(const Account &account, const Causes &causes)
 {
     if (account.effects.empty())
         return;
+    CauseTexts texts = texts_of(account, causes);
     say("");
     say("Files beside the configuration");
     for (const FileEffect &effect : account.effects) {
         const Author &author = account.authors[effect.author];
         say("  " + effect.what + " " + (effect.before.empty() ? "" : effect.before + " to ") + effect.path + ", by " +
-            shown(author) + " (" + text_of(causes, author).kind + ")");
+            shown(author) + " (" + texts[effect.author].kind + ")");
     }
 }
 
 std::string summary_of(const Account &account, const Causes &causes)
 {
-    uint64_t dropped = 0, rewritten = 0, serious = 0;
+    CauseTexts texts = texts_of(account, causes);
+    uint64_t   dropped = 0, rewritten = 0, serious = 0;
     for (const AccountFile &file : account.files) {
         dropped += file.in.dropped;
         rewritten += file.in.rewritten;
         for (const AccountEntry &entry : file.entries) {
             bool counts = (entry.fate == LineFate::dropped || entry.fate == LineFate::rewritten) &&
-                          std::any_of(entry.causes.begin(), entry.causes.end(), [&](uint32_t cause) {
-                              return rank(text_of(causes, account.authors[cause]).kind) < 2;
-                          });
+                          std::any_of(entry.causes.begin(), entry.causes.end(),
+                                      [&](uint32_t cause) { return rank(texts[cause].kind) < 2; });
             serious += counts ? entry.in.last - entry.in.first + 1 : 0;
         }
     }
@@ -290,12 +298,13 @@ std::string summary_of(const Account &account, const Causes &causes)
 
 Json::Members to_json(const Account &account, const Causes &causes, const AccountView &view)
 {
+    CauseTexts texts = texts_of(account, causes);
     Json::List files, effects;
     for (const AccountFile &file : account.files) {
         Json::List entries;
         for (const AccountEntry &entry : file.entries)
-            if (wants(view, account, causes, entry))
-                entries.push_back(entry_json(account, entry, causes, view.show_secrets));
+            if (wants(view, account, texts, entry))
+                entries.push_back(entry_json(account, entry, texts, view.show_secrets));
         files.push_back(Json::Members{{"file", file.file},
                                       {"before", Json::release(file.before)},
                                       {"after", Json::release(file.after)},

@@ -1,0 +1,2 @@
+# The command itself is run, on sample appliances.
+add_dependencies(${test} migr${variant} migr_image)
