@@ -145,13 +145,6 @@ struct Source {
     const AccountEntry *entry = nullptr;
 };
 
-std::string without_newline(std::string text)
-{
-    if (text.ends_with('\n'))
-        text.pop_back();
-    return text;
-}
-
 /* By line of the result, from 1. */
 std::vector<Source> sources_of(const Account &account, const AccountFile &result)
 {
@@ -185,48 +178,62 @@ std::string cause_text(const Account &account, const Source &source)
 }
 
 /* A secret's further lines say nothing either. */
-std::string blamed_text(const Source &source, const std::string &line, uint32_t number, bool show_secrets)
+std::string blamed_text(const Source &source, const std::vector<std::string> &lines, uint32_t number)
 {
-    if (show_secrets || !source.entry)
+    const std::string &line = lines[number - 1];
+    if (!source.entry)
         return line;
-    bool is_first = number == source.entry->out.first;
-    if (is_first)
-        return line.substr(0, line.find_first_not_of(" \t")) + without_newline(without_secret(*source.entry, line));
-    bool is_hidden = without_secret(*source.entry, "set " + source.entry->path.back() + " x") !=
-                     "set " + source.entry->path.back() + " x";
-    return is_hidden ? "(hidden)" : line;
+    const std::string &first = lines[source.entry->out.first - 1];
+    std::string        shown = without_secret(*source.entry, first);
+    if (shown == first)
+        return line;
+    size_t indent = std::min(line.find_first_not_of(" \t"), line.size());
+    bool   is_first = number == source.entry->out.first;
+    return is_first ? line.substr(0, indent) + shown.substr(0, shown.find('\n')) : "(hidden)";
+}
+
+/* A line of a result, as it is shown. */
+struct BlamedLine {
+    uint32_t    number;
+    Source      source;
+    std::string was;
+    std::string cause;
+    std::string text;
+};
+
+std::vector<BlamedLine> blamed_lines(const Accounting &accounting, const AccountFile &result, bool show_secrets)
+{
+    std::vector<std::string> lines;
+    std::istringstream       stream(accounting.results.at(result.file));
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    std::vector<Source>     sources = sources_of(accounting.account, result);
+    std::vector<BlamedLine> blamed;
+    for (uint32_t number = 1; number <= lines.size(); number++) {
+        const Source &source = sources.at(number);
+        blamed.push_back({number, source, origin_text(source, result, number), cause_text(accounting.account, source),
+                          show_secrets ? lines[number - 1] : blamed_text(source, lines, number)});
+    }
+    return blamed;
 }
 
 void show_blame(const Accounting &accounting, const AccountFile &result, bool show_secrets)
 {
-    std::vector<Source> sources = sources_of(accounting.account, result);
-    std::vector<Row>    rows = {{"LINE", "WAS", "CAUSE", result.file}};
-    std::istringstream  lines(accounting.results.at(result.file));
-    uint32_t            number = 0;
-    for (std::string line; std::getline(lines, line);) {
-        number++;
-        const Source &source = sources.at(number);
-        rows.push_back({std::to_string(number), origin_text(source, result, number),
-                        cause_text(accounting.account, source), blamed_text(source, line, number, show_secrets)});
-    }
+    std::vector<Row> rows = {{"LINE", "WAS", "CAUSE", result.file}};
+    for (const BlamedLine &line : blamed_lines(accounting, result, show_secrets))
+        rows.push_back({std::to_string(line.number), line.was, line.cause, line.text});
     show_table(rows, {0, 1});
 }
 
 Json blame_json(const Accounting &accounting, const AccountFile &result, bool show_secrets)
 {
-    std::vector<Source> sources = sources_of(accounting.account, result);
-    std::istringstream  lines(accounting.results.at(result.file));
-    Json::List          list;
-    uint32_t            number = 0;
-    for (std::string line; std::getline(lines, line);) {
-        number++;
-        const Source &source = sources.at(number);
-        list.push_back(Json::Members{{"line", uint64_t{number}},
-                                     {"was", Json::text_or_null(origin_text(source, result, number))},
-                                     {"fate", source.entry ? Json(word(source.entry->fate)) : Json()},
-                                     {"cause", Json::text_or_null(cause_text(accounting.account, source))},
-                                     {"text", blamed_text(source, line, number, show_secrets)}});
-    }
+    Json::List list;
+    for (const BlamedLine &line : blamed_lines(accounting, result, show_secrets))
+        list.push_back(Json::Members{{"line", uint64_t{line.number}},
+                                     {"was", Json::text_or_null(line.was)},
+                                     {"fate", line.source.entry ? Json(word(line.source.entry->fate)) : Json()},
+                                     {"cause", Json::text_or_null(line.cause)},
+                                     {"text", line.text}});
     return Json::Members{{"file", result.file}, {"lines", std::move(list)}};
 }
 

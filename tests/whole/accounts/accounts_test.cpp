@@ -145,8 +145,9 @@ void expect_causes(const json &entry)
 
 TEST_P(Accounted, EachLineStandsInOneEntry)
 {
-    Ran   told = run(migr("account --json --all " + root));
-    json  answer = json::parse(told.out);
+    Ran  told = run(migr("account --json --all " + root));
+    json answer = json::parse(told.out);
+    ASSERT_FALSE(answer["files"].empty());
     Texts before = texts_in(root);
     EXPECT_EQ(run(migr("upgrade " + root)).status, 0);
     Texts                                   after = texts_in(root);
@@ -198,3 +199,126 @@ INSTANTIATE_TEST_SUITE_P(Samples, Accounted, testing::ValuesIn(all_samples()), [
         c = isalnum(static_cast<unsigned char>(c)) ? c : '_';
     return name;
 });
+
+/* ---- Read line by line ---- */
+
+namespace {
+
+constexpr char few_lines[] = R"(#config-version=QA-A1X-5.50-CV-build0601-170328:opmode=0:vdom=1
+#conf_file_ver=1
+config system snmp community
+    edit 1
+        set name public
+        config hosts
+            edit 1
+                set ip 10.0.0.1
+                set interface port1
+            next
+        end
+    next
+end
+
+# a comment
+config system menu-theme
+    set theme-name green
+end
+config server-policy  policy
+    edit "shop"
+        set comment "two
+lines"
+        set waf-autolearning-profile learn
+    next
+end
+)";
+
+/* fate, lines, lines of the result, last name of the path, last cause */
+constexpr const char *few_entries[] = {
+    "kept 3-3 5-5 system snmp community ",
+    "kept 4-4 6-6 1 ",
+    "kept 5-5 7-7 name ",
+    "kept 6-6 8-8 hosts ",
+    "kept 7-7 9-9 1 ",
+    "kept 8-8 10-10 ip ",
+    "dropped 9-9 - interface 5.51 stage _migr_del_snmp_community_interface network",
+    "dropped 16-16 - system menu-theme 6.20 delete <system menu-theme> appearance",
+    "dropped 17-17 - theme-name 6.20 delete <system menu-theme> appearance",
+    "rewritten 19-19 15-15 server-policy policy 6.21 write  housekeeping",
+    "kept 20-20 16-16 shop ",
+    "kept 21-22 17-18 comment ",
+    "dropped 23-23 - waf-autolearning-profile 6.10 stage _remove_all_autolearn protection",
+    "added - 3-3 server-policy setting 5.85 stage _add_server_policy_setting network",
+};
+
+/* line, what it was, cause and text of the result, but for its header lines */
+constexpr const char *few_blamed[] = {
+    "3 new 5.85 _add_server_policy_setting|config server-policy setting",
+    "4  |end",
+    "5 3 |config system snmp community",
+    "6 4 |    edit 1",
+    "7 5 |        set name (hidden)",
+    "8 6 |        config hosts",
+    "9 7 |            edit 1",
+    "10 8 |                set ip 10.0.0.1",
+    "11  |            next",
+    "12  |        end",
+    "13  |    next",
+    "14  |end",
+    "15 19 6.21 write|config server-policy policy",
+    "16 20 |    edit \"shop\"",
+    "17 21 |        set comment \"two",
+    "18 22 |lines\"",
+    "19  |    next",
+    "20  |end",
+};
+
+std::string text_or_nothing(const json &value)
+{
+    return value.is_null() ? "" : value.get<std::string>();
+}
+
+std::string span_text(const json &span)
+{
+    return span.is_null() ? "-" : span[0].dump() + "-" + span[1].dump();
+}
+
+std::string entry_text(const json &entry)
+{
+    std::string text = entry["fate"].get<std::string>() + " " + span_text(entry["in"]) + " " + span_text(entry["out"]) +
+                       " " + entry["path"].back().get<std::string>() + " ";
+    if (entry["causes"].empty())
+        return text;
+    const json &cause = entry["causes"].back();
+    for (const char *field : {"release", "mechanism", "name"})
+        text += cause[field].get<std::string>() + " ";
+    return text + cause["kind"].get<std::string>();
+}
+
+json answer_for_few_lines(const std::string &command)
+{
+    ApplianceRoot folder;
+    folder.write("/sys_global.conf", few_lines);
+    return json::parse(run(migr(command + " --json " + folder.path().string() + "/sys_global.conf")).out);
+}
+
+} // namespace
+
+TEST(FewLines, HaveTheseFates)
+{
+    json                     answer = answer_for_few_lines("account --all");
+    std::vector<std::string> entries;
+    for (const json &entry : answer["files"][0]["entries"])
+        entries.push_back(entry_text(entry));
+    EXPECT_EQ(entries, std::vector<std::string>(std::begin(few_entries), std::end(few_entries)));
+    EXPECT_EQ(answer["files"][0]["in"]["layout"], 11);
+}
+
+TEST(FewLines, ComeFromThere)
+{
+    json                     answer = answer_for_few_lines("blame");
+    std::vector<std::string> lines;
+    for (const json &line : answer["files"][0]["lines"])
+        if (line["line"] > 2)
+            lines.push_back(line["line"].dump() + " " + text_or_nothing(line["was"]) + " " +
+                            text_or_nothing(line["cause"]) + "|" + line["text"].get<std::string>());
+    EXPECT_EQ(lines, std::vector<std::string>(std::begin(few_blamed), std::end(few_blamed)));
+}
