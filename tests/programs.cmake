@@ -21,12 +21,27 @@ function(link_test name)
   target_link_libraries(${test} PRIVATE test_support)
 endfunction()
 
+# A program whose tests take long says in its program.cmake in how many ${parts} they run, beside each other.
+function(add_tests_of test name parts)
+  if(parts EQUAL 1)
+    add_test(NAME ${test} COMMAND ${test})
+    return()
+  endif()
+  foreach(part RANGE 1 ${parts})
+    math(EXPR index "${part} - 1")
+    add_test(NAME ${name}_part${part}${variant} COMMAND ${test})
+    set_tests_properties(${name}_part${part}${variant} PROPERTIES
+      ENVIRONMENT "GTEST_TOTAL_SHARDS=${parts};GTEST_SHARD_INDEX=${index}")
+  endforeach()
+endfunction()
+
 foreach(folder ${test_folders})
   string(REPLACE / _ name ${folder})
   set(test ${name}${variant})
   link_test(${name})
-  add_test(NAME ${test} COMMAND ${test})
+  set(parts 1)
   include(${CMAKE_SOURCE_DIR}/tests/${folder}/program.cmake OPTIONAL)
+  add_tests_of(${test} ${name} ${parts})
   target_link_libraries(${test} PRIVATE migr_static${variant} migr_platform_static${variant})
 endforeach()
 
