@@ -40,7 +40,7 @@ _migr_snapshots()
 _migr()
 {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} before=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="convert explain plan check upgrade rollback snapshots version ml lint"
+    local commands="convert explain account blame plan check upgrade rollback snapshots version ml lint"
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
         COMPREPLY=($(compgen -W "$commands --help --version" -- "$word"))
@@ -49,7 +49,8 @@ _migr()
     if [ "${word:0:1}" = - ]; then
         case $command in
             convert) COMPREPLY=($(compgen -W "--output --force --as --domain --image --accept-damage --verbose --json --help" -- "$word")) ;;
-            explain) COMPREPLY=($(compgen -W "--image --as --domain --show-secrets --json --help" -- "$word")) ;;
+            explain | blame) COMPREPLY=($(compgen -W "--image --as --domain --show-secrets --json --help" -- "$word")) ;;
+            account) COMPREPLY=($(compgen -W "--dropped --rewritten --added --last --all --kind --path --release --by --image --as --domain --show-secrets --json --help" -- "$word")) ;;
             check) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             plan) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             upgrade) COMPREPLY=($(compgen -W "--image --dry-run --partial --accept-damage --strict --work --verbose --json --timeout --help" -- "$word")) ;;
