@@ -26,7 +26,7 @@ namespace {
 
 /* Every call takes minutes, so a test takes one of so many; MIGR_KILL_STEP=1 takes them all. A sanitized process takes
  * long to fork, and what dies by a kill is not what sanitizers look at. */
-const long step = getenv("MIGR_KILL_STEP") ? atol(getenv("MIGR_KILL_STEP")) : is_sanitized() ? 61 : 13;
+const long step = getenv("MIGR_KILL_STEP") ? atol(getenv("MIGR_KILL_STEP")) : is_sanitized() ? 97 : 13;
 
 /* ---- Appliances ---- */
 
