@@ -99,6 +99,8 @@ std::vector<std::string> all_samples()
         if (fs::exists(entry.path() / "data/config"))
             names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
+    if (is_sanitized()) /* one that is split, and one that is not */
+        names = {"ferry-cloud-6.02", "ferry-line-4.0"};
     return names;
 }
 
