@@ -52,7 +52,7 @@ _migr()
             explain | blame) COMPREPLY=($(compgen -W "--image --as --domain --show-secrets --json --help" -- "$word")) ;;
             account) COMPREPLY=($(compgen -W "--dropped --rewritten --added --last --all --kind --path --release --by --image --as --domain --show-secrets --json --help" -- "$word")) ;;
             check) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
-            plan) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
+            plan) COMPREPLY=($(compgen -W "--image --as --domain --json --help" -- "$word")) ;;
             upgrade) COMPREPLY=($(compgen -W "--image --dry-run --partial --accept-damage --strict --work --verbose --json --timeout --help" -- "$word")) ;;
             rollback) COMPREPLY=($(compgen -W "--yes --json --help" -- "$word")) ;;
             snapshots) COMPREPLY=($(compgen -W "--prune --json --help" -- "$word")) ;;
