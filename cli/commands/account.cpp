@@ -38,12 +38,7 @@ void run_there(const Root &staging, const Image &image, bool all, Interrupts &in
     request.accept_damage = true;
     request.library = [all] { run_and_account(all); };
     accounting.run = run_staged(staging, image, request, interrupts);
-    accounting.account = read_account(staging);
-    std::vector<std::string> good;
-    for (const FileOutcome &file : accounting.run.files)
-        if (file.result == Result::upgraded || file.result == Result::added)
-            good.push_back(file.name);
-    keep_files(accounting.account, good);
+    accounting.account = account_of_results(staging, accounting.run.files);
     for (const AccountFile &file : accounting.account.files)
         accounting.results[file.file] = staging.run([&] { return stored_text(file.file); });
 }

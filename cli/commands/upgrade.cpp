@@ -29,18 +29,6 @@ UpgradeRequest request_of(const Arguments &arguments)
     return request;
 }
 
-/* The account of those files alone that have come through. */
-Account account_of_run(const Root &staging, const std::vector<FileOutcome> &files)
-{
-    Account                  account = read_account(staging);
-    std::vector<std::string> good;
-    for (const FileOutcome &file : files)
-        if (file.result == Result::upgraded || file.result == Result::added)
-            good.push_back(file.name);
-    keep_files(account, good);
-    return account;
-}
-
 void show_account(const Outcome &outcome, const Account &account, const Arguments &arguments)
 {
     if (account.files.empty())
@@ -59,7 +47,7 @@ Status upgrade_appliance(const Arguments &arguments)
     UpgradeRequest request = request_of(arguments);
     request.run.library = [] { run_and_account(false); };
     request.account = [&](const Root &staging, const std::vector<FileOutcome> &files) {
-        account = account_of_run(staging, files);
+        account = account_of_results(staging, files);
         return stored_account(account);
     };
     Outcome outcome = upgrade(request, interrupts);

@@ -50,10 +50,10 @@ uint32_t author_of(const migr_change &change)
 /* Numbers run on from one run of the process to the next; here they begin with 1. */
 uint32_t number_of(uint64_t identity)
 {
-    if (identity == 0)
-        return 0;
-    if (taking->base == 0)
+    if (taking->base == 0 && identity != 0)
         taking->base = identity - 1;
+    if (identity <= taking->base)
+        return 0; /* none, or a node of an earlier run */
     auto number = static_cast<uint32_t>(identity - taking->base);
     if (number >= taking->journal.nodes.size())
         taking->journal.nodes.resize(number + 1);

@@ -12,9 +12,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <optional>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace command {
 
@@ -78,15 +77,25 @@ bool is_made(const Journal &journal, const std::string &name)
     return written;
 }
 
-AccountedText accounted(const std::string &name, std::string old_text)
+AccountedText accounted(const std::string &name, std::string old_text, std::string new_text)
 {
     AccountedText text;
     text.file = name;
     text.old_text = std::move(old_text);
-    text.new_text = stored_text(name);
+    text.new_text = std::move(new_text);
     text.before = text.old_text.empty() ? -1 : release_of(text.old_text);
     text.after = release_of(text.new_text);
     return text;
+}
+
+/* Nothing when it is gone or cannot be read, which whoever looks at the results will say. */
+std::optional<std::string> result_text(const std::string &name)
+{
+    try {
+        return stored_text(name);
+    } catch (const PathError &) {
+        return std::nullopt;
+    }
 }
 
 /* The global file first, and the others by name. */
@@ -95,42 +104,30 @@ std::vector<AccountedText> texts_of_run(const Journal &journal)
     std::vector<AccountedText> texts;
     std::vector<std::string>   names = old_forms();
     for (const std::string &name : names)
-        if (access(config_path(name).c_str(), F_OK) == 0)
-            texts.push_back(accounted(name, text_of_file(old_form_of(name))));
+        if (std::optional<std::string> result = result_text(name))
+            texts.push_back(accounted(name, text_of_file(old_form_of(name)), std::move(*result)));
     bool has_new = std::find(names.begin(), names.end(), first_domain_name) == names.end();
-    if (has_new && is_made(journal, first_domain_name) && access(config_path(first_domain_name).c_str(), F_OK) == 0)
-        texts.push_back(accounted(first_domain_name, ""));
+    if (has_new && is_made(journal, first_domain_name))
+        if (std::optional<std::string> result = result_text(first_domain_name))
+            texts.push_back(accounted(first_domain_name, "", std::move(*result)));
     std::stable_sort(texts.begin(), texts.end(), [](const AccountedText &one, const AccountedText &other) {
         return std::pair(one.file != global_name, one.file) < std::pair(other.file != global_name, other.file);
     });
     return texts;
 }
 
-[[noreturn]] void give_up(const char *why)
-{
-    fprintf(stderr, "the account could not be taken: %s\n", why);
-    fflush(nullptr);
-    _exit(1);
-}
-
 } // namespace
 
 void run_and_account(bool all)
 {
-    Journal journal = take_down(migr_main_do_all);
-    int     error = errno; /* the last thing that the system refused the library */
-    try {
-        std::vector<AccountedText> texts = texts_of_run(journal);
-        write_new(account_path, encoded(account_of(std::move(journal), texts, all)));
-    } catch (const PathError &failure) {
-        give_up(failure_of(failure, failure.path).what());
-    } catch (const std::exception &failure) {
-        give_up(failure.what());
-    }
+    Journal                    journal = take_down(migr_main_do_all);
+    int                        error = errno; /* the last thing that the system refused the library */
+    std::vector<AccountedText> texts = texts_of_run(journal);
+    write_new(account_path, encoded(account_of(std::move(journal), texts, all)));
     errno = error;
 }
 
-Account read_account(const Root &staging)
+static Account read_account(const Root &staging)
 {
     std::string bytes = staging.run([] {
         struct stat st = {};
@@ -139,11 +136,16 @@ Account read_account(const Root &staging)
     return bytes.empty() ? Account() : decoded<Account>(bytes);
 }
 
-void keep_files(Account &account, const std::vector<std::string> &names)
+Account account_of_results(const Root &staging, const std::vector<FileOutcome> &outcomes)
 {
+    Account account = read_account(staging);
     std::erase_if(account.files, [&](const AccountFile &file) {
-        return std::find(names.begin(), names.end(), file.file) == names.end();
+        return std::none_of(outcomes.begin(), outcomes.end(), [&](const FileOutcome &outcome) {
+            bool came_through = outcome.result == Result::upgraded || outcome.result == Result::added;
+            return came_through && outcome.name == file.file;
+        });
     });
+    return account;
 }
 
 } // namespace command

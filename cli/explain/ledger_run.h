@@ -1,19 +1,18 @@
 /* The library's run with its account taken, and the account's way out of the staging folder. */
 #pragma once
 
+#include "appliance/outcome.h"
 #include "appliance/root.h"
 #include "explain/account.h"
 
 namespace command {
 
 /* In the library's child, in the place of the upgrade run: runs it, and leaves the account of all files that it carried
- * forward in the staging folder. With `all`, lines that are kept have entries, too. */
+ * forward in the staging folder. With `all`, lines that are kept have entries, too. Throws PathError. */
 void run_and_account(bool all);
 
-/* What such a run has left; empty when it did not come to its end. Throws Failure. */
-Account read_account(const Root &staging);
-
-/* The part of an account that is about those files. */
-void keep_files(Account &account, const std::vector<std::string> &names);
+/* What such a run has left about the files that have come through; empty when it did not come to its end. Throws
+ * Failure. */
+Account account_of_results(const Root &staging, const std::vector<FileOutcome> &outcomes);
 
 } // namespace command

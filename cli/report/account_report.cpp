@@ -247,13 +247,13 @@ std::string without_secret(const AccountEntry &entry, const std::string &text)
 void show_counts(const Account &account)
 {
     std::vector<Row> rows = {
-        {"FILE", "BEFORE", "LINES", "KEPT", "MOVED", "REWRITTEN", "DROPPED", "ADDED", "LINES", "AFTER"}};
+        {"FILE", "BEFORE", "LINES", "KEPT", "MOVED", "REWRITTEN", "DROPPED", "LAYOUT", "ADDED", "LINES", "AFTER"}};
     for (const AccountFile &file : account.files)
         rows.push_back({file.file, release_text(file.before), std::to_string(file.in.lines),
                         std::to_string(file.in.kept), std::to_string(file.in.moved), std::to_string(file.in.rewritten),
-                        std::to_string(file.in.dropped), std::to_string(file.out.added), std::to_string(file.out.lines),
-                        release_text(file.after)});
-    show_table(rows, {2, 3, 4, 5, 6, 7, 8});
+                        std::to_string(file.in.dropped), std::to_string(file.in.layout), std::to_string(file.out.added),
+                        std::to_string(file.out.lines), release_text(file.after)});
+    show_table(rows, {2, 3, 4, 5, 6, 7, 8, 9});
 }
 
 void show_entries(const Account &account, const Causes &causes, const AccountView &view)
@@ -280,8 +280,10 @@ void show_effects(const Account &account, const Causes &causes)
 std::string summary_of(const Account &account, const Causes &causes)
 {
     CauseTexts texts = texts_of(account, causes);
-    uint64_t   dropped = 0, rewritten = 0, serious = 0;
+    uint64_t   dropped = 0, rewritten = 0, serious = 0, unread = 0, unexplained = 0;
     for (const AccountFile &file : account.files) {
+        unread += file.in.unread;
+        unexplained += file.unexplained;
         dropped += file.in.dropped;
         rewritten += file.in.rewritten;
         for (const AccountEntry &entry : file.entries) {
@@ -293,7 +295,10 @@ std::string summary_of(const Account &account, const Causes &causes)
     }
     auto lines = [](uint64_t count) { return std::to_string(count) + (count == 1 ? " line" : " lines"); };
     return lines(dropped) + (dropped == 1 ? " was" : " were") + " dropped and " + std::to_string(rewritten) +
-           " rewritten, " + std::to_string(serious) + " of them about protection or credentials";
+           " rewritten, " + std::to_string(serious) + " of them about protection or credentials" +
+           (unread == 0 ? "" : "; " + lines(unread) + " could not be read") +
+           (unexplained == 0 ? "" : "; " + lines(unexplained) + " changed without a known cause") +
+           (account.is_incomplete ? "; memory ran out, so causes are missing" : "");
 }
 
 Json::Members to_json(const Account &account, const Causes &causes, const AccountView &view)

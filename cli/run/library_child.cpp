@@ -116,26 +116,37 @@ void arrange_descriptors(int input, int records, int output, int lock)
     told_on = progress_number;
 }
 
+/* What fails in the command's own work is told as what it is, ahead of the library's work, behind it or instead. */
+template <typename Work> bool do_or_tell(const Work &work)
+{
+    try {
+        work();
+        return true;
+    } catch (const PathError &error) {
+        tell(Note::no_start, failure_of(error, error.path).what());
+    } catch (const std::bad_alloc &) {
+        end_without_memory();
+    } catch (const std::exception &failure) {
+        tell(Note::no_start, failure.what());
+    }
+    return false;
+}
+
 int be_library(const Confinement &confinement, const std::function<void()> &work, int records, int output)
 {
     told_on = records;
-    int nothing = memfd_create("nothing", MFD_CLOEXEC); /* /dev need not be there */
-    try {
+    int  nothing = memfd_create("nothing", MFD_CLOEXEC); /* /dev need not be there */
+    bool is_inside = do_or_tell([&] {
         confinement.enter();
         arrange_descriptors(nothing, records, output, confinement.lock);
-    } catch (const PathError &error) {
-        tell(Note::no_start, failure_of(error, error.path).what());
+    });
+    if (!is_inside)
         return 1;
-    } catch (const Failure &failure) {
-        tell(Note::no_start, failure.what());
-        return 1;
-    } catch (const std::bad_alloc &) {
-        end_without_memory();
-    }
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     std::set_new_handler(end_without_memory);
     errno = 0;
-    work();
+    if (!do_or_tell(work))
+        return 1;
     int error = errno;
     tell_pass_end(error);
     fflush(nullptr);

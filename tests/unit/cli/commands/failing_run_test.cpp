@@ -7,6 +7,7 @@
 #include "driver/migr.h"
 #include "driver/run_context.h"
 #include "support/places.h"
+#include "system/failure.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -166,6 +167,17 @@ TEST(FailingRun, NoMemory)
             std::get_new_handler()(); /* as operator new does, but not that of a sanitizer */
         },
         3, "There is not enough memory");
+}
+
+TEST(FailingRun, WhatTheCommandCouldNotDoBehindTheRunIsNamed)
+{
+    expect_failure(
+        [] {
+            migr_main_do_all();
+            throw command::PathError{"write", "/account", ENOSPC};
+        },
+        3, "/account: cannot write it: No space left on device.");
+    expect_failure([] { throw std::runtime_error("something odd"); }, 3, "something odd");
 }
 
 TEST(FailingRun, AFileIsGone)
