@@ -4,9 +4,9 @@
  */
 #include "tree/list_walk.h"
 
-namespace {
+walked_list *innermost_list;
 
-walked_list *innermost;
+namespace {
 
 /* The list that was appended to last, and a link of it near its end. */
 struct list_end {
@@ -31,44 +31,22 @@ config_node **find_from(config_node **link, const config_node *node)
 void forget_links()
 {
     appended = {};
-    for (walked_list *walked = innermost; walked; walked = walked->outer)
+    for (walked_list *walked = innermost_list; walked; walked = walked->outer)
         walked->link = walked->list;
 }
 
 } // namespace
 
-void enter_list(walked_list *walked, config_node **list)
-{
-    *walked = {list, list, nullptr, false, innermost};
-    innermost = walked;
-}
-
-/* Behind a node that is still in its place; where another leads to it, or none, the link stays where it is. */
-void step_to(walked_list *walked, config_node *node)
-{
-    if (walked->node && *walked->link == walked->node)
-        walked->link = &walked->node->next;
-    walked->node = node;
-    walked->gone = false;
-}
-
-void leave_list(walked_list *walked)
-{
-    innermost = walked->outer;
-    if (!innermost)
-        forget_walks();
-}
-
 void forget_walks()
 {
-    innermost = nullptr;
+    innermost_list = nullptr;
     appended = {};
     loose = nullptr;
 }
 
 config_node **link_to(config_node **list, const config_node *node)
 {
-    for (const walked_list *walked = innermost; walked; walked = walked->outer) {
+    for (const walked_list *walked = innermost_list; walked; walked = walked->outer) {
         if (walked->node != node || walked->list != list)
             continue;
         if (walked->gone)
@@ -89,29 +67,29 @@ config_node **end_of(config_node **list)
 
 void note_linking(const config_node *node)
 {
-    if (!innermost)
+    if (!innermost_list)
         return;
     if (node->next && node != loose)
         forget_links();
     loose = nullptr;
-    for (walked_list *walked = innermost; walked; walked = walked->outer)
+    for (walked_list *walked = innermost_list; walked; walked = walked->outer)
         walked->gone = false;
 }
 
 void note_appended(config_node **list, config_node **link)
 {
-    if (innermost)
+    if (innermost_list)
         appended = {list, link};
 }
 
 void note_unlinked(config_node **list, config_node **link, config_node *node)
 {
-    if (!innermost)
+    if (!innermost_list)
         return;
     loose = node;
     if (appended.list == list && appended.link == &node->next)
         appended.link = link;
-    for (walked_list *walked = innermost; walked; walked = walked->outer) {
+    for (walked_list *walked = innermost_list; walked; walked = walked->outer) {
         if (walked->list != list)
             continue;
         if (walked->node == node) {

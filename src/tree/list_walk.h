@@ -17,12 +17,33 @@ struct walked_list {
     walked_list  *outer;
 };
 
-void enter_list(walked_list *walked, config_node **list);
-void step_to(walked_list *walked, config_node *node);
-void leave_list(walked_list *walked);
+/* The list that the walk is in; null outside of walks. Seen inside the library alone. */
+extern __attribute__((visibility("hidden"))) walked_list *innermost_list;
 
 /* Forgets walks that were never left. */
 void forget_walks();
+
+inline void enter_list(walked_list *walked, config_node **list)
+{
+    *walked = {list, list, nullptr, false, innermost_list};
+    innermost_list = walked;
+}
+
+/* Behind a node that is still in its place; where another leads to it, or none, the link stays where it is. */
+inline void step_to(walked_list *walked, config_node *node)
+{
+    if (walked->node && *walked->link == walked->node)
+        walked->link = &walked->node->next;
+    walked->node = node;
+    walked->gone = false;
+}
+
+inline void leave_list(walked_list *walked)
+{
+    innermost_list = walked->outer;
+    if (!innermost_list)
+        forget_walks();
+}
 
 /* The link of the list that leads to `node`, or null when it is not in it. */
 config_node **link_to(config_node **list, const config_node *node);

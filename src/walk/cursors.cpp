@@ -13,12 +13,8 @@
 #include <ctime>
 #include <type_traits>
 
-/* The two predicates of one slot. A macro, since a variable argument list is opened in the function that has it. */
-#define SLOT_PREDICATES(stem, slot)                                                                                    \
-    config_node *stem##_is(const char *name)                                                                           \
-    {                                                                                                                  \
-        return cnd_name_is(slot, name) ? slot : nullptr;                                                               \
-    }                                                                                                                  \
+/* A macro, since a variable argument list is opened in the function that has it. */
+#define COUNTED_PREDICATE(stem, slot)                                                                                  \
     int32_t stem##_in(int32_t count, ...)                                                                              \
     {                                                                                                                  \
         va_list names;                                                                                                 \
@@ -28,34 +24,20 @@
         return position;                                                                                               \
     }
 
-SLOT_PREDICATES(top_cfg, top[1])
-SLOT_PREDICATES(top_edt, top[2])
-SLOT_PREDICATES(top_cfg_set, top[3])
-SLOT_PREDICATES(top_edt_set, top[4])
-SLOT_PREDICATES(sub_cfg, sub[1])
-SLOT_PREDICATES(sub_edt, sub[2])
-SLOT_PREDICATES(sub_cfg_set, sub[3])
-SLOT_PREDICATES(sub_edt_set, sub[4])
+COUNTED_PREDICATE(top_cfg, top[1])
+COUNTED_PREDICATE(top_edt, top[2])
+COUNTED_PREDICATE(top_cfg_set, top[3])
+COUNTED_PREDICATE(top_edt_set, top[4])
+COUNTED_PREDICATE(sub_cfg, sub[1])
+COUNTED_PREDICATE(sub_edt, sub[2])
+COUNTED_PREDICATE(sub_cfg_set, sub[3])
+COUNTED_PREDICATE(sub_edt_set, sub[4])
 
-int32_t top_cfg_set_end(void)
-{
-    return cnd_is_last(top[3]);
-}
-
-int32_t top_edt_set_end(void)
-{
-    return cnd_is_last(top[4]);
-}
-
-int32_t sub_cfg_set_end(void)
-{
-    return cnd_is_last(sub[3]);
-}
-
-int32_t sub_edt_set_end(void)
-{
-    return cnd_is_last(sub[4]);
-}
+/* Inline in C++; a host in C finds them here. */
+[[gnu::used]] static config_node *(*const asked_by_name[])(const char *) = {
+    top_cfg_is, top_edt_is, top_cfg_set_is, top_edt_set_is, sub_cfg_is, sub_edt_is, sub_cfg_set_is, sub_edt_set_is};
+[[gnu::used]] static int32_t (*const asked_for_end[])() = {top_cfg_set_end, top_edt_set_end, sub_cfg_set_end,
+                                                           sub_edt_set_end};
 
 static const char *suffix()
 {

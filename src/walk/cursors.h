@@ -7,10 +7,12 @@
 #define MIGR_WALK_CURSORS_H
 
 #include "walk/slots.h"
+#include "walk/toolkit.h"
 
 #include <stddef.h>
 
 #ifdef __cplusplus
+#include <initializer_list>
 extern "C" {
 #endif
 
@@ -84,26 +86,69 @@ char *strlwr(char *text);
 void ncu_gen_unique_edt(char *target, size_t size);
 
 #ifdef __cplusplus
-}
 
-/* The _in forms for C++, which count the names themselves. */
-#define COUNTED_PREDICATE(predicate)                                                                                   \
-    template <typename... text> int32_t predicate(const char *first, text... further)                                  \
+/* The predicates of one slot, where the compiler can see them: callbacks ask them at every visit. The _in form for C++
+ * counts the names itself. */
+#define SLOT_PREDICATES(stem, slot)                                                                                    \
+    inline config_node *stem##_is(const char *name)                                                                    \
     {                                                                                                                  \
-        return predicate(1 + static_cast<int32_t>(sizeof...(further)), first, static_cast<const char *>(further)...);  \
+        return cnd_name_is(slot, name) ? slot : nullptr;                                                               \
+    }                                                                                                                  \
+    extern "C++" template <typename... text> int32_t stem##_in(const char *first, text... further)                     \
+    {                                                                                                                  \
+        return migr_place_of_name(slot, {first, static_cast<const char *>(further)...});                               \
     }
 
-COUNTED_PREDICATE(top_cfg_in)
-COUNTED_PREDICATE(top_edt_in)
-COUNTED_PREDICATE(top_cfg_set_in)
-COUNTED_PREDICATE(top_edt_set_in)
-COUNTED_PREDICATE(sub_cfg_in)
-COUNTED_PREDICATE(sub_edt_in)
-COUNTED_PREDICATE(sub_cfg_set_in)
-COUNTED_PREDICATE(sub_edt_set_in)
-COUNTED_PREDICATE(top_suffix_in)
+extern "C++" inline int32_t migr_place_of_name(const config_node *node, std::initializer_list<const char *> names)
+{
+    const char *name = migr_compared_name(node);
+    int32_t     place = 0;
+    for (const char *asked : names) {
+        place++;
+        if (migr_same_name(name, asked))
+            return place;
+    }
+    return 0;
+}
 
-#undef COUNTED_PREDICATE
+SLOT_PREDICATES(top_cfg, top[1])
+SLOT_PREDICATES(top_edt, top[2])
+SLOT_PREDICATES(top_cfg_set, top[3])
+SLOT_PREDICATES(top_edt_set, top[4])
+SLOT_PREDICATES(sub_cfg, sub[1])
+SLOT_PREDICATES(sub_edt, sub[2])
+SLOT_PREDICATES(sub_cfg_set, sub[3])
+SLOT_PREDICATES(sub_edt_set, sub[4])
+
+#undef SLOT_PREDICATES
+
+inline int32_t top_cfg_set_end(void)
+{
+    return cnd_is_last(top[3]);
+}
+
+inline int32_t top_edt_set_end(void)
+{
+    return cnd_is_last(top[4]);
+}
+
+inline int32_t sub_cfg_set_end(void)
+{
+    return cnd_is_last(sub[3]);
+}
+
+inline int32_t sub_edt_set_end(void)
+{
+    return cnd_is_last(sub[4]);
+}
+
+} /* extern "C" */
+
+/* The same for the suffix. */
+template <typename... text> int32_t top_suffix_in(const char *first, text... further)
+{
+    return top_suffix_in(1 + static_cast<int32_t>(sizeof...(further)), first, static_cast<const char *>(further)...);
+}
 #endif
 
 #endif

@@ -19,18 +19,17 @@
 
 namespace {
 
-constexpr size_t short_name_room = 127; /* some names end one character earlier than the record allows */
-constexpr size_t compared = MIGR_NAME_SIZE;
+constexpr size_t short_name_room = 127;     /* some names end one character earlier than the record allows */
+constexpr size_t compared = MIGR_NAME_SIZE; /* characters of a value that count in a comparison */
 
 char sbuf_std_edt[CND_TEXT_SIZE];
 char sbuf_std_value[CND_TEXT_SIZE];
 char subf_prop_file[CND_TEXT_SIZE];
 
-/* The name that the predicates compare: an edit's without its quotes. */
-const char *compared_name(const config_node *node)
-{
-    return node->kind == MIGR_EDIT ? cnd_std_name(node) : node->name;
-}
+/* Inline in C++; a host in C finds them here. */
+[[gnu::used]] int32_t (*const asked_of_two[])(config_node *, const char *) = {cnd_name_is};
+[[gnu::used]] int32_t (*const asked_of_three[])(config_node *, const char *, const char *) = {cnd_nv_is};
+[[gnu::used]] int32_t (*const asked_of_one[])(const config_node *) = {cnd_is_last, cnd_is_empty, cnd_is_normal};
 
 } // namespace
 
@@ -309,11 +308,6 @@ char *cnd_read_prop(const char *format, int32_t unused, ...)
     return nullptr;
 }
 
-int32_t cnd_name_is(config_node *node, const char *name)
-{
-    return strncmp(compared_name(node), name, compared) == 0;
-}
-
 int32_t cnd_name_in(config_node *node, int32_t count, ...)
 {
     int32_t position = 0;
@@ -328,9 +322,9 @@ int32_t cnd_name_in(config_node *node, int32_t count, ...)
 
 int32_t _cnd_name_in(config_node *node, int32_t count, va_list names)
 {
-    const char *name = compared_name(node);
+    const char *name = migr_compared_name(node);
     for (int32_t i = 1; i <= count; i++)
-        if (strncmp(name, va_arg(names, const char *), compared) == 0)
+        if (migr_same_name(name, va_arg(names, const char *)))
             return i;
     return 0;
 }
@@ -356,36 +350,17 @@ int32_t cnd_value_in(config_node *node, int32_t count, ...)
     return position;
 }
 
-int32_t cnd_nv_is(config_node *node, const char *name, const char *value)
-{
-    return cnd_name_is(node, name) && cnd_value_is(node, value);
-}
-
-int32_t cnd_is_last(const config_node *node)
-{
-    return node->kind == MIGR_END;
-}
-
-int32_t cnd_is_empty(const config_node *node)
-{
-    return node->kind == MIGR_EMPTY;
-}
-
-int32_t cnd_is_normal(const config_node *node)
-{
-    return !cnd_is_last(node) && !cnd_is_empty(node);
-}
-
 char *cnd_std_name(const config_node *node)
 {
     const char *name = node->name;
-    if (name[0] != '"') {
-        snprintf(sbuf_std_edt, sizeof sbuf_std_edt, "%s", name);
-        return sbuf_std_edt;
+    size_t      length = strlen(name);
+    if (name[0] == '"') {
+        /* The last character goes whatever it is. */
+        name++;
+        length -= length > 1 ? 2 : 1;
     }
-    /* The last character goes whatever it is. */
-    size_t length = strlen(name + 1);
-    snprintf(sbuf_std_edt, sizeof sbuf_std_edt, "%.*s", length ? static_cast<int>(length - 1) : 0, name + 1);
+    memcpy(sbuf_std_edt, name, length);
+    sbuf_std_edt[length] = '\0';
     return sbuf_std_edt;
 }
 

@@ -11,6 +11,7 @@
 
 #include <stdarg.h>
 #include <stddef.h>
+#include <string.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -106,7 +107,45 @@ int32_t _word_in_list(const char *word, int32_t *hits, int32_t count, va_list wo
 char *cnd_format_pass(const char *text, char *target, size_t size);
 
 #ifdef __cplusplus
+
+/* What callbacks ask at every visit, where the compiler can see it. Nearly always the answer is no, and mostly the
+ * first character says so. */
+inline int32_t migr_same_name(const char *name, const char *other)
+{
+    return name[0] == other[0] && strncmp(name, other, MIGR_NAME_SIZE) == 0;
 }
+
+inline const char *migr_compared_name(const config_node *node)
+{
+    return node->kind == MIGR_EDIT ? cnd_std_name(node) : node->name;
+}
+
+inline int32_t cnd_name_is(config_node *node, const char *name)
+{
+    return migr_same_name(migr_compared_name(node), name);
+}
+
+inline int32_t cnd_nv_is(config_node *node, const char *name, const char *value)
+{
+    return cnd_name_is(node, name) && cnd_value_is(node, value);
+}
+
+inline int32_t cnd_is_last(const config_node *node)
+{
+    return node->kind == MIGR_END;
+}
+
+inline int32_t cnd_is_empty(const config_node *node)
+{
+    return node->kind == MIGR_EMPTY;
+}
+
+inline int32_t cnd_is_normal(const config_node *node)
+{
+    return !cnd_is_last(node) && !cnd_is_empty(node);
+}
+
+} /* extern "C" */
 
 /* The functions over a list of texts for C++, which count the texts themselves. */
 #define COUNTED_TEXTS(result, function)                                                                                \

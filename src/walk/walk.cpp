@@ -10,6 +10,7 @@
 #include "tree/node_store.h"
 #include "walk/cursors.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -40,14 +41,6 @@ bool is_active(const stage_row *row)
     return !row->finished && !row->skip_round && (row->state_size == 0 || row->state);
 }
 
-/* Where a name goes on behind the row's scope and one character, whatever that is; its end where there is no more. With
- * an empty scope it is the whole name. */
-const char *suffix_of(const stage_row *row, const char *name)
-{
-    size_t skipped = row->scope_len == 0 ? 0 : static_cast<size_t>(row->scope_len) + 1;
-    return name + (row->scope_len == 0 ? 0 : strnlen(name, skipped));
-}
-
 /* ---- Which rows look at a config ---- */
 
 /* Bit N is row N. Rows behind the 64th are called whenever they have the config in their scope. */
@@ -66,14 +59,16 @@ row_set rows_from(int32_t index)
     return index < numbered_rows ? ~row_set{0} << index : 0;
 }
 
-/* What the rows of the stage see of configs of one name. Every position of the walk asks that for the config in top[1],
- * and nearly always it is the name asked for last. */
+/* What the rows of the stage see of configs of one name. Nearly every position of the walk has the config that the one
+ * before it had, and a config mostly has the name of the one before it. */
 struct scope_memory {
-    bool    valid;
-    char    name[MIGR_NAME_SIZE];
-    row_set in_scope;
-    row_set looking; /* those that act on such a config in this round */
-    row_set patient; /* those in scope that do not, but would like a further round */
+    const config_node *config; /* in top[1] when it was looked at last; null at the start of a round */
+    size_t             size;   /* of its name with the NUL */
+    size_t             suffix; /* where in the name the text of sbuf_suffix begins; its size: nowhere */
+    row_set            in_scope;
+    row_set            looking; /* those that act on such a config in this round */
+    row_set            patient; /* those in scope that do not, but would like a further round */
+    char               name[MIGR_NAME_SIZE];
 };
 
 scope_memory remembered;
@@ -100,13 +95,21 @@ round_reach reach_of(const stage_row *row)
     return found;
 }
 
-bool reaches(int32_t index, const char *name)
+/* Where the remembered name goes on behind the row's scope and one character, whatever that is; its end where there is
+ * no more. With an empty scope it is the whole name. */
+size_t suffix_start(const stage_row *row)
+{
+    return row->scope_len == 0 ? 0 : std::min(static_cast<size_t>(row->scope_len) + 1, remembered.size - 1);
+}
+
+bool reaches(int32_t index)
 {
     const row_reach *entry = reach[index].entry;
     if (!entry)
         return !reach[index].limited;
+    const char *found = remembered.name + suffix_start(&fns->rows[index]);
     for (const char *const *suffix = entry->suffixes; *suffix; suffix++)
-        if (strcmp(suffix_of(&fns->rows[index], name), *suffix) == 0)
+        if (strcmp(found, *suffix) == 0)
             return true;
     return false;
 }
@@ -114,7 +117,7 @@ bool reaches(int32_t index, const char *name)
 void begin_round()
 {
     round_brk = 1;
-    remembered.valid = false;
+    remembered.config = nullptr;
     awaiting = 0;
     for (int32_t index = 0; index < fns->row_count && index < numbered_rows; index++) {
         reach[index] = reach_of(&fns->rows[index]);
@@ -123,23 +126,43 @@ void begin_round()
     }
 }
 
-void remember_scopes(const char *name)
+void sort_rows()
 {
-    if (remembered.valid && strcmp(remembered.name, name) == 0)
-        return;
-    strcpy(remembered.name, name);
-    remembered.valid = true;
     remembered.in_scope = remembered.looking = remembered.patient = 0;
     for (int32_t index = 0; index < fns->row_count && index < numbered_rows; index++) {
         const stage_row *row = &fns->rows[index];
-        if (!is_active(row) || !in_scope(row, name))
+        if (!is_active(row) || !in_scope(row, remembered.name))
             continue;
         remembered.in_scope |= row_bit(index);
-        if (reaches(index, name))
+        if (reaches(index))
             remembered.looking |= row_bit(index);
         else if (row->max_round > round)
             remembered.patient |= row_bit(index);
     }
+}
+
+bool has_remembered_name(const config_node *config)
+{
+    return memcmp(remembered.name, config->name, remembered.size) == 0;
+}
+
+void remember_name(const config_node *config)
+{
+    bool is_first = !remembered.config;
+    remembered.config = config;
+    if (!is_first && has_remembered_name(config))
+        return;
+    remembered.size = strlen(config->name) + 1;
+    memcpy(remembered.name, config->name, remembered.size);
+    remembered.suffix = remembered.size;
+    sort_rows();
+}
+
+/* A row that is not called keeps a further round alive all the same. */
+void heed_patient_rows(int32_t index)
+{
+    if (remembered.patient & rows_from(index))
+        round_brk = 0;
 }
 
 /* The first row from `index` on that is to be called for the remembered name, or row_count. */
@@ -155,19 +178,44 @@ int32_t next_looking(int32_t index)
     return index < fns->row_count ? index : fns->row_count;
 }
 
-/* A row that is not called keeps a further round alive all the same. */
-void heed_patient_rows(int32_t index)
+/* Looks at the config in top[1] when it has come there; nothing but a row changes its name as long as it stays. */
+void look_at_config()
 {
-    if (remembered.patient & rows_from(index))
-        round_brk = 0;
+    if (remembered.config == top[1])
+        return;
+    remember_name(top[1]);
+    heed_patient_rows(0);
 }
 
 /* Whether any row is to be called for the config in top[1]. */
-bool is_looked_at(const config_node *config)
+bool is_looked_at()
 {
-    remember_scopes(config->name);
-    heed_patient_rows(0);
+    look_at_config();
     return next_looking(0) < fns->row_count;
+}
+
+/* The suffix goes with the name and the row: it is there already where one row alone looks at a config. */
+void give_suffix(const stage_row *row)
+{
+    size_t start = suffix_start(row);
+    if (remembered.suffix == start)
+        return;
+    memcpy(sbuf_suffix, remembered.name + start, remembered.size - start);
+    remembered.suffix = start;
+}
+
+void call_row(int32_t index)
+{
+    stage_row *row = &fns->rows[index];
+    awaiting &= ~(rows_from(index) & ~rows_from(index + 1));
+    if (!is_active(row))
+        return;
+    give_suffix(row);
+    if (ledger::is_watched())
+        ledger::set_author_name(row->name);
+    row->func(round, row->state, &row->skip_round);
+    if (!row->finished && row->max_round > round)
+        round_brk = 0;
 }
 
 } // namespace
@@ -175,22 +223,22 @@ bool is_looked_at(const config_node *config)
 /* A row in front may have renamed the config in top[1]: then the rows behind it go by the new name. */
 void cb_loop(void)
 {
-    remember_scopes(top[1]->name);
-    heed_patient_rows(0);
+    look_at_config();
     for (int32_t index = next_looking(0); index < fns->row_count; index = next_looking(index + 1)) {
-        stage_row *row = &fns->rows[index];
-        awaiting &= ~(rows_from(index) & ~rows_from(index + 1));
-        if (!is_active(row))
+        call_row(index);
+        if (has_remembered_name(top[1]))
             continue;
-        strcpy(sbuf_suffix, suffix_of(row, top[1]->name));
-        if (ledger::is_watched())
-            ledger::set_author_name(row->name);
-        row->func(round, row->state, &row->skip_round);
-        if (!row->finished && row->max_round > round)
-            round_brk = 0;
-        remember_scopes(top[1]->name);
+        remember_name(top[1]);
         heed_patient_rows(index + 1);
     }
+}
+
+/* Nodes mostly lie in the order in which they are walked, in a tree far larger than the caches: a node some places on
+ * is fetched while the rows see this one. The address need not be that of a node. */
+static void fetch_ahead(const config_node *node)
+{
+    static constexpr uintptr_t places = 8;
+    __builtin_prefetch(reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(node) + places * sizeof *node));
 }
 
 /* The successor is read at once, so that a callback may unlink the node. */
@@ -199,7 +247,7 @@ config_node *do_next(config_node **next, config_node **slot)
     config_node *node = *next;
     if (node) {
         *next = node->next;
-        __builtin_prefetch(*next); /* a tree is far larger than the cache: fetch while the rows see this node */
+        fetch_ahead(node);
         return node;
     }
     *slot = &EOB_NODE;
@@ -295,7 +343,7 @@ void walk_tree(config_node **list)
     enter_list(&walked, list);
     while (config_node *config = next_in(&walked, &next, &top[1])) {
         top[1] = config;
-        if (!is_looked_at(config))
+        if (!is_looked_at())
             continue;
         walk_edits(&config->edit_list);
         walk_sets(&config->set_list, &top[3]);
