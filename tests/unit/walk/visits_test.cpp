@@ -234,6 +234,40 @@ TEST_F(Visits, LeavingTheStageTouchesNoOtherRow)
               recorder.walk());
 }
 
+TEST_F(Visits, EachRowHasItsSuffixAtEachPosition)
+{
+    parse("config a b c\n set x 1\nend\nconfig a b c\nend\nconfig a d\nend\n");
+    Recorder recorder;
+    recorder.add("a", 1);
+    recorder.add("a,b", 1);
+    recorder.add("a", 1);
+    EXPECT_EQ("0:1 b,c | a,b,c - x - | - - - -\n"
+              "1:1 c | a,b,c - x - | - - - -\n"
+              "2:1 b,c | a,b,c - x - | - - - -\n"
+              "0:1 b,c | a,b,c - $ - | - - - -\n"
+              "1:1 c | a,b,c - $ - | - - - -\n"
+              "2:1 b,c | a,b,c - $ - | - - - -\n"
+              "0:1 b,c | a,b,c - $ - | - - - -\n"
+              "1:1 c | a,b,c - $ - | - - - -\n"
+              "2:1 b,c | a,b,c - $ - | - - - -\n"
+              "0:1 d | a,d - $ - | - - - -\n"
+              "2:1 d | a,d - $ - | - - - -\n",
+              recorder.walk());
+}
+
+TEST_F(Visits, ARenamedConfigHasANewSuffix)
+{
+    parse("config a b\n set x 1\nend\n");
+    Recorder recorder;
+    recorder.add("a", 1, [](int32_t, int32_t *) { cnd_rename(top[1], "%s", top_suffix_is("b") ? "a,c" : "a,b"); });
+    recorder.add("a", 1);
+    EXPECT_EQ("0:1 b | a,b - x - | - - - -\n"
+              "1:1 c | a,c - x - | - - - -\n"
+              "0:1 c | a,c - $ - | - - - -\n"
+              "1:1 b | a,b - $ - | - - - -\n",
+              recorder.walk());
+}
+
 TEST_F(Visits, ARowInFrontMayRenameTheConfig)
 {
     parse("config a\n set x 1\nend\n");
