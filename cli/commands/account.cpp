@@ -71,6 +71,7 @@ AccountView view_of(const Arguments &arguments)
     view.added = arguments.added || arguments.all || (arguments.json && !chosen);
     view.moved = arguments.all || (arguments.json && !chosen);
     view.kept = arguments.all;
+    view.new_classes = !chosen;
     view.kind = arguments.kind;
     view.path = arguments.path;
     view.release = arguments.release;

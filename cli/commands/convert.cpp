@@ -4,9 +4,12 @@
 #include "appliance/staging.h"
 #include "appliance/stored_text.h"
 #include "commands/subcommand.h"
+#include "explain/ledger_run.h"
 #include "output/console.h"
 #include "output/json.h"
+#include "output/printable.h"
 #include "output/release_text.h"
+#include "report/account_report.h"
 #include "report/report.h"
 #include "run/output_file.h"
 #include "run/waiting.h"
@@ -75,6 +78,7 @@ struct Conversion {
     std::vector<std::string> reasons; /* why it was refused */
     std::vector<std::string> warnings;
     std::vector<std::string> notes; /* what the library printed */
+    Account                  account;
 
     Status status() const
     {
@@ -171,6 +175,14 @@ std::vector<Converted> results_of(const Arguments &arguments, const Root &root, 
     return results;
 }
 
+/* Files are called what the person calls them, and not as they were in the throw-away appliance. */
+void take_account(const Root &root, const StagedRun &run, const SingleFile &file, Conversion &conversion)
+{
+    conversion.account = account_of_results(root, run.files);
+    for (AccountFile &accounted : conversion.account.files)
+        accounted.file = accounted.before < 0 ? conversion.outputs.back() : file.shown;
+}
+
 /* It is as new as the image, or newer: it goes through as it is. */
 void pass_through(const Arguments &arguments, const SingleFile &file, Interrupts &interrupts, Conversion &conversion)
 {
@@ -187,6 +199,7 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
 {
     RunRequest request;
     request.accept_damage = arguments.accept_damage;
+    request.library = [] { run_and_account(false); };
     if (std::string missing = what_is_missing(file); !missing.empty())
         conversion.warnings.push_back(missing);
     StagedRun run = run_staged(staging.root(), image, request, interrupts);
@@ -199,6 +212,7 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
         if (file.becomes_two())
             complain("wrote " + output.path);
     }
+    take_account(staging.root(), run, file, conversion);
     conversion.result = Result::upgraded;
 }
 
@@ -254,7 +268,23 @@ Json to_json(const Conversion &conversion)
                          {"outputs", Json::list(conversion.outputs)},
                          {"reasons", Json::list(conversion.reasons)},
                          {"warnings", Json::list(conversion.warnings)},
-                         {"notes", Json::list(conversion.notes)}};
+                         {"notes", Json::list(conversion.notes)},
+                         {"accounts", counts_json(conversion.account)}};
+}
+
+/* Of all files together, on standard error, where no result goes. */
+void tell_account(const std::vector<Conversion> &conversions, const Arguments &arguments, const Image &image)
+{
+    Account all;
+    for (const Conversion &conversion : conversions)
+        append(all, conversion.account);
+    if (all.files.empty())
+        return;
+    Causes             causes(image_text(image, "update_config"));
+    const std::string &first = arguments.files.front();
+    std::string        file = arguments.files.size() > 1 ? "FILE" : shell_word(first);
+    show_counts(all, complain);
+    complain(summary_of(all, causes) + (first == "-" ? "." : ": migr account " + file));
 }
 
 void check_usage(const Arguments &arguments)
@@ -272,14 +302,19 @@ Status convert_files(const Arguments &arguments)
     Image      image = open_image(arguments.image);
     Interrupts interrupts;
     tell_image(image);
-    Status     worst = Status::done;
-    Json::List all;
+    Status                  worst = Status::done;
+    std::vector<Conversion> conversions;
     for (const std::string &path : arguments.files) {
         auto [status, conversion] = convert_or_tell(arguments, image, path, interrupts);
         worst = std::max(worst, status);
-        all.push_back(to_json(conversion));
+        conversions.push_back(std::move(conversion));
     }
-    if (arguments.json)
+    Json::List all;
+    for (const Conversion &conversion : conversions)
+        all.push_back(to_json(conversion));
+    if (!arguments.json)
+        tell_account(conversions, arguments, image);
+    else
         print_answer(
             "convert", worst,
             {{"image", image.folder}, {"image_release", Json::release(image_release())}, {"files", std::move(all)}});

@@ -52,7 +52,7 @@ Status upgrade_appliance(const Arguments &arguments)
     };
     Outcome outcome = upgrade(request, interrupts);
     if (arguments.json) {
-        print_json(outcome);
+        print_json(outcome, account);
         return outcome.status;
     }
     show(outcome, arguments.verbose);

@@ -5,6 +5,7 @@
 #include "language/lines.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 
 namespace command {
@@ -495,6 +496,23 @@ const char *word(LineFate fate)
 {
     static constexpr const char *words[] = {"kept", "moved", "rewritten", "dropped", "added"};
     return words[static_cast<size_t>(fate)];
+}
+
+void append(Account &account, Account further)
+{
+    auto first = static_cast<uint32_t>(account.authors.size());
+    std::move(further.authors.begin(), further.authors.end(), std::back_inserter(account.authors));
+    for (AccountFile &file : further.files) {
+        for (AccountEntry &entry : file.entries)
+            for (uint32_t &cause : entry.causes)
+                cause += first;
+        account.files.push_back(std::move(file));
+    }
+    for (FileEffect &effect : further.effects) {
+        effect.author += first;
+        account.effects.push_back(std::move(effect));
+    }
+    account.is_incomplete = account.is_incomplete || further.is_incomplete;
 }
 
 Account account_of(Journal journal, const std::vector<AccountedText> &files, bool all)

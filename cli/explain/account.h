@@ -16,6 +16,9 @@ enum class LineFate { kept, moved, rewritten, dropped, added };
 /* "kept" and so on. */
 const char *word(LineFate fate);
 
+/* Who had set a value. */
+enum class Hand { unknown, firmware, person };
+
 /* One block's opening line, or one set with all its lines. */
 struct AccountEntry {
     LineFate                 fate = LineFate::kept;
@@ -25,8 +28,10 @@ struct AccountEntry {
     std::vector<uint32_t>    causes;   /* authors, in their order; none for what is kept */
     std::string              before;   /* the lines, as they stand; of what is kept, nothing */
     std::string              after;
-    Span                     copied_from; /* the lines of the old file that an added entry was copied from */
-    std::string              from_file;   /* the file that the value, or a part of it, was read from */
+    Span                     copied_from;          /* the lines of the old file that an added entry was copied from */
+    std::string              from_file;            /* the file that the value, or a part of it, was read from */
+    std::string              reason;               /* what the signature database has against an entry, or for it */
+    Hand                     hand = Hand::unknown; /* of a value that was dropped or rewritten */
 };
 
 struct LineCounts {
@@ -48,6 +53,9 @@ struct Account {
     std::vector<FileEffect>  effects;
     bool                     is_incomplete = false;
 };
+
+/* Puts the files and effects of one behind those of another. */
+void append(Account &account, Account further);
 
 /* A file that an upgrade has carried forward, or made. */
 struct AccountedText {

@@ -6,6 +6,8 @@
 #include "appliance/old_forms.h"
 #include "appliance/stored_text.h"
 #include "driver/migr.h"
+#include "explain/remarks.h"
+#include "image/image_files.h"
 #include "system/failure.h"
 #include "system/files.h"
 #include "system/new_file.h"
@@ -35,7 +37,7 @@ static auto fields_of(FileEffect &effect)
 static auto fields_of(AccountEntry &entry)
 {
     return std::tie(entry.fate, entry.in, entry.out, entry.out_file, entry.path, entry.causes, entry.before,
-                    entry.after, entry.copied_from, entry.from_file);
+                    entry.after, entry.copied_from, entry.from_file, entry.reason, entry.hand);
 }
 
 static auto fields_of(LineCounts &counts)
@@ -123,7 +125,9 @@ void run_and_account(bool all)
     Journal                    journal = take_down(migr_main_do_all);
     int                        error = errno; /* the last thing that the system refused the library */
     std::vector<AccountedText> texts = texts_of_run(journal);
-    write_new(account_path, encoded(account_of(std::move(journal), texts, all)));
+    Account                    account = account_of(std::move(journal), texts, all);
+    add_remarks(account, [](const char *name) { return read_file(place_of_image_file(name), Links::follow); });
+    write_new(account_path, encoded(std::move(account)));
     errno = error;
 }
 

@@ -1,8 +1,7 @@
 /* Looks at the bytes as a database in memory: nothing is written, no journal is looked for, and no lock is taken. */
 #include "image/check_database.h"
 
-#include <memory>
-#include <sqlite3.h>
+#include "image/database.h"
 
 namespace command {
 
@@ -21,42 +20,6 @@ constexpr struct Table {
     {"replacement_page", "select name, code, text from replacement_page limit 1", false},
     {"platform_limit", "select name, value from platform_limit limit 1", false},
 };
-
-struct Close {
-    void operator()(sqlite3 *connection) const
-    {
-        sqlite3_close(connection);
-    }
-    void operator()(sqlite3_stmt *statement) const
-    {
-        sqlite3_finalize(statement);
-    }
-};
-
-using Connection = std::unique_ptr<sqlite3, Close>;
-using Statement = std::unique_ptr<sqlite3_stmt, Close>;
-
-/* Null when it does not open. */
-Connection open_bytes(std::string_view bytes)
-{
-    sqlite3 *opened = nullptr;
-    int      result = sqlite3_open(":memory:", &opened);
-    auto     connection = Connection(opened);
-    if (result != SQLITE_OK)
-        return nullptr;
-    auto *data = reinterpret_cast<unsigned char *>(const_cast<char *>(bytes.data())); /* read alone, by the flag */
-    auto  size = static_cast<sqlite3_int64>(bytes.size());
-    if (sqlite3_deserialize(opened, "main", data, size, size, SQLITE_DESERIALIZE_READONLY) != SQLITE_OK)
-        return nullptr;
-    return connection;
-}
-
-Statement prepare(const Connection &connection, const char *sql)
-{
-    sqlite3_stmt *statement = nullptr;
-    sqlite3_prepare_v2(connection.get(), sql, -1, &statement, nullptr);
-    return Statement(statement);
-}
 
 std::string with_reason(const std::string &fault, const Connection &connection)
 {

@@ -40,6 +40,11 @@ size_t number_of(const std::string &name)
 
 } // namespace
 
+const char *place_of_image_file(const std::string &name)
+{
+    return image_file_table[number_of(name)].place;
+}
+
 Image open_image(const std::string &named)
 {
     Image       image = {image_folder(named), {}};

@@ -24,6 +24,9 @@ inline constexpr ImageFile image_file_table[] = {
     {"signature.db", "/data/etc/signature.db"},
 };
 
+/* Where the library looks for the image's file of that name, which must be one of the table. */
+const char *place_of_image_file(const std::string &name);
+
 /* An image's folder with its files open, in the table's order. They are read by position, so that several processes may
  * do so. */
 struct Image {

@@ -9,8 +9,10 @@
 
 namespace command {
 
-void say(std::string_view line);      /* to standard output */
-void complain(std::string_view line); /* to standard error, with the command's name ahead */
+void say(std::string_view line);               /* to standard output */
+void complain(std::string_view line);          /* to standard error, with the command's name ahead */
+using Print = void (*)(std::string_view line); /* one of the two */
+
 void print_line(FILE *stream, std::string_view line);
 
 /* From here on say and complain print nothing, or print again. What has been kept until now is forgotten. */

@@ -1,7 +1,6 @@
 /* Tables for a terminal: as wide as their texts, however wide the terminal is. */
 #include "output/table.h"
 
-#include "output/console.h"
 #include "output/printable.h"
 
 #include <algorithm>
@@ -26,7 +25,7 @@ static std::string padded(const std::string &cell, size_t width, bool right)
     return right ? blanks + text : text + blanks;
 }
 
-void show_table(const std::vector<Row> &rows, const std::vector<size_t> &right)
+void show_table(const std::vector<Row> &rows, const std::vector<size_t> &right, Print print)
 {
     std::vector<size_t> widths = widths_of(rows);
     for (const Row &row : rows) {
@@ -36,7 +35,7 @@ void show_table(const std::vector<Row> &rows, const std::vector<size_t> &right)
             line += (column == 0 ? "" : "  ") + padded(row[column], widths[column], to_right);
         }
         line.erase(line.find_last_not_of(' ') + 1);
-        say(line);
+        print(line);
     }
 }
 

@@ -1,9 +1,9 @@
 /* One walk over the entries for people, one for programs; both ask the same view which entries count. */
 #include "report/account_report.h"
 
+#include "explain/remarks.h"
 #include "explain/secrets.h"
 #include "language/lines.h"
-#include "output/console.h"
 #include "output/release_text.h"
 #include "output/table.h"
 
@@ -37,10 +37,10 @@ CauseTexts texts_of(const Account &account, const Causes &causes)
     return texts;
 }
 
-std::string joined_path(const AccountEntry &entry)
+std::string path_text(const std::vector<std::string> &names)
 {
     std::string path;
-    for (const std::string &name : entry.path)
+    for (const std::string &name : names)
         path += (path.empty() ? "" : " / ") + name;
     return path;
 }
@@ -63,9 +63,10 @@ bool wants_fate(const AccountView &view, LineFate fate)
 
 bool wants(const AccountView &view, const Account &account, const CauseTexts &texts, const AccountEntry &entry)
 {
-    if (!wants_fate(view, entry.fate))
+    bool is_new_class = entry.fate == LineFate::added && view.new_classes && is_by_signatures(account, entry);
+    if (!wants_fate(view, entry.fate) && !is_new_class)
         return false;
-    if (!view.path.empty() && fnmatch(view.path.c_str(), joined_path(entry).c_str(), 0) != 0)
+    if (!view.path.empty() && fnmatch(view.path.c_str(), path_text(entry.path).c_str(), 0) != 0)
         return false;
     if (view.kind.empty() && view.release.empty() && view.by.empty())
         return true;
@@ -77,7 +78,12 @@ bool wants(const AccountView &view, const Account &account, const CauseTexts &te
     });
 }
 
-std::string lines_text(const Span &span)
+std::string lines_text(uint64_t count)
+{
+    return std::to_string(count) + (count == 1 ? " line" : " lines");
+}
+
+std::string numbers_of(const Span &span)
 {
     return std::to_string(span.first) + (span.last > span.first ? "-" + std::to_string(span.last) : "");
 }
@@ -110,7 +116,7 @@ std::vector<Group> groups_of(const Account &account, const CauseTexts &texts, co
     std::vector<Group>                                           groups;
     for (const AccountFile &file : account.files)
         for (const AccountEntry &entry : file.entries) {
-            if (!wants(view, account, texts, entry))
+            if (!wants(view, account, texts, entry) || !entry.reason.empty())
                 continue;
             auto [at, is_new] = places.try_emplace({entry.fate, entry.causes}, groups.size());
             if (is_new)
@@ -136,11 +142,22 @@ uint64_t lines_of(const Group &group)
     return lines;
 }
 
+const char *text_of(Hand hand)
+{
+    switch (hand) {
+    case Hand::firmware:
+        return ", as the firmware had it";
+    case Hand::person:
+        return ", set by hand";
+    default:
+        return "";
+    }
+}
+
 void show_group(const Group &group, const Account &account, const CauseTexts &texts, const AccountView &view)
 {
-    uint64_t lines = lines_of(group);
     say("");
-    say(std::to_string(lines) + (lines == 1 ? " line " : " lines ") + word(group.fate));
+    say(lines_text(lines_of(group)) + " " + word(group.fate));
     for (uint32_t cause : group.causes) {
         const CauseText &text = texts[cause];
         say("  by " + shown(account.authors[cause]) + " (" + text.kind + ")" +
@@ -148,10 +165,10 @@ void show_group(const Group &group, const Account &account, const CauseTexts &te
     }
     for (auto [file, entry] : group.entries) {
         const Span &span = entry->fate == LineFate::added ? entry->out : entry->in;
-        say("    " + file->file + ":" + lines_text(span) + "  " + joined_path(*entry) +
+        say("    " + file->file + ":" + numbers_of(span) + "  " + path_text(entry->path) +
             (entry->out_file.empty() ? "" : ", now in " + entry->out_file) +
-            (entry->copied_from.first == 0 ? "" : ", copied from line " + lines_text(entry->copied_from)) +
-            (entry->from_file.empty() ? "" : ", from " + entry->from_file));
+            (entry->copied_from.first == 0 ? "" : ", copied from line " + numbers_of(entry->copied_from)) +
+            (entry->from_file.empty() ? "" : ", from " + entry->from_file) + text_of(entry->hand));
         if (!entry->before.empty())
             show_text('-', view.show_secrets ? entry->before : without_secret(*entry, entry->before));
         if (!entry->after.empty())
@@ -159,7 +176,45 @@ void show_group(const Group &group, const Account &account, const CauseTexts &te
     }
 }
 
+/* ---- the signature lists ---- */
+
+/* An identifier that a list has lost or gained. */
+void show_identifier(const AccountEntry &entry)
+{
+    bool        is_new = entry.fate == LineFate::added;
+    const Span &span = is_new ? entry.out : entry.in;
+    say(std::string("    ") + (is_new ? "+ " : "- ") + entry.path.back() + ", line " + numbers_of(span) +
+        (is_new ? " of the result: " : ": ") + entry.reason);
+}
+
+/* What stands in an entry comes and goes with it, and has no reason of its own. */
+void show_signature_lists(const Account &account, const CauseTexts &texts, const AccountView &view)
+{
+    std::string shown_list;
+    for (const AccountFile &file : account.files)
+        for (const AccountEntry &entry : file.entries) {
+            bool opens = is_word(keyword_of_line(entry.before + entry.after).word, "edit");
+            if (entry.reason.empty() || !opens || !wants(view, account, texts, entry))
+                continue;
+            if (shown_list.empty()) {
+                say("");
+                say("The signature lists beside the image's signature database. What it does not have cannot be kept: "
+                    "the new release would not load it.");
+            }
+            std::string list = file.file + "  " + path_text({entry.path.begin(), entry.path.end() - 1});
+            if (list != shown_list)
+                say("  " + list);
+            shown_list = list;
+            show_identifier(entry);
+        }
+}
+
 /* ---- for programs ---- */
+
+Json hand_json(Hand hand)
+{
+    return hand == Hand::unknown ? Json() : Json(hand == Hand::person);
+}
 
 Json span_json(const Span &span)
 {
@@ -201,10 +256,12 @@ Json entry_json(const Account &account, const AccountEntry &entry, const CauseTe
                          {"before", text_json(entry, entry.before, show_secrets)},
                          {"after", text_json(entry, entry.after, show_secrets)},
                          {"copied_from", span_json(entry.copied_from)},
-                         {"from_file", Json::text_or_null(entry.from_file)}};
+                         {"from_file", Json::text_or_null(entry.from_file)},
+                         {"reason", Json::text_or_null(entry.reason)},
+                         {"by_hand", hand_json(entry.hand)}};
 }
 
-Json::Members counts_json(const LineCounts &counts, bool of_input)
+Json line_counts_json(const LineCounts &counts, bool of_input)
 {
     Json::Members members = {
         {"lines", counts.lines}, {"kept", counts.kept}, {"moved", counts.moved}, {"rewritten", counts.rewritten}};
@@ -213,6 +270,16 @@ Json::Members counts_json(const LineCounts &counts, bool of_input)
     if (of_input)
         members.emplace_back("unread", counts.unread);
     return members;
+}
+
+Json::Members file_counts_json(const AccountFile &file)
+{
+    return {{"file", file.file},
+            {"before", Json::release(file.before)},
+            {"after", Json::release(file.after)},
+            {"in", line_counts_json(file.in, true)},
+            {"out", line_counts_json(file.out, false)},
+            {"unexplained", file.unexplained}};
 }
 
 } // namespace
@@ -244,7 +311,7 @@ std::string without_secret(const AccountEntry &entry, const std::string &text)
     return "set " + std::string(name.kept) + " (hidden)\n";
 }
 
-void show_counts(const Account &account)
+void show_counts(const Account &account, Print print)
 {
     std::vector<Row> rows = {
         {"FILE", "BEFORE", "LINES", "KEPT", "MOVED", "REWRITTEN", "DROPPED", "LAYOUT", "ADDED", "LINES", "AFTER"}};
@@ -253,7 +320,7 @@ void show_counts(const Account &account)
                         std::to_string(file.in.kept), std::to_string(file.in.moved), std::to_string(file.in.rewritten),
                         std::to_string(file.in.dropped), std::to_string(file.in.layout), std::to_string(file.out.added),
                         std::to_string(file.out.lines), release_text(file.after)});
-    show_table(rows, {2, 3, 4, 5, 6, 7, 8, 9});
+    show_table(rows, {2, 3, 4, 5, 6, 7, 8, 9}, print);
 }
 
 void show_entries(const Account &account, const Causes &causes, const AccountView &view)
@@ -261,6 +328,7 @@ void show_entries(const Account &account, const Causes &causes, const AccountVie
     CauseTexts texts = texts_of(account, causes);
     for (const Group &group : groups_of(account, texts, view))
         show_group(group, account, texts, view);
+    show_signature_lists(account, texts, view);
 }
 
 void show_effects(const Account &account, const Causes &causes)
@@ -280,25 +348,38 @@ void show_effects(const Account &account, const Causes &causes)
 std::string summary_of(const Account &account, const Causes &causes)
 {
     CauseTexts texts = texts_of(account, causes);
-    uint64_t   dropped = 0, rewritten = 0, serious = 0, unread = 0, unexplained = 0;
+    uint64_t   dropped = 0, rewritten = 0, by_hand = 0, serious = 0, unread = 0, unexplained = 0;
     for (const AccountFile &file : account.files) {
         unread += file.in.unread;
         unexplained += file.unexplained;
         dropped += file.in.dropped;
         rewritten += file.in.rewritten;
         for (const AccountEntry &entry : file.entries) {
+            bool was_set_by_hand = entry.fate == LineFate::dropped && entry.hand == Hand::person;
+            by_hand += was_set_by_hand ? entry.in.last - entry.in.first + 1 : 0;
             bool counts = (entry.fate == LineFate::dropped || entry.fate == LineFate::rewritten) &&
                           std::any_of(entry.causes.begin(), entry.causes.end(),
                                       [&](uint32_t cause) { return rank(texts[cause].kind) < 2; });
             serious += counts ? entry.in.last - entry.in.first + 1 : 0;
         }
     }
-    auto lines = [](uint64_t count) { return std::to_string(count) + (count == 1 ? " line" : " lines"); };
-    return lines(dropped) + (dropped == 1 ? " was" : " were") + " dropped and " + std::to_string(rewritten) +
-           " rewritten, " + std::to_string(serious) + " of them about protection or credentials" +
-           (unread == 0 ? "" : "; " + lines(unread) + " could not be read") +
-           (unexplained == 0 ? "" : "; " + lines(unexplained) + " changed without a known cause") +
-           (account.is_incomplete ? "; memory ran out, so causes are missing" : "");
+    std::string gaps = (unread == 0 ? "" : "; " + lines_text(unread) + " could not be read") +
+                       (unexplained == 0 ? "" : "; " + lines_text(unexplained) + " changed without a known cause") +
+                       (account.is_incomplete ? "; memory ran out, so causes are missing" : "");
+    if (dropped == 0 && rewritten == 0)
+        return "No line was dropped or rewritten" + gaps;
+    return lines_text(dropped) + (dropped == 1 ? " was" : " were") + " dropped" +
+           (by_hand == 0 ? "" : ", " + std::to_string(by_hand) + " of them set by hand,") + " and " +
+           std::to_string(rewritten) + " rewritten, " + (serious == 0 ? "none" : std::to_string(serious)) +
+           " of them about protection or credentials" + gaps;
+}
+
+Json::List counts_json(const Account &account)
+{
+    Json::List files;
+    for (const AccountFile &file : account.files)
+        files.push_back(file_counts_json(file));
+    return files;
 }
 
 Json::Members to_json(const Account &account, const Causes &causes, const AccountView &view)
@@ -310,13 +391,9 @@ Json::Members to_json(const Account &account, const Causes &causes, const Accoun
         for (const AccountEntry &entry : file.entries)
             if (wants(view, account, texts, entry))
                 entries.push_back(entry_json(account, entry, texts, view.show_secrets));
-        files.push_back(Json::Members{{"file", file.file},
-                                      {"before", Json::release(file.before)},
-                                      {"after", Json::release(file.after)},
-                                      {"in", counts_json(file.in, true)},
-                                      {"out", counts_json(file.out, false)},
-                                      {"unexplained", file.unexplained},
-                                      {"entries", std::move(entries)}});
+        Json::Members members = file_counts_json(file);
+        members.emplace_back("entries", std::move(entries));
+        files.push_back(std::move(members));
     }
     for (const FileEffect &effect : account.effects) {
         const Author &author = account.authors[effect.author];

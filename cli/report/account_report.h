@@ -3,6 +3,7 @@
 
 #include "explain/account.h"
 #include "explain/causes.h"
+#include "output/console.h"
 #include "output/json.h"
 
 #include <string>
@@ -17,24 +18,29 @@ struct AccountView {
     bool        added = false;
     bool        moved = false;
     bool        kept = false;
-    std::string kind;    /* of one of the causes; empty: any */
-    std::string path;    /* a pattern (glob(7)) for the names, parted by " / "; empty: any */
-    std::string release; /* of one of the causes, as text */
-    std::string by;      /* the name of one of the causes */
+    bool        new_classes = true; /* that the signature database has added, whatever of the rest is to be shown */
+    std::string kind;               /* of one of the causes; empty: any */
+    std::string path;               /* a pattern (glob(7)) for the names, parted by " / "; empty: any */
+    std::string release;            /* of one of the causes, as text */
+    std::string by;                 /* the name of one of the causes */
     bool        show_secrets = false;
 };
 
-/* The table of lines, a row per file. */
-void show_counts(const Account &account);
+/* The table of lines, a row per file. `print` is say or complain. */
+void show_counts(const Account &account, Print print = say);
 
-/* What was dropped, rewritten and so on, by cause; protection and credentials first. */
+/* What was dropped, rewritten and so on, by cause; protection and credentials first, and what the signature database
+ * did last, as one list that can be approved. */
 void show_entries(const Account &account, const Causes &causes, const AccountView &view);
 
 /* Files beside the configuration. */
 void show_effects(const Account &account, const Causes &causes);
 
-/* "14 lines were dropped, 3 rewritten"; and what touches protection or credentials. */
+/* "14 lines were dropped, 3 of them set by hand, and 5 rewritten"; and what touches protection or credentials. */
 std::string summary_of(const Account &account, const Causes &causes);
+
+/* The numbers of lines alone, by file. */
+Json::List counts_json(const Account &account);
 
 /* The members "files" and "effects", and whether the account is whole. */
 Json::Members to_json(const Account &account, const Causes &causes, const AccountView &view);

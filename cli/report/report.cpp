@@ -8,6 +8,7 @@
 #include "output/release_text.h"
 #include "output/size_text.h"
 #include "output/table.h"
+#include "report/account_report.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -137,7 +138,7 @@ void tell_image(const Image &image)
     complain("the image's files are those in " + image.folder);
 }
 
-void print_json(const Outcome &outcome)
+void print_json(const Outcome &outcome, const Account &account)
 {
     Json::List files;
     for (const FileOutcome &file : outcome.files)
@@ -150,7 +151,8 @@ void print_json(const Outcome &outcome)
                   {"changed", outcome.changed},
                   {"snapshot", Json::text_or_null(outcome.snapshot)},
                   {"files", std::move(files)},
-                  {"notes", Json::list(outcome.notes)}});
+                  {"notes", Json::list(outcome.notes)},
+                  {"accounts", counts_json(account)}});
 }
 
 } // namespace command

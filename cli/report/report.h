@@ -2,6 +2,7 @@
 #pragma once
 
 #include "appliance/outcome.h"
+#include "explain/account.h"
 #include "image/image_files.h"
 
 namespace command {
@@ -9,7 +10,7 @@ namespace command {
 /* With `verbose`, also what the library printed. */
 void show(const Outcome &outcome, bool verbose);
 
-void print_json(const Outcome &outcome);
+void print_json(const Outcome &outcome, const Account &account);
 
 /* Says on standard error which image's files are used. */
 void tell_image(const Image &image);

@@ -48,7 +48,9 @@ json to_json(const AccountEntry &entry)
             {"before", entry.before},
             {"after", entry.after},
             {"copied_from", to_json(entry.copied_from)},
-            {"from_file", entry.from_file}};
+            {"from_file", entry.from_file},
+            {"reason", entry.reason},
+            {"hand", static_cast<int>(entry.hand)}};
 }
 
 AccountEntry entry_from(const json &value, size_t authors)
@@ -70,6 +72,11 @@ AccountEntry entry_from(const json &value, size_t authors)
     entry.after = value.at("after").get<std::string>();
     entry.copied_from = span_from(value.at("copied_from"));
     entry.from_file = value.at("from_file").get<std::string>();
+    entry.reason = value.at("reason").get<std::string>();
+    int hand = value.at("hand").get<int>();
+    if (hand < 0 || hand > static_cast<int>(Hand::person))
+        throw std::runtime_error("no hand");
+    entry.hand = static_cast<Hand>(hand);
     return entry;
 }
 
