@@ -143,6 +143,8 @@ class Accountant {
     std::vector<uint32_t> addition_events(const Origin &origin) const;
     std::vector<uint32_t> authors_of(std::vector<uint32_t> events, const std::vector<EventKind> &kinds) const;
     std::string           filled_from(const std::vector<uint32_t> &events) const;
+    uint32_t              writer_behind(uint32_t read) const;
+    uint32_t              reader_behind(uint32_t node) const;
     bool                  was_relinked(const std::vector<uint32_t> &events) const;
     void                  take_results();
     void                  take_result(size_t file, const Written &written, const Origin &origin);
@@ -309,6 +311,26 @@ std::string Accountant::filled_from(const std::vector<uint32_t> &events) const
     return "";
 }
 
+/* Who wrote the pass that has read that text. */
+uint32_t Accountant::writer_behind(uint32_t read) const
+{
+    while (!journal_.texts[read].is_written)
+        read++;
+    return journal_.texts[read].author;
+}
+
+/* Who has read what the node was written to, without finding it there; nowhere for none. */
+uint32_t Accountant::reader_behind(uint32_t node) const
+{
+    while (next_[node] != 0)
+        node = next_[node];
+    uint32_t written = journal_.nodes[node].written;
+    for (const JournalText &text : journal_.texts)
+        if (written != nowhere && text.continues == written)
+            return text.author;
+    return nowhere;
+}
+
 bool Accountant::was_relinked(const std::vector<uint32_t> &events) const
 {
     return std::any_of(events.begin(), events.end(), [&](uint32_t event) {
@@ -322,10 +344,18 @@ bool Accountant::was_relinked(const std::vector<uint32_t> &events) const
 const std::vector<EventKind> moves = {EventKind::copied, EventKind::linked, EventKind::unlinked};
 const std::vector<EventKind> rewritings = {EventKind::copied,  EventKind::linked,   EventKind::unlinked,
                                            EventKind::renamed, EventKind::revalued, EventKind::filled};
+const std::vector<EventKind> text_changes = {EventKind::copied, EventKind::renamed, EventKind::revalued,
+                                             EventKind::filled};
 const std::vector<EventKind> removals = {EventKind::renamed,  EventKind::revalued, EventKind::filled,
                                          EventKind::unlinked, EventKind::marked,   EventKind::left_out};
 const std::vector<EventKind> additions = {EventKind::made,    EventKind::copied,   EventKind::linked,
                                           EventKind::renamed, EventKind::revalued, EventKind::filled};
+
+void add_cause(AccountEntry &entry, uint32_t author)
+{
+    if (std::find(entry.causes.begin(), entry.causes.end(), author) == entry.causes.end())
+        entry.causes.push_back(author);
+}
 
 /* Each file's newest text is its result. What is the line itself comes ahead of what was copied from it. */
 void Accountant::take_results()
@@ -335,7 +365,7 @@ void Accountant::take_results()
     for (size_t file = 0; file < files_.size(); file++) {
         uint32_t newest = nowhere;
         for (uint32_t text = 0; text < journal_.texts.size(); text++)
-            if (journal_.texts[text].author != nowhere && journal_.texts[text].file == files_[file].file)
+            if (journal_.texts[text].is_written && journal_.texts[text].file == files_[file].file)
                 newest = text;
         if (newest != nowhere && writings_.count(newest) != 0)
             results.emplace_back(file, &writings_.at(newest));
@@ -380,14 +410,12 @@ void Accountant::take_result(size_t file, const Written &written, const Origin &
     }
     entry.fate = is_same ? LineFate::moved : LineFate::rewritten;
     entry.causes = authors_of(origin.events, is_same ? moves : rewritings);
-    uint32_t first_writing = journal_.nodes[origin.node].written;
-    if (in_file != file && first_writing != nowhere) {
-        uint32_t author = journal_.texts[first_writing].author;
-        if (std::find(entry.causes.begin(), entry.causes.end(), author) == entry.causes.end())
-            entry.causes.push_back(author);
-    }
-    if (entry.causes.empty() && first_writing != nowhere && is_same_but_for_blanks(before, after))
-        entry.causes.push_back(journal_.texts[first_writing].author);
+    if (in_file != file)
+        add_cause(entry, writer_behind(read.read));
+    if (!is_same && is_same_but_for_blanks(before, after))
+        add_cause(entry, writer_behind(read.read));
+    else if (!is_same && authors_of(origin.events, text_changes).empty())
+        entry.causes.insert(entry.causes.begin(), journal_.texts[read.read].author);
     entry.path = old_texts_[in_file].path(entry.in.first);
     entry.before = before;
     entry.after = after;
@@ -402,6 +430,9 @@ void Accountant::take_addition(size_t file, const Written &written, const Origin
     entry.fate = LineFate::added;
     entry.out = written.out;
     entry.causes = authors_of(addition_events(origin), additions);
+    uint32_t read = journal_.nodes[origin.first].read;
+    if (read != nowhere && journal_.texts[read].continues != nowhere)
+        entry.causes.insert(entry.causes.begin(), journal_.texts[read].author); /* found it where nobody wrote it */
     entry.path = new_texts_[file].path(written.out.first);
     entry.after = new_texts_[file].lines(written.out);
     entry.from_file = filled_from(origin.events);
@@ -425,6 +456,8 @@ void Accountant::take_losses()
         entry.fate = LineFate::dropped;
         entry.in = one.in;
         entry.causes = authors_of(drop_events(node), removals);
+        if (uint32_t reader = reader_behind(node); reader != nowhere)
+            add_cause(entry, reader);
         entry.path = old_texts_[file].path(one.in.first);
         entry.before = old_texts_[file].lines(one.in);
         count(entry, file, no_item);

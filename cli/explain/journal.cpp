@@ -86,6 +86,7 @@ void open_text(const migr_change &change)
         return;
     JournalText text;
     text.is_configuration = std::string_view(change.author->mechanism) == "read";
+    text.author = author_of(change);
     text.file = text.is_configuration ? file_name(current_pass()) : change.file;
     auto written = taking->written.find(text.file);
     if (text.is_configuration && written != taking->written.end())
@@ -106,6 +107,7 @@ uint32_t text_written(const migr_change &change)
     JournalText text;
     text.file = file;
     text.is_configuration = true;
+    text.is_written = true;
     text.author = author;
     return taking->written[file] = add_text(text);
 }
@@ -115,7 +117,7 @@ void take_writing(const migr_change &change)
     uint32_t     text = text_written(change);
     JournalNode &node = node_of(change.node);
     Span         out = {change.first_line, change.last_line, 0};
-    if (node.written == text) {
+    if (node.written != nowhere) {
         taking->journal.further.push_back({number_of(change.node), text, out});
         return;
     }

@@ -36,7 +36,7 @@ struct JournalNode {
     uint32_t parent = 0;        /* a node, 0 for none; the last one that it was linked below */
     uint32_t source = 0;        /* the node that it was copied from, or 0 */
     uint32_t read = nowhere;    /* the text that it was read from */
-    uint32_t written = nowhere; /* the text that it was written to last */
+    uint32_t written = nowhere; /* the text that it was written to first */
     Span     in, out;
     uint32_t last_event = nowhere;
 };
@@ -65,7 +65,8 @@ struct JournalText {
     std::string file; /* its name in /data/config, or the path of another one */
     bool        is_configuration = false;
     uint32_t continues = nowhere; /* of one that was read: the written text that it is; nowhere: the file as it was */
-    uint32_t author = nowhere;    /* of one that was written */
+    bool     is_written = false;  /* or read */
+    uint32_t author = nowhere;    /* who reads or writes it */
 };
 
 /* A node that stands below several is written as often. */

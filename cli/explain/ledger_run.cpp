@@ -72,9 +72,9 @@ bool is_made(const Journal &journal, const std::string &name)
     for (const JournalText &text : journal.texts) {
         if (text.file != name)
             continue;
-        if (text.author == nowhere && text.continues == nowhere)
+        if (!text.is_written && text.continues == nowhere)
             return false;
-        written = written || text.author != nowhere;
+        written = written || text.is_written;
     }
     return written;
 }
@@ -120,12 +120,20 @@ std::vector<AccountedText> texts_of_run(const Journal &journal)
 
 } // namespace
 
-void run_and_account(bool all)
+Account account_of_run(bool all)
 {
     Journal                    journal = take_down(migr_main_do_all);
     int                        error = errno; /* the last thing that the system refused the library */
     std::vector<AccountedText> texts = texts_of_run(journal);
     Account                    account = account_of(std::move(journal), texts, all);
+    errno = error;
+    return account;
+}
+
+void run_and_account(bool all)
+{
+    Account account = account_of_run(all);
+    int     error = errno;
     add_remarks(account, [](const char *name) { return read_file(place_of_image_file(name), Links::follow); });
     write_new(account_path, encoded(std::move(account)));
     errno = error;

@@ -7,8 +7,11 @@
 
 namespace command {
 
-/* In the library's child, in the place of the upgrade run: runs it, and leaves the account of all files that it carried
- * forward in the staging folder. With `all`, lines that are kept have entries, too. Throws PathError. */
+/* In a staging folder with old forms, in the place of the upgrade run: runs it, and gives the account of all files that
+ * it was shown. With `all`, lines that are kept have entries, too. Throws PathError. */
+Account account_of_run(bool all);
+
+/* The same in the library's child, which leaves the account, with its remarks, in the staging folder. */
 void run_and_account(bool all);
 
 /* What such a run has left about the files that have come through; empty when it did not come to its end. Throws

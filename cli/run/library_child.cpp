@@ -348,14 +348,15 @@ LibraryRun run_library(const Confinement &confinement, const std::function<void(
 
 } // namespace command
 
-/* The library's hooks. They do nothing in a process that is not the library's child. */
+/* The library's hooks. They tell nothing in a process that is not the library's child. */
 extern "C" void migr_on_file(const char *path, uint32_t)
 {
     int error = errno;
+    if (command::told_on >= 0)
+        command::tell_pass_end(error);
+    command::path_of_pass = path;
     if (command::told_on < 0)
         return;
-    command::tell_pass_end(error);
-    command::path_of_pass = path;
     command::phase_of_pass.clear();
     command::tell(command::Note::pass, path);
     errno = 0;

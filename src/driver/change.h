@@ -42,7 +42,9 @@ enum migr_change_kind {
     /* Writing a text. */
     MIGR_WRITTEN,     /* `node` stands in the lines `first_line` to `last_line` of the text for `file` */
     MIGR_WRITTEN_END, /* `node`, a block, ends at the line `last_line` of it */
-    MIGR_LEFT_OUT,    /* `node`, a top-level block, belongs to neither of the files into which the tree is split */
+    MIGR_LEFT_OUT,    /* `node` is not written, though it has no mark: a top-level block that belongs to neither of the
+                         files into which the tree is split, or what stands where no block is written: an entry right
+                         below another entry, an entry or a set outside of all blocks */
 
     /* Files beside the configuration, and folders. The tree has no part in it. */
     MIGR_FILE_REMOVED, /* `file`, with all below it */

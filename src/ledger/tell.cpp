@@ -396,6 +396,11 @@ void write_on(written_text *text)
     written = text;
 }
 
+bool tells_writing()
+{
+    return is_watched() && written;
+}
+
 void tell_written(const config_node *node, bool with_value)
 {
     if (!written)
@@ -430,6 +435,13 @@ void tell_left_out(const config_node *node)
 {
     if (const identity *found = known(node))
         tell(MIGR_LEFT_OUT, found);
+}
+
+void tell_unwritten(const config_node *first)
+{
+    for (const config_node *node = first; node; node = node->next)
+        if (!node->deleted && !node->hidden)
+            tell_left_out(node);
 }
 
 void tell_file(migr_change_kind kind, const char *path, const char *before)

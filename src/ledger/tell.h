@@ -73,12 +73,15 @@ uint32_t lines_in(const char *text);
 
 /* Nodes are written to this text from now on; to null: to one that nobody is told of. */
 void write_on(written_text *text);
+bool tells_writing();
 
-/* A node, with its value or without, and the last line of a block, which is one line; when they have been written. What
- * is left out stands in none of the texts into which a tree is split. */
+/* A node, with its value or without, and the last line of a block, which is one line; when they have been written. */
 void tell_written(const config_node *node, bool with_value);
 void tell_written_end(const config_node *node);
+
+/* A node that stands in none of the texts into which a tree is split; the nodes of a list that no text has. */
 void tell_left_out(const config_node *node);
+void tell_unwritten(const config_node *first);
 
 /* A file or folder, when it is done, whether anybody watches or not. `before` is where it was or what it was copied
  * from, or null. */

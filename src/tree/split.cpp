@@ -108,6 +108,10 @@ int32_t write_split(config_node *root, FILE *global_stream, FILE *domain_stream)
     split_text global = {global_stream, {global_file, header}};
     split_text domain = {domain_stream, {domain_file, header}};
     int32_t    result = 0;
+    if (ledger::is_watched()) {
+        ledger::tell_unwritten(root->set_list);
+        ledger::tell_unwritten(root->edit_list);
+    }
     for (config_node *child = root->top_list; child; child = child->next) {
         split_text *text = text_of(child, &global, &domain);
         if (text && write_top(child, text) != 0)

@@ -124,6 +124,20 @@ config_node *next_child(written_block *block)
     }
 }
 
+/* What stands in a list that is not written for a block of that kind. */
+void tell_unwritten(const config_node *block, const written_list *lists)
+{
+    static constexpr config_node *config_node::*all[] = {&config_node::set_list, &config_node::edit_list,
+                                                         &config_node::config_list, &config_node::top_list};
+    for (config_node *config_node::*list : all) {
+        const written_list *of_kind = lists;
+        while (of_kind->list && of_kind->list != list)
+            of_kind++;
+        if (!of_kind->list)
+            ledger::tell_unwritten(block->*list);
+    }
+}
+
 int32_t write_blocks(stack<written_block> *blocks, int32_t depth, text_output *output)
 {
     while (blocks->count > 0) {
@@ -145,8 +159,10 @@ int32_t write_blocks(stack<written_block> *blocks, int32_t depth, text_output *o
         const written_list *list = block->ahead - 1;
         indent(inner, output);
         put_line(list, child, output);
-        if (ledger::is_watched())
+        if (ledger::tells_writing()) {
             ledger::tell_written(child, !list->is_path);
+            tell_unwritten(child, lists_of(child->kind));
+        }
         if (list->closing && push_record(blocks, {child, list->closing, lists_of(child->kind), nullptr}) != 0)
             return -1;
     }
@@ -170,6 +186,8 @@ int32_t write_tree(config_node *node, int32_t depth, FILE *stream)
     text_output          output;
     output.stream = stream;
     output.used = 0;
+    if (ledger::tells_writing() && node->kind == MIGR_ROOT)
+        tell_unwritten(node, lists_of_root);
     int32_t result = push_record(&blocks, {node, nullptr, lists_of(node->kind), nullptr});
     if (result == 0)
         result = write_blocks(&blocks, depth, &output);

@@ -3,13 +3,12 @@
 #include "support/appliance_root.h"
 #include "support/places.h"
 #include "support/second_book.h"
+#include "whole/journeys/journey.h"
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -18,17 +17,12 @@
 #include <vector>
 
 namespace fs = std::filesystem;
+using journeys::Journey;
 using support::ApplianceRoot;
 using support::Entry;
 using support::Listing;
 
 namespace {
-
-struct Journey {
-    fs::path    folder;
-    std::string sample;
-    std::string release; /* empty: the sample's own */
-};
 
 std::string text_of(const fs::path &path)
 {
@@ -36,27 +30,6 @@ std::string text_of(const fs::path &path)
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
-}
-
-Journey read_journey(const fs::path &folder)
-{
-    Journey            journey = {folder, "", ""};
-    std::istringstream words(text_of(folder / "journey"));
-    for (std::string key, value; words >> key >> value;)
-        (key == "sample" ? journey.sample : journey.release) = value;
-    return journey;
-}
-
-/* The version line with another release in it: the number behind the model, which has one dash or, in a cloud, none. */
-std::string with_release(const std::string &text, const std::string &release)
-{
-    if (release.empty())
-        return text;
-    size_t start = text.find('-', text.find('=')) + 1;
-    if (!isdigit(static_cast<unsigned char>(text[start])))
-        start = text.find('-', start) + 1;
-    size_t end = text.find('-', start);
-    return text.substr(0, start) + release + text.substr(end);
 }
 
 bool is_plain_configuration(const std::string &path)
@@ -77,7 +50,7 @@ void lay_out(const Journey &journey, const ApplianceRoot &root)
         else if (entry.is_directory())
             root.folder("/" + path);
         else if (is_plain_configuration(path))
-            root.write_gzip("/" + path + ".gz", with_release(text_of(entry.path()), journey.release));
+            root.write_gzip("/" + path + ".gz", journeys::with_release(text_of(entry.path()), journey.release));
         else
             root.write("/" + path, text_of(entry.path()));
     }
@@ -244,14 +217,8 @@ class JourneyTest : public testing::Test {
 int main(int count, char **arguments)
 {
     testing::InitGoogleTest(&count, arguments);
-    std::vector<fs::path> folders;
-    for (const fs::directory_entry &entry : fs::directory_iterator(support::source_path("/tests/journeys")))
-        if (fs::exists(entry.path() / "journey"))
-            folders.push_back(entry.path());
-    std::sort(folders.begin(), folders.end());
-    for (const fs::path &folder : folders) {
-        Journey journey = read_journey(folder);
-        testing::RegisterTest("journey", folder.filename().c_str(), nullptr, nullptr, __FILE__, __LINE__,
+    for (const Journey &journey : journeys::all_journeys()) {
+        testing::RegisterTest("journey", journey.folder.filename().c_str(), nullptr, nullptr, __FILE__, __LINE__,
                               [journey]() -> testing::Test * { return new JourneyTest(journey); });
     }
     return RUN_ALL_TESTS();

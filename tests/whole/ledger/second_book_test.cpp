@@ -1,8 +1,9 @@
 /*
- * Random configurations: in the words of the stages, and the samples' with lines dropped, doubled and exchanged, which
+ * Random configurations: in the words of the stages, and the samples' with lines dropped, doubled and so on, which
  * go through everything from their release on. Whatever is done to them must have been told. MIGR_RANDOM_CASES sets how
  * many of each are tried.
  */
+#include "disturbed.h"
 #include "laid_out.h"
 
 #include "driver/hooks.h"
@@ -19,7 +20,6 @@
 
 #include <cstring>
 #include <fstream>
-#include <random>
 
 namespace {
 
@@ -49,32 +49,6 @@ std::vector<Configuration> all_configurations()
             all.push_back({sample, std::move(text), MIGR_RELEASE(major, one_digit ? minor * 10 : minor)});
         }
     return all;
-}
-
-/* Some lines are dropped, some doubled, some exchanged with one further on. */
-std::string disturbed(const std::string &text, unsigned number)
-{
-    std::mt19937             random(number);
-    std::vector<std::string> lines;
-    for (size_t at = 0; at < text.size();) {
-        size_t end = text.find('\n', at);
-        end = end == std::string::npos ? text.size() : end + 1;
-        lines.push_back(text.substr(at, end - at));
-        at = end;
-    }
-    unsigned    rarely = 20 + random() % 400;
-    std::string result;
-    for (size_t i = 0; i < lines.size(); i++) {
-        unsigned draw = i < 2 ? rarely : random() % rarely;
-        if (draw == 0)
-            continue;
-        if (draw == 1)
-            result += lines[i];
-        if (draw == 2)
-            std::swap(lines[i], lines[std::min(lines.size() - 1, i + random() % 40)]);
-        result += lines[i];
-    }
-    return result;
 }
 
 void adjust(const Configuration &configuration, const std::string &text)
@@ -125,7 +99,7 @@ TEST(SecondBook, AgreesOnDisturbedSamples)
         global_sig_db_open();
         for (unsigned number = 1; number <= cases(); number++) {
             const Configuration &configuration = all[number % all.size()];
-            std::string          text = disturbed(configuration.text, number);
+            std::string          text = ledger_test::disturbed(configuration.text, number);
             EXPECT_TRUE(holds_in_child([&] { adjust(configuration, text); }))
                 << configuration.sample << ", number " << number;
             if (testing::Test::HasFailure())
