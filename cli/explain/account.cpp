@@ -145,7 +145,7 @@ class Accountant {
     std::string           filled_from(const std::vector<uint32_t> &events) const;
     uint32_t              writer_behind(uint32_t read) const;
     uint32_t              reader_behind(uint32_t node) const;
-    bool                  was_relinked(const std::vector<uint32_t> &events) const;
+    bool                  was_moved(const std::vector<uint32_t> &events) const;
     void                  take_results();
     void                  take_result(size_t file, const Written &written, const Origin &origin);
     void                  take_addition(size_t file, const Written &written, const Origin &origin);
@@ -331,11 +331,12 @@ uint32_t Accountant::reader_behind(uint32_t node) const
     return nowhere;
 }
 
-bool Accountant::was_relinked(const std::vector<uint32_t> &events) const
+/* Whether it was taken out of its place. One that was only linked below another block, too, still stands there. */
+bool Accountant::was_moved(const std::vector<uint32_t> &events) const
 {
     return std::any_of(events.begin(), events.end(), [&](uint32_t event) {
         EventKind kind = journal_.events[event].kind;
-        return kind == EventKind::linked || kind == EventKind::copied;
+        return kind == EventKind::unlinked || kind == EventKind::copied;
     });
 }
 
@@ -399,7 +400,7 @@ void Accountant::take_result(size_t file, const Written &written, const Origin &
     if (in_file != file)
         entry.out_file = files_[file].file;
     bool is_same = is_same_text(before, after);
-    if (is_same && in_file == file && !was_relinked(origin.events)) {
+    if (is_same && in_file == file && !was_moved(origin.events)) {
         entry.fate = LineFate::kept;
         count(entry, in_file, file);
         if (all_) {

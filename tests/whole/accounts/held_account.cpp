@@ -4,6 +4,7 @@
 #include "appliance/stored_text.h"
 #include "driver/migr.h"
 #include "explain/ledger_run.h"
+#include "language/items.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
+#include <utility>
 
 namespace fs = std::filesystem;
 using namespace command;
@@ -97,8 +100,10 @@ class Holding {
         for (size_t at = 0; at < run_.account.files.size(); at++)
             for (const AccountEntry &entry : run_.account.files[at].entries)
                 look_at(at, entry);
-        for (size_t at = 0; at < run_.account.files.size(); at++)
+        for (size_t at = 0; at < run_.account.files.size(); at++) {
             look_at_sums(at);
+            look_at_order(at);
+        }
         return std::move(faults_);
     }
 
@@ -192,6 +197,23 @@ class Holding {
             if (side.taken[line] == 0 && text != "end" && text != "next")
                 say(name, " after ", line, " stands in no entry: ", side.lines[line]);
         }
+    }
+
+    /* What is kept stands behind what stood ahead of it in the same list. */
+    void look_at_order(size_t at)
+    {
+        using List = std::pair<size_t, ItemKind>;
+        std::map<uint32_t, List> lists;
+        for (const ConfigItem &item : items_of(run_.before[at].text))
+            lists[static_cast<uint32_t>(item.line)] = {item.parent, item.kind};
+        std::map<List, uint32_t> last;
+        for (const AccountEntry &entry : run_.account.files[at].entries)
+            if (entry.fate == LineFate::kept) {
+                uint32_t before = std::exchange(last[lists[entry.in.first]], entry.out.first);
+                if (before > entry.out.first)
+                    say(run_.account.files[at].file, " ", entry.in.first, " is kept in ", entry.out.first,
+                        " ahead of another that it stood behind");
+            }
     }
 
     const HeldRun           &run_;
