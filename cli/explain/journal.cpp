@@ -161,9 +161,18 @@ void take_filling(const migr_change &change)
     add_event(change, EventKind::filled, static_cast<uint32_t>(files.size() - 1));
 }
 
+/* The library works in the root folder, and a slash at the end is a matter of how it removes. */
+std::string whole_path(std::string path)
+{
+    if (path.ends_with('/'))
+        path.pop_back();
+    return path.starts_with('/') ? path : "/" + path;
+}
+
 void take_effect(const migr_change &change, const char *what)
 {
-    taking->journal.effects.push_back({what, change.file, change.before ? change.before : "", author_of(change)});
+    taking->journal.effects.push_back(
+        {what, whole_path(change.file), change.before ? whole_path(change.before) : "", author_of(change)});
 }
 
 void observe(const migr_change *told)
@@ -209,6 +218,8 @@ void observe(const migr_change *told)
         return take_effect(change, "moved");
     case MIGR_FILE_COPIED:
         return take_effect(change, "copied");
+    case MIGR_FILE_REWRITTEN:
+        return take_effect(change, "rewritten");
     case MIGR_FOLDER_MADE:
         return take_effect(change, "made");
     case MIGR_INCOMPLETE:

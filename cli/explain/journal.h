@@ -78,7 +78,7 @@ struct FurtherWriting {
 
 /* Something done to a file or folder beside the configuration. */
 struct FileEffect {
-    std::string what; /* "removed", "moved", "copied", "made" */
+    std::string what; /* "removed", "moved", "copied", "rewritten", "made" */
     std::string path;
     std::string before; /* where it was, or what it was copied from */
     uint32_t    author = nowhere;

@@ -47,10 +47,11 @@ enum migr_change_kind {
                          below another entry, an entry or a set outside of all blocks */
 
     /* Files beside the configuration, and folders. The tree has no part in it. */
-    MIGR_FILE_REMOVED, /* `file`, with all below it */
-    MIGR_FILE_MOVED,   /* from `before` to `file` */
-    MIGR_FILE_COPIED,  /* from `before` to `file`, over what stood there, a folder with all below it */
-    MIGR_FOLDER_MADE,  /* `file` */
+    MIGR_FILE_REMOVED,   /* `file`, with all below it */
+    MIGR_FILE_MOVED,     /* from `before` to `file` */
+    MIGR_FILE_COPIED,    /* from `before` to `file`, over what stood there, a folder with all below it */
+    MIGR_FILE_REWRITTEN, /* `file`, which stays and has another text now */
+    MIGR_FOLDER_MADE,    /* `file` */
 
     MIGR_INCOMPLETE, /* memory ran out: not everything is told from here to the end of the pass. Told once */
 };

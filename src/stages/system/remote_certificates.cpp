@@ -87,6 +87,8 @@ static size_t extend_template(const char *text, char *extended)
     return length < static_cast<int>(template_room) ? static_cast<size_t>(length) : 0;
 }
 
+static constexpr char template_path[] = "/data/etc/cert/cert.conf";
+
 static void extend_template_file(int fd)
 {
     char    text[template_room + 1];
@@ -98,12 +100,15 @@ static void extend_template_file(int fd)
     size_t length = extend_template(text, extended);
     if (length == 0 || lseek(fd, 0, SEEK_SET) != 0)
         return;
-    for (size_t at = 0; at < length;) {
+    size_t at = 0;
+    while (at < length) {
         ssize_t put = write(fd, extended + at, length - at);
         if (put <= 0)
-            return;
+            break;
         at += static_cast<size_t>(put);
     }
+    if (at > 0)
+        ledger::tell_file(MIGR_FILE_REWRITTEN, template_path, nullptr);
 }
 
 static int32_t template_done; /* in this process */
@@ -122,7 +127,7 @@ void _adjust_cert_conf(int32_t, void *, int32_t *)
     bool looked_for = cnd_is_normal(top[1]) && template_missing_at == top[1];
     if (template_done || looked_for)
         return;
-    int fd = open("/data/etc/cert/cert.conf", O_RDWR | O_CLOEXEC);
+    int fd = open(template_path, O_RDWR | O_CLOEXEC);
     if (fd < 0) {
         template_missing_at = top[1];
         return;

@@ -10,8 +10,10 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -193,6 +195,62 @@ TEST_P(Accounted, TheSameIsToldAfterwards)
     Texts after = texts_in(root);
     for (const json &file : blamed["files"])
         EXPECT_EQ(file["lines"].size(), after.at(file["file"]).size() - 1);
+}
+
+namespace {
+
+/* Files but for the configuration and its plain copies, and what the command keeps. Of folders, which the platform
+ * makes as well, nothing is asked. */
+Listing files_beside(const ApplianceRoot &folder)
+{
+    Listing beside;
+    for (const auto &[path, entry] : folder.listing()) {
+        std::string name = path.starts_with("box/") ? path.substr(strlen("box")) : "";
+        bool        is_configuration = name.starts_with("/data/config/") || name.ends_with(".conf.gz") ||
+                                (name.starts_with("/var/log/sys_") && name.ends_with(".conf"));
+        if (!name.empty() && entry.type != 'd' && !is_configuration && !name.starts_with("/var/lib"))
+            beside[name] = entry;
+    }
+    return beside;
+}
+
+bool is_below(const std::string &path, const std::string &folder)
+{
+    return path == folder || path.starts_with(folder + "/");
+}
+
+/* Whether an effect of those kinds tells of the path, or of a folder that it lies in. */
+bool is_told(const json &effects, const std::string &path, const std::set<std::string> &kinds)
+{
+    return std::any_of(effects.begin(), effects.end(), [&](const json &effect) {
+        bool went = effect["what"] == "moved" && kinds.count("removed") == 1 && is_below(path, effect["before"]);
+        return went || (kinds.count(effect["what"]) == 1 && is_below(path, effect["path"]));
+    });
+}
+
+} // namespace
+
+/* Each file that came, went or has become another is told of, and so is each that was written anew. */
+TEST_P(Accounted, WhatBecameOfFilesIsTold)
+{
+    json    effects = json::parse(run(migr("account --json " + root)).out)["effects"];
+    Listing before = files_beside(folder);
+    EXPECT_EQ(run(migr("upgrade " + root)).status, 0);
+    Listing after = files_beside(folder);
+    for (const auto &[path, entry] : before) {
+        if (after.contains(path) && after[path] == entry)
+            continue;
+        bool went = !after.contains(path);
+        auto kinds = went ? std::set<std::string>{"removed"} : std::set<std::string>{"rewritten", "copied", "moved"};
+        EXPECT_TRUE(is_told(effects, path, kinds)) << path << (went ? " went" : " is another");
+    }
+    for (const auto &[path, entry] : after) {
+        EXPECT_TRUE(before.contains(path) || is_told(effects, path, {"made", "copied", "moved"})) << path << " came";
+    }
+    for (const json &effect : effects) {
+        bool changed = before.contains(effect["path"]) && !(before[effect["path"]] == after[effect["path"]]);
+        EXPECT_TRUE(effect["what"] != "rewritten" || changed) << effect;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Samples, Accounted, testing::ValuesIn(all_samples()), [](const auto &one) {
