@@ -6,26 +6,16 @@
 #include "generate.h"
 #include "ratios.h"
 #include "sandbox.h"
-
-#include "driver/migr.h"
-#include "tree/config_text.h"
-#include "walk/walk.h"
+#include "steps.h"
 
 #include <libdeflate.h>
 #include <malloc.h>
 
 #include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
 #include <memory>
 #include <string>
 
 namespace {
-
-constexpr char plain_file[] = "/tmp/plain.conf";
-constexpr char written_file[] = "/tmp/written.conf";
 
 using Generator = std::string(size_t argument);
 
@@ -39,46 +29,10 @@ std::string thousand_edits(size_t argument)
     return bench::header_lines() + bench::edit_list(argument * 1000);
 }
 
-void need(bool good, const char *what)
-{
-    if (good)
-        return;
-    fprintf(stderr, "%s failed\n", what);
-    exit(1);
-}
-
-/* Lays the text out as a plain file and gives its size. */
-size_t lay_out(const std::string &text)
-{
-    FILE *stream = fopen(plain_file, "w");
-    need(stream && fwrite(text.data(), 1, text.size(), stream) == text.size() && fclose(stream) == 0, "laying out");
-    return text.size();
-}
-
-void parse()
-{
-    memset(static_cast<void *>(&migr_main), 0, sizeof migr_main);
-    migr_main.cfg_version = 0x50028;
-    migr_main.img_version = MIGR_RELEASE_IMAGE;
-    need(setup_tree(&migr_main, plain_file) == 0, "setup_tree");
-}
-
-void release()
-{
-    free_node(&migr_main.root);
-    migr_release_nodes();
-}
-
-void write()
-{
-    need(new_config_file_GUI(written_file) == 0, "new_config_file_GUI");
-}
-
 void finish(benchmark::State &state, size_t size)
 {
     state.SetBytesProcessed(static_cast<int64_t>(size) * state.iterations());
-    remove(plain_file);
-    remove(written_file);
+    bench::remove_texts();
 }
 
 /* What the heap holds. */
@@ -90,16 +44,17 @@ size_t allocated()
 
 template <Generator generate> void Parse(benchmark::State &state)
 {
-    size_t size = lay_out(generate(static_cast<size_t>(state.range(0))));
-    parse(); /* a single cold round, of a text that takes long, would say what the system takes to hand out memory */
-    release();
+    size_t size = bench::lay_out(generate(static_cast<size_t>(state.range(0))));
+    bench::parse(); /* a single cold round, of a text that takes long, would say what the system takes to hand out
+                       memory */
+    bench::release();
     size_t before = allocated();
     size_t tree = 0;
     for (auto _ : state) {
-        parse();
+        bench::parse();
         state.PauseTiming();
         tree = allocated() - before;
-        release();
+        bench::release();
         state.ResumeTiming();
     }
     state.counters["tree/text"] = static_cast<double>(tree) / static_cast<double>(size);
@@ -108,14 +63,14 @@ template <Generator generate> void Parse(benchmark::State &state)
 
 template <Generator generate> void Walk(benchmark::State &state)
 {
-    size_t size = lay_out(generate(static_cast<size_t>(state.range(0))));
+    size_t size = bench::lay_out(generate(static_cast<size_t>(state.range(0))));
     for (auto _ : state) {
         state.PauseTiming();
-        parse();
+        bench::parse();
         state.ResumeTiming();
-        new_config_update(&migr_main);
+        bench::walk();
         state.PauseTiming();
-        release();
+        bench::release();
         state.ResumeTiming();
     }
     finish(state, size);
@@ -123,22 +78,22 @@ template <Generator generate> void Walk(benchmark::State &state)
 
 template <Generator generate> void Write(benchmark::State &state)
 {
-    size_t size = lay_out(generate(static_cast<size_t>(state.range(0))));
-    parse();
+    size_t size = bench::lay_out(generate(static_cast<size_t>(state.range(0))));
+    bench::parse();
     for (auto _ : state)
-        write();
-    release();
+        bench::write();
+    bench::release();
     finish(state, size);
 }
 
 template <Generator generate> void Release(benchmark::State &state)
 {
-    size_t size = lay_out(generate(static_cast<size_t>(state.range(0))));
+    size_t size = bench::lay_out(generate(static_cast<size_t>(state.range(0))));
     for (auto _ : state) {
         state.PauseTiming();
-        parse();
+        bench::parse();
         state.ResumeTiming();
-        release();
+        bench::release();
     }
     finish(state, size);
 }
@@ -159,9 +114,9 @@ template <Generator generate> void Unpack(benchmark::State &state)
     for (auto _ : state) {
         std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor *)> tool(
             libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
-        need(libdeflate_gzip_decompress(tool.get(), bytes.data(), bytes.size(), text.data(), text.size(), nullptr) ==
-                 LIBDEFLATE_SUCCESS,
-             "unpacking");
+        bench::need(libdeflate_gzip_decompress(tool.get(), bytes.data(), bytes.size(), text.data(), text.size(),
+                                               nullptr) == LIBDEFLATE_SUCCESS,
+                    "unpacking");
     }
     state.SetBytesProcessed(static_cast<int64_t>(text.size()) * state.iterations());
 }

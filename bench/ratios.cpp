@@ -31,16 +31,11 @@ void RatioReporter::ReportRuns(const std::vector<Run> &runs)
     ConsoleReporter::ReportRuns(runs);
 }
 
-static bool says_its_argument(const std::string &name)
-{
-    return name.find('/') != std::string::npos;
-}
-
 double RatioReporter::seconds(const std::vector<std::string> &names, const std::string &argument) const
 {
     double all = 0;
     for (const std::string &name : names) {
-        auto found = seconds_.find(says_its_argument(name) ? name : name + "/" + argument);
+        auto found = seconds_.find(name + "/" + argument);
         if (found == seconds_.end())
             return -1;
         all += found->second;
@@ -48,30 +43,20 @@ double RatioReporter::seconds(const std::vector<std::string> &names, const std::
     return all;
 }
 
-void RatioReporter::print(const Ratio &ratio, const std::string &argument)
+void RatioReporter::print(const Ratio &ratio, const std::string &argument) const
 {
     double these = seconds(ratio.these, argument);
     double those = seconds(ratio.those, argument);
-    if (these < 0 || those <= 0)
-        return;
-    printf("%-50s %5s: %6.2f", ratio.title.c_str(), argument.c_str(), these / those);
-    if (ratio.goal > 0) {
-        bool met = these / those <= ratio.goal;
-        goals_met_ = goals_met_ && met;
-        printf("  (goal %.1f%s)", ratio.goal, met ? "" : ", MISSED");
-    }
-    printf("\n");
+    if (these >= 0 && those > 0)
+        printf("%-50s %5s: %6.2f\n", ratio.title.c_str(), argument.c_str(), these / those);
 }
 
 void RatioReporter::Finalize()
 {
     printf("\n");
     for (const Ratio &ratio : ratios_)
-        if (says_its_argument(ratio.these.front()))
-            print(ratio, "");
-        else
-            for (const std::string &argument : arguments_)
-                print(ratio, argument);
+        for (const std::string &argument : arguments_)
+            print(ratio, argument);
 }
 
 } // namespace bench

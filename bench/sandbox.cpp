@@ -1,13 +1,13 @@
 /* The root folder is changed once for the whole program. What a bench leaves in there goes with it. */
 #include "sandbox.h"
 
+#include "need.h"
+
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -17,14 +17,6 @@ namespace bench {
 
 static int      real_root = -1;
 static fs::path folder;
-
-static void need(bool good, const char *what)
-{
-    if (good)
-        return;
-    perror(what);
-    exit(1);
-}
 
 static void become_root_of_a_namespace()
 {
@@ -36,13 +28,15 @@ static void become_root_of_a_namespace()
     std::ofstream("/proc/self/gid_map") << "0 " << gid << " 1";
 }
 
-void enter_sandbox()
+void enter_sandbox(const std::vector<LaidIn> &files)
 {
     std::string pattern = fs::is_directory("/dev/shm") ? "/dev/shm/migr-bench-XXXXXX" : "/tmp/migr-bench-XXXXXX";
     need(mkdtemp(pattern.data()) != nullptr, pattern.c_str());
     folder = pattern;
     for (const char *made : {"tmp", "data/config", "data/etc", "etc", "var/log"})
         fs::create_directories(folder / made);
+    for (const LaidIn &file : files)
+        fs::copy_file(file.source, folder / file.path.substr(1));
     real_root = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (geteuid() != 0)
         become_root_of_a_namespace();

@@ -2,12 +2,20 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace bench {
 
-/* Makes an empty folder, in memory where the machine has such a place, and makes it this process's root folder. As a
- * user who is not root the process moves to a user namespace first. Ends the program when that is not to be had. */
-void enter_sandbox();
+/* A file to be had in the sandbox, and where in it. */
+struct LaidIn {
+    std::string source;
+    std::string path;
+};
+
+/* Makes a folder with copies of these, in memory where the machine has such a place, and makes it this process's root
+ * folder. As a user who is not root the process moves to a user namespace first. Ends the program when that is not to
+ * be had. */
+void enter_sandbox(const std::vector<LaidIn> &files = {});
 
 /* Back to the machine's root folder; the sandbox is removed. */
 void leave_sandbox();

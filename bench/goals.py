@@ -1,0 +1,187 @@
+#!/usr/bin/env python3
+"""goals.py BUILD [--huge] [--quick] [TEXT]: measures what the project wants to reach, prints each goal with what was measured,
+and exits with 1 when one is missed; of those alone with TEXT in their name, if there is one. GOALS, below, is the one place where goals stand. What is compared is measured by
+turns, in fresh processes, and the best of several rounds counts. Times are processor time, of the system as well.
+"""
+import functools
+import json
+import os
+import subprocess
+import sys
+import tempfile
+
+MEGABYTE = 1_000_000
+
+
+class Usage:
+    """What a process has used."""
+
+    def __init__(self, seconds, memory):
+        self.seconds = seconds
+        self.memory = memory
+
+    def __add__(self, other):
+        return Usage(self.seconds + other.seconds, max(self.memory, other.memory))
+
+
+def best(usages):
+    return Usage(min(usage.seconds for usage in usages), min(usage.memory for usage in usages))
+
+
+def run(*command, stdout=subprocess.DEVNULL):
+    process = subprocess.Popen(command, stdout=stdout)
+    _, status, used = os.wait4(process.pid, 0)
+    process.returncode = os.waitstatus_to_exitcode(status)
+    if process.returncode != 0:
+        sys.exit(f"{' '.join(command)}: exit status {process.returncode}")
+    return Usage(used.ru_utime + used.ru_stime, used.ru_maxrss * 1024)
+
+
+class Bench:
+    """Measures are functions of this; what several goals ask for is measured once."""
+
+    def __init__(self, build, folder, rounds):
+        self.build = build
+        self.folder = folder
+        self.rounds = rounds
+
+    def program(self, name):
+        return os.path.join(self.build, name)
+
+    @functools.cache
+    def packed(self, megabytes):
+        """A stored configuration of that size."""
+        text = os.path.join(self.folder, f"{megabytes}.conf")
+        with open(text, "wb") as stream:
+            run(self.program("write_text"), str(megabytes), stdout=stream)
+        run("libdeflate-gzip", "-6", "-f", text)
+        return text + ".gz"
+
+    def unpack_and_pack(self, megabytes):
+        packed = self.packed(megabytes)
+        copy = os.path.join(self.folder, "copy.gz")
+        with open(copy, "wb") as stream:
+            run("cat", packed, stdout=stream)
+        unpacking = run("libdeflate-gzip", "-d", "-f", copy)
+        return unpacking + run("libdeflate-gzip", "-6", "-f", copy[:-3])
+
+    def library(self, megabytes, *options):
+        return run(self.program("library_run"), self.program("image"), self.packed(megabytes), *options)
+
+    @functools.cache
+    def whole_runs(self, megabytes):
+        """The library alone; the same with an observer; unpacking and packing."""
+        turns = [(self.library(megabytes), self.library(megabytes, "watched"), self.unpack_and_pack(megabytes))
+                 for _ in range(max(2, self.rounds // (1 + megabytes // 20)))]
+        return [best(kind) for kind in zip(*turns)]
+
+    @functools.cache
+    def phases(self, program, megabytes, rounds):
+        lines = subprocess.run([self.program(program), str(megabytes), str(rounds)], check=True, text=True,
+                               capture_output=True).stdout.split()
+        return {name: float(seconds) for name, seconds in zip(lines[::2], lines[1::2])}
+
+    @functools.cache
+    def shapes(self):
+        """How much longer each shape takes at four times its size."""
+        output = subprocess.run([self.program("bench_shapes"), "--benchmark_format=json", "--benchmark_min_time=0.05",
+                                 f"--benchmark_repetitions={self.rounds}"],
+                                check=True, text=True, capture_output=True).stdout
+        times = {}
+        for result in json.loads(output)["benchmarks"]:
+            if result["run_type"] == "iteration":
+                shape, count = result["run_name"].split("/")
+                times.setdefault(shape, {}).setdefault(int(count), []).append(result["cpu_time"])
+        return {shape: min(of[max(of)]) / min(of[min(of)]) for shape, of in times.items()}
+
+
+# ---- Measures ----
+
+def library_to_packing(bench, megabytes):
+    plain, _, packing = bench.whole_runs(megabytes)
+    return plain.seconds / packing.seconds
+
+
+def library_to_smaller(bench, megabytes, smaller):
+    return bench.whole_runs(megabytes)[0].seconds / bench.whole_runs(smaller)[0].seconds / (megabytes / smaller)
+
+
+def gigabyte_to_smaller(bench, smaller):
+    return bench.library(1000).seconds / bench.whole_runs(smaller)[0].seconds / (1000 / smaller)
+
+
+def memory_to_text(bench, megabytes):
+    return bench.whole_runs(megabytes)[0].memory / (megabytes * MEGABYTE)
+
+
+def walk_to_parse_and_write(bench, megabytes):
+    phases = bench.phases("phases", megabytes, bench.rounds)
+    return phases["walk"] / (phases["parse"] + phases["write"])
+
+
+def watched_time(bench, megabytes):
+    plain, watched, _ = bench.whole_runs(megabytes)
+    return watched.seconds / plain.seconds
+
+
+def watched_memory(bench, megabytes):
+    plain, watched, _ = bench.whole_runs(megabytes)
+    return watched.memory / plain.memory
+
+
+def to_be_watchable(bench, phase):
+    """The least of either program, which run by turns: what else the machine does only ever adds to a time."""
+    rounds = range(1, 4 * bench.rounds + 1)
+    turns = [(bench.phases("phases", 1, 20 + turn), bench.phases("phases_unwatched", 1, 20 + turn)) for turn in rounds]
+    there, without = (min(turn[which][phase] for turn in turns) for which in (0, 1))
+    return there / without
+
+
+def worst_shape(bench):
+    return max(bench.shapes().values())
+
+
+# What is measured, how, and what it may be at most.
+GOALS = [
+    ("library alone, 1 MB, to unpacking + packing", lambda bench: library_to_packing(bench, 1), 4),
+    ("library alone, 10 MB, to unpacking + packing", lambda bench: library_to_packing(bench, 10), 4),
+    ("library alone, 50 MB, to unpacking + packing", lambda bench: library_to_packing(bench, 50), 4),
+    ("library alone, 50 MB, to five times 10 MB", lambda bench: library_to_smaller(bench, 50, 10), 1.1),
+    ("memory of the library alone, 10 MB, to the text", lambda bench: memory_to_text(bench, 10), 7),
+    ("memory of the library alone, 50 MB, to the text", lambda bench: memory_to_text(bench, 50), 7),
+    ("walk, 1 MB, to parse + write", lambda bench: walk_to_parse_and_write(bench, 1), 1.5),
+    ("walk, 10 MB, to parse + write", lambda bench: walk_to_parse_and_write(bench, 10), 1.5),
+    ("worst shape, four times as many", worst_shape, 6),
+    ("parse that could be watched, to one that could not", lambda bench: to_be_watchable(bench, "parse"), 1.02),
+    ("walk that could be watched, to one that could not", lambda bench: to_be_watchable(bench, "walk"), 1.02),
+    ("write that could be watched, to one that could not", lambda bench: to_be_watchable(bench, "write"), 1.02),
+    ("time with the command's observer, 10 MB, to without", lambda bench: watched_time(bench, 10), 1.3),
+    ("memory with the command's observer, 10 MB, to without", lambda bench: watched_memory(bench, 10), 1.5),
+]
+
+# Takes a minute and most of seven gigabytes of memory.
+HUGE_GOALS = [
+    ("library alone, 1 GB, to a hundred times 10 MB", lambda bench: gigabyte_to_smaller(bench, 10), 1.2),
+]
+
+
+def main(arguments):
+    build = arguments.pop(0)
+    goals = GOALS + (HUGE_GOALS if "--huge" in arguments else [])
+    rounds = 2 if "--quick" in arguments else 5
+    wanted = next((argument for argument in arguments if not argument.startswith("--")), "")
+    missed = 0
+    print(f"{'':<56} {'goal':>6} {'now':>6}")
+    with tempfile.TemporaryDirectory(prefix="migr-goals-") as folder:
+        bench = Bench(os.path.abspath(build), folder, rounds)
+        for what, measure, goal in goals:
+            if wanted not in what:
+                continue
+            now = measure(bench)
+            missed += now > goal
+            print(f"{what:<56} {goal:>6.2f} {now:>6.2f}{'  MISSED' if now > goal else ''}", flush=True)
+    return 1 if missed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
