@@ -73,13 +73,25 @@ struct Unpacked {
 
 } // namespace
 
-/* Doubles the room, within the limit and within what `packed` more bytes can unpack to. */
-static bool grow(Unpacked *out, size_t packed)
+/* A file's last four bytes are the length of its last member's text, which is mostly all of it. Whoever made the file may
+ * have lied, so a length that few texts reach is not believed. */
+static size_t likely_length(const unsigned char *packed, size_t length)
+{
+    constexpr size_t trailer = 4, believed_growth = 64;
+    if (length < trailer)
+        return 0;
+    const unsigned char *said = packed + length - trailer;
+    size_t               text = said[0] | size_t{said[1]} << 8 | size_t{said[2]} << 16 | size_t{said[3]} << 24;
+    return text <= length * believed_growth ? text : 0;
+}
+
+/* Doubles the room, or makes the first, within the limit and within what `packed` more bytes can unpack to. */
+static bool grow(Unpacked *out, size_t packed, size_t first)
 {
     size_t most = TEXT_LIMIT;
     if (packed < TEXT_LIMIT / DEFLATE_GROWTH_LIMIT)
         most = std::min(TEXT_LIMIT, out->used + packed * DEFLATE_GROWTH_LIMIT);
-    size_t room = std::min(std::max(out->room * 2, FIRST_ROOM), most);
+    size_t room = std::min(std::max({out->room * 2, first, FIRST_ROOM}), most);
     if (room <= out->room)
         return false;
     void *larger = realloc(out->text.get(), room);
@@ -103,7 +115,7 @@ static size_t unpack_member(libdeflate_decompressor *tool, const unsigned char *
             out->used += given;
             return taken;
         }
-        if (result != LIBDEFLATE_INSUFFICIENT_SPACE || !grow(out, length))
+        if (result != LIBDEFLATE_INSUFFICIENT_SPACE || !grow(out, length, 0))
             return 0;
     }
 }
@@ -112,7 +124,7 @@ static size_t unpack_member(libdeflate_decompressor *tool, const unsigned char *
 static bool unpack_all(const unsigned char *packed, size_t length, Unpacked *out)
 {
     std::unique_ptr<libdeflate_decompressor, FreeDecompressor> tool(libdeflate_alloc_decompressor());
-    if (!tool || length == 0 || !grow(out, length))
+    if (!tool || length == 0 || !grow(out, length, likely_length(packed, length)))
         return false;
     while (length > 0) {
         size_t taken = unpack_member(tool.get(), packed, length, out);

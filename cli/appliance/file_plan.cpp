@@ -3,6 +3,7 @@
  */
 #include "appliance/file_plan.h"
 
+#include "driver/run_context.h"
 #include "output/release_text.h"
 
 #include <algorithm>
@@ -33,6 +34,18 @@ std::vector<FilePlan> plan_files(const ConfigFolder &folder, bool accept_damage)
             plans.back().reasons = std::move(reasons);
     }
     return plans;
+}
+
+const FilePlan *global_plan(const std::vector<FilePlan> &plans)
+{
+    auto at = std::find_if(plans.begin(), plans.end(), [](const FilePlan &plan) { return plan.file.is_global(); });
+    return at == plans.end() ? nullptr : &*at;
+}
+
+bool is_split(const std::vector<FilePlan> &plans)
+{
+    const FilePlan *global = global_plan(plans);
+    return global && global->fate == Fate::upgrade && global->file.facts.release < MIGR_RELEASE(5, 10);
 }
 
 bool any_of_fate(const std::vector<FilePlan> &plans, Fate fate)

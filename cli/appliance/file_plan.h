@@ -25,6 +25,12 @@ struct FilePlan {
  * to refuse a file. */
 std::vector<FilePlan> plan_files(const ConfigFolder &folder, bool accept_damage);
 
+/* That of the global file, or null. */
+const FilePlan *global_plan(const std::vector<FilePlan> &plans);
+
+/* Whether the library will make two files of the global one. */
+bool is_split(const std::vector<FilePlan> &plans);
+
 bool any_of_fate(const std::vector<FilePlan> &plans, Fate fate);
 
 } // namespace command

@@ -100,7 +100,7 @@ std::string read_if_possible(const std::string &path, int &error)
     }
 }
 
-ConfigFacts facts_of(std::string bytes, Depth depth)
+ConfigFacts facts_of(std::string bytes, Depth depth, std::string *kept_text = nullptr)
 {
     size_t stored_size = bytes.size();
     bool   packed = looks_like_gzip(bytes);
@@ -109,6 +109,8 @@ ConfigFacts facts_of(std::string bytes, Depth depth)
         packed = text.has_value();
         bytes = text ? std::move(*text) : "";
     }
+    if (kept_text)
+        *kept_text = bytes;
     ConfigFacts facts = inspect_text(std::move(bytes), depth);
     facts.gzip = packed;
     facts.stored_size = stored_size;
@@ -128,7 +130,19 @@ bool is_too_long(const std::string &name)
     return sizeof config_folder + name.size() >= path_room;
 }
 
-StoredFile inspect_stored(const std::string &name, Depth depth)
+ConfigFacts inspect_path(const std::string &path, Depth depth, std::string *text)
+{
+    int         error = 0;
+    std::string bytes = read_if_possible(path, error);
+    if (error != 0) {
+        ConfigFacts unread;
+        unread.error = error;
+        return unread;
+    }
+    return facts_of(std::move(bytes), depth, text);
+}
+
+StoredFile inspect_stored(const std::string &name, Depth depth, StoredTexts *texts)
 {
     std::string path = config_path(name);
     struct stat st = {};
@@ -138,27 +152,10 @@ StoredFile inspect_stored(const std::string &name, Depth depth)
         file.owner = st.st_uid;
         file.special = !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode);
     }
-    file.facts = inspect_file(path, depth);
+    file.facts = inspect_path(path, depth, texts ? &(*texts)[name] : nullptr);
     if (is_too_long(name))
         file.facts.error = ENAMETOOLONG;
     return file;
-}
-
-ConfigFolder inspect_folder_here(Depth depth)
-{
-    ConfigFolder    folder;
-    std::error_code error;
-    for (fs::directory_iterator at(config_folder, error), end; !error && at != end; at.increment(error))
-        folder.names.push_back(at->path().filename().string());
-    if (error)
-        throw PathError{"read", config_folder, error.value()};
-    std::sort(folder.names.begin(), folder.names.end());
-    for (const std::string &name : folder.names)
-        if (is_taken(name))
-            folder.files.push_back(inspect_stored(name, depth));
-    std::stable_partition(folder.files.begin(), folder.files.end(),
-                          [](const StoredFile &file) { return file.is_global(); });
-    return folder;
 }
 
 /* What can be written on this disk, as the writer will. */
@@ -190,21 +187,31 @@ const StoredFile *ConfigFolder::find(const std::string &name) const
     return at == files.end() ? nullptr : &*at;
 }
 
+ConfigFolder inspect_folder_here(Depth depth, StoredTexts *texts)
+{
+    ConfigFolder    folder;
+    std::error_code error;
+    for (fs::directory_iterator at(config_folder, error), end; !error && at != end; at.increment(error))
+        folder.names.push_back(at->path().filename().string());
+    if (error)
+        throw PathError{"read", config_folder, error.value()};
+    std::sort(folder.names.begin(), folder.names.end());
+    for (const std::string &name : folder.names)
+        if (is_taken(name))
+            folder.files.push_back(inspect_stored(name, depth, texts));
+    std::stable_partition(folder.files.begin(), folder.files.end(),
+                          [](const StoredFile &file) { return file.is_global(); });
+    return folder;
+}
+
 ConfigFolder inspect_folder(const Root &root, Depth depth)
 {
-    return inside(root, [&] { return inspect_folder_here(depth); });
+    return inside(root, [&] { return inspect_folder_here(depth, nullptr); });
 }
 
 ConfigFacts inspect_file(const std::string &path, Depth depth)
 {
-    int         error = 0;
-    std::string bytes = read_if_possible(path, error);
-    if (error != 0) {
-        ConfigFacts unread;
-        unread.error = error;
-        return unread;
-    }
-    return facts_of(std::move(bytes), depth);
+    return inspect_path(path, depth, nullptr);
 }
 
 /* A plain text counts as well unpacked here. */

@@ -9,6 +9,7 @@
 #include "system/config_path.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -66,6 +67,12 @@ struct ConfigFolder {
 
 /* Reads an appliance's configuration folder. Throws Failure. */
 ConfigFolder inspect_folder(const Root &root, Depth depth);
+
+/* The unpacked texts of a folder's files, by name; of one that cannot be unpacked nothing. */
+using StoredTexts = std::map<std::string, std::string>;
+
+/* The same inside the root folder, in the calling process. `texts` may be null. */
+ConfigFolder inspect_folder_here(Depth depth, StoredTexts *texts);
 
 /* Reads one file, of any place, packed or plain. In the calling process: see inspect_folder for hostile texts. */
 ConfigFacts inspect_file(const std::string &path, Depth depth);

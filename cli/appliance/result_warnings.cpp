@@ -1,7 +1,6 @@
 /* One function per question. Each looks through the lists of blocks and sets and adds a line per finding. */
 #include "appliance/result_warnings.h"
 
-#include "appliance/stored_text.h"
 #include "driver/migr.h"
 #include "language/items.h"
 #include "language/lines.h"
@@ -23,14 +22,11 @@ namespace {
 using Warnings = std::vector<std::string>;
 using Names = std::set<std::string, std::less<>>;
 
-/* A text and what is in it. */
+/* What is in a text, which must outlive this. */
 struct Listed {
-    std::string             text;
     std::vector<ConfigItem> items;
 
-    explicit Listed(std::string whole) : text(std::move(whole)), items(items_of(text)) {}
-    Listed(const Listed &) = delete; /* the items lead into the text */
-    Listed &operator=(const Listed &) = delete;
+    explicit Listed(std::string_view text) : items(items_of(text)) {}
 
     bool is_entry(size_t at) const /* an entry of a top-level config */
     {
@@ -272,14 +268,16 @@ void warn_of_certificates(const UpgradedText &file, const Listed &before, const 
 
 std::vector<std::vector<std::string>> result_warnings(const std::vector<UpgradedText> &files)
 {
-    Names there;
+    Names               there;
+    std::vector<Listed> results;
     for (const UpgradedText &file : files)
-        add_edit_names(Listed(stored_text(file.name)), there);
+        add_edit_names(results.emplace_back(file.after), there);
     std::vector<std::vector<std::string>> all;
-    for (const UpgradedText &file : files) {
-        const Listed before(text_of_file(file.before));
-        const Listed after(stored_text(file.name));
-        Warnings     warnings;
+    for (size_t at = 0; at < files.size(); at++) {
+        const UpgradedText &file = files[at];
+        const Listed       &after = results[at];
+        const Listed        before(file.before);
+        Warnings            warnings;
         warn_of_material(file, after, warnings);
         warn_of_clear_keys(after, warnings);
         warn_of_references(before, after, there, warnings);

@@ -7,15 +7,17 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace command {
 
 struct UpgradedText {
-    std::string name;    /* in /data/config */
-    int32_t     release; /* that it had before */
-    std::string before;  /* path of its stored form before, or of the file that it was split from */
-    bool        made_by_split = false;
+    std::string      name;    /* in /data/config */
+    int32_t          release; /* that it had before */
+    std::string      before;  /* its text before, or that of the file that it was split from */
+    std::string_view after;   /* its text now; must outlive this */
+    bool             made_by_split = false;
 };
 
 /* What there is to say of each file, in their order; each with line and path in the result, or in the old file where it

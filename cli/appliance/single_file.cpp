@@ -5,9 +5,9 @@
 #include "appliance/single_file.h"
 
 #include "appliance/inside.h"
-#include "appliance/outline.h"
 #include "appliance/stored_text.h"
 #include "driver/run_context.h"
+#include "language/damage.h"
 #include "output/console.h"
 #include "output/release_text.h"
 #include "run/waiting.h"
@@ -31,11 +31,9 @@ constexpr char    syntax_copy[] = "/syntax.txt";           /* of the image's syn
 constexpr int32_t certificates_in_configuration = 0x50050; /* 5.80: certificates and keys are read from their files */
 constexpr size_t  longest_domain = 127;                    /* the library keeps no more of it */
 
-std::string unpacked(std::string bytes, const std::string &shown)
+std::string unpacked(const std::string &bytes, const std::string &shown)
 {
-    if (!looks_like_gzip(bytes))
-        return bytes;
-    std::optional<std::string> text = gunzip(bytes);
+    std::optional<std::string> text = looks_like_gzip(bytes) ? gunzip(bytes) : bytes;
     if (!text)
         throw Failure(Status::left_alone, shown + ": a damaged gzip file. Take a good copy of it.");
     return std::move(*text);
@@ -145,7 +143,9 @@ Look look_at_text(const Root &root, const std::string &text, const std::string &
 {
     return inside(root, [&] {
         write_new(syntax_copy, syntax);
-        Look look = {inspect_text(text, Depth::headers).release, outline_of(text).names, {}};
+        Look look = {inspect_text(text, Depth::headers).release, {}, {}};
+        for (TopLevelConfig &config : top_level_configs(text))
+            look.names.push_back(std::move(config.name));
         look.counts = count_kinds(look.names, syntax_copy);
         unlink(syntax_copy);
         return look;
@@ -163,8 +163,9 @@ SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, c
     file.path = request.file;
     file.shown = shown_input(request.file);
     file.stored = global_name;
-    file.text = unpacked(read_input(request.file, interrupts), file.shown);
-    Look look = look_at_text(root, file.text, syntax);
+    file.bytes = read_input(request.file, interrupts);
+    std::string text = unpacked(file.bytes, file.shown);
+    Look        look = look_at_text(root, text, syntax);
     file.facts.release = look.release;
     if (file.facts.release >= 0 && file.facts.release < image_release()) {
         file.names = look.names;
@@ -177,7 +178,10 @@ SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, c
     inside(root, [&] {
         fs::create_directories(config_folder);
         fs::create_directories("/tmp");
-        store_text(file.stored, file.text);
+        if (looks_like_gzip(file.bytes))
+            store_packed(file.stored, file.bytes);
+        else
+            store_text(file.stored, text);
     });
     return file;
 }

@@ -19,7 +19,7 @@ struct SingleRequest {
 struct SingleFile {
     std::string              path;  /* as it was asked for */
     std::string              shown; /* how messages call it */
-    std::string              text;  /* unpacked */
+    std::string              bytes; /* as it came, packed or plain */
     ConfigFacts              facts;
     std::string              stored; /* its name in /data/config of the throw-away root */
     std::string              domain; /* empty: it is a global file, or a single one from before 5.10 */

@@ -1,11 +1,11 @@
 /* The upgrade as it happens in a private copy. Takes nothing from the appliance and gives nothing back to it. */
 #include "appliance/staged_run.h"
 
+#include "appliance/header_lines.h"
 #include "appliance/inside.h"
 #include "appliance/old_forms.h"
-#include "appliance/outline.h"
 #include "appliance/places.h"
-#include "appliance/result_warnings.h"
+#include "appliance/results.h"
 #include "appliance/stored_text.h"
 #include "driver/migr.h"
 #include "output/release_text.h"
@@ -17,16 +17,19 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <iterator>
 #include <sstream>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
 namespace command {
+
+static auto fields_of(FileOutcome &file)
+{
+    return std::tie(file.name, file.before, file.after, file.result, file.size, file.time, file.reasons, file.warnings);
+}
 
 namespace {
 
@@ -109,44 +112,6 @@ void announce(const Scene &scene, bool runs)
     }
 }
 
-Result result_without_run(Fate fate)
-{
-    switch (fate) {
-    case Fate::upgrade:
-        return Result::held;
-    case Fate::current:
-        return Result::current;
-    case Fate::newer:
-        return Result::newer;
-    default:
-        return Result::refused;
-    }
-}
-
-FileOutcome outcome_of_plan(const FilePlan &plan)
-{
-    FileOutcome outcome;
-    outcome.name = plan.file.name;
-    outcome.before = outcome.after = plan.file.facts.release;
-    outcome.size = plan.file.facts.stored_size;
-    outcome.result = result_without_run(plan.fate);
-    outcome.reasons = plan.reasons;
-    return outcome;
-}
-
-const FilePlan *global_plan(const std::vector<FilePlan> &plans)
-{
-    auto at = std::find_if(plans.begin(), plans.end(), [](const FilePlan &plan) { return plan.file.is_global(); });
-    return at == plans.end() ? nullptr : &*at;
-}
-
-/* Whether the library will make two files of the global one. */
-bool is_split(const std::vector<FilePlan> &plans)
-{
-    const FilePlan *global = global_plan(plans);
-    return global && global->fate == Fate::upgrade && global->file.facts.release < MIGR_RELEASE(5, 10);
-}
-
 /* A split writes the global file and that of the first domain, whatever is there, and the library splits every file
  * from before 5.10. */
 void refuse_what_a_split_would_replace(std::vector<FilePlan> &plans)
@@ -179,7 +144,7 @@ void put_stand_in(const Scene &scene)
     for (const FilePlan &plan : scene.plans)
         if (plan.fate == Fate::upgrade && (!oldest || plan.file.facts.release < oldest->file.facts.release))
             oldest = &plan;
-    store_text(global_name, outline_of(stored_text(oldest->file.name)).headers);
+    store_text(global_name, header_lines_of(stored_text(oldest->file.name)));
 }
 
 void set_scene(const Scene &scene)
@@ -248,221 +213,6 @@ std::vector<std::string> notes_of(const std::string &output)
 
 /* ---- behind the run ---- */
 
-std::chrono::microseconds time_of(const LibraryRun &run, const std::string &name)
-{
-    std::chrono::microseconds time{0};
-    for (const Pass &pass : run.passes)
-        if (fs::path(pass.path).filename() == name)
-            time += pass.time;
-    return time;
-}
-
-bool is_good(const StoredFile *file)
-{
-    return file && is_current(file->facts) && file->facts.is_sound();
-}
-
-std::string text_of(const Misreading &misreading)
-{
-    std::string place;
-    for (const std::string &name : misreading.path)
-        place += (place.empty() ? "" : " / ") + name;
-    return place + (misreading.kind == Misreading::Kind::cut
-                        ? ": it would be written, and read back cut."
-                        : ": it would be written, and read back together with what stands behind it.");
-}
-
-/* What the tree that was written would be read back as. */
-void take_misreadings(const Scene &scene, const LibraryRun &run, FileOutcome &outcome)
-{
-    for (const FileMisreading &one : run.misreadings) {
-        if (fs::path(one.path).filename() != outcome.name)
-            continue;
-        if (one.misreading.kind == Misreading::Kind::no_value || scene.request.accept_damage)
-            outcome.warnings.push_back(text_of(one.misreading));
-        else
-            outcome.reasons.push_back(text_of(one.misreading));
-    }
-}
-
-bool is_cause(int error)
-{
-    static constexpr int causes[] = {EACCES, EPERM, ENOSPC, EDQUOT, EFBIG, EIO, EROFS, ENOMEM, EMFILE, ENFILE};
-    return std::find(std::begin(causes), std::end(causes), error) != std::end(causes);
-}
-
-struct PassEnd {
-    std::string phase;
-    int         error = 0;
-};
-
-/* A look at the global file's release comes ahead of all passes. */
-PassEnd end_of_pass(const LibraryRun &run, const std::string &name)
-{
-    auto of_file = [&](const Pass &pass) { return fs::path(pass.path).filename() == name; };
-    auto pass = std::find_if(run.passes.rbegin(), run.passes.rend(), of_file);
-    return pass == run.passes.rend() ? PassEnd{"", run.error} : PassEnd{pass->phase, pass->error};
-}
-
-[[noreturn]] void fail_for(int error, const std::string &what)
-{
-    throw Failure(Status::failed,
-                  what + " in the private copy: " + strerror(error) + ". Nothing was changed. " + next_step(error));
-}
-
-/* A sound file that the library gave up, through no fault of the file or of the update file. What goes wrong between
- * reading and writing is a matter of rules and migrations, unless there was no memory. */
-void fail_for_the_system(const LibraryRun &run, const std::string &name)
-{
-    PassEnd end = end_of_pass(run, name);
-    if (!is_cause(end.error))
-        return;
-    if (end.phase.empty())
-        fail_for(end.error, name + " could not be read");
-    if (end.phase == "signatures")
-        fail_for(end.error, name + " could not be written anew");
-    if (end.error == ENOMEM)
-        fail_for(end.error, name + " could not be carried forward");
-}
-
-enum class PlainCopy {
-    same,
-    missing,  /* though nothing stands in its way */
-    hindered, /* by a folder in its place, or a link that leads nowhere */
-};
-
-PlainCopy look_at_copy(const std::string &copy, const std::string &name)
-{
-    struct stat st = {};
-    if (lstat(copy.c_str(), &st) != 0)
-        return PlainCopy::missing;
-    if (stat(copy.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
-        return PlainCopy::hindered;
-    return read_file(copy, Links::follow) == stored_text(name) ? PlainCopy::same : PlainCopy::missing;
-}
-
-/* The library goes on without the plain copy in /var/log. A path that it would cut has another copy, or none. */
-void require_plain_copy(const Scene &scene, const LibraryRun &run, FileOutcome &outcome)
-{
-    static constexpr size_t longest = 71;
-    if (config_path(outcome.name).size() > longest || !outcome.name.starts_with("sys_"))
-        return;
-    std::string copy = "/var/log/" + outcome.name.substr(0, outcome.name.size() - 3);
-    auto        found = inside(scene.staging, [&] { return look_at_copy(copy, outcome.name); });
-    std::string what = "the plain copy of the result, " + copy + ", could not be written";
-    if (found == PlainCopy::hindered)
-        outcome.warnings.push_back(what + ".");
-    if (found != PlainCopy::missing)
-        return;
-    int error = end_of_pass(run, outcome.name).error;
-    if (is_cause(error))
-        fail_for(error, what);
-    throw Failure(Status::failed, what + " in the private copy. Nothing was changed. Run migr again, with --verbose.");
-}
-
-std::string no_result_text(const StoredFile *after)
-{
-    if (!after)
-        return "It was gone after the upgrade.";
-    if (!after->facts.is_sound())
-        return "It could not be read after the upgrade.";
-    return "A rule of the update file or a migration could not be applied to it. What the library said (--verbose) may "
-           "tell more; the update file may have to be mended.";
-}
-
-FileOutcome outcome_of_run(const Scene &scene, const LibraryRun &run, const FilePlan &plan, const ConfigFolder &after)
-{
-    if (plan.fate != Fate::upgrade)
-        return outcome_of_plan(plan);
-    FileOutcome outcome = outcome_of_plan(plan);
-    for (const std::string &text : damage_texts(plan.file.facts))
-        outcome.warnings.push_back("lost: " + text);
-    const StoredFile *result = after.find(plan.file.name);
-    outcome.result = Result::refused;
-    outcome.time = time_of(run, plan.file.name);
-    take_misreadings(scene, run, outcome);
-    if (!is_good(result)) {
-        fail_for_the_system(run, plan.file.name);
-        outcome.reasons.push_back(no_result_text(result));
-    }
-    if (!outcome.reasons.empty())
-        return outcome;
-    outcome.result = Result::upgraded;
-    require_plain_copy(scene, run, outcome);
-    for (const std::string &text : damage_texts(result->facts))
-        outcome.warnings.push_back("in the result, " + text);
-    outcome.after = result->facts.release;
-    outcome.size = result->facts.stored_size;
-    return outcome;
-}
-
-FileOutcome outcome_of_new_file(const LibraryRun &run, const StoredFile &file)
-{
-    FileOutcome outcome;
-    outcome.name = file.name;
-    outcome.after = file.facts.release;
-    outcome.size = file.facts.stored_size;
-    outcome.time = time_of(run, file.name);
-    outcome.result = is_good(&file) ? Result::added : Result::refused;
-    if (outcome.result == Result::refused)
-        outcome.reasons = {"It came out of the split of " + std::string(global_name) + ", and did not get further."};
-    return outcome;
-}
-
-/* A file from before 5.10 is whole only as two. */
-void require_both_halves(const Scene &scene, std::vector<FileOutcome> &files)
-{
-    if (!is_split(scene.plans))
-        return;
-    auto find = [&](const char *name) {
-        return std::find_if(files.begin(), files.end(), [&](const FileOutcome &file) { return file.name == name; });
-    };
-    auto first = find(global_name);
-    auto second = find(first_domain_name);
-    bool both = first->result == Result::upgraded && second != files.end() && second->result != Result::refused;
-    if (both)
-        return;
-    first->result = Result::refused;
-    if (second != files.end())
-        second->result = Result::refused;
-    if (first->reasons.empty())
-        first->reasons = {"It is from before 5.10, and no good " + std::string(first_domain_name) +
-                          " came out of its split. See that the update file has a section for 5.10 and that the syntax "
-                          "file is in order."};
-}
-
-std::vector<FileOutcome> outcomes_of(const Scene &scene, const LibraryRun &run, const ConfigFolder &after)
-{
-    std::vector<FileOutcome> files;
-    for (const FilePlan &plan : scene.plans)
-        files.push_back(outcome_of_run(scene, run, plan, after));
-    for (const StoredFile &file : after.files)
-        if (!scene.before.find(file.name))
-            files.push_back(outcome_of_new_file(run, file));
-    require_both_halves(scene, files);
-    return files;
-}
-
-void add_warnings(const Scene &scene, std::vector<FileOutcome> &files)
-{
-    std::vector<UpgradedText>  texts;
-    std::vector<FileOutcome *> owners;
-    bool                       splits = is_split(scene.plans);
-    int32_t                    release_of_split = splits ? global_plan(scene.plans)->file.facts.release : 0;
-    for (FileOutcome &file : files) {
-        bool is_new = splits && file.result == Result::added; /* and no stand-in */
-        if (!is_new && file.result != Result::upgraded)
-            continue;
-        texts.push_back({file.name, is_new ? release_of_split : file.before,
-                         old_form_of(is_new ? global_name : file.name), is_new});
-        owners.push_back(&file);
-    }
-    std::vector<std::vector<std::string>> warnings = inside(scene.staging, [&] { return result_warnings(texts); });
-    for (size_t at = 0; at < owners.size(); at++)
-        for (const std::string &warning : warnings[at])
-            owners[at]->warnings.push_back(warning);
-}
-
 bool any_refused(const std::vector<FileOutcome> &files)
 {
     return std::any_of(files.begin(), files.end(),
@@ -504,8 +254,7 @@ StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &
     result.notes = notes_of(run.output);
     if (!run.trouble().empty())
         throw Failure(Status::failed, run.trouble());
-    result.files = outcomes_of(scene, run, inspect_folder(staging, Depth::whole));
-    add_warnings(scene, result.files);
+    result.files = inside(staging, [&] { return outcomes_of_run(scene.plans, run, request.accept_damage); });
     result.status = any_refused(result.files) ? Status::left_alone : Status::done;
     result.ran = result.status == Status::done || request.partial;
     withhold(scene, result);

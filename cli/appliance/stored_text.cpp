@@ -1,16 +1,15 @@
-/* Packing and unpacking in place, inside the root folder. What a text says is told by inspect.h. */
+/* Packing and unpacking in place, inside the root folder: for a while, so that packing need not be tight. What a text
+ * says is told by inspect.h. */
 #include "appliance/stored_text.h"
 
-#include "platform/platform.h"
 #include "system/config_path.h"
 #include "system/failure.h"
-#include "system/file_descriptor.h"
 #include "system/files.h"
 #include "system/gzip_text.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <optional>
+#include <unistd.h>
 
 namespace command {
 
@@ -32,18 +31,15 @@ std::string text_of_file(const std::string &path)
 
 void store_text(const std::string &name, std::string_view text)
 {
-    static constexpr char plain[] = "/tmp/migr-plain.conf";
-    std::string           path = config_path(name);
-    Fd                    fd(open(plain, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!fd)
-        throw PathError{"write", plain, errno};
-    write_all(fd.get(), text, plain);
-    errno = ENOSPC;
-    int packed = cvgzip(plain, path.c_str());
-    int error = errno;
-    unlink(plain);
-    if (packed < 0)
-        throw PathError{"write", path, error};
+    store_packed(name, gzip(text, Packing::fast));
+}
+
+void store_packed(const std::string &name, std::string_view bytes)
+{
+    std::string path = config_path(name);
+    if (unlink(path.c_str()) != 0 && errno != ENOENT)
+        throw PathError{"replace", path, errno};
+    write_new(path, bytes);
 }
 
 } // namespace command

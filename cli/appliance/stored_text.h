@@ -12,7 +12,10 @@ std::string stored_text(const std::string &name);
 /* The same of a file anywhere. */
 std::string text_of_file(const std::string &path);
 
-/* Packs a text and puts it there. Throws PathError. */
+/* Packs a text and puts it there, in the place of what there is. Throws PathError. */
 void store_text(const std::string &name, std::string_view text);
+
+/* The same with bytes that are packed. */
+void store_packed(const std::string &name, std::string_view bytes);
 
 } // namespace command

@@ -2,7 +2,6 @@
 #include "appliance/single_file.h"
 #include "appliance/staged_run.h"
 #include "appliance/staging.h"
-#include "appliance/stored_text.h"
 #include "commands/subcommand.h"
 #include "explain/ledger_run.h"
 #include "output/console.h"
@@ -13,6 +12,8 @@
 #include "report/report.h"
 #include "run/output_file.h"
 #include "run/waiting.h"
+#include "system/config_path.h"
+#include "system/files.h"
 #include "system/gzip_text.h"
 
 #include <algorithm>
@@ -63,11 +64,18 @@ bool may_replace(const std::string &path, const Arguments &arguments, Interrupts
     return is_answered_yes(stderr, "Replace it? [y/N] ", interrupts);
 }
 
-/* A result: where it goes, and its text. */
+/* A result: where it goes, and what it is. */
 struct Converted {
-    std::string path; /* empty: standard output */
-    std::string text;
+    std::string path;  /* empty: standard output */
+    std::string bytes; /* packed or plain */
 };
+
+std::string in_form(const std::string &bytes, bool packed)
+{
+    if (looks_like_gzip(bytes) == packed)
+        return bytes;
+    return packed ? gzip(bytes) : gunzip(bytes).value();
+}
 
 /* What came of one file. */
 struct Conversion {
@@ -90,11 +98,10 @@ struct Conversion {
 void put(const Converted &output, const Arguments &arguments, Interrupts &interrupts, Conversion &conversion)
 {
     if (output.path.empty())
-        return print_text(output.text, interrupts);
+        return print_text(in_form(output.bytes, false), interrupts);
     if (!may_replace(output.path, arguments, interrupts))
         throw Failure(Status::left_alone, output.path + " was left as it is.");
-    std::string bytes = output.path.ends_with(".gz") ? gzip(output.text) : output.text;
-    write_output(output.path, bytes, Readers::owner, interrupts);
+    write_output(output.path, in_form(output.bytes, output.path.ends_with(".gz")), Readers::owner, interrupts);
     conversion.outputs.push_back(output.path);
 }
 
@@ -159,19 +166,19 @@ void tell_findings(const Conversion &conversion, const Arguments &arguments)
         complain("warning: " + conversion.shown + ": " + warning);
 }
 
-std::string result_text(const Root &root, const std::string &name)
+std::string result_in(const Root &root, const std::string &name)
 {
-    return root.run([&] { return stored_text(name); });
+    return root.run([&] { return read_file(config_path(name), Links::refuse); });
 }
 
 std::vector<Converted> results_of(const Arguments &arguments, const Root &root, const SingleFile &file)
 {
     if (!file.becomes_two())
-        return {{output_path(arguments, file.path), result_text(root, file.stored)}};
+        return {{output_path(arguments, file.path), result_in(root, file.stored)}};
     make_output_folder(arguments);
     std::vector<Converted> results;
     for (const char *name : {global_name, first_domain_name})
-        results.push_back({fs::path(arguments.output) / plain_name(name), result_text(root, name)});
+        results.push_back({fs::path(arguments.output) / plain_name(name), result_in(root, name)});
     return results;
 }
 
@@ -191,7 +198,7 @@ void pass_through(const Arguments &arguments, const SingleFile &file, Interrupts
              (newer ? ", and the image at " : " already, as the image is at ") + release_text(image_release()) +
              ". The result is the same text.");
     conversion.result = newer ? Result::newer : Result::current;
-    put({output_path(arguments, file.path), file.text}, arguments, interrupts, conversion);
+    put({output_path(arguments, file.path), file.bytes}, arguments, interrupts, conversion);
 }
 
 void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const Image &image, const SingleFile &file,

@@ -4,7 +4,6 @@
 #include "driver/migr.h"
 #include "run/library_child.h"
 
-#include <filesystem>
 #include <map>
 
 namespace command {
@@ -26,7 +25,7 @@ Taking *taking; /* null while nothing is taken down */
 
 std::string file_name(const std::string &path)
 {
-    return std::filesystem::path(path).filename().string();
+    return path.substr(path.rfind('/') + 1);
 }
 
 uint32_t author_of(const migr_change &change)

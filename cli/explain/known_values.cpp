@@ -43,7 +43,8 @@ std::vector<std::string> predefined_path(const std::vector<ConfigItem> &items, s
 bool is_in_numbered_entry(const std::vector<ConfigItem> &items, size_t at)
 {
     for (; at != no_item; at = items[at].parent)
-        if (items[at].kind == ItemKind::edit && items[at].name.find_first_not_of("0123456789") == std::string_view::npos)
+        if (items[at].kind == ItemKind::edit &&
+            items[at].name.find_first_not_of("0123456789") == std::string_view::npos)
             return true;
     return false;
 }

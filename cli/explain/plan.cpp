@@ -6,10 +6,10 @@
 
 #include "appliance/file_plan.h"
 #include "appliance/inside.h"
-#include "appliance/outline.h"
 #include "chain/steps.h"
 #include "driver/version_lines.h"
 #include "explain/plan_effects.h"
+#include "language/damage.h"
 #include "rules/update_file.h"
 #include "system/failure.h"
 #include "system/files.h"
@@ -47,7 +47,10 @@ Names names_in_file(const Root &root, const std::string &file)
     return inside(root, [&] {
         std::string                bytes = read_file(config_path(file), Links::follow);
         std::optional<std::string> text = gunzip(bytes);
-        return outline_of(text ? std::move(*text) : "").names;
+        Names                      names;
+        for (TopLevelConfig &config : top_level_configs(text ? *text : ""))
+            names.push_back(std::move(config.name));
+        return names;
     });
 }
 

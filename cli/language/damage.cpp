@@ -483,7 +483,7 @@ std::vector<TopLevelConfig> top_level_configs(std::string_view text)
             configs.push_back({line.number, join_words(top_level_name(first.rest).kept, ',')});
         if (keyword == Keyword::config || keyword == Keyword::edit)
             depth++;
-        if (keyword == Keyword::end || keyword == Keyword::next)
+        if ((keyword == Keyword::end || keyword == Keyword::next) && depth > 0)
             depth--;
         if (keyword == Keyword::set)
             skip_value(first.rest, lines);

@@ -81,7 +81,7 @@ struct TopLevelConfig {
     std::string name;
 };
 
-/* All of them, in their order, of a text without damage. */
+/* All of them, in their order. Of a damaged text it gives something, and never fails. */
 std::vector<TopLevelConfig> top_level_configs(std::string_view text);
 
 /* The most that a configuration may hold, as text. */

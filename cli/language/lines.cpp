@@ -44,36 +44,12 @@ bool ConfigLines::next(ConfigLine &line)
     return true;
 }
 
-bool is_config_white(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-std::string_view without_indent(std::string_view text)
-{
-    auto start = std::find_if_not(text.begin(), text.end(), is_config_white);
-    return text.substr(static_cast<size_t>(start - text.begin()));
-}
-
-std::string_view without_white_end(std::string_view text)
-{
-    while (!text.empty() && is_config_white(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
 ConfigKeyword keyword_of_line(std::string_view line)
 {
     line = without_indent(line);
     auto   white = std::find_if(line.begin(), line.end(), is_config_white);
     size_t length = std::min(static_cast<size_t>(white - line.begin()), longest_name);
     return {line.substr(0, length), line.substr(length)};
-}
-
-bool is_word(std::string_view word, std::string_view lower_case)
-{
-    auto is_same = [](char one, char lower) { return (one >= 'A' && one <= 'Z' ? one + ('a' - 'A') : one) == lower; };
-    return std::equal(word.begin(), word.end(), lower_case.begin(), lower_case.end(), is_same);
 }
 
 ConfigName config_name(std::string_view text)

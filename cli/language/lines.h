@@ -39,11 +39,26 @@ class ConfigLines {
     bool             is_inside_line_ = false;
 };
 
-bool is_config_white(char c);
+constexpr bool is_config_white(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
 /* Without white space at the start, at the end. */
-std::string_view without_indent(std::string_view text);
-std::string_view without_white_end(std::string_view text);
+constexpr std::string_view without_indent(std::string_view text)
+{
+    size_t start = 0;
+    while (start < text.size() && is_config_white(text[start]))
+        start++;
+    return text.substr(start);
+}
+
+constexpr std::string_view without_white_end(std::string_view text)
+{
+    while (!text.empty() && is_config_white(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
 
 /* The word that tells what a line is, and what stands behind it. */
 struct ConfigKeyword {
@@ -54,7 +69,15 @@ struct ConfigKeyword {
 ConfigKeyword keyword_of_line(std::string_view line);
 
 /* Whether they are the same in any case of letters. */
-bool is_word(std::string_view word, std::string_view lower_case);
+constexpr bool is_word(std::string_view word, std::string_view lower_case)
+{
+    if (word.size() != lower_case.size())
+        return false;
+    for (size_t at = 0; at < word.size(); at++)
+        if ((word[at] >= 'A' && word[at] <= 'Z' ? word[at] + ('a' - 'A') : word[at]) != lower_case[at])
+            return false;
+    return true;
+}
 
 /* A name as far as it is kept, and what stands behind that. */
 struct ConfigName {

@@ -10,6 +10,7 @@
 
 #include "system/failure.h"
 
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -21,7 +22,8 @@
 namespace command {
 
 template <typename Value>
-concept Number = std::is_arithmetic_v<Value> || std::is_enum_v<Value>;
+concept Number =
+    std::is_arithmetic_v<Value> || std::is_enum_v<Value> || std::is_same_v<Value, std::chrono::microseconds>;
 
 class Encoder {
   public:

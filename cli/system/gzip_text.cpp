@@ -22,12 +22,23 @@ namespace {
 
 using Unpacker = std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor *)>;
 
+/* What a text may take. A file's last four bytes are the length of its last member's text, which is mostly all of it;
+ * a length that few texts reach is not believed. */
+size_t likely_length(std::string_view bytes)
+{
+    static constexpr size_t trailer = 4, believed_growth = 64, usual_growth = 4, least = 4096;
+    size_t                  said = 0;
+    for (size_t at = 0; at < std::min(trailer, bytes.size()); at++)
+        said = said << 8 | static_cast<unsigned char>(bytes[bytes.size() - 1 - at]);
+    return said > 0 && said <= bytes.size() * believed_growth ? said : bytes.size() * usual_growth + least;
+}
+
 /* Appends the first member's text, and takes the member off. False when it is damaged or the text gets too long. */
 bool unpack_member(const Unpacker &unpacker, std::string_view &bytes, std::string &text)
 {
     size_t before = text.size();
     size_t most = text_limit - before;
-    for (size_t room = std::min(bytes.size() * 4 + 4096, most);; room = std::min(room * 2, most)) {
+    for (size_t room = std::min(likely_length(bytes), most);; room = std::min(room * 2, most)) {
         text.resize(before + room);
         size_t used = 0, made = 0;
         auto   result = libdeflate_gzip_decompress_ex(unpacker.get(), bytes.data(), bytes.size(), text.data() + before,
@@ -42,11 +53,11 @@ bool unpack_member(const Unpacker &unpacker, std::string_view &bytes, std::strin
 
 } // namespace
 
-std::string gzip(std::string_view text)
+std::string gzip(std::string_view text, Packing packing)
 {
     using Packer = std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)>;
-    static constexpr int level = 6;
-    Packer               packer(libdeflate_alloc_compressor(level), libdeflate_free_compressor);
+    int    level = packing == Packing::tight ? 6 : 1;
+    Packer packer(libdeflate_alloc_compressor(level), libdeflate_free_compressor);
     if (!packer)
         throw std::bad_alloc();
     std::string bytes(libdeflate_gzip_compress_bound(packer.get(), text.size()), '\0');

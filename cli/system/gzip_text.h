@@ -9,8 +9,11 @@ namespace command {
 
 bool looks_like_gzip(std::string_view bytes);
 
+/* For what is kept, or for what is soon unpacked again. */
+enum class Packing { tight, fast };
+
 /* One member. Throws std::bad_alloc. */
-std::string gzip(std::string_view text);
+std::string gzip(std::string_view text, Packing packing = Packing::tight);
 
 /* The text of all members, or nothing when the bytes are damaged, cut short, or unpack to more than a configuration
  * may hold. */

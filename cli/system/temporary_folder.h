@@ -11,8 +11,8 @@ namespace command {
 
 class TemporaryFolder {
   public:
-    /* In the folder `where`, or in the usual one for temporary files if that is empty, under a name that nothing else has.
-     * What killed processes left there under such names goes first. Throws Failure. */
+    /* In the folder `where`, or in the usual one for temporary files if that is empty, under a name that nothing else
+     * has. What killed processes left there under such names goes first. Throws Failure. */
     explicit TemporaryFolder(const std::string &where);
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder &) = delete;
