@@ -14,6 +14,7 @@
 #include <set>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_set>
 
 namespace command {
 
@@ -21,6 +22,7 @@ namespace {
 
 using Warnings = std::vector<std::string>;
 using Names = std::set<std::string, std::less<>>;
+using NamesThere = std::unordered_set<std::string_view>; /* leading into the texts */
 
 /* What is in a text, which must outlive this. */
 struct Listed {
@@ -151,7 +153,7 @@ bool is_number(std::string_view name)
     return name.find_first_not_of("0123456789") == name.npos;
 }
 
-void add_edit_names(const Listed &list, Names &names)
+void add_edit_names(const Listed &list, NamesThere &names)
 {
     for (const ConfigItem &item : list.items)
         if (item.kind == ItemKind::edit)
@@ -162,7 +164,7 @@ void add_edit_names(const Listed &list, Names &names)
 using GoneEntries = std::map<std::string, Names, std::less<>>;
 
 /* Entries that were there and are nowhere any more. Numbers refer to nothing. */
-GoneEntries gone_entries(const Listed &before, const Names &there)
+GoneEntries gone_entries(const Listed &before, const NamesThere &there)
 {
     GoneEntries gone;
     for (size_t at = 0; at < before.items.size(); at++) {
@@ -194,7 +196,7 @@ template <typename Look> void for_each_word(std::string_view value, Look look)
     }
 }
 
-void warn_of_references(const Listed &before, const Listed &after, const Names &there, Warnings &warnings)
+void warn_of_references(const Listed &before, const Listed &after, const NamesThere &there, Warnings &warnings)
 {
     GoneEntries gone = gone_entries(before, there);
     if (gone.empty())
@@ -227,7 +229,7 @@ std::string without_backslashes(std::string_view text)
 }
 
 /* Pages that equal the image's own go. One from before the split passes that twice, and an own one goes, too. */
-void warn_of_pages(const UpgradedText &file, const Listed &before, const Names &there, Warnings &warnings)
+void warn_of_pages(const UpgradedText &file, const Listed &before, const NamesThere &there, Warnings &warnings)
 {
     for (size_t at = 0; !file.made_by_split && at < before.items.size(); at++) {
         size_t buffer =
@@ -251,7 +253,7 @@ bool is_certificate_entry(const Listed &list, size_t at)
 }
 
 /* Up to 5.19 certificates lay in the global file, and each domain gets a copy of them in the same run. */
-void warn_of_certificates(const UpgradedText &file, const Listed &before, const Names &there, Warnings &warnings)
+void warn_of_certificates(const UpgradedText &file, const Listed &before, const NamesThere &there, Warnings &warnings)
 {
     bool is_domain = file.name != global_name && !file.made_by_split;
     if (!is_domain || file.release >= MIGR_RELEASE(5, 20))
@@ -268,7 +270,7 @@ void warn_of_certificates(const UpgradedText &file, const Listed &before, const 
 
 std::vector<std::vector<std::string>> result_warnings(const std::vector<UpgradedText> &files)
 {
-    Names               there;
+    NamesThere          there;
     std::vector<Listed> results;
     for (const UpgradedText &file : files)
         add_edit_names(results.emplace_back(file.after), there);

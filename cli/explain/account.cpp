@@ -17,7 +17,7 @@ namespace {
 /* A text with its lines and what stands in them. */
 class LinedText {
   public:
-    explicit LinedText(std::string_view text) : text_(text), items_(items_of(text))
+    explicit LinedText(std::string_view text) : text_(text)
     {
         starts_.push_back(0);
         for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1))
@@ -25,10 +25,6 @@ class LinedText {
                 starts_.push_back(at + 1);
         if (text.empty())
             starts_.clear();
-        item_of_line_.resize(count() + 1, nowhere);
-        for (size_t at = 0; at < items_.size(); at++)
-            if (items_[at].line <= count())
-                item_of_line_[items_[at].line] = static_cast<uint32_t>(at);
         is_taken_.resize(count() + 1);
     }
 
@@ -43,8 +39,10 @@ class LinedText {
         size_t end = span.last < count() ? starts_[span.last] : text_.size();
         return text_.substr(starts_[span.first - 1], end - starts_[span.first - 1]);
     }
-    std::vector<std::string> path(uint32_t line) const
+    std::vector<std::string> path(uint32_t line)
     {
+        if (item_of_line_.empty())
+            list_items();
         std::vector<std::string> names;
         size_t                   at = line <= count() && item_of_line_[line] != nowhere ? item_of_line_[line] : no_item;
         for (; at != no_item; at = items_[at].parent)
@@ -79,10 +77,19 @@ class LinedText {
     }
 
   private:
+    void list_items()
+    {
+        items_ = items_of(text_);
+        item_of_line_.resize(count() + 1, nowhere);
+        for (size_t at = 0; at < items_.size(); at++)
+            if (items_[at].line <= count())
+                item_of_line_[items_[at].line] = static_cast<uint32_t>(at);
+    }
+
     std::string_view        text_;
-    std::vector<ConfigItem> items_;
     std::vector<size_t>     starts_;
-    std::vector<uint32_t>   item_of_line_;
+    std::vector<ConfigItem> items_;        /* empty until a path is asked for */
+    std::vector<uint32_t>   item_of_line_; /* likewise */
     std::vector<bool>       is_taken_;
 };
 
@@ -127,13 +134,13 @@ class Accountant {
 
   private:
     struct Written {
-        uint32_t line;
-        uint32_t node;
+        uint32_t node = 0; /* 0: none */
         Span     out;
-        bool     is_further;
+        bool     is_further = false;
     };
 
     void                  index_writings();
+    void                  add_writing(uint32_t text, const Written &written);
     uint32_t              writer_of(uint32_t text, uint32_t line) const;
     size_t                file_of(const std::string &name) const;
     std::vector<uint32_t> events_of(uint32_t node, uint32_t limit) const;
@@ -147,6 +154,7 @@ class Accountant {
     uint32_t              reader_behind(uint32_t node) const;
     bool                  was_moved(const std::vector<uint32_t> &events) const;
     void                  take_results();
+    void                  take_writing(size_t file, const Written &written, const Origin &origin);
     void                  take_result(size_t file, const Written &written, const Origin &origin);
     void                  take_addition(size_t file, const Written &written, const Origin &origin);
     void                  take_losses();
@@ -157,7 +165,7 @@ class Accountant {
     const std::vector<AccountedText>        &files_;
     bool                                     all_;
     std::vector<LinedText>                   old_texts_, new_texts_;
-    std::map<uint32_t, std::vector<Written>> writings_; /* by text, in the order of lines */
+    std::map<uint32_t, std::vector<Written>> writings_; /* by text; in each by the line where it begins */
     std::vector<uint32_t>                    next_;     /* the node that read what this one wrote */
     std::vector<bool>                        claimed_;
     Account                                  account_;
@@ -168,13 +176,10 @@ void Accountant::index_writings()
     for (uint32_t node = 1; node < journal_.nodes.size(); node++) {
         const JournalNode &one = journal_.nodes[node];
         if (one.written != nowhere)
-            writings_[one.written].push_back({one.out.first, node, one.out, false});
+            add_writing(one.written, {node, one.out, false});
     }
     for (const FurtherWriting &one : journal_.further)
-        writings_[one.text].push_back({one.out.first, one.node, one.out, true});
-    for (auto &[text, writings] : writings_)
-        std::sort(writings.begin(), writings.end(),
-                  [](const Written &one, const Written &other) { return one.line < other.line; });
+        add_writing(one.text, {one.node, one.out, true});
     next_.resize(journal_.nodes.size());
     for (uint32_t node = 1; node < journal_.nodes.size(); node++) {
         const JournalNode &one = journal_.nodes[node];
@@ -186,14 +191,19 @@ void Accountant::index_writings()
     }
 }
 
+/* No two nodes begin in one line. */
+void Accountant::add_writing(uint32_t text, const Written &written)
+{
+    std::vector<Written> &by_line = writings_[text];
+    if (written.out.first >= by_line.size())
+        by_line.resize(std::max<size_t>(written.out.first + 1, by_line.size() * 2));
+    by_line[written.out.first] = written;
+}
+
 uint32_t Accountant::writer_of(uint32_t text, uint32_t line) const
 {
     auto writings = writings_.find(text);
-    if (writings == writings_.end())
-        return 0;
-    auto at = std::lower_bound(writings->second.begin(), writings->second.end(), line,
-                               [](const Written &one, uint32_t wanted) { return one.line < wanted; });
-    return at != writings->second.end() && at->line == line ? at->node : 0;
+    return writings == writings_.end() || line >= writings->second.size() ? 0 : writings->second[line].node;
 }
 
 size_t Accountant::file_of(const std::string &name) const
@@ -371,18 +381,27 @@ void Accountant::take_results()
         if (newest != nowhere && writings_.count(newest) != 0)
             results.emplace_back(file, &writings_.at(newest));
     }
-    for (bool copies : {false, true})
-        for (auto [file, writings] : results)
-            for (const Written &written : *writings) {
-                Origin origin = origin_of(written.node);
-                bool   is_copy = origin.is_copy || written.is_further;
-                if (is_copy != copies)
-                    continue;
-                if (origin.node != 0 && !claimed_[origin.node])
-                    take_result(file, written, origin);
-                else
-                    take_addition(file, written, origin);
-            }
+    std::vector<std::pair<size_t, const Written *>> copies;
+    for (auto [file, writings] : results)
+        for (const Written &written : *writings) {
+            if (written.node == 0)
+                continue;
+            Origin origin = origin_of(written.node);
+            if (origin.is_copy || written.is_further)
+                copies.emplace_back(file, &written);
+            else
+                take_writing(file, written, origin);
+        }
+    for (auto [file, written] : copies)
+        take_writing(file, *written, origin_of(written->node));
+}
+
+void Accountant::take_writing(size_t file, const Written &written, const Origin &origin)
+{
+    if (origin.node != 0 && !claimed_[origin.node])
+        take_result(file, written, origin);
+    else
+        take_addition(file, written, origin);
 }
 
 void Accountant::take_result(size_t file, const Written &written, const Origin &origin)
