@@ -153,6 +153,7 @@ class Accountant {
     std::vector<uint32_t> events_of(uint32_t node, uint32_t limit) const;
     uint32_t              event_of(uint32_t node, EventKind kind) const;
     Origin                origin_of(uint32_t node) const;
+    std::vector<uint32_t> removals_of(uint32_t node) const;
     std::vector<uint32_t> drop_events(uint32_t node) const;
     std::vector<uint32_t> addition_events(const Origin &origin) const;
     std::vector<Deed>     deeds_of(const std::vector<uint32_t> &events, const std::vector<EventKind> &kinds) const;
@@ -269,29 +270,35 @@ Origin Accountant::origin_of(uint32_t node) const
     return origin;
 }
 
-/* The last thing that took a node out of its tree; its own, or that of the nearest block around it. */
+/* What keeps a node out of its text: that it was unlinked or marked and has not come back since, or was left out. */
+std::vector<uint32_t> Accountant::removals_of(uint32_t node) const
+{
+    std::vector<uint32_t> removals;
+    bool                  is_back = false, is_unmarked = false;
+    for (uint32_t at = journal_.nodes[node].last_event; at != nowhere; at = journal_.events[at].previous) {
+        EventKind kind = journal_.events[at].kind;
+        is_back = is_back || kind == EventKind::linked;
+        is_unmarked = is_unmarked || kind == EventKind::unmarked;
+        if ((kind == EventKind::unlinked && !is_back) || (kind == EventKind::marked && !is_unmarked) ||
+            kind == EventKind::left_out)
+            removals.push_back(at);
+    }
+    return removals;
+}
+
+/* All that was done to a node, and what keeps it, or else the nearest block around it, out of the text. */
 std::vector<uint32_t> Accountant::drop_events(uint32_t node) const
 {
-    std::vector<uint32_t> events;
-    uint32_t              last = node;
-    for (;; last = next_[last]) {
-        std::vector<uint32_t> own = events_of(last, nowhere);
+    std::vector<uint32_t> events = events_of(node, nowhere);
+    while (next_[node] != 0) {
+        node = next_[node];
+        std::vector<uint32_t> own = events_of(node, nowhere);
         events.insert(events.end(), own.begin(), own.end());
-        if (next_[last] == 0)
-            break;
     }
-    for (uint32_t at = last; at != 0; at = journal_.nodes[at].parent) {
-        for (uint32_t event = journal_.nodes[at].last_event; event != nowhere;
-             event = journal_.events[event].previous) {
-            EventKind kind = journal_.events[event].kind;
-            if (kind == EventKind::unlinked || kind == EventKind::marked || kind == EventKind::left_out) {
-                events.push_back(event);
-                return events;
-            }
-            if (kind == EventKind::linked || kind == EventKind::unmarked)
-                break;
-        }
-    }
+    std::vector<uint32_t> removals;
+    for (; node != 0 && removals.empty(); node = journal_.nodes[node].parent)
+        removals = removals_of(node);
+    events.insert(events.end(), removals.begin(), removals.end());
     return events;
 }
 
