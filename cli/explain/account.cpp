@@ -163,6 +163,7 @@ class Accountant {
     uint32_t              reading_behind(uint32_t node) const;
     std::vector<uint32_t> causes_of(const AccountEntry &entry, const Origin &origin, size_t in_file) const;
     bool                  was_moved(const std::vector<uint32_t> &events) const;
+    uint32_t              result_of(const std::string &file) const;
     void                  take_results();
     void                  take_writing(size_t file, const Written &written, const Origin &origin);
     void                  take_result(size_t file, const Written &written, const Origin &origin);
@@ -392,18 +393,25 @@ std::vector<uint32_t> authors_of(std::vector<Deed> deeds)
     return authors;
 }
 
-/* Each file's newest text is its result. What is the line itself comes ahead of what was copied from it. */
+/* The newest text of a file, or nowhere: a pass that has written no node has told of none. */
+uint32_t Accountant::result_of(const std::string &file) const
+{
+    uint32_t result = nowhere;
+    for (uint32_t text = 0; text < journal_.texts.size(); text++)
+        if (journal_.texts[text].is_configuration && journal_.texts[text].file == file)
+            result = journal_.texts[text].is_written ? text : nowhere;
+    return result;
+}
+
+/* What is the line itself comes ahead of what was copied from it. */
 void Accountant::take_results()
 {
     claimed_.resize(journal_.nodes.size());
     std::vector<std::pair<size_t, const std::vector<Written> *>> results;
     for (size_t file = 0; file < files_.size(); file++) {
-        uint32_t newest = nowhere;
-        for (uint32_t text = 0; text < journal_.texts.size(); text++)
-            if (journal_.texts[text].is_written && journal_.texts[text].file == files_[file].file)
-                newest = text;
-        if (newest != nowhere && writings_.count(newest) != 0)
-            results.emplace_back(file, &writings_.at(newest));
+        auto writings = writings_.find(result_of(files_[file].file));
+        if (writings != writings_.end())
+            results.emplace_back(file, &writings->second);
     }
     std::vector<std::pair<size_t, const Written *>> copies;
     for (auto [file, writings] : results)
