@@ -120,6 +120,11 @@ StagingFolder::~StagingFolder()
     }
 }
 
+std::unique_ptr<StagingFolder> throw_away_appliance()
+{
+    return std::make_unique<StagingFolder>("", "the throw-away appliance");
+}
+
 Entries stage(const Root &appliance, const std::vector<Place> &places, const StagingFolder &to, Interrupts &interrupts)
 {
     std::string copied = appliance.run([&] { return entries_text(copy_all(places, to.root().fd())); }, &interrupts);

@@ -38,6 +38,9 @@ class StagingFolder {
     std::unique_ptr<Root>            root_;
 };
 
+/* An empty one, for an appliance that was none. */
+std::unique_ptr<StagingFolder> throw_away_appliance();
+
 /*
  * Copies what lies in those places of an appliance to a staging folder, and gives what that was, files with their
  * sums. Devices, pipes and sockets are not copied. Throws Failure; `interrupts` ends it.

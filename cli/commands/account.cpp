@@ -1,12 +1,11 @@
 /* migr account and migr blame: how they are asked for and shown. How an account comes about is told by
  * explain/account.h. */
-#include "appliance/single_file.h"
 #include "appliance/snapshot_store.h"
+#include "appliance/staged_input.h"
+#include "appliance/staged_run.h"
 #include "appliance/stored_text.h"
-#include "appliance/upgrade.h"
-#include "commands/subcommand.h"
+#include "commands/options.h"
 #include "explain/ledger_run.h"
-#include "image/image_files.h"
 #include "output/console.h"
 #include "output/json.h"
 #include "output/table.h"
@@ -15,11 +14,8 @@
 #include "report/stored_account.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <map>
 #include <sstream>
-
-namespace fs = std::filesystem;
 
 namespace command {
 
@@ -28,63 +24,53 @@ namespace {
 struct Accounting {
     StagedRun                          run;
     Account                            account;
-    std::map<std::string, std::string> results; /* the texts, by file */
+    std::map<std::string, std::string> results; /* the texts, by file, if they are wanted */
 };
 
-void run_there(const Root &staging, const Image &image, bool all, Interrupts &interrupts, Accounting &accounting)
+enum class Texts { left, wanted };
+
+/* With `all`, lines that are kept are accounted for, too. */
+Accounting account_for(const Arguments &arguments, const Image &image, bool all, Texts texts, Interrupts &interrupts)
 {
-    RunRequest request;
+    StagedInput input = stage_input(single_request(arguments), image, interrupts);
+    RunRequest  request;
     request.partial = true; /* whatever can be accounted for */
     request.accept_damage = true;
     request.library = [all] { run_and_account(all); };
-    accounting.run = run_staged(staging, image, request, interrupts);
-    accounting.account = account_of_results(staging, accounting.run.files);
-    for (const AccountFile &file : accounting.account.files)
-        accounting.results[file.file] = staging.run([&] { return stored_text(file.file); });
-}
-
-Accounting account_for(const Arguments &arguments, const Image &image, bool all, Interrupts &interrupts)
-{
-    Accounting      accounting;
-    std::error_code none;
-    if (fs::is_directory(arguments.file, none)) {
-        Root root(arguments.file);
-        auto staging = stage_to_look(root, interrupts);
-        run_there(staging->root(), image, all, interrupts, accounting);
-        return accounting;
-    }
-    StagingFolder staging("", "the throw-away appliance");
-    SingleFile    file = lay_out_single_file({arguments.file, arguments.as, arguments.domain}, staging.root(),
-                                             image_text(image, "syntax_v510.txt"), interrupts);
-    if (std::string missing = what_is_missing(file); !missing.empty())
-        complain("warning: " + file.shown + ": " + missing);
-    run_there(staging.root(), image, all, interrupts, accounting);
+    Accounting accounting;
+    accounting.run = run_staged(input.root(), image, request, interrupts);
+    accounting.account = account_of_results(input.root(), accounting.run.files);
+    if (texts == Texts::wanted)
+        for (const AccountFile &file : accounting.account.files)
+            accounting.results[file.file] = input.root().run([&] { return stored_text(file.file); });
     return accounting;
 }
 
 AccountView view_of(const Arguments &arguments)
 {
     AccountView view;
-    bool        chosen = arguments.dropped || arguments.rewritten || arguments.added;
+    bool        chosen = asks_for_fates(arguments);
     view.dropped = !chosen || arguments.dropped || arguments.all;
     view.rewritten = !chosen || arguments.rewritten || arguments.all;
     view.added = arguments.added || arguments.all || (arguments.json && !chosen);
     view.moved = arguments.all || (arguments.json && !chosen);
     view.kept = arguments.all;
     view.new_classes = !chosen;
-    view.kind = arguments.kind;
     view.path = arguments.path;
-    view.release = arguments.release;
-    view.by = arguments.by;
+    view.causes = cause_filter(arguments);
     view.show_secrets = arguments.show_secrets;
     return view;
 }
 
-void show_refusals(const StagedRun &run)
+/* Why a file was not upgraded, and what was lost of one that was. */
+void show_findings(const StagedRun &run)
 {
-    for (const FileOutcome &file : run.files)
+    for (const FileOutcome &file : run.files) {
         for (const std::string &reason : file.reasons)
             complain(file.name + ": " + reason);
+        for (const std::string &warning : file.warnings)
+            complain("warning: " + file.name + ": " + warning);
+    }
 }
 
 /* That of the newest upgrade that has one. */
@@ -116,11 +102,11 @@ Status account(const Arguments &arguments)
     if (arguments.last)
         accounting.account = kept_account(arguments);
     else
-        accounting = account_for(arguments, image, arguments.all, interrupts);
+        accounting = account_for(arguments, image, arguments.all, Texts::left, interrupts);
     std::string update_file = image_text(image, "update_config");
     Causes      causes(update_file);
     AccountView view = view_of(arguments);
-    show_refusals(accounting.run);
+    show_findings(accounting.run);
     if (arguments.json) {
         print_answer("account", accounting.run.status, to_json(accounting.account, causes, view));
         return accounting.run.status;
@@ -238,8 +224,8 @@ Status blame(const Arguments &arguments)
     Image image = open_image(arguments.image);
     tell_image(image);
     Interrupts interrupts;
-    Accounting accounting = account_for(arguments, image, true, interrupts);
-    show_refusals(accounting.run);
+    Accounting accounting = account_for(arguments, image, true, Texts::wanted, interrupts);
+    show_findings(accounting.run);
     Json::List files;
     for (const AccountFile &file : accounting.account.files)
         if (arguments.json)
@@ -256,43 +242,19 @@ Status blame(const Arguments &arguments)
 const Subcommand account_command = {
     "account",
     "Say what becomes of each line in an upgrade, and why",
-    {
-        {"ROOT|FILE", &Arguments::file,
-         "An appliance's root folder, which is left alone, or one configuration file, plain or gzip", true},
-        {"--dropped", &Arguments::dropped, "Show what is dropped, and nothing else that is not asked for"},
-        {"--rewritten", &Arguments::rewritten, "The same for what is rewritten"},
-        {"--added", &Arguments::added, "The same for what is added"},
-        {"--last", &Arguments::last, "Of the last upgrade of ROOT, as it was done"},
-        {"--all", &Arguments::all, "Show every line, those that are kept or moved, too"},
-        {"--kind",
-         &Arguments::kind,
-         "Only what has a cause of that kind",
-         false,
-         {"protection", "credentials", "network", "logging", "appearance", "housekeeping", "rule"}},
-        {"--path", &Arguments::path, "Only what lies there: a pattern for names parted by \" / \""},
-        {"--release", &Arguments::release, "Only what has a cause of that release"},
-        {"--by", &Arguments::by, "Only what has the callback, migration or rule of that name as a cause"},
-        {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
-        {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
-        {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
-        {"--show-secrets", &Arguments::show_secrets, "Show passwords and keys, which are hidden otherwise"},
-        {"--json", &Arguments::json, "Print the account as JSON"},
-    },
+    joined({root_or_file(),
+            {{"--last", &Arguments::last, "Of the last upgrade of ROOT, as it was done"},
+             {"--all", &Arguments::all, "Show every line, those that are kept or moved, too"}},
+            change_filters(),
+            image_and_file_kind(),
+            secrets_and_json("Print the account as JSON")}),
     account,
 };
 
 const Subcommand blame_command = {
     "blame",
     "Show the upgraded text, each line with where it came from and why",
-    {
-        {"ROOT|FILE", &Arguments::file,
-         "An appliance's root folder, which is left alone, or one configuration file, plain or gzip", true},
-        {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
-        {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
-        {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
-        {"--show-secrets", &Arguments::show_secrets, "Show passwords and keys, which are hidden otherwise"},
-        {"--json", &Arguments::json, "Print the lines as JSON"},
-    },
+    joined({root_or_file(), image_and_file_kind(), secrets_and_json("Print the lines as JSON")}),
     blame,
 };
 

@@ -226,8 +226,8 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
 Conversion convert_one(const Arguments &arguments, const Image &image, const std::string &path, Interrupts &interrupts)
 {
     SingleRequest input = {path, arguments.as, arguments.domain};
-    StagingFolder staging("", "the throw-away appliance");
-    SingleFile    file = lay_out_single_file(input, staging.root(), image_text(image, "syntax_v510.txt"), interrupts);
+    auto          staging = throw_away_appliance();
+    SingleFile    file = lay_out_single_file(input, staging->root(), image_text(image, "syntax_v510.txt"), interrupts);
     check_output(arguments, file);
     Conversion conversion;
     conversion.shown = file.shown;
@@ -235,7 +235,7 @@ Conversion convert_one(const Arguments &arguments, const Image &image, const std
     if (file.facts.release >= image_release())
         pass_through(arguments, file, interrupts, conversion);
     else
-        upgrade_in(staging, arguments, image, file, interrupts, conversion);
+        upgrade_in(*staging, arguments, image, file, interrupts, conversion);
     return conversion;
 }
 

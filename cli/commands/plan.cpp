@@ -4,16 +4,13 @@
 #include "appliance/header_lines.h"
 #include "appliance/inside.h"
 #include "appliance/inspect.h"
-#include "appliance/single_file.h"
-#include "appliance/staging.h"
+#include "appliance/staged_input.h"
 #include "appliance/stored_text.h"
-#include "commands/subcommand.h"
+#include "commands/options.h"
 #include "output/console.h"
 #include "output/json.h"
 #include "output/release_text.h"
 #include "run/interrupts.h"
-
-#include <filesystem>
 
 namespace command {
 
@@ -147,27 +144,23 @@ Status status_of(const Plan &plan)
 
 Plan plan_of_file(const Arguments &arguments, const Image &image)
 {
-    Interrupts    interrupts;
-    StagingFolder staging("", "the throw-away appliance");
-    SingleFile    file = lay_out_single_file({arguments.file, arguments.as, arguments.domain}, staging.root(),
-                                             image_text(image, "syntax_v510.txt"), interrupts);
-    if (std::string missing = what_is_missing(file); !missing.empty())
-        complain("warning: " + file.shown + ": " + missing);
+    Interrupts interrupts;
+    auto       staging = throw_away_appliance();
+    SingleFile file = lay_out_input(single_request(arguments), staging->root(), image, interrupts);
     if (!file.is_domain())
-        return plan_upgrade(staging.root(), image);
+        return plan_upgrade(staging->root(), image);
     /* As in a run, an empty global file of its release stands in for the appliance's own. */
-    inside(staging.root(), [&] { store_text(global_name, header_lines_of(stored_text(file.stored))); });
-    Plan plan = plan_upgrade(staging.root(), image);
+    inside(staging->root(), [&] { store_text(global_name, header_lines_of(stored_text(file.stored))); });
+    Plan plan = plan_upgrade(staging->root(), image);
     std::erase_if(plan.passes, [](const PlannedPass &pass) { return pass.file == global_name; });
     return plan;
 }
 
 Status show_plan(const Arguments &arguments)
 {
-    Image           image = open_image(arguments.image);
-    std::error_code none;
-    bool            is_root = std::filesystem::is_directory(arguments.file, none);
-    Plan            plan = is_root ? plan_upgrade(Root(arguments.file), image) : plan_of_file(arguments, image);
+    Image image = open_image(arguments.image);
+    Plan  plan =
+        is_root_folder(arguments.file) ? plan_upgrade(Root(arguments.file), image) : plan_of_file(arguments, image);
     if (arguments.json)
         print_answer("plan", status_of(plan), to_json(plan, image));
     else
@@ -180,13 +173,7 @@ Status show_plan(const Arguments &arguments)
 const Subcommand plan_command = {
     "plan",
     "Tell what an upgrade is going to do, and do nothing",
-    {
-        {"ROOT|FILE", &Arguments::file, "An appliance's root folder, or one configuration file, plain or gzip", true},
-        {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
-        {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
-        {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
-        {"--json", &Arguments::json, "Print the plan as JSON"},
-    },
+    joined({root_or_file(), image_and_file_kind(), {{"--json", &Arguments::json, "Print the plan as JSON"}}}),
     show_plan,
 };
 

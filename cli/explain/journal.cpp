@@ -13,9 +13,7 @@ namespace {
 /* What is under way. */
 struct Taking {
     Journal                         journal;
-    std::map<Author, uint32_t>      authors;
-    const char                     *last_name = nullptr; /* of the author that was asked for last */
-    uint32_t                        last_author = nowhere;
+    Authors                         authors;
     uint64_t                        base = 0;          /* the number ahead of the first node's */
     uint32_t                        reading = nowhere; /* the text that is being read */
     std::map<std::string, uint32_t> written;           /* by file, its newest text */
@@ -30,20 +28,7 @@ std::string file_name(const std::string &path)
 
 uint32_t author_of(const migr_change &change)
 {
-    const migr_author &said = *change.author;
-    if (taking->last_author != nowhere) {
-        const Author &last = taking->journal.authors[taking->last_author];
-        if (said.name == taking->last_name && said.release == last.release && said.line == last.line &&
-            last.name == said.name && last.mechanism == said.mechanism)
-            return taking->last_author;
-    }
-    Author author = {said.release, said.mechanism, said.name ? said.name : "", said.line};
-    auto [at, is_new] = taking->authors.try_emplace(author, static_cast<uint32_t>(taking->journal.authors.size()));
-    if (is_new)
-        taking->journal.authors.push_back(author);
-    taking->last_name = said.name;
-    taking->last_author = at->second;
-    return at->second;
+    return taking->authors.number_of(*change.author);
 }
 
 /* Numbers run on from one run of the process to the next; here they begin with 1. */
@@ -74,7 +59,6 @@ void add_event(const migr_change &change, EventKind kind, uint32_t file = nowher
 
 uint32_t add_text(JournalText text)
 {
-    text.begun = static_cast<uint32_t>(taking->journal.events.size());
     taking->journal.texts.push_back(std::move(text));
     return static_cast<uint32_t>(taking->journal.texts.size() - 1);
 }
@@ -241,6 +225,7 @@ Journal take_down(void (*library)())
     library();
     migr_observe_changes(nullptr);
     taking = nullptr;
+    now.journal.authors = now.authors.take_list();
     return std::move(now.journal);
 }
 

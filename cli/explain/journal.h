@@ -1,25 +1,18 @@
 /*
  * What the library told of its changes in one run, as numbers: nodes, the lines that they were read from and written
- * to, and what was done to them by whom. Holds no text of a configuration. What it means for lines is told by
- * account.h.
+ * to, and what was done to them by whom. Holds no text of a configuration: both files are at hand when an account is
+ * made, and an upgrade has to fit into little memory, which is why the library's own journal (ledger/journal.h), which
+ * keeps all texts for hosts, is not used. What it means for lines is told by account.h.
  */
 #pragma once
+
+#include "explain/authors.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace command {
-
-/* Who made a change: see migr_author (driver/change.h). */
-struct Author {
-    int32_t     release = 0;
-    std::string mechanism;
-    std::string name;
-    uint32_t    line = 0; /* of a rule in the update file */
-
-    auto operator<=>(const Author &) const = default;
-};
 
 /* Lines of a text, from 1. */
 struct Span {
@@ -67,7 +60,6 @@ struct JournalText {
     uint32_t continues = nowhere; /* of one that was read: the written text that it is; nowhere: the file as it was */
     bool     is_written = false;  /* or read */
     uint32_t author = nowhere;    /* who reads or writes it */
-    uint32_t begun = 0;           /* how many events there were ahead of that */
 };
 
 /* A node that stands below several is written as often. */

@@ -19,11 +19,6 @@
 
 namespace command {
 
-static auto fields_of(Author &author)
-{
-    return std::tie(author.release, author.mechanism, author.name, author.line);
-}
-
 static auto fields_of(Span &span)
 {
     return std::tie(span.first, span.last, span.end);

@@ -8,7 +8,6 @@
 #include "output/table.h"
 
 #include <algorithm>
-#include <fnmatch.h>
 #include <map>
 #include <sstream>
 
@@ -66,16 +65,11 @@ bool wants(const AccountView &view, const Account &account, const CauseTexts &te
     bool is_new_class = entry.fate == LineFate::added && view.new_classes && is_by_signatures(account, entry);
     if (!wants_fate(view, entry.fate) && !is_new_class)
         return false;
-    if (!view.path.empty() && fnmatch(view.path.c_str(), path_text(entry.path).c_str(), 0) != 0)
+    if (!view.path.empty() && !is_path_like(path_text(entry.path), view.path))
         return false;
-    if (view.kind.empty() && view.release.empty() && view.by.empty())
-        return true;
-    return std::any_of(entry.causes.begin(), entry.causes.end(), [&](uint32_t cause) {
-        const Author &author = account.authors[cause];
-        return (view.kind.empty() || texts[cause].kind == view.kind) &&
-               (view.release.empty() || release_text(author.release) == view.release) &&
-               (view.by.empty() || author.name == view.by);
-    });
+    return view.causes.takes_all() || std::any_of(entry.causes.begin(), entry.causes.end(), [&](uint32_t cause) {
+               return view.causes.takes(account.authors[cause], texts[cause]);
+           });
 }
 
 std::string lines_text(uint64_t count)

@@ -3,6 +3,7 @@
 
 #include "explain/account.h"
 #include "explain/causes.h"
+#include "explain/change_filter.h"
 #include "output/console.h"
 #include "output/json.h"
 
@@ -19,10 +20,8 @@ struct AccountView {
     bool        moved = false;
     bool        kept = false;
     bool        new_classes = true; /* that the signature database has added, whatever of the rest is to be shown */
-    std::string kind;               /* of one of the causes; empty: any */
     std::string path;               /* a pattern (glob(7)) for the names, parted by " / "; empty: any */
-    std::string release;            /* of one of the causes, as text */
-    std::string by;                 /* the name of one of the causes */
+    CauseFilter causes;             /* takes one of an entry's */
     bool        show_secrets = false;
 };
 

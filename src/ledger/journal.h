@@ -1,7 +1,8 @@
 /*
  * The journal: what has been told of a run, kept so that it can be asked by node. A node has its lines in the text that
  * it was read from and in the one that it was written to, and its changes in their order. It draws no conclusions: what
- * became of a line is for those who ask.
+ * became of a line is for those who ask. It is for hosts, which may have nothing but what is told, so it keeps every
+ * text, and for C. A host that has the files at hand, as the command does, needs no more than numbers.
  */
 #ifndef MIGR_LEDGER_JOURNAL_H
 #define MIGR_LEDGER_JOURNAL_H
