@@ -49,7 +49,8 @@ _migr()
     if [ "${word:0:1}" = - ]; then
         case $command in
             convert) COMPREPLY=($(compgen -W "--output --force --as --domain --image --accept-damage --verbose --json --help" -- "$word")) ;;
-            explain | blame) COMPREPLY=($(compgen -W "--image --as --domain --show-secrets --json --help" -- "$word")) ;;
+            explain) COMPREPLY=($(compgen -W "--dropped --rewritten --added --kind --path --release --by --image --as --domain --show-secrets --json --help" -- "$word")) ;;
+            blame) COMPREPLY=($(compgen -W "--image --as --domain --show-secrets --json --help" -- "$word")) ;;
             account) COMPREPLY=($(compgen -W "--dropped --rewritten --added --last --all --kind --path --release --by --image --as --domain --show-secrets --json --help" -- "$word")) ;;
             check) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             plan) COMPREPLY=($(compgen -W "--image --as --domain --json --help" -- "$word")) ;;

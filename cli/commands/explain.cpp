@@ -1,66 +1,71 @@
 /* migr explain ROOT|FILE: how an explanation is asked for and shown. How it comes about is told by
  * explain/explanation.h. */
-#include "appliance/single_file.h"
-#include "appliance/upgrade.h"
-#include "commands/subcommand.h"
+#include "appliance/staged_input.h"
+#include "appliance/staged_run.h"
+#include "commands/options.h"
+#include "explain/causes.h"
 #include "explain/explanation.h"
-#include "image/image_files.h"
 #include "output/console.h"
 #include "output/json.h"
 #include "output/release_text.h"
+#include "report/account_report.h"
 #include "report/report.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <sstream>
-
-namespace fs = std::filesystem;
 
 namespace command {
 
 namespace {
 
-struct Explanation {
-    std::vector<FileOutcome>   files;
-    Status                     status = Status::done;
-    std::vector<SectionChange> changes;
+struct Explained {
+    StagedRun   run;
+    Explanation explanation;
 };
 
-void take_run(const StagedRun &run, const Root &staging, Explanation &explanation)
+DiffView view_of(const Arguments &arguments)
 {
-    explanation.files = run.files;
-    explanation.status = run.status;
-    explanation.changes = read_changes(staging);
+    DiffView view;
+    view.show_secrets = arguments.show_secrets;
+    view.lines.path = arguments.path;
+    if (!asks_for_fates(arguments))
+        return view;
+    view.lines.dropped = arguments.dropped;
+    view.lines.rewritten = arguments.rewritten;
+    view.lines.added = arguments.added;
+    view.lines.moved = false;
+    return view;
 }
 
-RunRequest run_of(const Arguments &arguments)
+CauseText text_of(const Author &author, const Causes &causes)
 {
+    return causes.of(author.mechanism, author.name, author.line);
+}
+
+Explained explained(const Arguments &arguments, const Image &image, const Causes &causes, Interrupts &interrupts)
+{
+    StagedInput        input = stage_input(single_request(arguments), image, interrupts);
+    CauseFilter        filter = cause_filter(arguments);
+    ExplanationRequest request;
+    request.view = view_of(arguments);
+    request.takes = [&](const Author &author) {
+        return filter.takes_all() || filter.takes(author, text_of(author, causes));
+    };
     RunRequest run;
     run.partial = true; /* whatever can be explained */
-    run.library = [show = arguments.show_secrets] { run_and_take_down(show); };
-    return run;
-}
-
-void explain_root(const Arguments &arguments, const Image &image, Interrupts &interrupts, Explanation &explanation)
-{
-    Root                           root(arguments.file);
-    std::unique_ptr<StagingFolder> staging = stage_to_look(root, interrupts);
-    take_run(run_staged(staging->root(), image, run_of(arguments), interrupts), staging->root(), explanation);
-}
-
-void explain_file(const Arguments &arguments, const Image &image, Interrupts &interrupts, Explanation &explanation)
-{
-    StagingFolder staging("", "the throw-away appliance");
-    SingleFile    file = lay_out_single_file({arguments.file, arguments.as, arguments.domain}, staging.root(),
-                                             image_text(image, "syntax_v510.txt"), interrupts);
-    if (std::string missing = what_is_missing(file); !missing.empty())
-        complain("warning: " + file.shown + ": " + missing);
-    take_run(run_staged(staging.root(), image, run_of(arguments), interrupts), staging.root(), explanation);
+    run.library = [&] { run_and_explain(request); };
+    Explained all;
+    all.run = run_staged(input.root(), image, run, interrupts);
+    all.explanation = read_explanation(input.root());
+    /* What stands in for the other files of an appliance is of no interest. */
+    if (!input.only.empty())
+        std::erase_if(all.run.files, [&](const FileOutcome &file) { return file.name != input.only; });
+    return all;
 }
 
 /* ---- for people ---- */
 
-std::string whole_diff(const SectionChange &change)
+std::string whole_diff(const ExplainedChange &change)
 {
     return "--- " + change.file + "\n+++ " + change.file + "\n" + change.diff;
 }
@@ -74,15 +79,19 @@ std::vector<std::string> lines_of(const std::string &text)
     return lines;
 }
 
-void show_change(const SectionChange &change)
+void show_change(const ExplainedChange &change, const Causes &causes)
 {
-    say("== " + change.file + ", " + release_text(change.release) + ", " + change.by);
+    CauseText text = text_of(change.author, causes);
+    say("== " + change.file + ", " + shown(change.author) + " (" + text.kind + ")" +
+        (text.sentence.empty() ? "" : ": " + text.sentence));
     for (const std::string &line : lines_of(whole_diff(change)))
         say(line);
 }
 
-std::string summary(const FileOutcome &file, bool changed)
+std::string summary(const FileOutcome &file, bool changed, bool is_filtered)
 {
+    const char *no_change =
+        is_filtered ? ", and nothing of what was asked for changed." : ", and nothing changed but the version line.";
     std::string from = release_text(file.before);
     std::string to = release_text(file.after);
     switch (file.result) {
@@ -96,25 +105,20 @@ std::string summary(const FileOutcome &file, bool changed)
     case Result::added:
         return file.name + ": new, at " + to + ".";
     default:
-        return file.name + ": from " + from + " to " + to +
-               (changed ? "." : ", and nothing changed but the version line.");
+        return file.name + ": from " + from + " to " + to + (changed ? "." : no_change);
     }
 }
 
-void show_file(const FileOutcome &file, const std::vector<SectionChange> &changes)
+void show(const Explained &all, const Causes &causes, bool is_filtered)
 {
-    auto of_file = [&](const SectionChange &change) { return change.file == file.name; };
-    bool changed = std::any_of(changes.begin(), changes.end(), of_file);
-    say(summary(file, changed));
-    for (const SectionChange &change : changes)
-        if (of_file(change))
-            show_change(change);
-}
-
-void show(const Explanation &explanation)
-{
-    for (const FileOutcome &file : explanation.files)
-        show_file(file, explanation.changes);
+    for (const FileOutcome &file : all.run.files) {
+        const std::vector<ExplainedChange> &changes = all.explanation.changes;
+        auto of_file = [&](const ExplainedChange &change) { return change.file == file.name; };
+        say(summary(file, std::any_of(changes.begin(), changes.end(), of_file), is_filtered));
+        for (const ExplainedChange &change : changes)
+            if (of_file(change))
+                show_change(change, causes);
+    }
 }
 
 /* ---- for programs ---- */
@@ -126,82 +130,85 @@ Json to_json(const FileOutcome &file)
         {"result", word(file.result)}, {"reasons", Json::list(file.reasons)},  {"warnings", Json::list(file.warnings)}};
 }
 
-Json to_json(const SectionChange &change)
+Json to_json(const ExplainedChange &change, const Causes &causes)
 {
+    const Author &author = change.author;
+    CauseText     text = text_of(author, causes);
     return Json::Members{{"file", change.file},
-                         {"release", Json::release(change.release)},
-                         {"by", change.by},
+                         {"release", Json::release(author.release)},
+                         {"mechanism", author.mechanism},
+                         {"name", author.name},
+                         {"line", author.line == 0 ? Json() : Json(uint64_t{author.line})},
+                         {"kind", text.kind},
+                         {"sentence", Json::text_or_null(text.sentence)},
                          {"diff", Json::lines(whole_diff(change))}};
 }
 
-Json::Members to_json(const Explanation &explanation, const Image &image, bool secrets_hidden)
+Json::Members to_json(const Explained &all, const Image &image, const Causes &causes, bool secrets_hidden)
 {
     Json::List files, changes;
-    for (const FileOutcome &file : explanation.files)
+    for (const FileOutcome &file : all.run.files)
         files.push_back(to_json(file));
-    for (const SectionChange &change : explanation.changes)
-        changes.push_back(to_json(change));
+    for (const ExplainedChange &change : all.explanation.changes)
+        changes.push_back(to_json(change, causes));
     return {{"image", image.folder},
             {"image_release", Json::release(image_release())},
             {"secrets_hidden", secrets_hidden},
             {"files", std::move(files)},
-            {"changes", std::move(changes)}};
+            {"changes", std::move(changes)},
+            {"incomplete", all.explanation.is_incomplete}};
 }
 
 /* ---- the run ---- */
 
-/* What was noted of a file that the run then left alone never came to be. */
-void drop_unfinished(Explanation &explanation)
+/* What was taken down of a file that the run then left alone never came to be. */
+void drop_unfinished(Explained &all)
 {
-    for (const FileOutcome &file : explanation.files)
-        if (file.result == Result::refused)
-            std::erase_if(explanation.changes, [&](const SectionChange &change) { return change.file == file.name; });
+    std::erase_if(all.explanation.changes, [&](const ExplainedChange &change) {
+        auto file = std::find_if(all.run.files.begin(), all.run.files.end(),
+                                 [&](const FileOutcome &one) { return one.name == change.file; });
+        return file == all.run.files.end() || file->result == Result::refused;
+    });
 }
 
 /* By file; each file's changes keep their order. */
-void order_by_file(Explanation &explanation)
+void order_by_file(Explained &all)
 {
-    std::vector<SectionChange> ordered;
-    for (const FileOutcome &file : explanation.files)
-        std::copy_if(explanation.changes.begin(), explanation.changes.end(), std::back_inserter(ordered),
-                     [&](const SectionChange &change) { return change.file == file.name; });
-    explanation.changes = std::move(ordered);
+    auto place = [&](const ExplainedChange &change) {
+        return std::find_if(all.run.files.begin(), all.run.files.end(),
+                            [&](const FileOutcome &file) { return file.name == change.file; });
+    };
+    std::stable_sort(
+        all.explanation.changes.begin(), all.explanation.changes.end(),
+        [&](const ExplainedChange &one, const ExplainedChange &other) { return place(one) < place(other); });
 }
 
 Status explain(const Arguments &arguments)
 {
     Image image = open_image(arguments.image);
     tell_image(image);
-    Interrupts      interrupts;
-    Explanation     explanation;
-    std::error_code none;
-    if (fs::is_directory(arguments.file, none))
-        explain_root(arguments, image, interrupts, explanation);
-    else
-        explain_file(arguments, image, interrupts, explanation);
-    drop_unfinished(explanation);
-    order_by_file(explanation);
+    Interrupts interrupts;
+    Causes     causes(image_text(image, "update_config"));
+    Explained  all = explained(arguments, image, causes, interrupts);
+    drop_unfinished(all);
+    order_by_file(all);
+    if (all.explanation.is_incomplete)
+        complain("warning: memory ran out, so not all changes are shown.");
+    bool is_filtered = asks_for_fates(arguments) || !arguments.path.empty() || !cause_filter(arguments).takes_all();
     if (arguments.json)
-        print_answer("explain", explanation.status, to_json(explanation, image, !arguments.show_secrets));
+        print_answer("explain", all.run.status, to_json(all, image, causes, !arguments.show_secrets));
     else
-        show(explanation);
-    return explanation.status;
+        show(all, causes, is_filtered);
+    return all.run.status;
 }
 
 } // namespace
 
 const Subcommand explain_command = {
     "explain",
-    "Show what an upgrade changes in each file, and why",
-    {
-        {"ROOT|FILE", &Arguments::file,
-         "An appliance's root folder, which is left alone, or one configuration file, plain or gzip", true},
-        {"--image", &Arguments::image, "Folder with the image's files, in place of the packaged ones"},
-        {"--as", &Arguments::as, "What FILE is, if its name does not tell", false, {"global", "domain"}},
-        {"--domain", &Arguments::domain, "The name of the domain that FILE belongs to"},
-        {"--show-secrets", &Arguments::show_secrets, "Show passwords and keys, which are hidden otherwise"},
-        {"--json", &Arguments::json, "Print files and changes as JSON"},
-    },
+    "Show what an upgrade changes in each file, by whom and why",
+    joined(
+        {root_or_file(), change_filters(), image_and_file_kind(), secrets_and_json("Print files and changes as JSON")}),
     explain,
 };
 

@@ -1,155 +1,221 @@
 /*
- * The tree is written to text when each part of the work is done, and compared with the text before. What changed it
- * inside a part is not known here.
+ * The observer hands what is told to a ToldTree; when a part has ended, its turns become diffs. A file that is split
+ * comes back as two, which are compared by their blocks.
  */
 #include "explain/explanation.h"
 
 #include "appliance/inspect.h"
 #include "driver/migr.h"
-#include "explain/secrets.h"
-#include "explain/unified_diff.h"
+#include "explain/split_diff.h"
 #include "run/library_child.h"
 #include "system/codec.h"
-#include "system/failure.h"
 #include "system/files.h"
-#include "tree/config_text.h"
+#include "system/new_file.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace command {
 
-static auto fields_of(SectionChange &change)
+static auto fields_of(ExplainedChange &change)
 {
-    return std::tie(change.file, change.release, change.by, change.diff);
+    return std::tie(change.file, change.author, change.diff);
+}
+
+static auto fields_of(Explanation &explanation)
+{
+    return std::tie(explanation.changes, explanation.is_incomplete);
 }
 
 namespace {
 
-constexpr char changes_path[] = "/changes";
-constexpr char split_into_two[] = "split into a global and a domain file";
+constexpr char explanation_path[] = "/explanation";
 
-/* What is known of a file since its last pass. */
-struct Known {
-    int32_t     release = -1; /* as read */
-    std::string text;         /* as the last part left it */
-};
-
-struct Recorder {
-    std::vector<SectionChange>   changes;
-    std::map<std::string, Known> files;
-    bool                         split = false; /* a file from before 5.10 has become two */
-    bool                         show_secrets = false;
-};
-
-std::unique_ptr<Recorder> recorder; /* in the library's child alone */
-
-const char *name_of(std::string_view phase)
+std::string file_name(const std::string &path)
 {
-    static constexpr struct {
-        std::string_view phase;
-        const char      *name;
-    } names[] = {
-        {"bridges", "removal of old bridges"},
-        {"step", "version step"},
-        {"delete", "delete rules"},
-        {"modify", "modify rules"},
-        {"readd", "re-add rules"},
-        {"stage", "stage"},
-        {"signatures", "signature database"},
-    };
-    for (const auto &row : names)
-        if (row.phase == phase)
-            return row.name;
-    return "the library";
+    return std::filesystem::path(path).filename().string();
 }
 
-/* The tree as it is shown: in a copy, since the writer changes names in what it writes, and so does whoever hides
- * secrets. */
-std::string text_of_tree()
+uint64_t header_lines()
 {
-    config_node copy = {};
-    char       *text = nullptr;
-    size_t      size = 0;
-    FILE       *stream = open_memstream(&text, &size);
-    copy.kind = migr_main.root.kind;
-    bool whole = stream && copy_node(&migr_main.root, &copy) == 0;
-    if (whole && !recorder->show_secrets)
-        hide_secrets(&copy);
-    whole = whole && write_tree(&copy, 0, stream) == 0;
-    free_node(&copy);
-    if (!stream || fclose(stream) != 0 || !whole) {
+    auto lines = [](const char *text) { return std::count(text, text + strlen(text), '\n'); };
+    return static_cast<uint64_t>(lines(migr_main.first_line) + lines(migr_main.second_line));
+}
+
+class Explainer {
+  public:
+    explicit Explainer(const ExplanationRequest &request) : request_(request) {}
+
+    void take(const migr_change &change);
+    void end_part(int32_t release, std::string_view phase);
+
+    Explanation take_explanation()
+    {
+        return std::move(explanation_);
+    }
+
+  private:
+    void begin_file(int32_t release);
+    void explain_part();
+    void explain_split(const std::vector<TopLevelBlock> &before);
+    void take_split(const migr_change &change);
+    void add(uint32_t author, std::string diff);
+
+    const ExplanationRequest      &request_;
+    Authors                        authors_;
+    ToldTree                       tree_;
+    PartText                       part_;
+    Explanation                    explanation_;
+    std::string                    file_;     /* of the pass */
+    std::map<std::string, int32_t> releases_; /* of the files that there were passes of, as they were read */
+
+    /* Of the split, if there was one. */
+    std::string                split_file_;
+    uint32_t                   split_author_ = 0;
+    std::vector<TopLevelBlock> split_blocks_;
+    size_t                     next_block_ = 0;
+    bool                       is_split_ = false; /* it has come to its end */
+};
+
+void Explainer::take(const migr_change &change)
+{
+    if (change.kind == MIGR_OPENED && change.file && strcmp(change.author->mechanism, "read") == 0)
+        return tree_.close();
+    if (change.kind == MIGR_INCOMPLETE)
+        explanation_.is_incomplete = true;
+    if (!tree_.is_open() || change.node == 0)
+        return;
+    if (change.kind == MIGR_WRITTEN || change.kind == MIGR_LEFT_OUT)
+        return take_split(change);
+    tree_.take(change, authors_.number_of(*change.author));
+}
+
+void Explainer::end_part(int32_t release, std::string_view phase)
+{
+    file_ = file_name(current_pass());
+    if (phase == "read")
+        return begin_file(release);
+    if (tree_.has_turns())
+        explain_part();
+    if (phase == "signatures" && vdom_update_flag) {
+        split_file_ = file_;
+        split_blocks_ = top_level_blocks(tree_, request_.view.show_secrets);
+        next_block_ = 0;
+    }
+}
+
+/* A file that comes back as it was is one whose pass failed, and with it all that was taken down of it. */
+void Explainer::begin_file(int32_t release)
+{
+    tree_.begin(migr_main.root);
+    auto [known, is_first] = releases_.try_emplace(file_, release);
+    if (known->second == release && !is_first)
+        std::erase_if(explanation_.changes, [&](const ExplainedChange &change) { return change.file == file_; });
+    if (known->second != release && file_ == split_file_) {
+        is_split_ = true;
+        explain_split(std::exchange(split_blocks_, {}));
+    } else if (is_first && is_split_ && file_ == first_domain_name) {
+        explain_split({});
+    }
+    known->second = release;
+}
+
+void Explainer::explain_part()
+{
+    tree_.follow_changes();
+    take_part_text(tree_, part_);
+    if (!part_.varying.empty()) {
+        PartDiff diff(tree_, part_, request_.view, header_lines());
+        for (uint32_t turn = 1; turn <= tree_.turns().size(); turn++)
+            if (request_.takes(authors_.list()[tree_.turns()[turn - 1]]))
+                add(tree_.turns()[turn - 1], diff.of_turn(turn));
+    }
+    tree_.forget_part(part_.lost);
+}
+
+void Explainer::explain_split(const std::vector<TopLevelBlock> &before)
+{
+    if (!request_.takes(authors_.list()[split_author_]))
+        return;
+    std::vector<TopLevelBlock> after = top_level_blocks(tree_, request_.view.show_secrets);
+    add(split_author_, split_diff(before, after, file_, request_.view.lines, header_lines()));
+}
+
+/* Where a top-level block goes. They are told in their order. */
+void Explainer::take_split(const migr_change &change)
+{
+    uint32_t node = tree_.number_of(change.node);
+    if (next_block_ >= split_blocks_.size() || split_blocks_[next_block_].node != node)
+        return;
+    split_author_ = authors_.number_of(*change.author);
+    split_blocks_[next_block_++].file = change.kind == MIGR_WRITTEN ? file_name(change.file) : "";
+}
+
+void Explainer::add(uint32_t author, std::string diff)
+{
+    if (!diff.empty())
+        explanation_.changes.push_back({file_, authors_.list()[author], std::move(diff)});
+}
+
+/* ---- in the library's child ---- */
+
+std::unique_ptr<Explainer> explainer;
+
+/* The library knows of no exceptions. */
+template <typename Work> void do_or_end(const Work &work)
+{
+    try {
+        work();
+    } catch (const std::bad_alloc &) {
         fputs("not enough memory to explain this run\n", stderr);
         fflush(nullptr);
         _exit(1);
     }
-    std::string result(text, size);
-    free(text);
-    return result;
 }
 
-void note(const std::string &file, int32_t release, const char *by, const std::string &text)
+void observe(const migr_change *change)
 {
-    std::string &last = recorder->files[file].text;
-    if (last != text)
-        recorder->changes.push_back({file, release, by, unified_diff(last, text)});
-    last = text;
-}
-
-/* A file from before 5.10 comes back as two of 5.10. One that comes back as it was is one whose pass failed, and with
- * it all that was noted. */
-void begin_file(const std::string &file, int32_t release, const std::string &text)
-{
-    Known &known = recorder->files[file];
-    bool   again = known.release >= 0;
-    if (again && known.release == release)
-        std::erase_if(recorder->changes, [&](const SectionChange &change) { return change.file == file; });
-    recorder->split = recorder->split || (again && known.release != release);
-    if (recorder->split && (again || file == first_domain_name))
-        note(file, release, split_into_two, text);
-    known = {release, text};
-}
-
-void take_down(int32_t release, std::string_view phase)
-{
-    std::string file = std::filesystem::path(current_pass()).filename().string();
-    if (phase == "read")
-        begin_file(file, release, text_of_tree());
-    else
-        note(file, release, name_of(phase), text_of_tree());
+    do_or_end([&] { explainer->take(*change); });
 }
 
 } // namespace
 
-void run_and_take_down(bool show_secrets)
+Explanation explanation_of_run(const ExplanationRequest &request)
 {
-    recorder = std::make_unique<Recorder>();
-    recorder->show_secrets = show_secrets;
-    watch_sections(take_down);
+    explainer = std::make_unique<Explainer>(request);
+    watch_sections([](int32_t release, std::string_view phase) {
+        do_or_end([&] { explainer->end_part(release, phase); });
+    });
+    migr_observe_changes(observe);
     migr_main_do_all();
-    try {
-        write_new(changes_path, encoded(recorder->changes));
-    } catch (const PathError &error) {
-        fputs(failure_of(error, error.path).what(), stderr);
-        fflush(nullptr);
-        _exit(1);
-    }
-    recorder.reset();
+    migr_observe_changes(nullptr);
+    watch_sections(nullptr);
+    return std::exchange(explainer, nullptr)->take_explanation();
 }
 
-std::vector<SectionChange> read_changes(const Root &root)
+void run_and_explain(const ExplanationRequest &request)
+{
+    Explanation explanation = explanation_of_run(request);
+    int         error = errno; /* the last thing that the system refused the library */
+    write_new(explanation_path, encoded(std::move(explanation)));
+    errno = error;
+}
+
+Explanation read_explanation(const Root &root)
 {
     std::string bytes = root.run([] {
         struct stat st = {};
-        bool        ran = lstat(changes_path, &st) == 0;
-        return ran ? read_file(changes_path, Links::refuse) : "";
+        return lstat(explanation_path, &st) == 0 ? read_file(explanation_path, Links::refuse) : "";
     });
-    return bytes.empty() ? std::vector<SectionChange>() : decoded<std::vector<SectionChange>>(bytes);
+    return bytes.empty() ? Explanation() : decoded<Explanation>(bytes);
 }
 
 } // namespace command

@@ -1,18 +1,15 @@
-/* What counts as a secret, by the name of its property or by its look, and the marks in their place. It works on a copy
- * of a tree that is only shown: what is stored keeps its secrets. */
+/* What counts as a secret, by the name of its property or by its look, and the marks in their place. */
 #include "explain/secrets.h"
 
 #include "system/digest.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <new>
 #include <string>
 #include <string_view>
 #include <sys/random.h>
-#include <vector>
 
 namespace command {
 
@@ -32,17 +29,6 @@ bool ends_in(std::string_view name, std::string_view word)
         return false;
     return name.size() == word.size() ||
            std::string_view("-, ").find(name[name.size() - word.size() - 1]) != std::string_view::npos;
-}
-
-bool is_config(const config_node &node)
-{
-    return node.kind == MIGR_TOP || node.kind == MIGR_CONFIG;
-}
-
-/* Whoever knows the name of an entry of such a configuration may ask the appliance for anything. */
-bool names_are_secret(const config_node &node)
-{
-    return is_config(node) && ends_in(node.name, "community");
 }
 
 bool is_secret(const char *name, const char *value, bool name_is_secret)
@@ -70,44 +56,18 @@ const std::string &salt()
     return random;
 }
 
-void hide(config_node *set)
-{
-    static constexpr size_t shown = 8;
-    std::string             mark = "(hidden " + sha256(salt() + set->value).substr(0, shown) + ")";
-    char                   *value = strdup(mark.c_str());
-    if (!value)
-        throw std::bad_alloc();
-    free(set->value);
-    set->value = value;
-}
-
 } // namespace
 
 bool is_secret_set(const std::string &config, const std::string &name, const std::string &value)
 {
+    /* Whoever knows the name of an entry of such a configuration may ask the appliance for anything. */
     return is_secret(name.c_str(), value.c_str(), ends_in(config, "community"));
 }
 
-void hide_secrets(config_node *root)
+std::string hidden_value(const std::string &value)
 {
-    struct Place {
-        config_node *node;
-        bool         name_is_secret; /* of the entry that it is in */
-    };
-    std::vector<Place> waiting = {{root->top_list, false}};
-    while (!waiting.empty()) {
-        auto [node, name_is_secret] = waiting.back();
-        waiting.pop_back();
-        if (!node)
-            continue;
-        if (node->kind == MIGR_SET && is_secret(node->name, node->value, name_is_secret))
-            hide(node);
-        bool inside = is_config(*node) ? names_are_secret(*node) : name_is_secret;
-        waiting.insert(waiting.end(), {{node->next, name_is_secret},
-                                       {node->set_list, inside},
-                                       {node->edit_list, inside},
-                                       {node->config_list, false}});
-    }
+    static constexpr size_t shown = 8;
+    return "(hidden " + sha256(salt() + value).substr(0, shown) + ")";
 }
 
 } // namespace command

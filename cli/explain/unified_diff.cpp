@@ -1,95 +1,91 @@
-/* Diffs by the kept library for them, in the form that patch knows, with the config around each hunk. Both texts are
- * shown as they are: who prints the result makes it safe. */
+/* Lines that nothing was changed in wait until it is known whether a change comes near enough. */
 #include "explain/unified_diff.h"
 
-#include <dtl/dtl.hpp>
-#include <vector>
+#include <algorithm>
 
 namespace command {
 
 namespace {
 
-using Lines = std::vector<std::string_view>;
-using Diff = dtl::Diff<std::string_view, Lines>;
-using Line = std::pair<std::string_view, dtl::elemInfo>;
-using Hunk = dtl::uniHunk<Line>;
-
-constexpr std::string_view no_newline = "\n\\ No newline at end of file";
-
-Lines lines_of(std::string_view text)
+template <typename Lines> uint64_t count_without(const Lines &lines, char mark)
 {
-    Lines lines;
-    while (!text.empty()) {
-        size_t end = std::min(text.find('\n'), text.size() - 1);
-        lines.push_back(text.substr(0, end + 1));
-        text.remove_prefix(end + 1);
-    }
-    return lines;
+    return static_cast<uint64_t>(
+        std::count_if(lines.begin(), lines.end(), [&](const auto &line) { return line.mark != mark; }));
 }
 
-std::string_view without_newline(std::string_view line)
+/* Lines that are none are told by the number of the line ahead of them. */
+std::string range(uint64_t first, uint64_t count)
 {
-    return line.ends_with('\n') ? line.substr(0, line.size() - 1) : line;
-}
-
-/* The top-level config around line number `at`, from 1, or nothing. */
-std::string_view config_around(const Lines &lines, size_t at)
-{
-    for (size_t number = std::min(at, lines.size()); number > 0; number--) {
-        std::string_view line = lines[number - 1];
-        if (line == "end\n")
-            return {};
-        if (line.starts_with("config "))
-            return number == at ? std::string_view() : without_newline(line);
-    }
-    return {};
-}
-
-std::string range(long long first, long long count)
-{
-    return std::to_string(first) + (count == 1 ? "" : "," + std::to_string(count));
-}
-
-void append_line(std::string &text, char mark, std::string_view line)
-{
-    text += mark;
-    text += without_newline(line);
-    if (!line.ends_with('\n'))
-        text += no_newline;
-    text += '\n';
-}
-
-char mark_of(const Line &line)
-{
-    return line.second.type == dtl::SES_DELETE ? '-' : line.second.type == dtl::SES_ADD ? '+' : ' ';
-}
-
-void append_hunk(std::string &text, const Hunk &hunk, const Lines &before)
-{
-    std::string_view config = config_around(before, static_cast<size_t>(hunk.a));
-    text += "@@ -" + range(hunk.a, hunk.b) + " +" + range(hunk.c, hunk.d) + " @@";
-    text += config.empty() ? "" : " " + std::string(config);
-    text += '\n';
-    for (const auto *part : {&hunk.common[0], &hunk.change, &hunk.common[1]})
-        for (const Line &line : *part)
-            append_line(text, mark_of(line), line.first);
+    return std::to_string(count == 0 ? first - 1 : first) + (count == 1 ? "" : "," + std::to_string(count));
 }
 
 } // namespace
 
-std::string unified_diff(std::string_view before, std::string_view after)
+void UnifiedDiff::push(char mark, std::string_view line, bool counts)
 {
-    if (before == after)
-        return "";
-    Lines old_lines = lines_of(before);
-    Diff  diff(old_lines, lines_of(after));
-    diff.onHuge();
-    diff.compose();
-    diff.composeUnifiedHunks();
-    std::string text;
-    for (const Hunk &hunk : diff.getUniHunks())
-        append_hunk(text, hunk, old_lines);
-    return text;
+    if (counts) {
+        begin_hunk();
+        lines_.push_back({mark, std::string(line)});
+    } else {
+        pending_.push_back({mark, std::string(line)});
+    }
+    next_old_ += mark != '+';
+    next_new_ += mark != '-';
+    if (is_in_hunk() && pending_.size() > 2 * context)
+        end_hunk();
+    if (!is_in_hunk() && pending_.size() > context)
+        pending_.erase(pending_.begin());
+}
+
+/* A name may go over several lines. */
+void UnifiedDiff::name_hunk(std::string heading)
+{
+    std::replace(heading.begin(), heading.end(), '\n', ' ');
+    heading_ = std::move(heading);
+}
+
+void UnifiedDiff::begin_hunk()
+{
+    if (!is_in_hunk()) {
+        first_old_ = next_old_ - count_without(pending_, '+');
+        first_new_ = next_new_ - count_without(pending_, '-');
+    }
+    std::move(pending_.begin(), pending_.end(), std::back_inserter(lines_));
+    pending_.clear();
+}
+
+void UnifiedDiff::end_hunk()
+{
+    auto behind = pending_.begin() + static_cast<std::ptrdiff_t>(std::min(context, pending_.size()));
+    std::move(pending_.begin(), behind, std::back_inserter(lines_));
+    pending_.erase(pending_.begin(), behind);
+    text_ += "@@ -" + range(first_old_, count_without(lines_, '+')) + " +" +
+             range(first_new_, count_without(lines_, '-')) + " @@" + (heading_.empty() ? "" : " " + heading_) + "\n";
+    for (const Line &line : lines_) {
+        text_ += line.mark;
+        text_ += line.text;
+        text_ += '\n';
+    }
+    lines_.clear();
+    heading_.clear();
+}
+
+void UnifiedDiff::skip(uint64_t lines)
+{
+    if (lines == 0)
+        return;
+    if (is_in_hunk())
+        end_hunk();
+    pending_.clear();
+    next_old_ += lines;
+    next_new_ += lines;
+}
+
+std::string UnifiedDiff::text()
+{
+    if (is_in_hunk())
+        end_hunk();
+    return std::move(text_);
 }
 
 } // namespace command

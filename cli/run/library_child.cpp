@@ -364,12 +364,12 @@ extern "C" void migr_on_file(const char *path, uint32_t)
 
 extern "C" void migr_on_section(int32_t release, const char *phase)
 {
-    if (command::told_on < 0)
-        return;
     int error = errno;
-    command::phase_of_pass = phase;
     if (command::section_watch)
         command::section_watch(release, phase);
+    if (command::told_on < 0)
+        return;
+    command::phase_of_pass = phase;
     bool last_part = std::string_view(phase) == "signatures"; /* behind it the tree is written, or split, as it is */
     if (last_part)
         command::tell_misreadings();

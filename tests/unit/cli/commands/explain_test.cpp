@@ -40,6 +40,12 @@ bool holds(const std::string &text, const std::string &part)
     return text.find(part) != std::string::npos;
 }
 
+std::string without_headers(const std::string &text)
+{
+    size_t second = text.find('\n') + 1;
+    return text.substr(text.find('\n', second) + 1);
+}
+
 /* An appliance and an image. */
 class Explain : public testing::Test {
   protected:
@@ -58,9 +64,7 @@ class Explain : public testing::Test {
     }
     std::string converted(const std::string &file) const
     {
-        std::string text = support::migr({"convert", "--image", image_.folder(), file}).out;
-        size_t      second = text.find('\n') + 1;
-        return text.substr(text.find('\n', second) + 1);
+        return without_headers(support::migr({"convert", "--image", image_.folder(), file}).out);
     }
     const support::SmallImage &image() const
     {
@@ -76,22 +80,27 @@ class Explain : public testing::Test {
     support::SmallImage    image_;
 };
 
-/* "6.00 delete rules" for each change of a file. */
+/* "6.00 delete" for each change of a file. */
 Strings causes(const json &changes, const std::string &file)
 {
     Strings all;
     for (const json &change : changes)
         if (change["file"] == file)
-            all.push_back(change["release"].get<std::string>() + " " + change["by"].get<std::string>());
+            all.push_back(change["release"].get<std::string>() + " " + change["mechanism"].get<std::string>());
     return all;
 }
 
-std::string diff_of(const json &changes, const std::string &by)
+json change_by(const json &changes, const std::string &mechanism)
 {
     for (const json &change : changes)
-        if (change["by"] == by)
-            return change["diff"];
-    return "";
+        if (change["mechanism"] == mechanism)
+            return change;
+    return {{"diff", ""}};
+}
+
+std::string diff_of(const json &changes, const std::string &mechanism)
+{
+    return change_by(changes, mechanism)["diff"];
 }
 
 } // namespace
@@ -103,19 +112,14 @@ TEST_F(Explain, NamesWhatMadeEachChange)
     support::Outcome run = explain({"--json"});
     ASSERT_EQ(0, run.status) << run.err;
     json changes = json::parse(run.out)["changes"];
-    EXPECT_EQ((Strings{"5.40 version step", "5.85 stage", "6.00 delete rules", "6.00 modify rules",
-                       MIGR_IMAGE_RELEASE " signature database"}),
-              ([&] {
-                  Strings found = causes(changes, shop_file);
-                  std::sort(found.begin(), found.end());
-                  return found;
-              })());
+    EXPECT_EQ((Strings{"5.40 step", "6.00 delete", "6.00 modify", "5.85 stage", MIGR_IMAGE_RELEASE " signatures"}),
+              causes(changes, shop_file));
     EXPECT_TRUE(causes(changes, global_file).empty()); /* it holds nothing */
-    EXPECT_TRUE(holds(diff_of(changes, "delete rules"), "\n-    set old-flag 1\n"));
-    EXPECT_TRUE(holds(diff_of(changes, "modify rules"), "\n-    set tint green\n+    set colour green\n"));
-    EXPECT_TRUE(holds(diff_of(changes, "version step"), "\n+        config syslog-server-list\n"));
+    EXPECT_TRUE(holds(diff_of(changes, "delete"), "\n-    set old-flag 1\n"));
+    EXPECT_TRUE(holds(diff_of(changes, "modify"), "\n-    set tint green\n+    set colour green\n"));
+    EXPECT_TRUE(holds(diff_of(changes, "step"), "\n+        config syslog-server-list\n"));
     EXPECT_TRUE(holds(diff_of(changes, "stage"), "\n+config server-policy setting\n+end\n"));
-    EXPECT_TRUE(holds(diff_of(changes, "signature database"), "\n-    edit 010000002\n-    next\n"));
+    EXPECT_TRUE(holds(diff_of(changes, "signatures"), "\n-    edit 010000002\n-    next\n"));
     EXPECT_FALSE(holds(run.out, "-    edit 010000001"));
 }
 
@@ -123,16 +127,58 @@ TEST_F(Explain, ShowsTheSameToPeople)
 {
     config(global_file, support::headers("5.30"));
     config(shop_file, support::headers("5.30") + shop_text);
+    json             changes = json::parse(explain({"--json"}).out)["changes"];
     support::Outcome run = explain();
     EXPECT_EQ(0, run.status) << run.err;
     EXPECT_TRUE(holds(run.out, "sys_domain.shop.conf.gz: from 5.30 to " MIGR_IMAGE_RELEASE ".\n"
-                               "== sys_domain.shop.conf.gz, 5.40, version step\n"
+                               "== sys_domain.shop.conf.gz, 5.40 step migr_change_sys_log_policy (logging): A syslog "
+                               "policy had one server; from 5.40 on it has a list of them.\n"
                                "--- sys_domain.shop.conf.gz\n"
                                "+++ sys_domain.shop.conf.gz\n"
-                               "@@ -5,7 +5,11 @@"))
+                               "@@ -7,7 +7,11 @@ log syslog-policy / audit\n"))
         << run.out;
-    EXPECT_TRUE(holds(run.out, "\n== sys_domain.shop.conf.gz, 6.00, delete rules\n")) << run.out;
+    std::string line = std::to_string(change_by(changes, "delete")["line"].get<int>());
+    EXPECT_TRUE(holds(run.out, "\n== sys_domain.shop.conf.gz, 6.00 delete line " + line +
+                                   " of the update file, <lab desk><old-flag> (rule)\n"))
+        << run.out;
     EXPECT_EQ("migr: the image's files are those in " + image().folder() + "\n", run.err);
+}
+
+TEST_F(Explain, SaysWhoMadeAChangeAndWhy)
+{
+    box().write("/sys_domain.shop.conf", support::headers("5.30") + shop_text);
+    json changes = json::parse(explain_file(box().path() / "sys_domain.shop.conf", {"--json"}).out)["changes"];
+    json step = change_by(changes, "step");
+    EXPECT_EQ("migr_change_sys_log_policy", step["name"]);
+    EXPECT_EQ("logging", step["kind"]);
+    EXPECT_EQ("A syslog policy had one server; from 5.40 on it has a list of them.", step["sentence"]);
+    EXPECT_EQ(nullptr, step["line"]);
+    json rule = change_by(changes, "delete");
+    EXPECT_EQ("<lab desk><old-flag>", rule["name"]);
+    EXPECT_EQ("rule", rule["kind"]);
+    EXPECT_EQ(nullptr, rule["sentence"]);
+    EXPECT_GT(rule["line"], 0);
+}
+
+TEST_F(Explain, ShowsWhatWasAskedFor)
+{
+    box().write("/sys_domain.shop.conf", support::headers("5.30") + shop_text);
+    std::string file = box().path() / "sys_domain.shop.conf";
+    auto        asked = [&](Strings more) {
+        more.push_back("--json");
+        return causes(json::parse(explain_file(file, more).out)["changes"], shop_file);
+    };
+    EXPECT_EQ((Strings{"6.00 delete", MIGR_IMAGE_RELEASE " signatures"}), asked({"--dropped"}));
+    EXPECT_EQ(Strings{"6.00 modify"}, asked({"--rewritten"}));
+    EXPECT_EQ((Strings{"5.40 step", "5.85 stage"}), asked({"--added"}));
+    EXPECT_EQ((Strings{"6.00 delete", "6.00 modify"}), asked({"--release", "6.00"}));
+    EXPECT_EQ((Strings{"6.00 delete", "6.00 modify"}), asked({"--kind", "rule"}));
+    EXPECT_EQ(Strings{"5.40 step"}, asked({"--by", "migr_change_sys_log_policy"}));
+    EXPECT_EQ((Strings{"6.00 delete", "6.00 modify"}), asked({"--path", "lab desk / *"}));
+    EXPECT_EQ(Strings{"6.00 delete"}, asked({"--path", "lab desk / *", "--dropped"}));
+    EXPECT_EQ(Strings{}, asked({"--path", "lab bench*"}));
+    EXPECT_TRUE(holds(explain_file(file, {"--by", "nobody"}).out,
+                      MIGR_IMAGE_RELEASE ", and nothing of what was asked for changed.\n"));
 }
 
 TEST_F(Explain, AccountsForEveryChange)
@@ -142,10 +188,10 @@ TEST_F(Explain, AccountsForEveryChange)
     support::Outcome run = explain_file(file, {"--json"});
     ASSERT_EQ(0, run.status) << run.err;
     json        changes = json::parse(run.out)["changes"];
-    std::string text = shop_text;
+    std::string text = support::headers("5.30") + shop_text;
     for (const json &change : changes)
         text = support::applied(text, change["diff"]);
-    EXPECT_EQ(converted(file), text);
+    EXPECT_EQ(converted(file), without_headers(text));
     EXPECT_EQ(5u, changes.size());
 }
 
@@ -161,17 +207,16 @@ TEST_F(Explain, ShowsTheSplitOfAFileFromBefore510)
     /* The stages run ahead of the split, and again on what came of it. */
     Strings of_global = causes(changes, global_file);
     Strings of_domain = causes(changes, "sys_domain.root.conf.gz");
-    EXPECT_EQ((Strings{"5.10 version step", "5.85 stage", "5.10 split into a global and a domain file", "5.85 stage"}),
-              of_global);
-    EXPECT_EQ((Strings{"5.10 split into a global and a domain file", "6.00 delete rules", "5.85 stage"}), of_domain);
-    std::string global_text = global_part + domain_part + lost_part;
-    std::string domain_text;
+    EXPECT_EQ((Strings{"5.10 step", "5.85 stage", "5.10 split", "5.85 stage"}), of_global);
+    EXPECT_EQ((Strings{"5.10 split", "6.00 delete", "5.85 stage"}), of_domain);
+    std::string global_text = support::headers("5.00") + global_part + domain_part + lost_part;
+    std::string domain_text = support::headers("5.10");
     for (const json &change : changes) {
         std::string &text = change["file"] == global_file ? global_text : domain_text;
         text = support::applied(text, change["diff"]);
     }
-    EXPECT_EQ(common_settings + global_part, global_text);
-    EXPECT_EQ(common_settings + std::string("config lab desk\n    set height 70\nend\n"), domain_text);
+    EXPECT_EQ(common_settings + global_part, without_headers(global_text));
+    EXPECT_EQ(common_settings + std::string("config lab desk\n    set height 70\nend\n"), without_headers(domain_text));
 }
 
 TEST_F(Explain, ADomainRootThatIsNoneOfASplitIsNotNew)
@@ -246,8 +291,8 @@ TEST_F(Explain, ShowsNothingThatATerminalActsOn)
             std::all_of(run.out.begin(), run.out.end(), [](char c) { return c == '\n' || (c >= ' ' && c < 127); }));
         EXPECT_TRUE(holds(run.out, "-    set old-flag ")) << run.out;
     }
-    EXPECT_TRUE(holds(diff_of(json::parse(explain({"--json"}).out)["changes"], "delete rules"),
-                      "-    set old-flag \\x1b[2J\\xff\n"));
+    EXPECT_TRUE(
+        holds(diff_of(json::parse(explain({"--json"}).out)["changes"], "delete"), "-    set old-flag \\x1b[2J\\xff\n"));
 }
 
 TEST_F(Explain, ExplainsOneFileWithoutAnAppliance)
@@ -255,9 +300,10 @@ TEST_F(Explain, ExplainsOneFileWithoutAnAppliance)
     box().write("/mine.conf", support::headers("5.50") + "config lab desk\n    set old-flag 1\nend\n");
     support::Outcome run = explain_file(box().path() / "mine.conf", {"--domain", "shop", "--json"});
     EXPECT_EQ(0, run.status) << run.err;
-    json changes = json::parse(run.out)["changes"];
-    EXPECT_EQ((Strings{"6.00 delete rules", "5.85 stage"}), causes(changes, shop_file));
-    EXPECT_TRUE(causes(changes, global_file).empty());
+    json answer = json::parse(run.out);
+    EXPECT_EQ((Strings{"6.00 delete", "5.85 stage"}), causes(answer["changes"], shop_file));
+    EXPECT_EQ(2u, answer["changes"].size());
+    EXPECT_EQ(1u, answer["files"].size()); /* and none that only stood in for the rest of an appliance */
 }
 
 TEST_F(Explain, ShowsSecretsWhenAskedTo)

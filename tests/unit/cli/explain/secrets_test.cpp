@@ -1,18 +1,32 @@
 #include "explain/secrets.h"
 
+#include "explain/shown_lines.h"
 #include "support/trees.h"
 
-using command::hide_secrets;
 using support::parse;
-using support::written;
 
 class Secrets : public support::TreeTest {
   protected:
+    Secrets()
+    {
+        migr_observe_changes([](const migr_change *) {});
+    }
+    ~Secrets() override
+    {
+        migr_observe_changes(nullptr);
+    }
     static std::string hidden(const char *text)
     {
         EXPECT_EQ(0, parse(text));
-        hide_secrets(&migr_main.root);
-        return written(&migr_main.root);
+        command::ToldTree tree;
+        command::PartText part;
+        tree.begin(migr_main.root);
+        take_part_text(tree, part);
+        command::ShownLines shown(tree, part, false);
+        std::string         all;
+        for (uint32_t line = 0; line < part.lines.size(); line++)
+            all += shown.text(line, command::never) + "\n";
+        return all;
     }
 };
 
