@@ -1,55 +1,80 @@
-/* The table of told nodes. Removing moves the slots behind into the gap, so a search may end at the first free one. */
+/* The table of told nodes. Pages stay until all is forgotten: a node that goes leaves its slot free. */
 #include "ledger/identities.h"
 
 namespace ledger {
 
 namespace {
 
-constexpr size_t first_room = 1024;
+constexpr size_t first_room = 64;
 
-/* Records that lie side by side are mostly told one after another, so groups of them keep together; the multiplication
- * spreads the groups. */
-size_t home_of(const identities *all, const config_node *node)
+uint64_t place_of(const config_node *node)
 {
-    static constexpr uint64_t group = 8;
-    uint64_t                  place = reinterpret_cast<uintptr_t>(node) / sizeof(config_node);
-    uint64_t                  mixed = (place / group) * UINT64_C(0x9e3779b97f4a7c15);
-    return static_cast<size_t>((mixed >> 32) * group + place % group) & (all->room - 1);
+    return reinterpret_cast<uintptr_t>(node) / sizeof(config_node);
 }
 
-identity *slot_of(const identities *all, const config_node *node)
+/* Where the page stands, or the free place for it. */
+identity_page **page_at(identity_page **pages, size_t room, uint64_t number)
 {
-    size_t at = home_of(all, node);
-    while (all->slots[at].node && all->slots[at].node != node)
-        at = (at + 1) & (all->room - 1);
-    return &all->slots[at];
+    uint64_t mixed = number * UINT64_C(0x9e3779b97f4a7c15);
+    size_t   at = static_cast<size_t>(mixed >> 32) & (room - 1);
+    while (pages[at] && pages[at]->number != number)
+        at = (at + 1) & (room - 1);
+    return &pages[at];
 }
 
-/* Moves what is to be kept into a table of that room. False without memory, and then nothing has changed. */
-template <typename test> bool rebuild(identities *all, size_t room, test is_kept)
+identity_page *find_page(identities *all, uint64_t number)
 {
-    identities rebuilt = *all;
-    rebuilt.slots = static_cast<identity *>(calloc(room, sizeof(identity)));
-    rebuilt.room = room;
-    rebuilt.count = 0;
-    if (!rebuilt.slots)
+    if (all->latest && all->latest->number == number)
+        return all->latest;
+    identity_page *page = all->room ? *page_at(all->pages, all->room, number) : nullptr;
+    if (page)
+        all->latest = page;
+    return page;
+}
+
+bool double_room(identities *all)
+{
+    size_t room = all->room ? all->room * 2 : first_room;
+    auto **pages = static_cast<identity_page **>(calloc(room, sizeof(identity_page *)));
+    if (!pages)
         return false;
-    for (size_t i = 0; i < all->room; i++) {
-        if (!all->slots[i].node || !is_kept(all->slots[i]))
-            continue;
-        *slot_of(&rebuilt, all->slots[i].node) = all->slots[i];
-        rebuilt.count++;
-    }
-    free(all->slots);
-    *all = rebuilt;
+    for (size_t i = 0; i < all->room; i++)
+        if (all->pages[i])
+            *page_at(pages, room, all->pages[i]->number) = all->pages[i];
+    free(all->pages);
+    all->pages = pages;
+    all->room = room;
     return true;
 }
 
-bool has_room(identities *all)
+identity_page *add_page(identities *all, uint64_t number)
 {
-    if (all->count < all->room / 4 * 3)
-        return true;
-    return rebuild(all, all->room ? all->room * 2 : first_room, [](const identity &) { return true; });
+    if (all->page_count >= all->room / 2 && !double_room(all))
+        return nullptr;
+    auto *page = static_cast<identity_page *>(calloc(1, sizeof(identity_page)));
+    if (!page)
+        return nullptr;
+    page->number = number;
+    *page_at(all->pages, all->room, number) = page;
+    all->page_count++;
+    all->latest = page;
+    return page;
+}
+
+void free_slot(identities *all, identity_page *page, identity *slot)
+{
+    *slot = {};
+    page->count--;
+    all->count--;
+}
+
+void free_pages(identities *all)
+{
+    for (size_t i = 0; i < all->room; i++)
+        free(all->pages[i]);
+    free(all->pages);
+    free_stack(&all->further);
+    *all = {};
 }
 
 void remove_further(identities *all, size_t at)
@@ -81,20 +106,25 @@ void settle_places(identities *all, identity *node)
 
 } // namespace
 
-identity *find_identity(const identities *all, const config_node *node)
+identity *find_identity(identities *all, const config_node *node)
 {
-    if (all->count == 0)
-        return nullptr;
-    identity *slot = slot_of(all, node);
-    return slot->node ? slot : nullptr;
+    uint64_t       place = place_of(node);
+    identity_page *page = find_page(all, place / identity_page::places);
+    identity      *slot = page ? &page->slots[place % identity_page::places] : nullptr;
+    return slot && slot->node == node ? slot : nullptr;
 }
 
 identity *add_identity(identities *all, const config_node *node, uint64_t number, bool of_run)
 {
-    if (!has_room(all))
+    uint64_t       place = place_of(node);
+    identity_page *page = find_page(all, place / identity_page::places);
+    if (!page && !(page = add_page(all, place / identity_page::places)))
         return nullptr;
-    identity *slot = slot_of(all, node);
+    identity *slot = &page->slots[place % identity_page::places];
+    if (slot->node)
+        remove_identity(all, slot);
     *slot = {node, number, of_run, false, 0};
+    page->count++;
     all->count++;
     return slot;
 }
@@ -103,41 +133,26 @@ void remove_identity(identities *all, identity *removed)
 {
     while (removed->parent != 0)
         remove_place(all, removed, removed->parent);
-    size_t mask = all->room - 1;
-    auto   gap = static_cast<size_t>(removed - all->slots);
-    for (size_t at = (gap + 1) & mask; all->slots[at].node; at = (at + 1) & mask) {
-        size_t home = home_of(all, all->slots[at].node);
-        if (((at - home) & mask) < ((at - gap) & mask))
-            continue; /* it would stand ahead of its home */
-        all->slots[gap] = all->slots[at];
-        gap = at;
-    }
-    all->slots[gap] = {};
-    all->count--;
+    free_slot(all, find_page(all, place_of(removed->node) / identity_page::places), removed);
 }
 
+/* Few nodes outlive a pass, so what is left then is looked for page by page. */
 void remove_all(identities *all, bool of_run)
 {
-    size_t kept = 0;
-    bool   further = false;
+    bool further = false;
     for (size_t i = 0; i < all->room; i++) {
-        if (!all->slots[i].node || all->slots[i].of_run == of_run)
-            continue;
-        kept++;
-        further |= all->slots[i].further;
+        identity_page *page = all->pages[i];
+        for (size_t at = 0; page && page->count > 0 && at < identity_page::places; at++) {
+            identity *slot = &page->slots[at];
+            if (slot->node && slot->of_run == of_run)
+                free_slot(all, page, slot);
+            further |= slot->node && slot->further;
+        }
     }
+    if (all->count == 0)
+        return free_pages(all);
     if (!further)
         free_stack(&all->further);
-    size_t room = first_room;
-    while (room / 4 * 3 <= kept)
-        room *= 2;
-    auto stays = [of_run](const identity &slot) { return slot.of_run != of_run; };
-    if (kept > 0 && rebuild(all, room, stays))
-        return;
-    /* Without memory those of the run are forgotten too. */
-    free(all->slots);
-    free_stack(&all->further);
-    *all = {};
 }
 
 bool add_place(identities *all, identity *node, uint64_t parent)

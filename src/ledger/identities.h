@@ -24,18 +24,31 @@ struct place {
     uint64_t parent;
 };
 
-/* By address: open addressing, in a table of a power of two that is at most three quarters full. */
-struct identities {
-    identity    *slots;
-    size_t       room;
-    size_t       count;
-    stack<place> further;
+/* Those of the records in one stretch of memory, each at the place where it begins, in lengths of a record: no two that
+ * exist begin at the same. */
+struct identity_page {
+    static constexpr uint64_t places = 256;
+
+    uint64_t number; /* which stretch, counted from address 0 */
+    size_t   count;
+    identity slots[places];
 };
 
-/* Null for a node that is not there. Valid until the next one is added or removed. */
-identity *find_identity(const identities *all, const config_node *node);
+/* Pages by number: open addressing, in a table of a power of two that is at most half full. A tree lies in few
+ * stretches, and what is told one after another mostly lies in the same. */
+struct identities {
+    identity_page **pages;
+    size_t          room;
+    size_t          page_count;
+    identity_page  *latest; /* the page that was asked for last */
+    size_t          count;
+    stack<place>    further;
+};
 
-/* A node that is not there yet. Null without memory. */
+/* Null for a node that is not there. Valid until the node is removed. */
+identity *find_identity(identities *all, const config_node *node);
+
+/* A node that is not there yet; what is known of a record that lay across it is forgotten. Null without memory. */
 identity *add_identity(identities *all, const config_node *node, uint64_t number, bool of_run);
 
 void remove_identity(identities *all, identity *removed);

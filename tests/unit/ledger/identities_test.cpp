@@ -36,7 +36,7 @@ std::set<uint64_t> places_of(const ledger::identities &all, const ledger::identi
     return places;
 }
 
-void expect_alike(const ledger::identities &all, const std::map<const config_node *, Known> &known,
+void expect_alike(ledger::identities &all, const std::map<const config_node *, Known> &known,
                   const std::vector<const config_node *> &nodes)
 {
     ASSERT_EQ(all.count, known.size());
@@ -86,8 +86,23 @@ TEST(Identities, AreThoseOfAMap)
     std::erase_if(known, [](const auto &one) { return !one.second.of_run; });
     expect_alike(all, known, nodes);
     remove_all(&all, true);
-    EXPECT_EQ(all.slots, nullptr);
+    EXPECT_EQ(all.pages, nullptr);
     EXPECT_EQ(all.further.records, nullptr);
+}
+
+/* A host's record that it has freed itself, and another that lies across the place. */
+TEST(Identities, AreThoseOfTheRecordThatBeginsThere)
+{
+    auto              *old = reinterpret_cast<const config_node *>(192 * 1000);
+    auto              *other = reinterpret_cast<const config_node *>(192 * 1000 + 16);
+    ledger::identities all = {};
+    ASSERT_NE(add_identity(&all, old, 1, false), nullptr);
+    EXPECT_EQ(find_identity(&all, other), nullptr);
+    ASSERT_NE(add_identity(&all, other, 2, false), nullptr);
+    EXPECT_EQ(find_identity(&all, old), nullptr);
+    EXPECT_EQ(find_identity(&all, other)->number, 2u);
+    EXPECT_EQ(all.count, 1u);
+    remove_all(&all, false);
 }
 
 TEST(Identities, ExchangedNumbersLeaveThePlaces)
