@@ -17,6 +17,8 @@ struct Taking {
     uint64_t                        base = 0;          /* the number ahead of the first node's */
     uint32_t                        reading = nowhere; /* the text that is being read */
     std::map<std::string, uint32_t> written;           /* by file, its newest text */
+    std::string                     last_path;         /* of the text that was written last */
+    uint32_t                        last_written = nowhere;
 };
 
 Taking *taking; /* null while nothing is taken down */
@@ -79,21 +81,28 @@ void open_text(const migr_change &change)
     number_of(change.node);
 }
 
-/* Each pass writes a file from its first line on, so a text that has been read since, or is another author's, is an
- * older one. */
+/* Each pass writes a file from its first line on, so a text that has been read since is an older one. */
+bool is_being_written(uint32_t text)
+{
+    return text > taking->reading;
+}
+
 uint32_t text_written(const migr_change &change)
 {
+    if (!taking->last_path.empty() && taking->last_path == change.file && is_being_written(taking->last_written))
+        return taking->last_written;
+    taking->last_path = change.file;
     std::string file = file_name(change.file);
     auto        at = taking->written.find(file);
     uint32_t    author = author_of(change);
-    if (at != taking->written.end() && at->second > taking->reading)
-        return at->second;
+    if (at != taking->written.end() && is_being_written(at->second))
+        return taking->last_written = at->second;
     JournalText text;
     text.file = file;
     text.is_configuration = true;
     text.is_written = true;
     text.author = author;
-    return taking->written[file] = add_text(text);
+    return taking->last_written = taking->written[file] = add_text(text);
 }
 
 void take_writing(const migr_change &change)
