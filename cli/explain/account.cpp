@@ -115,7 +115,14 @@ struct Origin {
     uint32_t              node = 0;  /* read from a file as it was; 0: none */
     uint32_t              first = 0; /* the first that there was of it, read or made */
     bool                  is_copy = false;
+    uint32_t              crossed = nowhere; /* the text in which it went from one pass to the next */
     std::vector<uint32_t> events;
+};
+
+/* Something that counts as a cause, and how many events there were ahead of it. */
+struct Deed {
+    uint32_t when;
+    uint32_t author;
 };
 
 class Accountant {
@@ -146,13 +153,17 @@ class Accountant {
     std::vector<uint32_t> events_of(uint32_t node, uint32_t limit) const;
     uint32_t              event_of(uint32_t node, EventKind kind) const;
     Origin                origin_of(uint32_t node) const;
+    std::vector<uint32_t> removals_of(uint32_t node) const;
     std::vector<uint32_t> drop_events(uint32_t node) const;
     std::vector<uint32_t> addition_events(const Origin &origin) const;
-    std::vector<uint32_t> authors_of(std::vector<uint32_t> events, const std::vector<EventKind> &kinds) const;
+    std::vector<Deed>     deeds_of(const std::vector<uint32_t> &events, const std::vector<EventKind> &kinds) const;
+    Deed                  deed_of_text(uint32_t text) const;
     std::string           filled_from(const std::vector<uint32_t> &events) const;
-    uint32_t              writer_behind(uint32_t read) const;
-    uint32_t              reader_behind(uint32_t node) const;
+    uint32_t              text_behind(uint32_t read) const;
+    uint32_t              reading_behind(uint32_t node) const;
+    std::vector<uint32_t> causes_of(const AccountEntry &entry, const Origin &origin, size_t in_file) const;
     bool                  was_moved(const std::vector<uint32_t> &events) const;
+    uint32_t              result_of(const std::string &file) const;
     void                  take_results();
     void                  take_writing(size_t file, const Written &written, const Origin &origin);
     void                  take_result(size_t file, const Written &written, const Origin &origin);
@@ -249,6 +260,7 @@ Origin Accountant::origin_of(uint32_t node) const
             origin.node = is_first ? node : 0;
             if (is_first || !text.is_configuration)
                 return origin;
+            origin.crossed = text.continues;
             node = writer_of(text.continues, one.in.first);
         } else {
             origin.is_copy = origin.is_copy || one.source != 0;
@@ -259,29 +271,35 @@ Origin Accountant::origin_of(uint32_t node) const
     return origin;
 }
 
-/* The last thing that took a node out of its tree; its own, or that of the nearest block around it. */
+/* What keeps a node out of its text: that it was unlinked or marked and has not come back since, or was left out. */
+std::vector<uint32_t> Accountant::removals_of(uint32_t node) const
+{
+    std::vector<uint32_t> removals;
+    bool                  is_back = false, is_unmarked = false;
+    for (uint32_t at = journal_.nodes[node].last_event; at != nowhere; at = journal_.events[at].previous) {
+        EventKind kind = journal_.events[at].kind;
+        is_back = is_back || kind == EventKind::linked;
+        is_unmarked = is_unmarked || kind == EventKind::unmarked;
+        if ((kind == EventKind::unlinked && !is_back) || (kind == EventKind::marked && !is_unmarked) ||
+            kind == EventKind::left_out)
+            removals.push_back(at);
+    }
+    return removals;
+}
+
+/* All that was done to a node, and what keeps it, or else the nearest block around it, out of the text. */
 std::vector<uint32_t> Accountant::drop_events(uint32_t node) const
 {
-    std::vector<uint32_t> events;
-    uint32_t              last = node;
-    for (;; last = next_[last]) {
-        std::vector<uint32_t> own = events_of(last, nowhere);
+    std::vector<uint32_t> events = events_of(node, nowhere);
+    while (next_[node] != 0) {
+        node = next_[node];
+        std::vector<uint32_t> own = events_of(node, nowhere);
         events.insert(events.end(), own.begin(), own.end());
-        if (next_[last] == 0)
-            break;
     }
-    for (uint32_t at = last; at != 0; at = journal_.nodes[at].parent) {
-        for (uint32_t event = journal_.nodes[at].last_event; event != nowhere;
-             event = journal_.events[event].previous) {
-            EventKind kind = journal_.events[event].kind;
-            if (kind == EventKind::unlinked || kind == EventKind::marked || kind == EventKind::left_out) {
-                events.push_back(event);
-                return events;
-            }
-            if (kind == EventKind::linked || kind == EventKind::unmarked)
-                break;
-        }
-    }
+    std::vector<uint32_t> removals;
+    for (; node != 0 && removals.empty(); node = journal_.nodes[node].parent)
+        removals = removals_of(node);
+    events.insert(events.end(), removals.begin(), removals.end());
     return events;
 }
 
@@ -299,18 +317,19 @@ std::vector<uint32_t> Accountant::addition_events(const Origin &origin) const
     return events;
 }
 
-/* Each author once, in the order of what they did. */
-std::vector<uint32_t> Accountant::authors_of(std::vector<uint32_t> events, const std::vector<EventKind> &kinds) const
+std::vector<Deed> Accountant::deeds_of(const std::vector<uint32_t> &events, const std::vector<EventKind> &kinds) const
 {
-    std::sort(events.begin(), events.end());
-    std::vector<uint32_t> authors;
-    for (uint32_t event : events) {
-        const Event &one = journal_.events[event];
-        bool         counts = std::find(kinds.begin(), kinds.end(), one.kind) != kinds.end();
-        if (counts && std::find(authors.begin(), authors.end(), one.author) == authors.end())
-            authors.push_back(one.author);
-    }
-    return authors;
+    std::vector<Deed> deeds;
+    for (uint32_t event : events)
+        if (std::find(kinds.begin(), kinds.end(), journal_.events[event].kind) != kinds.end())
+            deeds.push_back({event + 1, journal_.events[event].author});
+    return deeds;
+}
+
+/* Of whoever read or wrote a text. */
+Deed Accountant::deed_of_text(uint32_t text) const
+{
+    return {journal_.texts[text].begun, journal_.texts[text].author};
 }
 
 std::string Accountant::filled_from(const std::vector<uint32_t> &events) const
@@ -321,23 +340,23 @@ std::string Accountant::filled_from(const std::vector<uint32_t> &events) const
     return "";
 }
 
-/* Who wrote the pass that has read that text. */
-uint32_t Accountant::writer_behind(uint32_t read) const
+/* What the pass that has read that text wrote. */
+uint32_t Accountant::text_behind(uint32_t read) const
 {
     while (!journal_.texts[read].is_written)
         read++;
-    return journal_.texts[read].author;
+    return read;
 }
 
-/* Who has read what the node was written to, without finding it there; nowhere for none. */
-uint32_t Accountant::reader_behind(uint32_t node) const
+/* What was read in the place of the text to which the node was written, without finding it there; nowhere for none. */
+uint32_t Accountant::reading_behind(uint32_t node) const
 {
     while (next_[node] != 0)
         node = next_[node];
     uint32_t written = journal_.nodes[node].written;
-    for (const JournalText &text : journal_.texts)
-        if (written != nowhere && text.continues == written)
-            return text.author;
+    for (uint32_t text = 0; written != nowhere && text < journal_.texts.size(); text++)
+        if (journal_.texts[text].continues == written)
+            return text;
     return nowhere;
 }
 
@@ -362,24 +381,37 @@ const std::vector<EventKind> removals = {EventKind::renamed,  EventKind::revalue
 const std::vector<EventKind> additions = {EventKind::made,    EventKind::copied,   EventKind::linked,
                                           EventKind::renamed, EventKind::revalued, EventKind::filled};
 
-void add_cause(AccountEntry &entry, uint32_t author)
+/* Each author once, in the order of what they did. */
+std::vector<uint32_t> authors_of(std::vector<Deed> deeds)
 {
-    if (std::find(entry.causes.begin(), entry.causes.end(), author) == entry.causes.end())
-        entry.causes.push_back(author);
+    std::stable_sort(deeds.begin(), deeds.end(),
+                     [](const Deed &one, const Deed &other) { return one.when < other.when; });
+    std::vector<uint32_t> authors;
+    for (const Deed &deed : deeds)
+        if (std::find(authors.begin(), authors.end(), deed.author) == authors.end())
+            authors.push_back(deed.author);
+    return authors;
 }
 
-/* Each file's newest text is its result. What is the line itself comes ahead of what was copied from it. */
+/* The newest text of a file, or nowhere: a pass that has written no node has told of none. */
+uint32_t Accountant::result_of(const std::string &file) const
+{
+    uint32_t result = nowhere;
+    for (uint32_t text = 0; text < journal_.texts.size(); text++)
+        if (journal_.texts[text].is_configuration && journal_.texts[text].file == file)
+            result = journal_.texts[text].is_written ? text : nowhere;
+    return result;
+}
+
+/* What is the line itself comes ahead of what was copied from it. */
 void Accountant::take_results()
 {
     claimed_.resize(journal_.nodes.size());
     std::vector<std::pair<size_t, const std::vector<Written> *>> results;
     for (size_t file = 0; file < files_.size(); file++) {
-        uint32_t newest = nowhere;
-        for (uint32_t text = 0; text < journal_.texts.size(); text++)
-            if (journal_.texts[text].is_written && journal_.texts[text].file == files_[file].file)
-                newest = text;
-        if (newest != nowhere && writings_.count(newest) != 0)
-            results.emplace_back(file, &writings_.at(newest));
+        auto writings = writings_.find(result_of(files_[file].file));
+        if (writings != writings_.end())
+            results.emplace_back(file, &writings->second);
     }
     std::vector<std::pair<size_t, const Written *>> copies;
     for (auto [file, writings] : results)
@@ -429,19 +461,29 @@ void Accountant::take_result(size_t file, const Written &written, const Origin &
         return;
     }
     entry.fate = is_same ? LineFate::moved : LineFate::rewritten;
-    entry.causes = authors_of(origin.events, is_same ? moves : rewritings);
-    if (in_file != file)
-        add_cause(entry, writer_behind(read.read));
-    if (!is_same && is_same_but_for_blanks(before, after))
-        add_cause(entry, writer_behind(read.read));
-    else if (!is_same && authors_of(origin.events, text_changes).empty())
-        entry.causes.insert(entry.causes.begin(), journal_.texts[read.read].author);
     entry.path = old_texts_[in_file].path(entry.in.first);
     entry.before = before;
     entry.after = after;
+    entry.causes = causes_of(entry, origin, in_file);
     entry.from_file = filled_from(origin.events);
     count(entry, in_file, file);
     account_.files[in_file].entries.push_back(std::move(entry));
+}
+
+/* Of a line that was moved or rewritten. White space is the writer's, and a text that nobody has changed since was read
+ * otherwise than it stands. */
+std::vector<uint32_t> Accountant::causes_of(const AccountEntry &entry, const Origin &origin, size_t in_file) const
+{
+    bool              is_rewritten = entry.fate == LineFate::rewritten;
+    uint32_t          read = journal_.nodes[origin.node].read;
+    std::vector<Deed> deeds = deeds_of(origin.events, is_rewritten ? rewritings : moves);
+    if (origin.crossed != nowhere && journal_.texts[origin.crossed].file != files_[in_file].file)
+        deeds.push_back(deed_of_text(origin.crossed));
+    if (is_rewritten && is_same_but_for_blanks(entry.before, entry.after))
+        deeds.push_back(deed_of_text(text_behind(read)));
+    else if (is_rewritten && deeds_of(origin.events, text_changes).empty())
+        deeds.push_back(deed_of_text(read));
+    return authors_of(std::move(deeds));
 }
 
 void Accountant::take_addition(size_t file, const Written &written, const Origin &origin)
@@ -449,10 +491,11 @@ void Accountant::take_addition(size_t file, const Written &written, const Origin
     AccountEntry entry;
     entry.fate = LineFate::added;
     entry.out = written.out;
-    entry.causes = authors_of(addition_events(origin), additions);
-    uint32_t read = journal_.nodes[origin.first].read;
+    std::vector<Deed> deeds = deeds_of(addition_events(origin), additions);
+    uint32_t          read = journal_.nodes[origin.first].read;
     if (read != nowhere && journal_.texts[read].continues != nowhere)
-        entry.causes.insert(entry.causes.begin(), journal_.texts[read].author); /* found it where nobody wrote it */
+        deeds.push_back(deed_of_text(read)); /* who found it where nobody had written it */
+    entry.causes = authors_of(std::move(deeds));
     entry.path = new_texts_[file].path(written.out.first);
     entry.after = new_texts_[file].lines(written.out);
     entry.from_file = filled_from(origin.events);
@@ -475,9 +518,10 @@ void Accountant::take_losses()
         AccountEntry entry;
         entry.fate = LineFate::dropped;
         entry.in = one.in;
-        entry.causes = authors_of(drop_events(node), removals);
-        if (uint32_t reader = reader_behind(node); reader != nowhere)
-            add_cause(entry, reader);
+        std::vector<Deed> deeds = deeds_of(drop_events(node), removals);
+        if (uint32_t reading = reading_behind(node); reading != nowhere)
+            deeds.push_back(deed_of_text(reading));
+        entry.causes = authors_of(std::move(deeds));
         entry.path = old_texts_[file].path(one.in.first);
         entry.before = old_texts_[file].lines(one.in);
         count(entry, file, no_item);

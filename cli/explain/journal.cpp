@@ -61,6 +61,7 @@ void add_event(const migr_change &change, EventKind kind, uint32_t file = nowher
 
 uint32_t add_text(JournalText text)
 {
+    text.begun = static_cast<uint32_t>(taking->journal.events.size());
     taking->journal.texts.push_back(std::move(text));
     return static_cast<uint32_t>(taking->journal.texts.size() - 1);
 }

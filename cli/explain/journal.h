@@ -60,6 +60,7 @@ struct JournalText {
     uint32_t continues = nowhere; /* of one that was read: the written text that it is; nowhere: the file as it was */
     bool     is_written = false;  /* or read */
     uint32_t author = nowhere;    /* who reads or writes it */
+    uint32_t begun = 0;           /* how many events there were ahead of that */
 };
 
 /* A node that stands below several is written as often. */

@@ -59,22 +59,40 @@ void begin_pass(const char *path, uint32_t mode)
         name_domain(path);
 }
 
+/* May be done twice. */
+void drop_tree()
+{
+    ledger::tell_pass_ends();
+    free_node(&migr_main.root);
+    migr_main.root.top_list = nullptr;
+    forget_pass_nodes();
+    release_pass_nodes();
+}
+
+/* The tree goes ahead of the packing, which needs a good deal of memory itself. */
+int32_t store_tree(const char *path)
+{
+    if (write_new_text(path) != 0)
+        return -1;
+    drop_tree();
+    return store_new_text(path);
+}
+
 /* From the parsed text to the stored file. */
 int32_t upgrade_unpacked_file(const char *path)
 {
     if (setup_tree(&migr_main, MIGR_OLD_TEXT) != 0 || adjust_tree() != 0)
         return -1;
     if (!vdom_update_flag)
-        return new_config_file(path);
+        return store_tree(path);
     vdom_update_flag = 0;
     return update_to_vdom();
 }
 
 void end_pass()
 {
-    ledger::tell_pass_ends();
-    free_node(&migr_main.root);
-    migr_release_nodes();
+    drop_tree();
+    free_migr_tree();
     unlink(MIGR_OLD_TEXT);
 }
 

@@ -439,9 +439,13 @@ void tell_left_out(const config_node *node)
 
 void tell_unwritten(const config_node *first)
 {
-    for (const config_node *node = first; node; node = node->next)
+    for (const config_node *node = first; node; node = node->next) {
+        const identity *found = known(node);
+        if (!found || found->parent == 0)
+            return;
         if (!node->deleted && !node->hidden)
-            tell_left_out(node);
+            tell(MIGR_LEFT_OUT, found);
+    }
 }
 
 void tell_file(migr_change_kind kind, const char *path, const char *before)

@@ -83,7 +83,8 @@ bool tells_writing();
 void tell_written(const config_node *node, bool with_value);
 void tell_written_end(const config_node *node);
 
-/* A node that stands in none of the texts into which a tree is split; the nodes of a list that no text has. */
+/* A node that stands in none of the texts into which a tree is split; the nodes of a list that no text has. What was
+ * linked there without a word is no node of it. */
 void tell_left_out(const config_node *node);
 void tell_unwritten(const config_node *first);
 

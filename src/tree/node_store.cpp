@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <sys/mman.h>
 
 /* Released records stay in their chunk: the sanitizer has to be told of them. */
 #if __has_include(<sanitizer/asan_interface.h>)
@@ -19,19 +20,29 @@
 
 namespace {
 
-constexpr size_t chunk_nodes = 341; /* a block of the heap of just under 64 KiB */
-constexpr size_t chunk_bytes = chunk_nodes * sizeof(config_node);
+/* A record takes whole lines of the cache, so that a walk fetches no line for two of them. */
+constexpr size_t cache_line = 64;
+static_assert(sizeof(config_node) % cache_line == 0);
+
+/* Chunks grow with the tree: what is small needs little, and what is large comes in pieces for which the system has
+ * large pages. */
+constexpr size_t first_chunk_nodes = 340; /* with what aligning takes, a block of just under 64 KiB */
+constexpr size_t last_chunk_nodes = first_chunk_nodes * 128;
+constexpr size_t large_page = size_t{2} << 20;
 
 struct node_chunk {
     config_node *nodes;
+    size_t       room;
     size_t       live;
+    void        *block; /* of the heap */
 };
 
 struct node_store {
-    stack<node_chunk> chunks; /* in the order of their addresses */
-    size_t            newest; /* the chunk that has fresh records */
-    size_t            found;  /* the chunk found last: neighbours in a tree mostly are neighbours here */
-    config_node      *fresh;  /* the first record that was never used */
+    stack<node_chunk> chunks;  /* in the order of their addresses */
+    size_t            records; /* in all chunks */
+    size_t            newest;  /* the chunk that has fresh records */
+    size_t            found;   /* the chunk found last: neighbours in a tree mostly are neighbours here */
+    config_node      *fresh;   /* the first record that was never used */
     size_t            fresh_left;
     /* Linked by `next`, and used again in the order of their release: the sanitizer has time to see them used. */
     config_node *released;
@@ -52,7 +63,7 @@ uintptr_t address_of(const config_node *node)
 
 bool lies_in(const node_chunk &chunk, const config_node *node)
 {
-    return address_of(node) - address_of(chunk.nodes) < chunk_bytes;
+    return address_of(node) - address_of(chunk.nodes) < chunk.room * sizeof(config_node);
 }
 
 /* The place of the first chunk that begins behind the address. */
@@ -76,22 +87,45 @@ node_chunk *chunk_of(node_store *store, const config_node *node)
     return &chunks.records[store->found];
 }
 
+/* As many records as the store has already; without memory for those, few will do. */
+node_chunk new_chunk(size_t records)
+{
+    size_t room = std::clamp(records, first_chunk_nodes, last_chunk_nodes);
+    size_t bytes = room * sizeof(config_node);
+    void  *block = malloc(bytes + cache_line);
+    if (!block)
+        return room > first_chunk_nodes ? new_chunk(first_chunk_nodes) : node_chunk{};
+    auto aligned = (reinterpret_cast<uintptr_t>(block) + cache_line - 1) / cache_line * cache_line;
+    return {reinterpret_cast<config_node *>(aligned), room, 0, block};
+}
+
+/* Without them a large tree costs a fault for each small page, and walking it a look-up for each. */
+void ask_for_large_pages(const node_chunk &chunk)
+{
+    uintptr_t start = (address_of(chunk.nodes) + large_page - 1) / large_page * large_page;
+    uintptr_t end = address_of(chunk.nodes + chunk.room) / large_page * large_page;
+    if (start < end)
+        madvise(reinterpret_cast<void *>(start), end - start, MADV_HUGEPAGE);
+}
+
 int32_t add_chunk(node_store *store)
 {
-    auto *nodes = static_cast<config_node *>(malloc(chunk_bytes));
-    if (!nodes)
+    node_chunk chunk = new_chunk(store->records);
+    if (!chunk.block)
         return -1;
-    size_t place = chunk_behind(store->chunks, reinterpret_cast<uintptr_t>(nodes));
-    if (push_record(&store->chunks, {nodes, 0}) != 0) {
-        free(nodes);
+    size_t place = chunk_behind(store->chunks, address_of(chunk.nodes));
+    if (push_record(&store->chunks, chunk) != 0) {
+        free(chunk.block);
         return -1;
     }
     node_chunk *chunks = store->chunks.records;
     std::rotate(chunks + place, top_record(&store->chunks), chunks + store->chunks.count);
     store->newest = place;
-    store->fresh = nodes;
-    store->fresh_left = chunk_nodes;
-    ASAN_POISON_MEMORY_REGION(nodes, chunk_bytes);
+    store->records += chunk.room;
+    store->fresh = chunk.nodes;
+    store->fresh_left = chunk.room;
+    ask_for_large_pages(chunk);
+    ASAN_POISON_MEMORY_REGION(chunk.nodes, chunk.room * sizeof(config_node));
     return 0;
 }
 
@@ -142,11 +176,11 @@ void empty(node_store *store)
 {
     for (size_t i = 0; i < store->chunks.count; i++) {
         node_chunk   chunk = store->chunks.records[i];
-        config_node *end = i == store->newest ? store->fresh : chunk.nodes + chunk_nodes;
-        ASAN_UNPOISON_MEMORY_REGION(chunk.nodes, chunk_bytes);
+        config_node *end = i == store->newest ? store->fresh : chunk.nodes + chunk.room;
+        ASAN_UNPOISON_MEMORY_REGION(chunk.nodes, chunk.room * sizeof(config_node));
         if (chunk.live > 0)
             free_values(chunk.nodes, end);
-        free(chunk.nodes);
+        free(chunk.block);
     }
     free_stack(&store->chunks);
     *store = {};

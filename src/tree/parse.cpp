@@ -43,6 +43,7 @@ void append_child(open_block *block, config_node *child)
 struct line_source {
     text_reader *memory;
     FILE        *stream; /* when there is no text in memory */
+    bool         once;   /* nobody will look at the text in memory again */
 };
 
 /* The number of the line that was read last, as far as it is known. */
@@ -54,6 +55,8 @@ uint32_t line_of(const line_source &lines)
 /* 1, or 0 at the end. A stream's lines are cut as those of a text in memory are. */
 int32_t next_line(const line_source &lines)
 {
+    if (lines.once)
+        forget_read_text(lines.memory);
     if (lines.memory)
         return read_line(lines.memory, migr_main.line_buf);
     return fgets_unlocked(migr_main.line_buf, MIGR_LINE_SIZE, lines.stream) ? 1 : 0;
@@ -268,13 +271,13 @@ int32_t check_value_finish(const char *value)
 int32_t parse_config(FILE *stream, config_node *parent)
 {
     open_block outer = block_of(parent);
-    return parse_into({nullptr, stream}, &outer);
+    return parse_into({nullptr, stream, false}, &outer);
 }
 
 int32_t parse_text(text_reader *text, config_node *parent)
 {
     open_block outer = block_of(parent);
-    return parse_into({text, nullptr}, &outer);
+    return parse_into({text, nullptr, false}, &outer);
 }
 
 /* The line that the loop reads is thrown away: the version line, and whatever follows a stray `end`. */
@@ -292,7 +295,7 @@ int32_t setup_tree(run_context *context, const char *path)
     open_block root = block_of(&context->root);
     int32_t    result = 0;
     while (result == 0 && read_line(&text, context->line_buf))
-        result = parse_into({&text, nullptr}, &root);
+        result = parse_into({&text, nullptr, true}, &root);
     close_text(&text);
     return result;
 }

@@ -41,17 +41,27 @@ int32_t write_configuration(FILE *stream, const char *file)
     return result;
 }
 
-int32_t new_config_file(const char *path)
+int32_t write_new_text(const char *path)
 {
     FILE *stream = create_private_file(MIGR_NEW_TEXT);
     if (!stream || close_output(stream, MIGR_NEW_TEXT, write_configuration(stream, path)) != 0)
         return -1;
     keep_plain_copy(path);
+    return 0;
+}
+
+int32_t store_new_text(const char *path)
+{
     unlink(path);
     if (compress_text(MIGR_NEW_TEXT, path) != 0)
         return -1;
     unlink(MIGR_NEW_TEXT);
     return 0;
+}
+
+int32_t new_config_file(const char *path)
+{
+    return write_new_text(path) == 0 ? store_new_text(path) : -1;
 }
 
 int32_t compress_text(const char *text, const char *path)

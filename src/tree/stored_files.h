@@ -27,6 +27,11 @@ int32_t write_configuration(FILE *stream, const char *file);
  * 0, or -1; when the compression fails the stored file is gone, and its copy in /var/log is what is left. */
 int32_t new_config_file(const char *path);
 
+/* Its two halves, 0 or -1 each: the first ends with text and copy on disk, and the second needs no tree any
+ * more. */
+int32_t write_new_text(const char *path);
+int32_t store_new_text(const char *path);
+
 /* Compresses a text over a stored file. 0, or -1 when that failed; the host's log is told, and the text is gone. */
 int32_t compress_text(const char *text, const char *path);
 

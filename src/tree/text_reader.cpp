@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -56,19 +57,29 @@ int32_t read_line(text_reader *reader, char *line)
     size_t      length = newline ? static_cast<size_t>(static_cast<const char *>(newline) - start) + 1 : most;
     memcpy(line, start, length);
     line[length] = '\0';
-    reader->last = reader->at;
+    reader->line = reader->newlines + 1;
+    if (newline)
+        reader->newlines++;
     reader->at += length;
     return 1;
 }
 
-uint32_t line_number(text_reader *reader)
+uint32_t line_number(const text_reader *reader)
 {
-    while (const void *newline = memchr(reader->text + reader->counted, '\n', reader->last - reader->counted)) {
-        reader->counted = static_cast<size_t>(static_cast<const char *>(newline) - reader->text) + 1;
-        reader->newlines++;
-    }
-    reader->counted = reader->last;
-    return reader->newlines + 1;
+    return reader->line;
+}
+
+/* The block of the heap stays; whole pages inside it lose their content and take no memory any more. */
+void forget_read_text(text_reader *reader)
+{
+    static constexpr size_t    much = size_t{1} << 20;
+    static constexpr uintptr_t page = 4096; /* where they are larger the system refuses */
+    if (reader->at - reader->gone < much)
+        return;
+    uintptr_t start = (reinterpret_cast<uintptr_t>(reader->text) + reader->gone + page - 1) / page * page;
+    uintptr_t end = (reinterpret_cast<uintptr_t>(reader->text) + reader->at) / page * page;
+    madvise(reinterpret_cast<void *>(start), end - start, MADV_DONTNEED);
+    reader->gone = reader->at;
 }
 
 void close_text(text_reader *reader)

@@ -17,10 +17,10 @@ typedef struct text_reader text_reader;
 struct text_reader {
     char    *text;
     size_t   size;
-    size_t   at;      /* where the next line starts */
-    size_t   last;    /* where the line read last starts */
-    size_t   counted; /* up to here newlines have been counted */
-    uint32_t newlines;
+    size_t   at;       /* where the next line starts */
+    size_t   gone;     /* up to here forget_read_text has given the memory back */
+    uint32_t newlines; /* ahead of `at` */
+    uint32_t line;     /* the number of the line read last */
 };
 
 /* Reads the file into memory. 0, or -1 when it cannot be opened or read, or there is no memory. */
@@ -30,9 +30,12 @@ int32_t open_text(text_reader *reader, const char *path);
  * line arrives as several; a NUL in a line ends its text. 1, or 0 at the end of the file, which leaves `line` alone. */
 int32_t read_line(text_reader *reader, char *line);
 
-/* The number of the line read last, from 1; the pieces of a longer one have the same. It is counted when it is asked
- * for, and costs a look at each byte since the last time. */
-uint32_t line_number(text_reader *reader);
+/* The number of the line read last, from 1; the pieces of a longer one have the same. */
+uint32_t line_number(const text_reader *reader);
+
+/* Gives back most of the memory of what has been read, whenever that is much. For a reader that open_text has opened
+ * and that is not set back: of what was read nothing is left. */
+void forget_read_text(text_reader *reader);
 
 void close_text(text_reader *reader);
 

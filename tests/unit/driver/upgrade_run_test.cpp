@@ -11,6 +11,7 @@
 #include "tree/config_text.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
+#include "tree/stored_files.h"
 
 #include <cstring>
 
@@ -155,6 +156,18 @@ TEST_F(UpgradeRun, CarriesTheGlobalFileAndAllDomains)
     expect_stored(domain_path("root"), text_of(MIGR_IMAGE_RELEASE, "root"));
     expect_stored(domain_path("b"), text_of(MIGR_IMAGE_RELEASE, "b"));
     EXPECT_EQ(appliance.listing().size(), before.size() + 3) << "three plain copies, and nothing else";
+}
+
+TEST_F(UpgradeRun, TheTreeIsGoneWhenItsTextIsPacked)
+{
+    appliance.write("/data/etc/update_config", "");
+    store(global_path, text_of("5.40"));
+    script.compression = [](const std::string &) {
+        printf("%s, text %s\n", migr_main.root.top_list ? "a tree" : "no tree",
+               access(MIGR_NEW_TEXT, R_OK) == 0 ? "there" : "gone");
+        return 0;
+    };
+    EXPECT_NE(run().out.find("no tree, text there\n"), std::string::npos);
 }
 
 TEST_F(UpgradeRun, ASecondRunHasNothingToDo)

@@ -76,10 +76,16 @@ TEST_F(NodeStore, WhatIsMadeForThePassOutlivesNoRun)
     EXPECT_STREQ(node->name, "of the pass");
 }
 
+TEST_F(NodeStore, RecordsTakeWholeLinesOfTheCache)
+{
+    for (int number = 0; number < 20000; number++)
+        ASSERT_EQ(reinterpret_cast<uintptr_t>(new_node(MIGR_SET)) % 64, 0u) << number;
+}
+
 /* More records than one piece of memory holds, some of them released and made anew. */
 TEST_F(NodeStore, ReleasedRecordsAreUsedAgain)
 {
-    constexpr size_t           count = 5000;
+    constexpr size_t           count = 100000;
     std::vector<config_node *> nodes(count);
     for (config_node *&node : nodes) {
         node = new_node(MIGR_SET);

@@ -61,6 +61,36 @@ TEST(TextReader, TheEndLeavesTheLineAlone)
     close_text(&reader);
 }
 
+TEST(TextReader, CountsLinesAndNotTheirPieces)
+{
+    TextFile    file("one\n" + std::string(MIGR_LINE_SIZE, 'x') + "\nthree");
+    text_reader reader;
+    static char line[MIGR_LINE_SIZE];
+    ASSERT_EQ(open_text(&reader, file.path()), 0);
+    for (uint32_t number : {1, 2, 2, 3}) {
+        EXPECT_EQ(read_line(&reader, line), 1);
+        EXPECT_EQ(line_number(&reader), number);
+    }
+    close_text(&reader);
+}
+
+TEST(TextReader, GivesTheMemoryOfWhatWasReadBackAndNothingElse)
+{
+    std::string content;
+    for (int number = 1; content.size() < 5'000'000; number++)
+        content += "line " + std::to_string(number) + "\n";
+    TextFile    file(content);
+    text_reader reader;
+    static char line[MIGR_LINE_SIZE];
+    ASSERT_EQ(open_text(&reader, file.path()), 0);
+    std::string read;
+    for (; read_line(&reader, line); forget_read_text(&reader))
+        read += line;
+    EXPECT_TRUE(read == content);
+    EXPECT_EQ(reader.text[content.size() / 2], '\0') << "its page is a new one";
+    close_text(&reader);
+}
+
 TEST(TextReader, ReadsAFileThatIsLargerThanItsSizeSays)
 {
     /* Files below /proc say that they are empty. */

@@ -353,18 +353,29 @@ std::string entry_text(const json &entry)
     return text + cause["kind"].get<std::string>();
 }
 
-json answer_for_few_lines(const std::string &command)
+json answer_for(const std::string &command, const std::string &name, const std::string &text)
 {
     ApplianceRoot folder;
-    folder.write("/sys_global.conf", few_lines);
-    return json::parse(run(migr(command + " --json " + folder.path().string() + "/sys_global.conf")).out);
+    folder.write("/" + name, text);
+    return json::parse(run(migr(command + " --json " + folder.path().string() + "/" + name)).out);
+}
+
+/* But for the header lines: line, what it was, cause and text. */
+std::vector<std::string> blamed_lines(const json &answer)
+{
+    std::vector<std::string> lines;
+    for (const json &line : answer["files"][0]["lines"])
+        if (line["line"] > 2)
+            lines.push_back(line["line"].dump() + " " + text_or_nothing(line["was"]) + " " +
+                            text_or_nothing(line["cause"]) + "|" + line["text"].get<std::string>());
+    return lines;
 }
 
 } // namespace
 
 TEST(FewLines, HaveTheseFates)
 {
-    json                     answer = answer_for_few_lines("account --all");
+    json                     answer = answer_for("account --all", "sys_global.conf", few_lines);
     std::vector<std::string> entries;
     for (const json &entry : answer["files"][0]["entries"])
         entries.push_back(entry_text(entry));
@@ -374,11 +385,160 @@ TEST(FewLines, HaveTheseFates)
 
 TEST(FewLines, ComeFromThere)
 {
-    json                     answer = answer_for_few_lines("blame");
-    std::vector<std::string> lines;
-    for (const json &line : answer["files"][0]["lines"])
-        if (line["line"] > 2)
-            lines.push_back(line["line"].dump() + " " + text_or_nothing(line["was"]) + " " +
-                            text_or_nothing(line["cause"]) + "|" + line["text"].get<std::string>());
-    EXPECT_EQ(lines, std::vector<std::string>(std::begin(few_blamed), std::end(few_blamed)));
+    EXPECT_EQ(blamed_lines(answer_for("blame", "sys_global.conf", few_lines)),
+              std::vector<std::string>(std::begin(few_blamed), std::end(few_blamed)));
+}
+
+namespace {
+
+/* What 6.10, 6.11, 6.20 and 6.21 each change something of. */
+constexpr char four_releases[] = R"(#config-version=QA-A1X-6.02-CV-build0100-190301:opmode=0:vdom=1
+#conf_file_ver=1
+config system corvobox
+    set server collector.example
+    set ssl enable
+end
+config system hsm info
+    set action register
+    set ip 10.62.9.70
+end
+config system menu-theme
+    set theme-name green-tone
+end
+config log event-relay
+    edit "to_cloud"
+        config relays
+            edit 1
+                set event-format short long
+            next
+        end
+    next
+end
+config waf client-limit
+    edit "visitors"
+        config limits
+            edit 1
+                set counted-methods get
+                set  peer-label twin
+            next
+        end
+    next
+end
+config waf cookie-security
+    edit "session"
+        set security-mode signed
+    next
+end
+config waf custom-access rule
+    edit "bots"
+        set bot-recognition captcha
+        set action alert
+    next
+end
+config waf machine-learning-policy
+    edit 1
+        set action-definitely alert
+        set strictness-level-automatic-defnite 2
+    next
+end
+config waf xml-validation rule
+    edit "feed"
+        set xml-entity-check enable
+        set request-file "/feed"
+    next
+end
+config user kerberos-user
+    edit "crew"
+        set server 10.62.1.50
+        set realm FERRYBEND.EXAMPLE
+    next
+end
+)";
+
+/* As few_blamed; of a rule, its text stands in place of its line in the update file. */
+constexpr const char *four_blamed[] = {
+    "3 3 |config system corvobox",
+    "4 4 |    set server collector.example",
+    "5  |end",
+    "6 7 |config system hsm info",
+    "7 9 |    set ip 10.62.9.70",
+    "8  |end",
+    "9 14 |config log event-relay",
+    "10 15 |    edit \"to_cloud\"",
+    "11 16 |        config relays",
+    "12 17 |            edit 1",
+    "13 18 6.21 modify, line "
+    "<log event-relay><relays><event-format>,<event-format>,[enum:<short,compact>,<long,verbose>]"
+    "|                set event-format compact verbose",
+    "14  |            next",
+    "15  |        end",
+    "16  |    next",
+    "17  |end",
+    "18 23 6.10 modify, line <waf client-limit>,<waf client-quota>|config waf client-quota",
+    "19 24 |    edit \"visitors\"",
+    "20 25 6.10 modify, line <waf client-limit><limits>,<quotas>|        config quotas",
+    "21 26 |            edit 1",
+    "22 28 6.21 write|                set peer-label twin",
+    "23  |            next",
+    "24  |        end",
+    "25  |    next",
+    "26  |end",
+    "27 33 |config waf cookie-security",
+    "28 34 |    edit \"session\"",
+    "29 35 |        set security-mode signed",
+    "30 new 6.10 _sync_cookie_security_mode|        set allow-suspicious-cookies Always",
+    "31  |    next",
+    "32  |end",
+    "33 38 |config waf custom-access rule",
+    "34 39 |    edit \"bots\"",
+    "35 40 |        set bot-recognition captcha",
+    "36 41 |        set action alert",
+    "37 new 6.20 _add_cus_rule_switch|        set bot-confirmation enable",
+    "38  |    next",
+    "39  |end",
+    "40 44 |config waf machine-learning-policy",
+    "41 45 |    edit 1",
+    "42 46 6.10 _adjust_ml_policy2|        set action-anomaly alert",
+    "43  |    next",
+    "44  |end",
+    "45 50 |config waf xml-validation rule",
+    "46 51 |    edit \"feed\"",
+    "47 52 6.11 _update_xml_rule|        set xml-attributes-check enable",
+    "48 53 |        set request-file \"/feed\"",
+    "49  |    next",
+    "50  |end",
+    "51 56 |config user kerberos-user",
+    "52 57 |    edit \"crew\"",
+    "53 59 |        set realm FERRYBEND.EXAMPLE",
+    "54 new 6.20 _adjust_kerberos_user|        config server-members ",
+    "55 new 6.20 _adjust_kerberos_user|            edit 1 ",
+    "56 58 6.20 _adjust_kerberos_user|                set server 10.62.1.50",
+    "57  |            next",
+    "58  |        end",
+    "59  |    next",
+    "60  |end",
+};
+
+/* The first line of the update file that holds the rule which stands behind ", line ". */
+std::string with_line_of_rule(std::string blamed)
+{
+    size_t start = blamed.find("line <"), end = blamed.find('|');
+    if (start > end)
+        return blamed;
+    start += strlen("line ");
+    std::string              rule = blamed.substr(start, end - start);
+    std::vector<std::string> lines = lines_of(content_of(source_path("/image/update_config")));
+    auto                     found = std::find(lines.begin(), lines.end(), rule);
+    EXPECT_NE(found, lines.end()) << rule;
+    return blamed.replace(start, end - start, std::to_string(found - lines.begin()));
+}
+
+} // namespace
+
+TEST(FourReleases, EachLineComesFromThere)
+{
+    std::vector<std::string> expected;
+    for (const char *line : four_blamed)
+        expected.push_back(with_line_of_rule(line));
+    EXPECT_EQ(blamed_lines(answer_for("blame --show-secrets", "sys_domain.shop.conf", four_releases)), expected);
 }

@@ -1,6 +1,7 @@
 /*
- * Expected accounts as people write them. A page says of each line of the old files what becomes of it, and of each line
- * that is new where it came from; what lines say is in the files. Blank lines and what stands behind a "#" is for readers.
+ * Expected accounts as people write them. A page says of each line of the old files what becomes of it, and of each
+ * line that is new where it came from; what lines say is in the files. Blank lines and what stands behind a "#" is for
+ * readers.
  *
  *     == sys_global.conf.gz
  *     3-12 kept 3-12

@@ -111,3 +111,12 @@ end
 )",
                 Extent::part);
 }
+
+/* Its half of the split has a block, of which the pass behind the split leaves nothing. */
+TEST(SmallAccounts, AFileThatEndsUpEmptyHasNoLines)
+{
+    expect_page("5.00", "config system ticket-gateway\n    set status enable\nend\n", R"(== sys_global.conf.gz
+3-4 dropped: 5.50 delete <system ticket-gateway>
+)",
+                Extent::part);
+}

@@ -96,10 +96,19 @@ int32_t __wrap_update_to_vdom(void)
     return result;
 }
 
-int32_t __real_new_config_file(const char *path);
-int32_t __wrap_new_config_file(const char *path)
+int32_t __real_write_new_text(const char *path);
+int32_t __wrap_write_new_text(const char *path)
 {
-    int32_t result = __real_new_config_file(path);
+    int32_t result = __real_write_new_text(path);
+    if (result != 0)
+        log_step("write fails");
+    return result;
+}
+
+int32_t __real_store_new_text(const char *path);
+int32_t __wrap_store_new_text(const char *path)
+{
+    int32_t result = __real_store_new_text(path);
     log_step(result == 0 ? "write" : "write fails");
     return result;
 }

@@ -35,6 +35,7 @@ struct Witness {
     size_t                         read_again;
     std::map<std::string, Covered> written; /* by file */
     std::map<std::string, size_t>  changes; /* by mechanism */
+    std::set<uint64_t>             left_out;
 };
 
 Witness witness;
@@ -145,6 +146,7 @@ void note_written(const migr_change &change)
 {
     Covered &covered = witness.written[change.file];
     bool     is_end = change.kind == MIGR_WRITTEN_END;
+    EXPECT_EQ(witness.left_out.count(change.node), 0u) << change.record->name << " is told to be left out";
     for (uint32_t line = is_end ? change.last_line : change.first_line; line <= change.last_line; line++) {
         EXPECT_EQ(covered.count(line), 0u) << change.file << " line " << line << " is told twice";
         covered[line] = is_end ? "" : line == change.first_line ? opening_of(change) : "(continued)";
@@ -175,6 +177,8 @@ void watch(const migr_change *change)
     if (change->kind == MIGR_WRITTEN || change->kind == MIGR_WRITTEN_END)
         return note_written(*change);
     EXPECT_NE(change->kind, MIGR_INCOMPLETE);
+    if (change->kind == MIGR_LEFT_OUT)
+        witness.left_out.insert(change->node);
     if (change->kind != MIGR_RELEASED)
         expect_author(*change);
 }
