@@ -50,6 +50,7 @@ class PartWriter {
     void add_merged(uint32_t parent, const std::vector<uint32_t> &old, const std::vector<uint32_t> &now);
     void add_old(uint32_t node, uint32_t parent, bool returns);
     void add_new(uint32_t node, uint32_t parent);
+    void add_kept(uint32_t node, uint32_t parent);
     void add_shown(Slot slot);
     bool is_lost(uint32_t node);
     void lose(uint32_t node);
@@ -144,7 +145,7 @@ void PartWriter::add_merged(uint32_t parent, const std::vector<uint32_t> &old, c
         if (places[at] == nowhere)
             continue;
         add_gap(places[at], at);
-        add_shown({now[at], 0, never, false});
+        add_kept(now[at], parent);
         gone++;
         waiting++;
     }
@@ -171,6 +172,16 @@ void PartWriter::add_new(uint32_t node, uint32_t parent)
     if (from == 0 && tree_.node(parent).is_member)
         from = static_cast<uint32_t>(tree_.turns().size());
     add_shown({node, from, never, tree_.node(node).is_member});
+}
+
+/* It may have been away for some turns. */
+void PartWriter::add_kept(uint32_t node, uint32_t parent)
+{
+    uint32_t until = tree_.unlinked_turn(node, parent), from = tree_.linked_turn(node, parent);
+    if (until == 0 || until >= from)
+        return add_shown({node, 0, never, false});
+    add_shown({node, 0, until, true});
+    add_shown({node, from, never, true});
 }
 
 /* Only while it is not marked. */

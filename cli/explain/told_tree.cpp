@@ -99,13 +99,8 @@ void ToldTree::take(const migr_change &change, uint32_t author)
     case MIGR_RENAMED:
     case MIGR_REVALUED:
         return take_text(change, author);
-    case MIGR_MARKED: {
-        ToldEvent event;
-        event.kind = ToldKind::marked;
-        event.is_shown = is_shown(change);
-        add_event(change, author, event);
-        return;
-    }
+    case MIGR_MARKED:
+        return take_mark(change, author);
     case MIGR_RELEASED:
         return take_release(change);
     default:
@@ -129,7 +124,7 @@ void ToldTree::take_link(const migr_change &change, uint32_t author)
     at(number).places += event.kind == ToldKind::linked ? 1 : -1;
     if (event.kind == ToldKind::linked) {
         at(number).parent = event.parent;
-        at(number).linked = turn;
+        at(number).settled = turn;
     }
     at(number).record = change.record;
     ToldNode &parent = at(event.parent);
@@ -148,6 +143,16 @@ void ToldTree::take_text(const migr_change &change, uint32_t author)
         event.text = static_cast<uint32_t>(texts_.size());
     }
     add_event(change, author, event);
+}
+
+void ToldTree::take_mark(const migr_change &change, uint32_t author)
+{
+    ToldEvent event;
+    event.kind = ToldKind::marked;
+    event.is_shown = is_shown(change);
+    uint32_t turn = add_event(change, author, event);
+    if (event.is_shown)
+        at(number_of(change.node)).settled = turn;
 }
 
 /* Who looks for its text in this part finds it here. */
@@ -190,8 +195,8 @@ uint32_t ToldTree::turn_for(uint32_t author, uint32_t node, const ToldEvent &eve
     return own.back();
 }
 
-/* A change builds on those of the same node and on what brought the blocks around it to where they are. What goes takes
- * along what was done below it. */
+/* A change builds on those of the same node and on what brought the blocks around it to where they are, or took their
+ * marks back. What goes takes along what was done below it. */
 uint32_t ToldTree::earliest_turn(uint32_t node, const ToldEvent &event) const
 {
     const ToldNode &changed = this->node(node);
@@ -209,7 +214,7 @@ uint32_t ToldTree::settled_turn(uint32_t node) const
 {
     uint32_t turn = 0;
     for (; node != 0; node = this->node(node).parent)
-        turn = std::max(turn, this->node(node).linked);
+        turn = std::max(turn, this->node(node).settled);
     return turn;
 }
 
@@ -320,7 +325,7 @@ void ToldTree::forget_part(const std::vector<uint32_t> &lost)
                 node.is_shown = event->is_shown;
         if (node.record)
             node.is_long = has_lines(*node.record);
-        node.latest = node.linked = node.last_event = 0;
+        node.latest = node.settled = node.last_event = 0;
     }
     events_.clear();
     texts_.clear();

@@ -32,7 +32,7 @@ struct ToldNode {
     std::array<uint32_t, list_kinds> first = {};     /* and its own lists */
     uint32_t                         last_event = 0; /* its place and one more */
     uint32_t                         latest = 0;     /* the last turn in which something was done to it or below it */
-    uint32_t                         linked = 0;     /* the turn in which it came to stand below its parent */
+    uint32_t                         settled = 0;    /* the turn in which it came to be seen where it stands */
     uint32_t                         stamp = 0;      /* of whoever compares two lists */
     int32_t                          places = 0;     /* below how many it stands: two blocks may share a list */
     bool                             is_member : 1 = false;  /* it stood in the tree when the part began */
@@ -136,6 +136,7 @@ class ToldTree {
 
     void     take_new(const migr_change &change);
     void     take_link(const migr_change &change, uint32_t author);
+    void     take_mark(const migr_change &change, uint32_t author);
     void     take_text(const migr_change &change, uint32_t author);
     void     take_release(const migr_change &change);
     uint32_t add_event(const migr_change &change, uint32_t author, ToldEvent event);
