@@ -1,50 +1,21 @@
 /* migr account and migr blame: how they are asked for and shown. How an account comes about is told by
  * explain/account.h. */
 #include "appliance/snapshot_store.h"
-#include "appliance/staged_input.h"
-#include "appliance/staged_run.h"
-#include "appliance/stored_text.h"
 #include "commands/options.h"
-#include "explain/ledger_run.h"
+#include "explain/accounting.h"
 #include "output/console.h"
 #include "output/json.h"
 #include "output/table.h"
 #include "report/account_report.h"
 #include "report/report.h"
+#include "report/result_lines.h"
 #include "report/stored_account.h"
 
 #include <algorithm>
-#include <map>
-#include <sstream>
 
 namespace command {
 
 namespace {
-
-struct Accounting {
-    StagedRun                          run;
-    Account                            account;
-    std::map<std::string, std::string> results; /* the texts, by file, if they are wanted */
-};
-
-enum class Texts { left, wanted };
-
-/* With `all`, lines that are kept are accounted for, too. */
-Accounting account_for(const Arguments &arguments, const Image &image, bool all, Texts texts, Interrupts &interrupts)
-{
-    StagedInput input = stage_input(single_request(arguments), image, interrupts);
-    RunRequest  request;
-    request.partial = true; /* whatever can be accounted for */
-    request.accept_damage = true;
-    request.library = [all] { run_and_account(all); };
-    Accounting accounting;
-    accounting.run = run_staged(input.root(), image, request, interrupts);
-    accounting.account = account_of_results(input.root(), accounting.run.files);
-    if (texts == Texts::wanted)
-        for (const AccountFile &file : accounting.account.files)
-            accounting.results[file.file] = input.root().run([&] { return stored_text(file.file); });
-    return accounting;
-}
 
 AccountView view_of(const Arguments &arguments)
 {
@@ -102,7 +73,7 @@ Status account(const Arguments &arguments)
     if (arguments.last)
         accounting.account = kept_account(arguments);
     else
-        accounting = account_for(arguments, image, arguments.all, Texts::left, interrupts);
+        accounting = account_for(single_request(arguments), image, arguments.all, Texts::left, interrupts);
     std::string update_file = image_text(image, "update_config");
     Causes      causes(update_file);
     AccountView view = view_of(arguments);
@@ -121,27 +92,7 @@ Status account(const Arguments &arguments)
 
 /* ---- blame ---- */
 
-/* Where a line of a result came from. */
-struct Source {
-    const AccountFile  *file = nullptr; /* of the entry; null: the line only opens a file or closes a block */
-    const AccountEntry *entry = nullptr;
-};
-
-/* By line of the result, from 1. */
-std::vector<Source> sources_of(const Account &account, const AccountFile &result)
-{
-    std::vector<Source> sources(result.out.lines + 1);
-    for (const AccountFile &file : account.files)
-        for (const AccountEntry &entry : file.entries) {
-            const std::string &out_file = entry.out_file.empty() ? file.file : entry.out_file;
-            if (out_file == result.file)
-                for (uint32_t line = entry.out.first; line > 0 && line <= entry.out.last; line++)
-                    sources.at(line) = {&file, &entry};
-        }
-    return sources;
-}
-
-std::string origin_text(const Source &source, const AccountFile &result, uint32_t line)
+std::string origin_text(const LineSource &source, const AccountFile &result, uint32_t line)
 {
     if (!source.entry)
         return "";
@@ -151,7 +102,7 @@ std::string origin_text(const Source &source, const AccountFile &result, uint32_
     return (source.file->file == result.file ? "" : source.file->file + ":") + std::to_string(old_line);
 }
 
-std::string cause_text(const Account &account, const Source &source)
+std::string cause_text(const Account &account, const LineSource &source)
 {
     if (!source.entry || source.entry->causes.empty())
         return "";
@@ -159,25 +110,10 @@ std::string cause_text(const Account &account, const Source &source)
     return briefly(last);
 }
 
-/* A secret's further lines say nothing either. */
-std::string blamed_text(const Source &source, const std::vector<std::string> &lines, uint32_t number)
-{
-    const std::string &line = lines[number - 1];
-    if (!source.entry)
-        return line;
-    const std::string &first = lines[source.entry->out.first - 1];
-    std::string        shown = without_secret(*source.entry, first);
-    if (shown == first)
-        return line;
-    size_t indent = std::min(line.find_first_not_of(" \t"), line.size());
-    bool   is_first = number == source.entry->out.first;
-    return is_first ? line.substr(0, indent) + shown.substr(0, shown.find('\n')) : "(hidden)";
-}
-
 /* A line of a result, as it is shown. */
 struct BlamedLine {
     uint32_t    number;
-    Source      source;
+    LineSource  source;
     std::string was;
     std::string cause;
     std::string text;
@@ -185,16 +121,13 @@ struct BlamedLine {
 
 std::vector<BlamedLine> blamed_lines(const Accounting &accounting, const AccountFile &result, bool show_secrets)
 {
-    std::vector<std::string> lines;
-    std::istringstream       stream(accounting.results.at(result.file));
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    std::vector<Source>     sources = sources_of(accounting.account, result);
-    std::vector<BlamedLine> blamed;
+    std::vector<LineSource>  sources = sources_of(accounting.account, result);
+    std::vector<std::string> lines = shown_lines(sources, accounting.results.at(result.file), show_secrets);
+    std::vector<BlamedLine>  blamed;
     for (uint32_t number = 1; number <= lines.size(); number++) {
-        const Source &source = sources.at(number);
+        const LineSource &source = sources.at(number);
         blamed.push_back({number, source, origin_text(source, result, number), cause_text(accounting.account, source),
-                          show_secrets ? lines[number - 1] : blamed_text(source, lines, number)});
+                          lines[number - 1]});
     }
     return blamed;
 }
@@ -224,7 +157,7 @@ Status blame(const Arguments &arguments)
     Image image = open_image(arguments.image);
     tell_image(image);
     Interrupts interrupts;
-    Accounting accounting = account_for(arguments, image, true, Texts::wanted, interrupts);
+    Accounting accounting = account_for(single_request(arguments), image, true, Texts::wanted, interrupts);
     show_findings(accounting.run);
     Json::List files;
     for (const AccountFile &file : accounting.account.files)

@@ -234,25 +234,12 @@ Json text_json(const AccountEntry &entry, const std::string &text, bool show_sec
     return text.empty() ? Json() : Json::lines(show_secrets ? text : without_secret(entry, text));
 }
 
-Json entry_json(const Account &account, const AccountEntry &entry, const CauseTexts &texts, bool show_secrets)
+Json causes_json(const Account &account, const AccountEntry &entry, const CauseTexts &texts)
 {
     Json::List list;
     for (uint32_t cause : entry.causes)
         list.push_back(cause_json(account.authors[cause], texts[cause]));
-    return Json::Members{{"fate", word(entry.fate)},
-                         {"in", span_json(entry.in)},
-                         {"in_end", end_json(entry.in)},
-                         {"out", span_json(entry.out)},
-                         {"out_end", end_json(entry.out)},
-                         {"out_file", Json::text_or_null(entry.out_file)},
-                         {"path", Json::list(entry.path)},
-                         {"causes", std::move(list)},
-                         {"before", text_json(entry, entry.before, show_secrets)},
-                         {"after", text_json(entry, entry.after, show_secrets)},
-                         {"copied_from", span_json(entry.copied_from)},
-                         {"from_file", Json::text_or_null(entry.from_file)},
-                         {"reason", Json::text_or_null(entry.reason)},
-                         {"by_hand", hand_json(entry.hand)}};
+    return list;
 }
 
 Json line_counts_json(const LineCounts &counts, bool of_input)
@@ -264,16 +251,6 @@ Json line_counts_json(const LineCounts &counts, bool of_input)
     if (of_input)
         members.emplace_back("unread", counts.unread);
     return members;
-}
-
-Json::Members file_counts_json(const AccountFile &file)
-{
-    return {{"file", file.file},
-            {"before", Json::release(file.before)},
-            {"after", Json::release(file.after)},
-            {"in", line_counts_json(file.in, true)},
-            {"out", line_counts_json(file.out, false)},
-            {"unexplained", file.unexplained}};
 }
 
 } // namespace
@@ -368,6 +345,34 @@ std::string summary_of(const Account &account, const Causes &causes)
            " of them about protection or credentials" + gaps;
 }
 
+Json::Members entry_json(const AccountEntry &entry, Json causes, bool show_secrets)
+{
+    return {{"fate", word(entry.fate)},
+            {"in", span_json(entry.in)},
+            {"in_end", end_json(entry.in)},
+            {"out", span_json(entry.out)},
+            {"out_end", end_json(entry.out)},
+            {"out_file", Json::text_or_null(entry.out_file)},
+            {"path", Json::list(entry.path)},
+            {"causes", std::move(causes)},
+            {"before", text_json(entry, entry.before, show_secrets)},
+            {"after", text_json(entry, entry.after, show_secrets)},
+            {"copied_from", span_json(entry.copied_from)},
+            {"from_file", Json::text_or_null(entry.from_file)},
+            {"reason", Json::text_or_null(entry.reason)},
+            {"by_hand", hand_json(entry.hand)}};
+}
+
+Json::Members file_counts_json(const AccountFile &file)
+{
+    return {{"file", file.file},
+            {"before", Json::release(file.before)},
+            {"after", Json::release(file.after)},
+            {"in", line_counts_json(file.in, true)},
+            {"out", line_counts_json(file.out, false)},
+            {"unexplained", file.unexplained}};
+}
+
 Json::List counts_json(const Account &account)
 {
     Json::List files;
@@ -384,7 +389,7 @@ Json::Members to_json(const Account &account, const Causes &causes, const Accoun
         Json::List entries;
         for (const AccountEntry &entry : file.entries)
             if (wants(view, account, texts, entry))
-                entries.push_back(entry_json(account, entry, texts, view.show_secrets));
+                entries.push_back(entry_json(entry, causes_json(account, entry, texts), view.show_secrets));
         Json::Members members = file_counts_json(file);
         members.emplace_back("entries", std::move(entries));
         files.push_back(std::move(members));

@@ -38,8 +38,12 @@ void show_effects(const Account &account, const Causes &causes);
 /* "14 lines were dropped, 3 of them set by hand, and 5 rewritten"; and what touches protection or credentials. */
 std::string summary_of(const Account &account, const Causes &causes);
 
-/* The numbers of lines alone, by file. */
-Json::List counts_json(const Account &account);
+/* An entry, with whatever stands for its causes. */
+Json::Members entry_json(const AccountEntry &entry, Json causes, bool show_secrets);
+
+/* The numbers of lines alone, of a file and by file. */
+Json::Members file_counts_json(const AccountFile &file);
+Json::List    counts_json(const Account &account);
 
 /* The members "files" and "effects", and whether the account is whole. */
 Json::Members to_json(const Account &account, const Causes &causes, const AccountView &view);
