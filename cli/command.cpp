@@ -33,8 +33,9 @@ namespace {
 
 /* In the order in which --help shows them. */
 constexpr const Subcommand *subcommands[] = {
-    &convert_command, &explain_command,  &account_command,   &blame_command,   &plan_command, &check_command,
-    &upgrade_command, &rollback_command, &snapshots_command, &version_command, &ml_command,   &lint_command,
+    &convert_command, &explain_command, &account_command, &blame_command,    &report_command,
+    &plan_command,    &check_command,   &upgrade_command, &rollback_command, &snapshots_command,
+    &version_command, &ml_command,      &lint_command,
 };
 
 constexpr char footer[] = "Exit status: 0 all done, or nothing to do; 1 some file was not upgraded, and why has been "

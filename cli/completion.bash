@@ -40,7 +40,7 @@ _migr_snapshots()
 _migr()
 {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} before=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="convert explain account blame plan check upgrade rollback snapshots version ml lint"
+    local commands="convert explain account blame report plan check upgrade rollback snapshots version ml lint"
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
         COMPREPLY=($(compgen -W "$commands --help --version" -- "$word"))
@@ -52,9 +52,10 @@ _migr()
             explain) COMPREPLY=($(compgen -W "--dropped --rewritten --added --kind --path --release --by --image --as --domain --show-secrets --json --help" -- "$word")) ;;
             blame) COMPREPLY=($(compgen -W "--image --as --domain --show-secrets --json --help" -- "$word")) ;;
             account) COMPREPLY=($(compgen -W "--dropped --rewritten --added --last --all --kind --path --release --by --image --as --domain --show-secrets --json --help" -- "$word")) ;;
+            report) COMPREPLY=($(compgen -W "--output --image --as --domain --show-secrets --json --help" -- "$word")) ;;
             check) COMPREPLY=($(compgen -W "--image --json --help" -- "$word")) ;;
             plan) COMPREPLY=($(compgen -W "--image --as --domain --json --help" -- "$word")) ;;
-            upgrade) COMPREPLY=($(compgen -W "--image --dry-run --partial --accept-damage --strict --work --verbose --json --timeout --help" -- "$word")) ;;
+            upgrade) COMPREPLY=($(compgen -W "--image --dry-run --partial --accept-damage --strict --work --report --verbose --json --timeout --help" -- "$word")) ;;
             rollback) COMPREPLY=($(compgen -W "--yes --json --help" -- "$word")) ;;
             snapshots) COMPREPLY=($(compgen -W "--prune --json --help" -- "$word")) ;;
             version | ml) COMPREPLY=($(compgen -W "--json --help" -- "$word")) ;;

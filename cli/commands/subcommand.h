@@ -23,6 +23,7 @@ struct Arguments {
     std::string                as;    /* "global" or "domain" */
     std::string                domain;
     std::string                work;    /* folder for a private copy */
+    std::string                report;  /* a page to write */
     std::string                release; /* like "6.30"; empty: the image's */
     std::string                kind;    /* of causes */
     std::string                path;    /* a pattern */
@@ -71,6 +72,7 @@ extern const Subcommand convert_command;
 extern const Subcommand explain_command;
 extern const Subcommand account_command;
 extern const Subcommand blame_command;
+extern const Subcommand report_command;
 extern const Subcommand plan_command;
 extern const Subcommand check_command;
 extern const Subcommand upgrade_command;

@@ -1,13 +1,16 @@
 /* migr upgrade ROOT: how an upgrade is asked for and shown. What it does is told by appliance/upgrade.h. */
 #include "appliance/upgrade.h"
 #include "commands/subcommand.h"
+#include "explain/accounting.h"
 #include "explain/ledger_run.h"
 #include "image/image_files.h"
 #include "output/console.h"
 #include "output/printable.h"
 #include "report/account_report.h"
+#include "report/page_file.h"
 #include "report/report.h"
 #include "report/stored_account.h"
+#include "report/upgrade_ledger.h"
 
 namespace command {
 
@@ -40,23 +43,48 @@ void show_account(const Outcome &outcome, const Account &account, const Argument
         (outcome.changed ? " --last" : ""));
 }
 
+/* The upgrade is done by then, so what keeps the page from being written is no failure of it. */
+void write_report(const Outcome &outcome, const Account &account, const ResultTexts &results,
+                  const Arguments &arguments, Interrupts &interrupts)
+{
+    LedgerRequest request = {outcome.root, outcome.files, account, results, outcome.changed, outcome.snapshot};
+    try {
+        write_page(arguments.report, upgrade_ledger(request, open_image(arguments.image)), interrupts);
+        say("Report:                " + shell_word(arguments.report));
+    } catch (const PathError &error) {
+        complain(std::string("The report was not written: ") + failure_of(error, error.path).what());
+    } catch (const Failure &failure) {
+        complain(std::string("The report was not written: ") + failure.what());
+    }
+}
+
 Status upgrade_appliance(const Arguments &arguments)
 {
     Interrupts     interrupts;
     Account        account;
+    ResultTexts    results;
+    bool           wants_report = !arguments.report.empty();
     UpgradeRequest request = request_of(arguments);
-    request.run.library = [] { run_and_account(false); };
+    if (wants_report)
+        require_page_path(arguments.report);
+    request.run.library = [wants_report] { run_and_account(wants_report); };
     request.account = [&](const Root &staging, const std::vector<FileOutcome> &files) {
         account = account_of_results(staging, files);
+        if (wants_report)
+            results = results_in(staging, account);
         return stored_account(account);
     };
     Outcome outcome = upgrade(request, interrupts);
     if (arguments.json) {
+        if (wants_report)
+            write_report(outcome, account, results, arguments, interrupts);
         print_json(outcome, account);
         return outcome.status;
     }
     show(outcome, arguments.verbose);
     show_account(outcome, account, arguments);
+    if (wants_report)
+        write_report(outcome, account, results, arguments, interrupts);
     return outcome.status;
 }
 
@@ -76,6 +104,7 @@ const Subcommand upgrade_command = {
          "Upgrade files of which text will be lost, too, and list that as warnings"},
         {"--strict", &Arguments::strict, "Change nothing when there is any warning"},
         {"--work", &Arguments::work, "Folder for the private copy that is worked on, in place of ROOT/var/lib/migr"},
+        {"--report", &Arguments::report, "Write a page about it, as migr report does, to that file"},
         {"--verbose", &Arguments::verbose, "Show what the library printed"},
         {"--json", &Arguments::json, "Print the report as JSON"},
         {"--timeout", &Arguments::timeout, "Give up after so many seconds without progress"},

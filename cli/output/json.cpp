@@ -67,6 +67,11 @@ std::string Json::text() const
     return JsonWriter::of(*this).dump(2, ' ', true) + "\n";
 }
 
+std::string Json::one_line() const
+{
+    return JsonWriter::of(*this).dump(-1, ' ', true) + "\n";
+}
+
 static void print(const char *command, Status status, Json error, Json::Members own)
 {
     static constexpr int format = 1;

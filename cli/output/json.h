@@ -49,8 +49,9 @@ class Json {
         return List(values.begin(), values.end());
     }
 
-    /* Indented, with a newline at the end; nothing in it but ASCII. */
+    /* With a newline at the end and nothing in it but ASCII; indented for people, or all in one line. */
     std::string text() const;
+    std::string one_line() const;
 
   private:
     friend struct JsonWriter;

@@ -1,0 +1,388 @@
+#include "report/page.h"
+#include "report/page_rows.h"
+#include "system/failure.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <openssl/evp.h>
+
+#include <regex>
+#include <set>
+
+using namespace command;
+
+namespace {
+
+using nlohmann::json;
+
+size_t count_of(const std::string &text, const std::string &part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1))
+        count++;
+    return count;
+}
+
+bool holds(const std::string &text, const std::string &part)
+{
+    return count_of(text, part) != 0;
+}
+
+std::string rows_of(const PageText &text, const std::vector<std::string> &anchors = {})
+{
+    std::string rows;
+    for (const RowPiece &piece : page_rows(text, anchors))
+        rows += (piece.anchor.empty() ? "" : "[" + piece.anchor + "]") + piece.rows;
+    return rows;
+}
+
+PageChange change(char mark, uint32_t in, uint32_t out, const std::string &before, std::vector<std::string> path)
+{
+    PageChange one;
+    one.mark = mark;
+    one.in = one.in_last = in;
+    one.out = one.out_last = out;
+    one.before = before;
+    one.path = std::move(path);
+    one.causes = {7};
+    return one;
+}
+
+/* ---- ledgers ---- */
+
+json lines_in(unsigned lines, unsigned kept, unsigned dropped)
+{
+    return {{"lines", lines},     {"kept", kept}, {"moved", 0}, {"rewritten", 0},
+            {"dropped", dropped}, {"layout", 0},  {"unread", 0}};
+}
+
+json dropped_entry(const std::string &name, const std::string &before, json by_hand = nullptr)
+{
+    return {{"fate", "dropped"},          {"in", {3, 3}},
+            {"in_end", nullptr},          {"out", nullptr},
+            {"out_end", nullptr},         {"out_file", nullptr},
+            {"path", {"lab desk", name}}, {"causes", {0}},
+            {"before", before},           {"after", nullptr},
+            {"copied_from", nullptr},     {"from_file", nullptr},
+            {"reason", nullptr},          {"by_hand", std::move(by_hand)}};
+}
+
+json file_of(const std::string &name, json entries)
+{
+    return {{"file", name},
+            {"before", "5.50"},
+            {"after", "6.21"},
+            {"result", "upgraded"},
+            {"reasons", json::array()},
+            {"warnings", json::array()},
+            {"account",
+             {{"file", name},
+              {"before", "5.50"},
+              {"after", "6.21"},
+              {"in", lines_in(4, 3, 1)},
+              {"out", {{"lines", 3}, {"kept", 3}, {"moved", 0}, {"rewritten", 0}, {"added", 0}, {"layout", 0}}},
+              {"unexplained", 0},
+              {"entries", std::move(entries)},
+              {"unchanged", {{1, 1, 2}, {4, 3, 1}}},
+              {"continued", json::array()},
+              {"text", "config lab desk\n    set height 70\nend\n"}}}};
+}
+
+json ledger_of(json files)
+{
+    json cause = {{"release", "6.00"}, {"mechanism", "stage"},   {"name", "_drop_tint"},
+                  {"line", nullptr},   {"kind", "housekeeping"}, {"sentence", "Desks lost their tint."}};
+    return {{"subject", "/srv/saved/box"},
+            {"made", "2026-11-22T10:00:00Z"},
+            {"done", false},
+            {"snapshot", nullptr},
+            {"image", {{"folder", "/image"}, {"release", "6.21"}, {"files", json::array()}}},
+            {"releases", {"6.00", "6.21"}},
+            {"summary", "1 line was dropped."},
+            {"files", std::move(files)},
+            {"causes", json::array({cause})},
+            {"effects", json::array()},
+            {"incomplete", false}};
+}
+
+json shop_ledger()
+{
+    return ledger_of({file_of("sys_domain.shop.conf.gz", {dropped_entry("tint", "    set tint green\n")})});
+}
+
+std::string page_of(const json &ledger)
+{
+    return report_page(ledger.dump());
+}
+
+/* Between the two, which are there once. */
+std::string between(const std::string &text, const std::string &start, const std::string &end)
+{
+    size_t from = text.find(start);
+    EXPECT_NE(from, text.npos) << start;
+    size_t to = text.find(end, from + start.size());
+    EXPECT_NE(to, text.npos) << end;
+    return text.substr(from + start.size(), to - from - start.size());
+}
+
+std::string policy_sum(const std::string &text)
+{
+    unsigned char sum[32], base64[64];
+    EVP_Digest(text.data(), text.size(), sum, nullptr, EVP_sha256(), nullptr);
+    EVP_EncodeBlock(base64, sum, sizeof sum);
+    return "'sha256-" + std::string(reinterpret_cast<char *>(base64)) + "'";
+}
+
+std::set<std::string> all_of(const std::string &text, const std::string &pattern)
+{
+    std::set<std::string> found;
+    std::regex            what(pattern);
+    for (std::sregex_iterator at(text.begin(), text.end(), what), end; at != end; ++at)
+        found.insert((*at)[1]);
+    return found;
+}
+
+/* Everything that a page has from a ledger's texts is between its tags. */
+std::set<std::string> tags_of(const std::string &page)
+{
+    std::string body = page.substr(page.find("<body"));
+    return all_of(body, "<(/?[a-zA-Z!][a-zA-Z0-9]*)");
+}
+
+} // namespace
+
+/* ---- rows ---- */
+
+TEST(PageRows, HaveBothNumbersAndStandInTheResultsOrder)
+{
+    PageText text;
+    text.text = "config lab desk\n    set height 70\nend\n";
+    text.unchanged = {{4, 1, 3}};
+    EXPECT_EQ(rows_of(text), " 4\t1\t\tconfig lab desk\n"
+                             " 5\t2\t\t    set height 70\n"
+                             " 6\t3\t\tend\n");
+}
+
+TEST(PageRows, HaveTheOldLineAboveTheOneThatWasRewritten)
+{
+    PageText text;
+    text.text = "config lab desk\n    set colour red\nend\n";
+    text.unchanged = {{1, 1, 1}, {3, 3, 1}};
+    text.changes = {change('~', 2, 2, "    set tint red\n", {"lab desk", "colour"})};
+    EXPECT_EQ(rows_of(text), " 1\t1\t\tconfig lab desk\n"
+                             "~ 2\t\t7\t    set tint red\n"
+                             "~ 2\t2\t7\t    set colour red\n"
+                             " 3\t3\t\tend\n");
+}
+
+TEST(PageRows, HaveWhatIsGoneWhereItWas)
+{
+    PageText text;
+    text.text = "config lab desk\n    set height 70\nend\n";
+    text.unchanged = {{1, 1, 2}, {6, 3, 1}};
+    PageChange edit = change('-', 3, 0, "    edit old\n", {"lab desk", "old"});
+    edit.in_end = 5;
+    text.changes = {edit, change('-', 4, 0, "        set tint red\n", {"lab desk", "old", "tint"})};
+    EXPECT_EQ(rows_of(text), " 1\t1\t\tconfig lab desk\n"
+                             " 2\t2\t\t    set height 70\n"
+                             "- 3\t\t7\t    edit old\n"
+                             "- 4\t\t7\t        set tint red\n"
+                             "- 5\t\t7\t    next\n"
+                             " 6\t3\t\tend\n");
+}
+
+TEST(PageRows, KeepWhatIsGoneInABlockThatWasMoved)
+{
+    PageText text;
+    text.text = "config a\nend\nconfig b\n    edit 1\n    next\nend\n";
+    text.unchanged = {{4, 1, 2}};
+    PageChange block = change('>', 1, 3, "", {"b"});
+    block.in_end = 3, block.out_end = 6;
+    text.changes = {block, change('-', 2, 0, "    set tint red\n", {"b", "tint"})};
+    EXPECT_EQ(rows_of(text), " 4\t1\t\tconfig a\n"
+                             " 5\t2\t\tend\n"
+                             "> 1\t3\t7\tconfig b\n"
+                             "- 2\t\t7\t    set tint red\n"
+                             " \t4\t\t    edit 1\n"
+                             " \t5\t\t    next\n"
+                             " 3\t6\t\tend\n");
+}
+
+TEST(PageRows, SayWhichLinesGoOnWithAValue)
+{
+    PageText text;
+    text.text = "config page\n    set text \"one\ntwo\"\nend\n";
+    text.unchanged = {{1, 1, 1}, {5, 4, 1}};
+    PageChange value = change('~', 2, 2, "    set text \"one\nend\nthree\"\n", {"page", "text"});
+    value.in_last = 4, value.out_last = 3;
+    text.changes = {value};
+    text.continued = {{3, 3}};
+    EXPECT_EQ(rows_of(text), " 1\t1\t\tconfig page\n"
+                             "~ 2\t\t7\t    set text \"one\n"
+                             "~ 3\t\t\"\tend\n"
+                             "~ 4\t\t\"\tthree\"\n"
+                             "~ 2\t2\t7\t    set text \"one\n"
+                             "~ 3\t3\t\"\ttwo\"\n"
+                             " 5\t4\t\tend\n");
+}
+
+TEST(PageRows, SayAPathThatTheRowsAroundDoNotSay)
+{
+    PageText text;
+    text.text = "config lab desk\n    set height 70\nend\n";
+    text.unchanged = {{1, 1, 1}, {3, 3, 1}};
+    text.changes = {change('>', 9, 2, "", {"lab chair", "height"})};
+    EXPECT_TRUE(holds(rows_of(text), "> 9\t2\t7\t    set height 70\tat lab chair / height\n")) << rows_of(text);
+}
+
+TEST(PageRows, BreakWhereALinkLeads)
+{
+    PageText text;
+    text.text = "config lab desk\nend\n";
+    text.unchanged = {{1, 1, 1}, {3, 2, 1}};
+    text.changes = {change('-', 2, 0, "    set tint red\n", {"lab desk", "tint"})};
+    EXPECT_EQ(rows_of(text, {"was-2", "2", "2"}), " 1\t1\t\tconfig lab desk\n"
+                                                  "[was-2]- 2\t\t7\t    set tint red\n"
+                                                  "[2] 3\t2\t\tend\n");
+}
+
+/* A text of its own cannot make rows or columns. */
+TEST(PageRows, WriteOutWhatWouldActInThem)
+{
+    PageText text;
+    text.text = "config a\tb\x01\xe2\x80\xae\xff\n";
+    EXPECT_EQ(rows_of(text), " \t1\t\tconfig a\\tb\\x01\\xe2\\x80\\xae\\xff\n");
+}
+
+/* ---- pages ---- */
+
+TEST(Page, SaysWhatComesOfAnUpgrade)
+{
+    std::string page = page_of(shop_ledger());
+    EXPECT_TRUE(holds(page, "<title>box: from 5.50 to 6.21</title>"));
+    EXPECT_TRUE(
+        holds(page, "An upgrade from 5.50 to 6.21 would go through; nothing was changed yet. Nothing needs a look."));
+    EXPECT_TRUE(holds(page, "Desks lost their tint."));
+    EXPECT_TRUE(holds(page, "<span class=\"count\" data-fate=\"dropped\">1 dropped</span>"));
+    EXPECT_TRUE(holds(page, "- 3\t\t1\t    set tint green\n"));
+}
+
+TEST(Page, SaysWhatNeedsALook)
+{
+    json ledger =
+        ledger_of({file_of("sys_domain.shop.conf.gz", {dropped_entry("tint", "    set tint green\n", true)})});
+    ledger["done"] = true;
+    ledger["files"][0]["warnings"] = {"line 2: lab desk / height refers to \"x\".",
+                                      "line 3 of the old file: a page is gone."};
+    std::string page = page_of(ledger);
+    EXPECT_TRUE(holds(page, "1 file was upgraded from 5.50 to 6.21. 3 things need a look."));
+    std::string look = between(page, "<ul class=\"findings\">", "</ul>");
+    EXPECT_TRUE(holds(look, "1 line that was set by hand dropped: Desks lost their tint."));
+    EXPECT_TRUE(holds(
+        look, "refers to &quot;x&quot;. <span class=\"places\"><span class=\"file\">shop</span> <a href=\"#shop:2\">"));
+    EXPECT_TRUE(holds(look, "<a href=\"#shop:was-3\">"));
+}
+
+TEST(Page, SaysWhichFilesWereNotUpgraded)
+{
+    json ledger = shop_ledger();
+    ledger["files"].push_back({{"file", "sys_domain.bad.conf.gz"},
+                               {"before", nullptr},
+                               {"after", nullptr},
+                               {"result", "not upgraded"},
+                               {"reasons", {"It has no version line."}},
+                               {"warnings", json::array()},
+                               {"account", nullptr}});
+    std::string page = page_of(ledger);
+    EXPECT_TRUE(holds(page, "<p class=\"verdict bad\">1 file of 2 cannot be upgraded. 1 thing needs a look."));
+    EXPECT_TRUE(holds(page, "sys_domain.bad.conf.gz was not upgraded: It has no version line."));
+}
+
+TEST(Page, LeadsEveryLinkSomewhere)
+{
+    json ledger = ledger_of({file_of("sys_domain.shop.conf.gz", {dropped_entry("tint", "    set tint green\n", true)}),
+                             file_of("sys_domain.sh?p.conf.gz", {dropped_entry("tint", "    set tint green\n")}),
+                             file_of("sys_domain.sh_p.conf.gz", {dropped_entry("tint", "    set tint green\n")})});
+    ledger["files"][0]["warnings"] = {"line 2: look."};
+    ledger["effects"] = {{{"path", "/a"}, {"what", "moved"}, {"before", "/b"}, {"cause", 0}}};
+    std::string           page = page_of(ledger);
+    std::set<std::string> ids = all_of(page, " id=\"([^\"]*)\"");
+    std::set<std::string> links = all_of(page, "href=\"#([^\"]*)\"");
+    EXPECT_TRUE(links.count("shop:2") && links.count("sh_p:was-3") && links.count("sh_p-2:was-3") &&
+                links.count("cause-1"));
+    for (const std::string &link : links)
+        EXPECT_TRUE(ids.count(link)) << link;
+    EXPECT_EQ(all_of(page, "(?:href|src|action)=\"([^#\"][^\"]*)\""), std::set<std::string>());
+}
+
+TEST(Page, AllowsNothingButItsOwnStyleAndScript)
+{
+    std::string page = page_of(shop_ledger());
+    std::string policy = between(page, "Content-Security-Policy\" content=\"", "\"");
+    EXPECT_EQ(policy, "default-src 'none'; style-src " + policy_sum(between(page, "<style>", "</style>")) +
+                          "; script-src " + policy_sum(between(page, "<script>", "</script>")) +
+                          "; base-uri 'none'; form-action 'none'");
+    EXPECT_FALSE(std::regex_search(page.substr(page.find("<body")), std::regex("<[^>]* (?:style|on[a-z]+)=")));
+}
+
+/* In each text that a ledger has. */
+TEST(Page, TakesNoTextForMarkup)
+{
+    static const std::string hostile =
+        "\"'></pre></script><script>alert(1)</script><img src=x onerror=alert(1)>&amp;{{NAME}}\x01\xe2\x80\xae";
+    json                  ledger = shop_ledger();
+    json                 &file = ledger["files"][0];
+    std::set<std::string> tags = tags_of(page_of(ledger));
+    json                  entry = dropped_entry(hostile, "    set " + hostile + "\n");
+    entry["reason"] = hostile;
+    entry["from_file"] = hostile;
+    file["file"] = "sys_domain." + hostile + ".conf.gz";
+    file["warnings"] = {hostile};
+    file["result"] = hostile;
+    file["account"]["entries"] = {entry};
+    file["account"]["text"] = "config " + hostile + "\nend\n";
+    for (const char *name : {"subject", "made", "snapshot", "summary"})
+        ledger[name] = hostile;
+    for (const char *name : {"release", "mechanism", "name", "kind", "sentence"})
+        ledger["causes"][0][name] = hostile;
+    ledger["releases"] = {hostile};
+    ledger["image"] = {
+        {"folder", hostile}, {"release", hostile}, {"files", {{{"file", hostile}, {"size", 1}, {"sha256", hostile}}}}};
+    ledger["effects"] = {{{"path", hostile}, {"what", hostile}, {"before", hostile}, {"cause", 0}}};
+    std::string page = page_of(ledger);
+    tags.insert({"ul", "/ul", "li", "/li", "code", "/code"});
+    for (const std::string &tag : tags_of(page))
+        EXPECT_TRUE(tags.count(tag)) << tag;
+    EXPECT_EQ(count_of(page, "<script"), 1U);
+    EXPECT_EQ(count_of(page, "</pre>"), 1U);
+    EXPECT_TRUE(holds(page, "set &quot;&#39;&gt;&lt;/pre&gt;&lt;/script&gt;"));
+    EXPECT_TRUE(holds(page, "&amp;amp;{{NAME}}\\x01\\xe2\\x80\\xae"));
+    EXPECT_FALSE(holds(page, "\x01") || holds(page, "\xe2\x80\xae"));
+}
+
+TEST(Page, IsMadeOfLedgersOnly)
+{
+    for (const char *text : {"", "{}", "[1]", "{\"subject\": 7}"})
+        EXPECT_THROW(report_page(text), Failure) << text;
+    json ledger = shop_ledger();
+    ledger["files"][0]["account"]["entries"][0]["causes"] = {9};
+    EXPECT_THROW(page_of(ledger), Failure);
+}
+
+/* A ledger may be anybody's: lines that are not there lead nowhere. */
+TEST(Page, BearsWrongLineNumbers)
+{
+    for (unsigned line : {0U, 1U, 2U, 900U}) {
+        json  ledger = shop_ledger();
+        json &account = ledger["files"][0]["account"];
+        account["unchanged"] = {{line, line, 7}};
+        account["continued"] = {{line, line}};
+        account["entries"][0]["in_end"] = line;
+        account["entries"][0]["out"] = {line, line};
+        account["entries"][0]["out_end"] = line;
+        for (const char *fate : {"dropped", "rewritten", "moved", "added"}) {
+            account["entries"][0]["fate"] = fate;
+            EXPECT_TRUE(holds(page_of(ledger), "config lab desk")) << line << fate;
+        }
+    }
+}
