@@ -46,8 +46,9 @@ class LinedText {
         std::vector<std::string> names;
         size_t                   at = line <= count() && item_of_line_[line] != nowhere ? item_of_line_[line] : no_item;
         for (; at != no_item; at = items_[at].parent)
-            names.push_back(items_[at].parent == no_item ? join_words(items_[at].name, ' ')
-                                                         : std::string(unquoted(items_[at].name)));
+            if (names.size() < most_names || items_[at].parent == no_item)
+                names.push_back(items_[at].parent == no_item ? join_words(items_[at].name, ' ')
+                                                             : std::string(unquoted(items_[at].name)));
         std::reverse(names.begin(), names.end());
         return names;
     }
@@ -462,8 +463,8 @@ void Accountant::take_result(size_t file, const Written &written, const Origin &
     }
     entry.fate = is_same ? LineFate::moved : LineFate::rewritten;
     entry.path = old_texts_[in_file].path(entry.in.first);
-    entry.before = before;
-    entry.after = after;
+    entry.before = without_indent(before);
+    entry.after = without_indent(after);
     entry.causes = causes_of(entry, origin, in_file);
     entry.from_file = filled_from(origin.events);
     count(entry, in_file, file);
@@ -497,7 +498,7 @@ void Accountant::take_addition(size_t file, const Written &written, const Origin
         deeds.push_back(deed_of_text(read)); /* who found it where nobody had written it */
     entry.causes = authors_of(std::move(deeds));
     entry.path = new_texts_[file].path(written.out.first);
-    entry.after = new_texts_[file].lines(written.out);
+    entry.after = without_indent(new_texts_[file].lines(written.out));
     entry.from_file = filled_from(origin.events);
     if (origin.node != 0)
         entry.copied_from = journal_.nodes[origin.node].in;
@@ -523,7 +524,7 @@ void Accountant::take_losses()
             deeds.push_back(deed_of_text(reading));
         entry.causes = authors_of(std::move(deeds));
         entry.path = old_texts_[file].path(one.in.first);
-        entry.before = old_texts_[file].lines(one.in);
+        entry.before = without_indent(old_texts_[file].lines(one.in));
         count(entry, file, no_item);
         account_.files[file].entries.push_back(std::move(entry));
     }

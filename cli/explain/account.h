@@ -19,14 +19,20 @@ const char *word(LineFate fate);
 /* Who had set a value. */
 enum class Hand { unknown, firmware, person };
 
+/* Deeper than any real configuration goes. Of a text that only nests, all paths would be as long as the text squared.
+ */
+inline constexpr size_t most_names = 32;
+
 /* One block's opening line, or one set with all its lines. */
 struct AccountEntry {
-    LineFate                 fate = LineFate::kept;
-    Span                     in, out;
-    std::string              out_file; /* the result that holds it, when that is another file */
-    std::vector<std::string> path;     /* names from the top-level config down; of what was added, in the result */
-    std::vector<uint32_t>    causes;   /* authors, in their order; none for what is kept */
-    std::string              before;   /* the lines, as they stand; of what is kept, nothing */
+    LineFate    fate = LineFate::kept;
+    Span        in, out;
+    std::string out_file; /* the result that holds it, when that is another file */
+    /* Names from the top-level config down; of what was added, in the result; of a line that lies deeper than
+     * most_names the first one and as many of the last. */
+    std::vector<std::string> path;
+    std::vector<uint32_t>    causes; /* authors, in their order; none for what is kept */
+    std::string              before; /* the lines, without the first one's indent; of what is kept, nothing */
     std::string              after;
     Span                     copied_from;          /* the lines of the old file that an added entry was copied from */
     std::string              from_file;            /* the file that the value, or a part of it, was read from */

@@ -40,6 +40,10 @@ class Convert : public testing::Test {
     {
         return "migr: the image's files are those in " + image_.folder() + "\n";
     }
+    std::string image_folder() const
+    {
+        return image_.folder();
+    }
     const support::ApplianceRoot &box() const
     {
         return box_;
@@ -89,6 +93,23 @@ TEST_F(Convert, EndsWithTheAccount)
                                   "credentials: migr account " +
                                   input + "\n"))
         << run.err;
+}
+
+/* Each line's path and indent could be as long as the text is deep. */
+TEST_F(Convert, AccountsForATextThatOnlyNests)
+{
+    std::string text = support::headers("5.40") + "config system ticket-gateway\n", ends;
+    for (int depth = 0; depth < 1500; depth++) {
+        text += "edit a\nconfig a\n";
+        ends += "end\nnext\n";
+    }
+    std::string      input = file("sys_global.conf", text + ends + "end\n");
+    support::Outcome run = support::migr({"account", "--all", "--json", "--image", image_folder(), input});
+    ASSERT_EQ(0, run.status) << run.err;
+    json answer = json::parse(run.out);
+    for (const json &entry : answer["files"][0]["entries"])
+        EXPECT_LE(entry["path"].size(), 33u);
+    EXPECT_LT(run.out.size(), 10'000'000u);
 }
 
 TEST_F(Convert, EndsWithOneAccountOfSeveralFiles)
