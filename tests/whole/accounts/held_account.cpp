@@ -263,15 +263,19 @@ void expect_balance_in(const support::ApplianceRoot &root, const std::vector<Sto
     *accounted = static_cast<size_t>(child.exit_code);
 }
 
+std::string text_of(const fs::path &path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
 std::vector<StoredText> files_of_sample(const std::string &sample)
 {
     std::vector<StoredText> files;
-    for (const auto &entry : fs::directory_iterator(support::source_path("/samples/" + sample + "/data/config"))) {
-        std::ostringstream text;
-        text << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+    for (const auto &entry : fs::directory_iterator(support::source_path("/samples/" + sample + "/data/config")))
         if (entry.path().extension() == ".conf")
-            files.push_back({entry.path().filename().string() + ".gz", text.str()});
-    }
+            files.push_back({entry.path().filename().string() + ".gz", text_of(entry.path())});
     std::sort(files.begin(), files.end(),
               [](const StoredText &one, const StoredText &other) { return one.name < other.name; });
     return files;

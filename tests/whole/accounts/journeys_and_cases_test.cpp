@@ -1,6 +1,7 @@
 /*
- * Accounts of the journeys' appliances and of the cases' configurations, which go through everything from their release
- * on. Held against their texts; what becomes of which line is told by the journeys and cases themselves.
+ * Accounts of the journeys' appliances, of the cases' configurations and of the fuzzers' seeds, which go through
+ * everything from their release on. Held against their texts; what becomes of which line is told by the journeys and
+ * cases themselves.
  */
 #include "held_account.h"
 
@@ -115,6 +116,27 @@ TEST(JourneysAccounts, Balance)
         expect_balance_in(root, files_of(journey), &accounted);
         EXPECT_GE(accounted, files_of(journey).size());
     }
+}
+
+/* Texts of any sort, which are damaged in every way that a reader knows. */
+TEST(CorpusAccounts, Balance)
+{
+    size_t accounted = 0;
+    for (const fs::directory_entry &seed : fs::directory_iterator(support::source_path("/fuzz/corpus/config")))
+        for (const char *release : {"3.30", "5.20", "6.02"}) {
+            SCOPED_TRACE(seed.path().filename().string() + " " + release);
+            Pass pass;
+            pass.release = release;
+            pass.before = text_of(seed.path());
+            support::ApplianceRoot root;
+            ledger_test::lay_out_image(root);
+            size_t files = 0;
+            expect_balance_in(root, files_of(pass), &files);
+            accounted += files;
+            if (HasFailure())
+                return; /* a child would take this failure for its own */
+        }
+    EXPECT_GT(accounted, 20u);
 }
 
 TEST_P(CasesAccounts, Balance)

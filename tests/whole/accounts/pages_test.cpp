@@ -8,8 +8,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 using namespace accounts_test;
@@ -31,13 +29,12 @@ class Pages : public testing::TestWithParam<std::string> {};
 
 TEST_P(Pages, SayTheSameAsTheAccount)
 {
-    std::ostringstream page;
-    page << std::ifstream(support::source_path("/tests/whole/accounts/pages/" + GetParam() + ".page")).rdbuf();
+    std::string             page = text_of(support::source_path("/tests/whole/accounts/pages/" + GetParam() + ".page"));
     std::vector<StoredText> files = files_of_sample(GetParam());
     support::ApplianceRoot  root;
     ledger_test::lay_out_sample(GetParam(), root);
     auto compare = [&] {
-        for (const std::string &difference : differences(expect_balance(files), page.str(), Extent::whole))
+        for (const std::string &difference : differences(expect_balance(files), page, Extent::whole))
             ADD_FAILURE() << difference;
         return 0;
     };
