@@ -112,11 +112,16 @@ end
                 Extent::part);
 }
 
-/* Its half of the split has a block, of which the pass behind the split leaves nothing. */
+/* All that the global half of the split has are certificates, which every domain takes over that has a place for them. */
 TEST(SmallAccounts, AFileThatEndsUpEmptyHasNoLines)
 {
-    expect_page("5.00", "config system ticket-gateway\n    set status enable\nend\n", R"(== sys_global.conf.gz
-3-4 dropped: 5.50 delete <system ticket-gateway>
+    expect_page("5.00", R"(config system certificate ca
+    edit "our own"
+    next
+end
+)",
+                R"(== sys_global.conf.gz
+3-4 dropped: 5.20 step migr_move_certi_config_to_adom
 )",
                 Extent::part);
 }
