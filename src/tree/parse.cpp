@@ -11,7 +11,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <strings.h>
 
 namespace {
 
@@ -167,23 +166,32 @@ int32_t open_child(const line_source &lines, open_blocks *blocks, uint32_t kind,
 
 enum class keyword { config, edit, set, close, other };
 
-/* The first letter tells which words are left to compare: every line of a configuration comes through here. */
+/* Whatever the case. Keywords are all letters, of which one bit tells the case. */
+template <size_t size> bool is_keyword(const char *word, const char (&lower)[size])
+{
+    static constexpr char lower_case = 'a' - 'A';
+    for (size_t i = 0; i + 1 < size; i++)
+        if ((word[i] | lower_case) != lower[i])
+            return false;
+    return word[size - 1] == '\0';
+}
+
+/* By the first letter: every line of a configuration comes through here. */
 keyword keyword_of(const char *word)
 {
-    auto is = [word](const char *other) { return strcasecmp(word, other) == 0; };
     switch (word[0]) {
     case 's':
     case 'S':
-        return is("set") ? keyword::set : keyword::other;
+        return is_keyword(word, "set") ? keyword::set : keyword::other;
     case 'e':
     case 'E':
-        return is("end") ? keyword::close : is("edit") ? keyword::edit : keyword::other;
+        return is_keyword(word, "end") ? keyword::close : is_keyword(word, "edit") ? keyword::edit : keyword::other;
     case 'n':
     case 'N':
-        return is("next") ? keyword::close : keyword::other;
+        return is_keyword(word, "next") ? keyword::close : keyword::other;
     case 'c':
     case 'C':
-        return is("config") ? keyword::config : keyword::other;
+        return is_keyword(word, "config") ? keyword::config : keyword::other;
     default:
         return keyword::other;
     }

@@ -65,6 +65,19 @@ TEST_F(Parse, KeepsChildrenByKindInTheOrderOfTheText)
                                     "top system,settings\n");
 }
 
+/* One letter less or more, and what differs from a letter in the bit that tells the case and in another. */
+TEST_F(Parse, PassesOverWhatIsNearlyAKeyword)
+{
+    std::string text = "config a\n";
+    for (const char *word : {"se", "sett", "s\x05t",
+                             "\x13"
+                             "et",
+                             "en", "endx", "edi", "edits", "nex", "nexts", "confi", "confix", "e", "s"})
+        text += std::string(word) + " b c\n";
+    ASSERT_EQ(parse((text + "set d e\n").c_str()), 0);
+    EXPECT_EQ(dump(migr_main.root), "top a\n  set d=e\n");
+}
+
 TEST_F(Parse, ReadsOnlyKeywordsWithoutRegardToCase)
 {
     ASSERT_EQ(parse("CONFIG System Settings\nSeT Opmode Offline\nEDIT One\nNEXT\nEnd\n"), 0);
