@@ -153,6 +153,25 @@ function side(kind, text, other) {
     ...(other && shown === text ? with_marks(text, other) : [shown]));
 }
 
+/* Changes of the same cause that stand below each other are shown as one; between them blocks may end. */
+function joined(changes) {
+  const all = [];
+  for (const change of changes) {
+    const last = all.at(-1);
+    const follows = last && change.mark !== "~" && last.mark === change.mark && last.file === change.file && String(last.causes) === String(change.causes) &&
+      change.file.rows.slice(last.last + 1, change.first).every(row => row[0] === change.mark && closes(parsed(row).text)) && change.first - last.last < 9;
+    if (follows) last.last = change.last;
+    else all.push({...change});
+  }
+  return all;
+}
+
+/* Lines without the indent of the first. */
+function block_text(rows) {
+  const indent = rows.length ? rows[0].text.match(/^ */)[0].length : 0;
+  return rows.map(row => row.goes_on ? row.text : row.text.slice(Math.min(indent, row.text.match(/^ */)[0].length)).trimEnd()).join("\n");
+}
+
 function address_of(change) {
   const shown = parsed(change.file.rows[change.fresh || change.first]);
   return `${change.file.id}:${shown.now || "was-" + shown.was}`;
@@ -160,8 +179,7 @@ function address_of(change) {
 
 function drawn_change(change) {
   const rows = change.file.rows.slice(change.first, change.last + 1).map(parsed);
-  const text = list => list.map(row => row.text.trimEnd()).join("\n").replace(/^\s+/, "");
-  const before = text(rows.filter(row => !row.now)), after = text(rows.filter(row => row.now));
+  const before = block_text(rows.filter(row => !row.now)), after = block_text(rows.filter(row => row.now));
   const said = rows.map(row => row.said).find(Boolean);
   const others = change.causes.length > 1 ? ` · causes ${change.causes.join(", ")}` : "";
   const origin = FATES[change.mark] === "moved" ? ` · from line ${rows[0].was}` : "";
@@ -173,8 +191,9 @@ function drawn_change(change) {
 /* Draws the first of a cause's changes, and a button for more. */
 function draw_cause(cause, limit = AT_ONCE) {
   const list = cause.list;
-  list.replaceChildren(...cause.changes.slice(0, limit).map(drawn_change));
-  const left = cause.changes.length - limit;
+  const changes = joined(cause.changes);
+  list.replaceChildren(...changes.slice(0, limit).map(drawn_change));
+  const left = changes.length - limit;
   if (left > 0)
     list.append(element("p", {class: "more"}, `${left} more. `, button(`Show ${Math.min(left, AT_ONCE)} of them`, () => draw_cause(cause, limit + AT_ONCE))));
 }

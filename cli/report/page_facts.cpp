@@ -1,6 +1,7 @@
 /* One walk over the ledger's entries counts for all lists. Sentences are made here, texts are made safe elsewhere. */
 #include "report/page_facts.h"
 
+#include "language/lines.h"
 #include "system/failure.h"
 
 #include <algorithm>
@@ -131,6 +132,13 @@ std::string span_text(const json &span)
     return std::to_string(first) + (last > first ? "-" + std::to_string(last) : "");
 }
 
+/* What stands in an entry of a signature list comes and goes with it, and needs no reason of its own. */
+bool opens_entry(const json &entry)
+{
+    const json &lines = entry.at("before").is_null() ? entry.at("after") : entry.at("before");
+    return is_word(keyword_of_line(text_of(lines)).word, "edit");
+}
+
 std::string note_of(const json &entry)
 {
     std::vector<std::string> notes;
@@ -140,7 +148,7 @@ std::string note_of(const json &entry)
         notes.push_back("copied from line " + span_text(copied));
     if (const json &file = entry.at("from_file"); !file.is_null())
         notes.push_back("from " + file.get<std::string>());
-    if (const json &reason = entry.at("reason"); !reason.is_null())
+    if (const json &reason = entry.at("reason"); !reason.is_null() && opens_entry(entry))
         notes.push_back(reason.get<std::string>());
     std::string text;
     for (const std::string &note : notes)
@@ -201,12 +209,9 @@ void count_change(Gathering &gathering, const PageChange &change, const PagePlac
         count_of(gathering.releases[release], change.mark) += lines;
 }
 
-/* What stands in an entry of a signature list comes and goes with it. */
 void note_signature(PageFacts &facts, const json &entry, const PageChange &change, const PagePlace &place)
 {
-    std::string opening = change.mark == '+' ? text_of(entry.at("after")) : change.before;
-    bool        opens = opening.find_first_not_of(" \t") == opening.find("edit");
-    if (entry.at("reason").is_null() || !opens || change.path.empty())
+    if (entry.at("reason").is_null() || !opens_entry(entry) || change.path.empty())
         return;
     std::string list;
     for (size_t at = 0; at + 1 < change.path.size(); at++)
@@ -307,32 +312,46 @@ std::vector<PagePlace> place_of_warning(const PageFile &file, const std::string 
 void find_in_file(PageFacts &facts, const PageFile &file)
 {
     for (const std::string &reason : file.reasons)
-        facts.findings.push_back({file.file + " was not upgraded: " + reason, 0, {}});
+        facts.findings.push_back({file.file + " was not upgraded: " + reason, {}, {}});
     for (const std::string &warning : file.warnings)
-        facts.findings.push_back({file.file + ", " + warning, 0, place_of_warning(file, warning)});
+        facts.findings.push_back({file.file + ", " + warning, {}, place_of_warning(file, warning)});
     if (auto unread = file.in.find("unread"); unread != file.in.end() && unread->second != 0)
-        facts.findings.push_back({file.file + ": " + lines_text(unread->second) + " could not be read.", 0, {}});
+        facts.findings.push_back({file.file + ": " + lines_text(unread->second) + " could not be read.", {}, {}});
     if (file.unexplained != 0)
         facts.findings.push_back(
-            {file.file + ": " + lines_text(file.unexplained) + " changed without a known cause.", 0, {}});
+            {file.file + ": " + lines_text(file.unexplained) + " changed without a known cause.", {}, {}});
 }
 
-void find_in_cause(PageFacts &facts, const PageCause &cause)
+void find_by_hand(PageFacts &facts)
 {
-    if (cause.by_hand != 0)
-        facts.findings.push_back(
-            {counted(cause.by_hand, "line that was", "lines that were") + " set by hand dropped: " + cause.sentence,
-             cause.number, cause.places_by_hand});
+    for (const PageCause &cause : facts.causes)
+        if (cause.by_hand != 0)
+            facts.findings.push_back(
+                {counted(cause.by_hand, "line that was", "lines that were") + " set by hand dropped: " + cause.sentence,
+                 {cause.number},
+                 cause.places_by_hand});
+}
+
+/* One for all of them: each stands first below the changes anyway. */
+void find_serious_losses(PageFacts &facts)
+{
+    PageFinding finding;
+    for (const PageCause &cause : facts.causes)
+        if (rank(cause) < 2 && cause.counts.dropped != 0)
+            finding.causes.push_back(cause.number);
+    finding.text = "Settings of protection or credentials were dropped. Why is told by";
+    if (!finding.causes.empty())
+        facts.findings.push_back(std::move(finding));
 }
 
 void find_findings(PageFacts &facts, bool is_incomplete)
 {
     for (const PageFile &file : facts.files)
         find_in_file(facts, file);
-    for (const PageCause &cause : facts.causes)
-        find_in_cause(facts, cause);
+    find_by_hand(facts);
+    find_serious_losses(facts);
     if (is_incomplete)
-        facts.findings.push_back({"Memory ran out while changes were taken down, so causes are missing.", 0, {}});
+        facts.findings.push_back({"Memory ran out while changes were taken down, so causes are missing.", {}, {}});
 }
 
 std::string verdict_of(const PageFacts &facts, bool is_done)

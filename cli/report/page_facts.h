@@ -62,7 +62,7 @@ struct PageRelease {
 /* Something that somebody should look at. */
 struct PageFinding {
     std::string            text;
-    uint32_t               cause = 0; /* the one that it is about, or 0 */
+    std::vector<uint32_t>  causes; /* that it is about */
     std::vector<PagePlace> places;
 };
 

@@ -103,8 +103,13 @@ void Rows::fill_change(const PageChange &change)
         margin.was = old_line == 0 ? "" : (change.from.empty() ? "" : change.from + ":") + std::to_string(old_line);
         margin.change = line == change.out ? &change : nullptr;
     }
-    if (change.out_end < margins_.size() && change.out_end != 0 && change.in_end != 0 && change.from.empty())
-        margins_[change.out_end].was = std::to_string(change.in_end);
+    if (change.out_end == 0 || change.out_end >= margins_.size())
+        return;
+    Margin &end = margins_[change.out_end];
+    if (change.mark == '+')
+        end.mark = '+';
+    else if (change.in_end != 0 && change.from.empty())
+        end.was = std::to_string(change.in_end);
 }
 
 void Rows::fill_margins()

@@ -235,6 +235,18 @@ TEST(PageRows, SayAPathThatTheRowsAroundDoNotSay)
     EXPECT_TRUE(holds(rows_of(text), "> 9\t2\t7\t    set height 70\tat lab chair / height\n")) << rows_of(text);
 }
 
+TEST(PageRows, MarkTheEndOfABlockThatWasAdded)
+{
+    PageText text;
+    text.text = "config lab desk\n    set height 70\nend\n";
+    PageChange block = change('+', 0, 1, "", {"lab desk"});
+    block.out_end = 3;
+    text.changes = {block, change('+', 0, 2, "", {"lab desk", "height"})};
+    EXPECT_EQ(rows_of(text), "+\t1\t7\tconfig lab desk\n"
+                             "+\t2\t7\t    set height 70\n"
+                             "+\t3\t\tend\n");
+}
+
 TEST(PageRows, BreakWhereALinkLeads)
 {
     PageText text;
@@ -281,6 +293,27 @@ TEST(Page, SaysWhatNeedsALook)
     EXPECT_TRUE(holds(
         look, "refers to &quot;x&quot;. <span class=\"places\"><span class=\"file\">shop</span> <a href=\"#shop:2\">"));
     EXPECT_TRUE(holds(look, "<a href=\"#shop:was-3\">"));
+}
+
+TEST(Page, DoesNotCallALossOfProtectionNothing)
+{
+    json ledger = shop_ledger();
+    ledger["causes"][0]["kind"] = "protection";
+    std::string page = page_of(ledger);
+    EXPECT_TRUE(holds(page, "<p class=\"verdict look\">"));
+    EXPECT_TRUE(holds(between(page, "<ul class=\"findings\">", "</ul>"), "<a href=\"#cause-1\">cause 1</a>"));
+}
+
+TEST(Page, GivesTheReasonAtTheEntryOfASignatureListAlone)
+{
+    json entry = dropped_entry("1", "    edit 1\n");
+    entry["reason"] = "out of use";
+    json set = dropped_entry("status", "        set status enable\n");
+    set["in"] = {4, 4}, set["reason"] = "out of use";
+    std::string page = page_of(ledger_of({file_of("sys_domain.shop.conf.gz", {entry, set})}));
+    EXPECT_EQ(count_of(between(page, "<ul class=\"signatures\">", "</ul>"), "out of use"), 1U);
+    EXPECT_TRUE(holds(page, "    edit 1\tout of use\n"));
+    EXPECT_FALSE(holds(page, "status enable\tout of use"));
 }
 
 TEST(Page, SaysWhichFilesWereNotUpgraded)
