@@ -215,7 +215,7 @@ function filter_causes() {
 
 /* ---- the view of the text ---- */
 
-const view = {file: null, folded: null, visible: [], here: -1, box: null, canvas: null};
+const view = {file: null, folded: null, visible: [], here: -1, later: 0, drawn: 0, box: null, canvas: null};
 
 /* Blocks in which nothing changed are folded at first. */
 function fold_unchanged() {
@@ -260,8 +260,9 @@ function drawn_row(at, top, found) {
     element("span", {class: "was"}, row.was), element("span", {class: "now"}, row.now),
     element("span", {class: "mark"}, row.mark === "~" && !row.now ? "-" : row.mark),
     element("span", {class: "why"}, ...row.why.split(",").filter(Boolean).flatMap((number, place) => [place ? "," : "", element("a", {href: "#cause-" + number}, number)])),
-    element("span", {}, ...text_with_found(shown, found)));
-  if (shown.length < row.text.length) made.append(button(`… ${row.text.length} characters`, () => show_whole(row.text), {class: "more-text"}));
+    element("span", {}, ...text_with_found(shown, found), shown.length < row.text.length ? "…" : ""));
+  if (shown.length < row.text.length)
+    made.lastChild.before(button(`all ${row.text.length} characters`, () => show_whole(row.text), {class: "more-text"}));
   if (view.folded[at]) made.append(element("span", {class: "said"}, `… ${file.ends[at] - at} lines`));
   if (row.said) made.append(element("span", {class: "said"}, row.said));
   made.style.top = top + "px";
@@ -277,6 +278,7 @@ function draw() {
   const rows = [];
   for (let at = first; at < last; at++) rows.push(drawn_row(visible[at], box.scrollTop + at * ROW - offset, found));
   canvas.replaceChildren(...rows);
+  view.drawn = box.scrollTop;
 }
 
 function toggle(at) {
@@ -289,6 +291,7 @@ function show_file(id) {
   if (view.file?.id === id) return;
   view.file = file_of(id);
   view.here = -1;
+  clearTimeout(view.later);
   for (const tab of document.querySelectorAll(".tabs button")) tab.setAttribute("aria-pressed", String(tab.value === id));
   fold_unchanged();
   find_visible();
@@ -314,8 +317,13 @@ function go_to(id, at) {
   view.box.scrollTop = (place_of(at) * ROW - view.box.clientHeight / 3) / stretch();
   draw();
   view.box.scrollIntoView({block: "nearest"});
-  const row = parsed(view.file.rows[at]);
-  history.replaceState(null, "", `#${id}:${row.now || "was-" + row.was}`);
+  clearTimeout(view.later);
+  view.later = setTimeout(show_address, 200); // browsers bear few changes of the address at a time
+}
+
+function show_address() {
+  const row = parsed(view.file.rows[view.here]);
+  history.replaceState(null, "", `#${view.file.id}:${row.now || "was-" + row.was}`);
 }
 
 /* The rows that j and k go through: what is searched for in the text, or the changes that the filters let through. */
@@ -415,7 +423,7 @@ function set_up_view() {
   by_id("text").append(tabs, tools, view.box);
   let drawing = false;
   view.box.addEventListener("scroll", () => {
-    if (drawing) return;
+    if (drawing || view.box.scrollTop === view.drawn) return; // sideways all is drawn
     drawing = true;
     requestAnimationFrame(() => { drawing = false; draw(); });
   });
