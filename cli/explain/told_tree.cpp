@@ -138,6 +138,10 @@ void ToldTree::take_text(const migr_change &change, uint32_t author)
 {
     ToldEvent event;
     event.kind = change.kind == MIGR_RENAMED ? ToldKind::renamed : ToldKind::revalued;
+    uint32_t number = make_number_of(change.node);
+    uint32_t last = node(number).last_event;
+    if (last != 0 && events_[last - 1].kind == event.kind && events_[last - 1].turn == turn_for(author, number, event))
+        return; /* what it was ahead of this turn is known, and a value may grow by many small pieces */
     if (change.before) {
         texts_.emplace_back(change.before);
         event.text = static_cast<uint32_t>(texts_.size());

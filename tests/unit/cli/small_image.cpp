@@ -37,6 +37,11 @@ constexpr char database[] = "CREATE TABLE class_map(main_class_id TEXT, sub_clas
 
 } // namespace
 
+bool holds(const std::string &text, const std::string &part)
+{
+    return text.find(part) != std::string::npos;
+}
+
 SmallImage::SmallImage()
 {
     write("/image/update_config", step_sections() + update_file);

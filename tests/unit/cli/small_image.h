@@ -2,8 +2,12 @@
 #pragma once
 
 #include "support/appliance_root.h"
+#include "unit/cli/command_support.h"
+
+#include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace support {
 
@@ -20,5 +24,39 @@ class SmallImage : public ApplianceRoot {
         return path().string() + "/image";
     }
 };
+
+/* An appliance with nothing in it, and what the command does with that image. */
+class SmallImageTest : public testing::Test {
+  protected:
+    using Strings = std::vector<std::string>;
+
+    void config(const std::string &name, const std::string &text) const
+    {
+        box_.write_gzip("/data/config/" + name, text);
+    }
+    Outcome run_on(const std::string &path, const std::string &command, Strings more = {}) const
+    {
+        more.insert(more.begin(), {command, "--image", image_.folder(), path});
+        return migr(more);
+    }
+    Outcome run(const std::string &command, Strings more = {}) const
+    {
+        return run_on(box_.path(), command, std::move(more));
+    }
+    const SmallImage &image() const
+    {
+        return image_;
+    }
+    const ApplianceRoot &box() const
+    {
+        return box_;
+    }
+
+  private:
+    ApplianceRoot box_;
+    SmallImage    image_;
+};
+
+bool holds(const std::string &text, const std::string &part);
 
 } // namespace support

@@ -1,4 +1,3 @@
-#include "unit/cli/command_support.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
@@ -7,16 +6,17 @@
 using nlohmann::json;
 
 /* What an account cannot tell of, since the library never sees it, is told beside it. */
-TEST(Account, SaysWhatIsLostOfADamagedFile)
+class AccountOfFile : public support::SmallImageTest {};
+
+TEST_F(AccountOfFile, SaysWhatIsLostOfADamagedFile)
 {
-    support::ApplianceRoot box;
-    support::SmallImage    image;
-    box.write("/damaged.conf", support::headers("5.50") + "config lab desk\n    sett height 2\n    set width 3\nend\n");
-    std::string      file = box.path() / "damaged.conf";
-    support::Outcome run = support::migr({"account", "--image", image.folder(), file});
+    box().write("/damaged.conf",
+                support::headers("5.50") + "config lab desk\n    sett height 2\n    set width 3\nend\n");
+    std::string      file = box().path() / "damaged.conf";
+    support::Outcome told = run_on(file, "account");
     std::string      lost = "line 4: ";
-    EXPECT_EQ(0, run.status) << run.err;
-    EXPECT_NE(std::string::npos, run.err.find("warning: sys_domain.root.conf.gz: lost: " + lost)) << run.err;
-    json messages = json::parse(support::migr({"account", "--json", "--image", image.folder(), file}).out)["messages"];
-    EXPECT_NE(std::string::npos, messages.dump().find(lost)) << messages;
+    EXPECT_EQ(0, told.status) << told.err;
+    EXPECT_TRUE(support::holds(told.err, "warning: sys_domain.root.conf.gz: lost: " + lost)) << told.err;
+    json messages = json::parse(run_on(file, "account", {"--json"}).out)["messages"];
+    EXPECT_TRUE(support::holds(messages.dump(), lost)) << messages;
 }

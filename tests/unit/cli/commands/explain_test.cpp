@@ -12,6 +12,7 @@ namespace {
 
 using nlohmann::json;
 using Strings = std::vector<std::string>;
+using support::holds;
 
 constexpr char shop_file[] = "sys_domain.shop.conf.gz";
 constexpr char global_file[] = "sys_global.conf.gz";
@@ -35,49 +36,26 @@ constexpr char shop_text[] = "config lab desk\n"
                              "    next\n"
                              "end\n";
 
-bool holds(const std::string &text, const std::string &part)
-{
-    return text.find(part) != std::string::npos;
-}
-
 std::string without_headers(const std::string &text)
 {
     size_t second = text.find('\n') + 1;
     return text.substr(text.find('\n', second) + 1);
 }
 
-/* An appliance and an image. */
-class Explain : public testing::Test {
+class Explain : public support::SmallImageTest {
   protected:
-    void config(const std::string &name, const std::string &text) const
-    {
-        box_.write_gzip("/data/config/" + name, text);
-    }
     support::Outcome explain(Strings more = {}) const
     {
-        return explain_file(box_.path().string(), std::move(more));
+        return run("explain", std::move(more));
     }
     support::Outcome explain_file(const std::string &file, Strings more = {}) const
     {
-        more.insert(more.begin(), {"explain", "--image", image_.folder(), file});
-        return support::migr(more);
+        return run_on(file, "explain", std::move(more));
     }
     std::string converted(const std::string &file) const
     {
-        return without_headers(support::migr({"convert", "--image", image_.folder(), file}).out);
+        return without_headers(run_on(file, "convert").out);
     }
-    const support::SmallImage &image() const
-    {
-        return image_;
-    }
-    const support::ApplianceRoot &box() const
-    {
-        return box_;
-    }
-
-  private:
-    support::ApplianceRoot box_;
-    support::SmallImage    image_;
 };
 
 /* "6.00 delete" for each change of a file. */

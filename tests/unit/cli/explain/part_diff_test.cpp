@@ -132,6 +132,17 @@ TEST_F(PartDiffs, WhoBuildsOnWhatCameBehindHasASecondTurn)
               turns[2].diff.find("-    set height 70_first_second\n+    set height 70_first_second_first\n"));
 }
 
+TEST_F(PartDiffs, WhatOneRewritesManyTimesIsOneChange)
+{
+    begin("config lab desk\n    set height 70\nend\n");
+    work_as("_height");
+    for (const char *value : {"71", "72", "73"})
+        set_node_value(top("lab,desk")->set_list, value);
+    EXPECT_EQ((std::vector<Turn>{{"_height", "@@ -1,3 +1,3 @@ lab desk\n config lab desk\n-    set height 70\n"
+                                             "+    set height 73\n end\n"}}),
+              end_part());
+}
+
 TEST_F(PartDiffs, WhatIsPutIntoAnothersBlockIsNotTheOthers)
 {
     begin("config lab desk\n    set height 70\nend\n");

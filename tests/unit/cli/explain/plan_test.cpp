@@ -14,41 +14,20 @@ namespace {
 
 using nlohmann::json;
 using Strings = std::vector<std::string>;
+using support::holds;
 
 constexpr char global_file[] = "sys_global.conf.gz";
 
-bool holds(const std::string &text, const std::string &part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-class Plan : public testing::Test {
+class Plan : public support::SmallImageTest {
   protected:
-    void config(const std::string &name, const std::string &text) const
-    {
-        box_.write_gzip("/data/config/" + name, text);
-    }
     support::Outcome plan(Strings more = {}) const
     {
-        more.insert(more.begin(), {"plan", "--image", image_.folder(), box_.path().string()});
-        return support::migr(more);
+        return run("plan", std::move(more));
     }
     json planned() const
     {
         return json::parse(plan({"--json"}).out);
     }
-    const support::SmallImage &image() const
-    {
-        return image_;
-    }
-    const support::ApplianceRoot &box() const
-    {
-        return box_;
-    }
-
-  private:
-    support::ApplianceRoot box_;
-    support::SmallImage    image_;
 };
 
 const stage_row *row_named(const std::string &name)
