@@ -149,8 +149,9 @@ void fill_findings(Dictionary &page, const PageFacts &facts, Anchors &anchors)
     for (const PageFinding &finding : facts.findings) {
         Dictionary &one = *page.AddSectionDictionary("FINDING");
         set(one, "TEXT", finding.text);
+        Dictionary *causes = finding.causes.empty() ? nullptr : one.AddSectionDictionary("ITS_CAUSES");
         for (uint32_t cause : finding.causes)
-            set(*one.AddSectionDictionary("ITS_CAUSE"), "NUMBER", cause);
+            set(*causes->AddSectionDictionary("ITS_CAUSE"), "NUMBER", cause);
         if (!finding.places.empty())
             fill_places(*one.AddSectionDictionary("PLACES"), finding.places, anchors);
     }

@@ -26,7 +26,7 @@
 <h2 id="look-title">What needs a look</h2>
 {{#NO_FINDING}}<p>Nothing.</p>{{/NO_FINDING}}
 <ul class="findings">
-{{#FINDING}}<li>{{TEXT}}{{#ITS_CAUSE}} <a href="#cause-{{NUMBER}}">cause {{NUMBER}}</a>{{/ITS_CAUSE}}{{#PLACES}} <span class="places">{{#PLACE}}{{#IN_FILE}}<span class="file">{{FILE}}</span> {{/IN_FILE}}{{#LINKED}}<a href="#{{ADDRESS}}">{{LINES}}</a> {{/LINKED}}{{#UNLINKED}}{{LINES}} {{/UNLINKED}}{{/PLACE}}</span>{{/PLACES}}</li>
+{{#FINDING}}<li>{{TEXT}}{{#ITS_CAUSES}} <span class="places">cause {{#ITS_CAUSE}}<a href="#cause-{{NUMBER}}">{{NUMBER}}</a>{{#ITS_CAUSE_separator}}, {{/ITS_CAUSE_separator}}{{/ITS_CAUSE}}</span>{{/ITS_CAUSES}}{{#PLACES}} <span class="places">{{#PLACE}}{{#IN_FILE}}<span class="file">{{FILE}}</span> {{/IN_FILE}}{{#LINKED}}<a href="#{{ADDRESS}}">{{LINES}}</a> {{/LINKED}}{{#UNLINKED}}{{LINES}} {{/UNLINKED}}{{/PLACE}}</span>{{/PLACES}}</li>
 {{/FINDING}}</ul>
 </section>
 

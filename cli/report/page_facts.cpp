@@ -339,7 +339,7 @@ void find_serious_losses(PageFacts &facts)
     for (const PageCause &cause : facts.causes)
         if (rank(cause) < 2 && cause.counts.dropped != 0)
             finding.causes.push_back(cause.number);
-    finding.text = "Settings of protection or credentials were dropped. Why is told by";
+    finding.text = "Settings of protection or credentials were dropped.";
     if (!finding.causes.empty())
         facts.findings.push_back(std::move(finding));
 }

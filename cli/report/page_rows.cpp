@@ -49,6 +49,13 @@ struct GoneLine {
     bool              closes;
 };
 
+/* As the writer indents it, when the old file or its account did not. */
+std::string indent_of(const PageChange &change)
+{
+    bool has_own = !change.before.empty() && is_config_white(change.before.front());
+    return has_own || change.path.empty() ? "" : std::string(4 * (change.path.size() - 1), ' ');
+}
+
 class Rows {
   public:
     Rows(const PageText &text, const std::vector<std::string> &anchors)
@@ -232,7 +239,8 @@ void Rows::add_old(const PageChange &change)
         if (is_first && change.from.empty())
             begin_at("was-" + std::to_string(line));
         std::string note = is_first && change.mark == '-' ? note_of(change) : "";
-        add_row(change.mark, from + std::to_string(line++), 0, is_first ? causes : same_value, text, note);
+        add_row(change.mark, from + std::to_string(line++), 0, is_first ? causes : same_value,
+                is_first ? indent_of(change) + std::string(text) : std::string(text), note);
     }
 }
 
@@ -245,8 +253,9 @@ void Rows::add_gone(uint32_t behind)
             continue;
         }
         std::string_view before = gone.change->before;
-        std::string      indent(before.substr(0, before.size() - without_indent(before).size()));
-        bool             is_config = is_word(keyword_of_line(before).word, "config");
+        std::string      indent =
+            indent_of(*gone.change) + std::string(before.substr(0, before.size() - without_indent(before).size()));
+        bool is_config = is_word(keyword_of_line(before).word, "config");
         add_row('-', std::to_string(gone.in), 0, list_text(gone.change->causes), indent + (is_config ? "end" : "next"),
                 "");
     }

@@ -191,6 +191,21 @@ TEST(PageRows, HaveWhatIsGoneWhereItWas)
                              " 6\t3\t\tend\n");
 }
 
+TEST(PageRows, IndentWhatIsGoneAsItsBlockIs)
+{
+    PageText text;
+    text.text = "config lab desk\nend\n";
+    text.unchanged = {{1, 1, 1}, {5, 2, 1}};
+    PageChange edit = change('-', 2, 0, "edit old\n", {"lab desk", "old"});
+    edit.in_end = 4;
+    text.changes = {edit, change('-', 3, 0, "set tint red\n", {"lab desk", "old", "tint"})};
+    EXPECT_EQ(rows_of(text), " 1\t1\t\tconfig lab desk\n"
+                             "- 2\t\t7\t    edit old\n"
+                             "- 3\t\t7\t        set tint red\n"
+                             "- 4\t\t7\t    next\n"
+                             " 5\t2\t\tend\n");
+}
+
 TEST(PageRows, KeepWhatIsGoneInABlockThatWasMoved)
 {
     PageText text;
@@ -301,7 +316,7 @@ TEST(Page, DoesNotCallALossOfProtectionNothing)
     ledger["causes"][0]["kind"] = "protection";
     std::string page = page_of(ledger);
     EXPECT_TRUE(holds(page, "<p class=\"verdict look\">"));
-    EXPECT_TRUE(holds(between(page, "<ul class=\"findings\">", "</ul>"), "<a href=\"#cause-1\">cause 1</a>"));
+    EXPECT_TRUE(holds(between(page, "<ul class=\"findings\">", "</ul>"), "cause <a href=\"#cause-1\">1</a></span>"));
 }
 
 TEST(Page, GivesTheReasonAtTheEntryOfASignatureListAlone)
