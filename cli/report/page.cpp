@@ -129,7 +129,9 @@ void fill_head(Dictionary &page, const PageFacts &facts)
     set(page, "VERDICT", facts.verdict);
     set(page, "VERDICT_KIND", facts.is_bad ? "bad" : facts.findings.empty() ? "good" : "look");
     set(page, "SUMMARY", facts.summary);
-    set(page, "FROM", facts.from.empty() ? "-" : facts.from);
+    if (!facts.from.empty())
+        page.ShowSection("WAY");
+    set(page, "FROM", facts.from);
     set(page, "TO", facts.to);
     set(page, "MADE", facts.made);
     set_part(page, "SNAPSHOT", "FOLDER", facts.snapshot);

@@ -5,7 +5,7 @@
 <meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src '{{STYLE_SUM}}'; script-src '{{SCRIPT_SUM}}'; base-uri 'none'; form-action 'none'">
 <meta name="viewport" content="width=device-width, initial-scale=1">
 <meta name="referrer" content="no-referrer">
-<title>{{NAME}}: from {{FROM}} to {{TO}}</title>
+<title>{{NAME}}{{#WAY}}: from {{FROM}} to {{TO}}{{/WAY}}</title>
 <style>{{STYLE:none}}</style>
 <script>{{SCRIPT:none}}</script>
 </head>
@@ -13,7 +13,7 @@
 <a class="skip" href="#changes">To the changes</a>
 <header>
 <p class="over">Upgrade report</p>
-<h1>{{NAME}} <span class="way">{{FROM}} → {{TO}}</span></h1>
+<h1>{{NAME}}{{#WAY}} <span class="way">{{FROM}} → {{TO}}</span>{{/WAY}}</h1>
 <p class="verdict {{VERDICT_KIND}}">{{VERDICT}}</p>
 <p class="summary">{{SUMMARY}}</p>
 <nav aria-label="Parts of this page">

@@ -365,8 +365,11 @@ std::string verdict_of(const PageFacts &facts, bool is_done)
                            : " " + counted(facts.findings.size(), "thing needs", "things need") + " a look.";
     std::string files = counted(carried, "file", "files");
     if (refused != 0)
-        return counted(refused, "file", "files") + " of " + std::to_string(facts.files.size()) +
-               " cannot be upgraded." + look;
+        return counted(refused, "file", "files") + " of " + std::to_string(facts.files.size()) + " cannot be upgraded" +
+               (refused == facts.files.size() ? "."
+                : is_done                     ? "; the others were, so the appliance is on mixed releases."
+                                              : ", which holds back the others.") +
+               look;
     if (carried == 0)
         return "There was nothing to upgrade." + look;
     std::string way = " from " + facts.from + " to " + facts.to;

@@ -223,7 +223,8 @@ std::string Rows::note_of(const PageChange &change) const
     std::string note = change.note;
     if (is_path_told(change))
         return note;
-    note += note.empty() ? "at " : ", at ";
+    note += note.empty() ? "" : ", ";
+    note += change.mark == '+' ? "at " : "was at ";
     for (size_t at = 0; at < change.path.size(); at++)
         note += (at == 0 ? "" : " / ") + change.path[at];
     return note;

@@ -247,7 +247,7 @@ TEST(PageRows, SayAPathThatTheRowsAroundDoNotSay)
     text.text = "config lab desk\n    set height 70\nend\n";
     text.unchanged = {{1, 1, 1}, {3, 3, 1}};
     text.changes = {change('>', 9, 2, "", {"lab chair", "height"})};
-    EXPECT_TRUE(holds(rows_of(text), "> 9\t2\t7\t    set height 70\tat lab chair / height\n")) << rows_of(text);
+    EXPECT_TRUE(holds(rows_of(text), "> 9\t2\t7\t    set height 70\twas at lab chair / height\n")) << rows_of(text);
 }
 
 TEST(PageRows, MarkTheEndOfABlockThatWasAdded)
@@ -342,8 +342,16 @@ TEST(Page, SaysWhichFilesWereNotUpgraded)
                                {"warnings", json::array()},
                                {"account", nullptr}});
     std::string page = page_of(ledger);
-    EXPECT_TRUE(holds(page, "<p class=\"verdict bad\">1 file of 2 cannot be upgraded. 1 thing needs a look."));
+    EXPECT_TRUE(holds(
+        page,
+        "<p class=\"verdict bad\">1 file of 2 cannot be upgraded, which holds back the others. 1 thing needs a look."));
     EXPECT_TRUE(holds(page, "sys_domain.bad.conf.gz was not upgraded: It has no version line."));
+    ledger["done"] = true;
+    EXPECT_TRUE(holds(page_of(ledger), "cannot be upgraded; the others were, so the appliance is on mixed releases."));
+    ledger["files"].erase(0);
+    page = page_of(ledger);
+    EXPECT_TRUE(holds(page, "1 file of 1 cannot be upgraded. 1 thing needs a look."));
+    EXPECT_TRUE(holds(page, "<title>box</title>"));
 }
 
 TEST(Page, LeadsEveryLinkSomewhere)
