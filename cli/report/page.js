@@ -327,13 +327,22 @@ function show_address() {
 }
 
 /* The rows that j and k go through: what is searched for in the text, or the changes that the filters let through. */
-function stops_in(file, want) {
+function found_stops(file, want) {
   if (want.file && want.file !== file.id) return [];
   const changes = file.changes.filter(change => is_wanted(change, want)).map(change => change.fresh || change.first);
   if (!want.text || want.release || want.cause || want.fate) return changes;
   const stops = [];
   file.rows.forEach((row, at) => { if (row.slice(row.indexOf("\t")).toLowerCase().includes(want.text)) stops.push(at); });
   return stops;
+}
+
+let kept = {key: "", stops: new Map()}; // of the filters as they were last
+
+function stops_in(file, want) {
+  const key = JSON.stringify(want);
+  if (kept.key !== key) kept = {key, stops: new Map()};
+  if (!kept.stops.has(file.id)) kept.stops.set(file.id, found_stops(file, want));
+  return kept.stops.get(file.id);
 }
 
 function step(forward) {
