@@ -9,32 +9,38 @@ import os
 import subprocess
 import sys
 import tempfile
+import time
 
 MEGABYTE = 1_000_000
+SAMPLES = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "samples")
+SMALL_FILE = os.path.join(SAMPLES, "branch-office-5.50/data/config/sys_domain.shop.conf")
 
 
 class Usage:
-    """What a process has used."""
+    """What a process has used: processor time, memory, and time on the clock."""
 
-    def __init__(self, seconds, memory):
+    def __init__(self, seconds, memory, wall):
         self.seconds = seconds
         self.memory = memory
+        self.wall = wall
 
     def __add__(self, other):
-        return Usage(self.seconds + other.seconds, max(self.memory, other.memory))
+        return Usage(self.seconds + other.seconds, max(self.memory, other.memory), self.wall + other.wall)
 
 
 def best(usages):
-    return Usage(min(usage.seconds for usage in usages), min(usage.memory for usage in usages))
+    return Usage(*(min(getattr(usage, field) for usage in usages) for field in ("seconds", "memory", "wall")))
 
 
-def run(*command, stdout=subprocess.DEVNULL):
-    process = subprocess.Popen(command, stdout=stdout)
+def run(*command, stdout=subprocess.DEVNULL, stderr=None):
+    began = time.monotonic()
+    process = subprocess.Popen(command, stdout=stdout, stderr=stderr)
     _, status, used = os.wait4(process.pid, 0)
+    wall = time.monotonic() - began
     process.returncode = os.waitstatus_to_exitcode(status)
     if process.returncode != 0:
         sys.exit(f"{' '.join(command)}: exit status {process.returncode}")
-    return Usage(used.ru_utime + used.ru_stime, used.ru_maxrss * 1024)
+    return Usage(used.ru_utime + used.ru_stime, used.ru_maxrss * 1024, wall)
 
 
 class Bench:
@@ -67,6 +73,31 @@ class Bench:
 
     def library(self, megabytes, *options):
         return run(self.program("library_run"), self.program("image"), self.packed(megabytes), *options)
+
+    def migr(self, command, *arguments):
+        return run(self.program("migr"), command, "--image", self.program("image"), *arguments, stderr=subprocess.DEVNULL)
+
+    @functools.cache
+    def conversions(self, megabytes):
+        """`migr convert` of a file; unpacking and packing."""
+        result = os.path.join(self.folder, "converted.gz")
+        turns = [(self.migr("convert", self.packed(megabytes), "-o", result, "--force"), self.unpack_and_pack(megabytes))
+                 for _ in range(max(2, self.rounds // (1 + megabytes // 20)))]
+        return [best(kind) for kind in zip(*turns)]
+
+    @functools.cache
+    def small_conversion(self):
+        result = os.path.join(self.folder, "small.conf")
+        return best([self.migr("convert", SMALL_FILE, "-o", result, "--force") for _ in range(8 * self.rounds)])
+
+    @functools.cache
+    def small_upgrade(self):
+        """Of an appliance with one small file of each kind, each time anew."""
+        def upgrade(number):
+            root = os.path.join(self.folder, f"appliance{number}")
+            run(os.path.join(SAMPLES, "lay_out"), "ferry-cloud-6.02", root)
+            return self.migr("upgrade", root)
+        return best([upgrade(number) for number in range(4 * self.rounds)])
 
     @functools.cache
     def whole_runs(self, megabytes):
@@ -141,8 +172,30 @@ def worst_shape(bench):
     return max(bench.shapes().values())
 
 
+def conversion_to_packing(bench, megabytes):
+    conversion, packing = bench.conversions(megabytes)
+    return conversion.seconds / packing.seconds
+
+
+def conversion_to_smaller(bench, megabytes, smaller):
+    return bench.conversions(megabytes)[0].seconds / bench.conversions(smaller)[0].seconds / (megabytes / smaller)
+
+
+def explanation_to_conversion(bench, megabytes):
+    explanation = best([bench.migr("explain", bench.packed(megabytes)) for _ in range(2)])
+    return explanation.seconds / bench.conversions(megabytes)[0].seconds
+
+
 # What is measured, how, and what it may be at most.
 GOALS = [
+    ("migr convert, 1 MB, to unpacking + packing", lambda bench: conversion_to_packing(bench, 1), 12),
+    ("migr convert, 10 MB, to unpacking + packing", lambda bench: conversion_to_packing(bench, 10), 6),
+    ("migr convert, 50 MB, to unpacking + packing", lambda bench: conversion_to_packing(bench, 50), 6),
+    ("migr convert, 50 MB, to five times 10 MB", lambda bench: conversion_to_smaller(bench, 50, 10), 1.1),
+    ("migr convert of a small file, ms on the clock", lambda bench: 1000 * bench.small_conversion().wall, 25),
+    ("migr convert of a small file, ms of processor time", lambda bench: 1000 * bench.small_conversion().seconds, 15),
+    ("migr upgrade of a small appliance, ms on the clock", lambda bench: 1000 * bench.small_upgrade().wall, 100),
+    ("migr explain, 10 MB, to migr convert", lambda bench: explanation_to_conversion(bench, 10), 4),
     ("library alone, 1 MB, to unpacking + packing", lambda bench: library_to_packing(bench, 1), 4),
     ("library alone, 10 MB, to unpacking + packing", lambda bench: library_to_packing(bench, 10), 4),
     ("library alone, 50 MB, to unpacking + packing", lambda bench: library_to_packing(bench, 50), 4),
