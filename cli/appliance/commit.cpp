@@ -192,7 +192,7 @@ void require_changeable(const Manifest &manifest)
     }
 }
 
-void write_waiting_file(const std::string &waiting, const Change &change, const ContentOf &content)
+Fd write_waiting_file(const std::string &waiting, const Change &change, const ContentOf &content)
 {
     Fd from = content(change);
     Fd to(open(waiting.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
@@ -201,12 +201,35 @@ void write_waiting_file(const std::string &waiting, const Change &change, const 
     if (copy_and_sum(from.get(), change.path, to.get(), change.path) != change.after->sha256)
         throw PathError{"write", change.path, 0, "Its new content is not what had been checked. Run migr again."};
     set_attributes(to.get(), change.path, *change.after);
-    sync_to_disk(to.get(), change.path);
+    begin_to_sync(to.get());
+    return to;
 }
+
+/* Files that are written and not known to be on disk yet: one wait serves several of them. */
+class UnsyncedFiles {
+  public:
+    void add(Fd fd, const std::string &path)
+    {
+        files_.emplace_back(std::move(fd), path);
+        if (files_.size() == most_open)
+            sync();
+    }
+    void sync()
+    {
+        for (auto &[fd, path] : files_)
+            sync_to_disk(fd.get(), path);
+        files_.clear();
+    }
+
+  private:
+    static constexpr size_t                 most_open = 64;
+    std::vector<std::pair<Fd, std::string>> files_;
+};
 
 void put_waiting(const Commit &commit, const ContentOf &content)
 {
     std::set<std::string> folders;
+    UnsyncedFiles         files;
     for (size_t number = 0; number < commit.waiting.size(); number++) {
         const Change      &change = commit.manifest.changes[number];
         const std::string &waiting = commit.waiting[number];
@@ -216,9 +239,10 @@ void put_waiting(const Commit &commit, const ContentOf &content)
         if (change.after->type == 'l')
             make_link(waiting, change.path, *change.after);
         else
-            write_waiting_file(waiting, change, content);
+            files.add(write_waiting_file(waiting, change, content), change.path);
         folders.insert(folder_of(waiting));
     }
+    files.sync();
     for (const std::string &folder : folders)
         sync_folder(folder);
 }

@@ -193,7 +193,12 @@ void store_in_snapshot(const std::string &name, const std::string &path, const E
 
 void keep_account(const std::string &name, const std::string &bytes)
 {
-    write_synced(hidden(name) + account_name, bytes);
+    std::string path = hidden(name) + account_name;
+    Fd          fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!fd)
+        throw PathError{"write", path, errno};
+    write_all(fd.get(), bytes, path);
+    sync_to_disk(fd.get(), path);
 }
 
 std::optional<std::string> account_in_snapshot(const std::string &name)
@@ -210,6 +215,7 @@ uint64_t bytes_to_store(const std::string &path, const Entry &entry)
 void sync_snapshot(const std::string &name)
 {
     std::string top = hidden(name) + files_name;
+    sync_folder(hidden(name));
     sync_folder(top);
     std::error_code error;
     for (fs::recursive_directory_iterator at(top, error), end; !error && at != end; at.increment(error))

@@ -52,7 +52,7 @@ std::optional<std::string> account_in_snapshot(const std::string &name);
 /* How many bytes store_in_snapshot will write. */
 uint64_t bytes_to_store(const std::string &path, const Entry &entry);
 
-/* Syncs all folders of a hidden snapshot. */
+/* Syncs all folders of a hidden snapshot, so that whoever makes it known later makes it known whole. */
 void sync_snapshot(const std::string &name);
 
 /* Puts what the hidden snapshot has of `path` to `target`, by a link or as a copy with those attributes. */

@@ -43,6 +43,13 @@ void write_all(int fd, std::string_view bytes, const std::string &path)
     }
 }
 
+void begin_to_sync(int fd)
+{
+    int error = errno;
+    sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE);
+    errno = error;
+}
+
 void sync_to_disk(int fd, const std::string &path)
 {
     /* Some file systems cannot sync a folder, and say so by EINVAL. */

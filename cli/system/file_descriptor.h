@@ -58,6 +58,10 @@ std::string read_all(int fd, const std::string &path);
 /* Throws PathError, naming `path`, unless all was written. */
 void write_all(int fd, std::string_view bytes, const std::string &path);
 
+/* Has the disk begin with what sync_to_disk will wait for: of several files, all ahead of the first wait. It promises
+ * nothing, and no error comes of it. */
+void begin_to_sync(int fd);
+
 /* Throws PathError, naming `path`, unless the disk has it. */
 void sync_to_disk(int fd, const std::string &path);
 
