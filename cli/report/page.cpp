@@ -277,8 +277,11 @@ void fill_texts(Dictionary &page, const PageFacts &facts, Anchors &anchors)
         Dictionary &one = *page.AddSectionDictionary("TEXT");
         set(one, "FILE", file.file);
         set(one, "ID", file.short_name);
+        Dictionary *part = nullptr;
         for (const RowPiece &piece : page_rows(file.text, anchors[file.short_name])) {
-            Dictionary &rows = *one.AddSectionDictionary("PIECE");
+            if (!part || piece.opens_part)
+                part = one.AddSectionDictionary("PART");
+            Dictionary &rows = *part->AddSectionDictionary("PIECE");
             set_part(rows, "ANCHOR", "ADDRESS", piece.anchor.empty() ? "" : file.short_name + ":" + piece.anchor);
             rows.SetValue("ROWS", piece.rows);
         }

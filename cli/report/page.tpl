@@ -90,7 +90,7 @@
 {{#TEXT}}<section class="text" data-file="{{ID}}" aria-labelledby="text-{{ID}}">
 <h3 id="text-{{ID}}">{{FILE}}</h3>
 <pre class="rows" tabindex="0" aria-labelledby="text-{{ID}}">
-{{#PIECE}}{{#ANCHOR}}<a id="{{ADDRESS}}"></a>{{/ANCHOR}}{{ROWS:pre_escape}}{{/PIECE}}</pre>
+{{#PART}}<span class="part">{{#PIECE}}{{#ANCHOR}}<a id="{{ADDRESS}}"></a>{{/ANCHOR}}{{ROWS:pre_escape}}{{/PIECE}}</span>{{/PART}}</pre>
 </section>
 {{/TEXT}}</section>
 

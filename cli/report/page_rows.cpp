@@ -68,7 +68,6 @@ class Rows {
     {
         fill_margins();
         place_gone();
-        pieces_.emplace_back();
         add_gone(0);
         for (uint32_t line = 1; line <= lines_.size(); line++) {
             add_line(line);
@@ -90,6 +89,7 @@ class Rows {
     bool        is_path_told(const PageChange &change) const;
     void        follow(std::string_view row_text);
     void        begin_at(const std::string &anchor);
+    void        begin_part();
 
     const PageText               &text_;
     std::vector<std::string_view> lines_;
@@ -99,6 +99,7 @@ class Rows {
     std::set<std::string>         anchors_; /* that have no row yet */
     std::vector<std::string>      path_;    /* names of the blocks that are open behind the last row */
     std::vector<RowPiece>         pieces_;
+    size_t                        row_ = 0; /* the next one */
 };
 
 void Rows::fill_change(const PageChange &change)
@@ -190,9 +191,20 @@ void Rows::begin_at(const std::string &anchor)
         pieces_.push_back({anchor, ""});
 }
 
+void Rows::begin_part()
+{
+    if (row_++ % rows_of_a_part != 0)
+        return;
+    bool is_new = !pieces_.empty() && pieces_.back().rows.empty(); /* a link leads to this very row */
+    if (!is_new)
+        pieces_.emplace_back();
+    pieces_.back().opens_part = true;
+}
+
 void Rows::add_row(char mark, const std::string &was, uint32_t now, std::string_view causes, std::string_view text,
                    const std::string &note)
 {
+    begin_part();
     std::string &rows = pieces_.back().rows;
     rows += mark;
     if (mark != ' ' && !was.empty())

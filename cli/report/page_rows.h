@@ -35,9 +35,12 @@ struct PageText {
 
 /* A piece of the rows; a link leads to its beginning. */
 struct RowPiece {
-    std::string anchor; /* "1204", "was-87"; of the first piece empty */
+    std::string anchor; /* "1204", "was-87"; empty: no link leads here */
     std::string rows;
+    bool        opens_part = false; /* a new lot of rows: a browser leaves lots that nobody looks at for later */
 };
+
+inline constexpr unsigned rows_of_a_part = 500;
 
 /*
  * A row is MARK OLD-LINE, a tabulator, NEW-LINE, a tabulator, the numbers of causes, a tabulator, the text, and where

@@ -273,6 +273,19 @@ TEST(PageRows, BreakWhereALinkLeads)
                                                   "[2] 3\t2\t\tend\n");
 }
 
+TEST(PageRows, ComeInPartsThatABrowserCanLeaveForLater)
+{
+    PageText text;
+    for (unsigned line = 0; line < 2 * rows_of_a_part; line++)
+        text.text += "config a\n";
+    std::vector<RowPiece> pieces = page_rows(text, {std::to_string(rows_of_a_part + 1), "7"});
+    ASSERT_EQ(pieces.size(), 3U);
+    EXPECT_TRUE(pieces[0].opens_part && !pieces[1].opens_part && pieces[2].opens_part);
+    EXPECT_EQ(pieces[1].anchor, "7");
+    EXPECT_EQ(pieces[2].anchor, std::to_string(rows_of_a_part + 1));
+    EXPECT_EQ(count_of(pieces[2].rows, "\n"), rows_of_a_part);
+}
+
 /* A text of its own cannot make rows or columns. */
 TEST(PageRows, WriteOutWhatWouldActInThem)
 {
