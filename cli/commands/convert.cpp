@@ -257,7 +257,8 @@ std::pair<Status, Conversion> convert_or_tell(const Arguments &arguments, const 
 {
     try {
         Conversion conversion = convert_one(arguments, image, path, interrupts);
-        return {conversion.status(), conversion};
+        Status     status = conversion.status();
+        return {status, std::move(conversion)};
     } catch (const Failure &failure) {
         return tell_failure(arguments, path, failure, interrupts);
     } catch (const PathError &error) {
@@ -280,11 +281,11 @@ Json to_json(const Conversion &conversion)
 }
 
 /* Of all files together, on standard error, where no result goes. */
-void tell_account(const std::vector<Conversion> &conversions, const Arguments &arguments, const Image &image)
+void tell_account(std::vector<Conversion> conversions, const Arguments &arguments, const Image &image)
 {
     Account all;
-    for (const Conversion &conversion : conversions)
-        append(all, conversion.account);
+    for (Conversion &conversion : conversions)
+        append(all, std::move(conversion.account));
     if (all.files.empty())
         return;
     Causes             causes(image_text(image, "update_config"));
@@ -320,7 +321,7 @@ Status convert_files(const Arguments &arguments)
     for (const Conversion &conversion : conversions)
         all.push_back(to_json(conversion));
     if (!arguments.json)
-        tell_account(conversions, arguments, image);
+        tell_account(std::move(conversions), arguments, image);
     else
         print_answer(
             "convert", worst,

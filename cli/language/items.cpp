@@ -31,8 +31,9 @@ std::vector<ConfigItem> items_of(std::string_view text)
 {
     std::vector<ConfigItem> items;
     std::vector<size_t>     open;
-    ConfigLines             lines(text);
-    ConfigLine              line;
+    items.reserve(static_cast<size_t>(std::count(text.begin(), text.end(), '\n'))); /* there are few other lines */
+    ConfigLines lines(text);
+    ConfigLine  line;
     while (lines.next(line)) {
         ConfigKeyword first = keyword_of_line(line.text);
         size_t        parent = open.empty() ? no_item : open.back();

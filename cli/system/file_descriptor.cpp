@@ -3,8 +3,10 @@
 
 #include "system/failure.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 
 namespace command {
 
@@ -17,10 +19,20 @@ Pipe::Pipe()
     write_end = Fd(ends[1]);
 }
 
+/* What is likely to come; a file may grow while it is read, and of a pipe nobody knows. */
+static size_t likely_size(int fd)
+{
+    static constexpr off_t most = 1 << 30;
+    struct stat            st = {};
+    bool                   is_known = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    return is_known ? static_cast<size_t>(std::clamp<off_t>(st.st_size, 0, most)) : 0;
+}
+
 std::string read_all(int fd, const std::string &path)
 {
     std::string bytes;
     char        part[65536];
+    bytes.reserve(likely_size(fd));
     for (;;) {
         ssize_t got = read(fd, part, sizeof part);
         if (got == 0)
