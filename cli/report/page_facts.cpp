@@ -18,6 +18,9 @@ using json = nlohmann::json;
 constexpr const char *kinds_in_order[] = {"protection", "credentials", "network",     "logging",
                                           "appearance", "rule",        "housekeeping"};
 
+/* No file that an appliance could load has more. A ledger may be anybody's, and its numbers are made room for. */
+constexpr uint32_t most_lines = 1U << 26;
+
 /* Null is an empty text. */
 std::string text_of(const json &value)
 {
@@ -92,8 +95,11 @@ PageFile file_of(const json &file, const ShortNames &names)
     page.text.unchanged = account.at("unchanged").get<std::vector<std::vector<uint32_t>>>();
     page.text.continued = account.at("continued").get<std::vector<std::pair<uint32_t, uint32_t>>>();
     for (const std::vector<uint32_t> &run : page.text.unchanged)
-        if (run.size() != 3)
+        if (run.size() != 3 || *std::max_element(run.begin(), run.end()) > most_lines)
             throw std::runtime_error("a run of lines is no run");
+    for (auto [first, last] : page.text.continued)
+        if (last > most_lines)
+            throw std::runtime_error("a value goes on beyond all lines");
     return page;
 }
 
@@ -163,6 +169,8 @@ void take_span(const json &span, const json &end, uint32_t &first, uint32_t &las
     closing = end.is_null() ? 0 : end.get<uint32_t>();
     if (last < first)
         throw std::runtime_error("lines end ahead of their beginning");
+    if (last > most_lines || closing > most_lines)
+        throw std::runtime_error("a line has a number beyond all lines");
 }
 
 PageChange change_of(const json &entry, const std::vector<uint32_t> &numbers)

@@ -49,6 +49,45 @@ struct GoneLine {
     bool              closes;
 };
 
+/* The old file by its lines, from 1. */
+struct OldLines {
+    explicit OldLines(const PageText &text);
+
+    std::vector<uint32_t>           place; /* in the result, of lines that are kept in their place */
+    std::vector<const PageChange *> opened_by, closed_by;
+};
+
+bool is_of_old_file(const PageChange &change)
+{
+    return change.in != 0 && change.from.empty() && change.mark != '+';
+}
+
+uint32_t last_old_line(const PageText &text)
+{
+    uint32_t last = 0;
+    for (const std::vector<uint32_t> &run : text.unchanged)
+        last = std::max(last, run[0] + run[2]);
+    for (const PageChange &change : text.changes)
+        if (is_of_old_file(change))
+            last = std::max({last, change.in_last, change.in_end});
+    return last;
+}
+
+OldLines::OldLines(const PageText &text)
+{
+    size_t size = size_t{last_old_line(text)} + 1;
+    place.resize(size), opened_by.resize(size), closed_by.resize(size);
+    for (const std::vector<uint32_t> &run : text.unchanged)
+        for (uint32_t at = 0; at < run[2]; at++)
+            place[run[0] + at] = run[1] + at;
+    for (const PageChange &change : text.changes)
+        if (is_of_old_file(change)) {
+            opened_by[change.in] = &change;
+            if (change.in_end != 0)
+                closed_by[change.in_end] = &change;
+        }
+}
+
 /* As the writer indents it, when the old file or its account did not. */
 std::string indent_of(const PageChange &change)
 {
@@ -137,38 +176,25 @@ void Rows::fill_margins()
  * has not been moved. Within a block that was moved, that is a line of the block. */
 void Rows::place_gone()
 {
-    uint32_t last_in = 0;
-    for (const std::vector<uint32_t> &run : text_.unchanged)
-        last_in = std::max(last_in, run[0] + run[2]);
-    for (const PageChange &change : text_.changes)
-        last_in = std::max({last_in, change.in_last, change.in_end});
-    std::vector<uint32_t>           place(last_in + 1); /* in the result, of lines that are there */
-    std::vector<const PageChange *> opens(last_in + 1), closes(last_in + 1);
-    for (const std::vector<uint32_t> &run : text_.unchanged)
-        for (uint32_t at = 0; at < run[2]; at++)
-            place[run[0] + at] = run[1] + at;
-    for (const PageChange &change : text_.changes)
-        if (change.in != 0 && change.from.empty() && change.mark != '+') {
-            opens[change.in] = &change;
-            closes[change.in_end] = &change;
-        }
+    OldLines                     old(text_);
     uint32_t                     behind = 0;
-    std::map<uint32_t, uint32_t> behind_block; /* by its closing line */
-    for (uint32_t line = 1; line <= last_in; line++) {
-        const PageChange *change = opens[line];
-        if (place[line] != 0)
-            behind = place[line];
-        if (change && change->in_end != 0)
-            behind_block[change->in_end] = behind;
-        if (change && change->mark == '-')
-            gone_.push_back({behind, line, change, false});
-        else if (change && !change->is_away && (change->in_end != 0 || change->mark == '~'))
-            behind = change->out_last;
-        if (const PageChange *closed = closes[line]; closed && line == closed->in_end) {
-            if (closed->mark == '-')
-                gone_.push_back({behind_block[line], line, closed, true});
-            behind =
-                closed->mark == '~' && closed->out_end != 0 && !closed->is_away ? closed->out_end : behind_block[line];
+    std::map<uint32_t, uint32_t> behind_block; /* where the line ahead of a block is, by the block's closing line */
+    for (uint32_t line = 1; line < old.place.size(); line++) {
+        if (old.place[line] != 0)
+            behind = old.place[line];
+        if (const PageChange *change = old.opened_by[line]) {
+            if (change->in_end != 0)
+                behind_block[change->in_end] = behind;
+            if (change->mark == '-')
+                gone_.push_back({behind, line, change, false});
+            else if (!change->is_away && (change->in_end != 0 || change->mark == '~'))
+                behind = change->out_last;
+        }
+        if (const PageChange *change = old.closed_by[line]) {
+            if (change->mark == '-')
+                gone_.push_back({behind_block[line], line, change, true});
+            bool stays = change->mark == '~' && change->out_end != 0 && !change->is_away;
+            behind = stays ? change->out_end : behind_block[line];
         }
     }
     std::stable_sort(gone_.begin(), gone_.end(),

@@ -438,6 +438,18 @@ TEST(Page, IsMadeOfLedgersOnly)
     EXPECT_THROW(page_of(ledger), Failure);
 }
 
+TEST(Page, RefusesNumbersBeyondAllLines)
+{
+    constexpr uint32_t huge = 4294967295;
+    json               runs = shop_ledger(), continued = shop_ledger(), span = shop_ledger(), end = shop_ledger();
+    runs["files"][0]["account"]["unchanged"] = {{huge, 1, 7}};
+    continued["files"][0]["account"]["continued"] = {{1, huge}};
+    span["files"][0]["account"]["entries"][0]["in"] = {huge, huge};
+    end["files"][0]["account"]["entries"][0]["in_end"] = huge;
+    for (const json &ledger : {runs, continued, span, end})
+        EXPECT_THROW(page_of(ledger), Failure);
+}
+
 /* A ledger may be anybody's: lines that are not there lead nowhere. */
 TEST(Page, BearsWrongLineNumbers)
 {
