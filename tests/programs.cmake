@@ -23,8 +23,9 @@ endfunction()
 
 # A program whose tests take long says in its program.cmake in how many ${parts} they run, beside each other.
 function(add_tests_of test name parts)
-  # What is freed is remembered for a while, and every process that is started carries it along: a little will do.
-  set(environment ASAN_OPTIONS=quarantine_size_mb=8)
+  # What is freed is remembered for a while, and who asked for it, and every process that is started carries it along: a
+  # little will do. A program that is run by hand shows whole stacks.
+  set(environment ASAN_OPTIONS=quarantine_size_mb=8:malloc_context_size=3)
   if(parts EQUAL 1)
     add_test(NAME ${test} COMMAND ${test})
     set_tests_properties(${test} PROPERTIES ENVIRONMENT "${environment}")
