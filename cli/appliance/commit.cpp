@@ -31,12 +31,6 @@ struct Commit {
 
 constexpr char undo_name[] = ".migr-old"; /* of what is being put back */
 
-bool exists(const std::string &path)
-{
-    struct stat st = {};
-    return lstat(path.c_str(), &st) == 0;
-}
-
 /* What comes into a new folder waits in the one that holds that: it is on the same disk. */
 std::vector<std::string> waiting_places(const std::vector<Change> &changes)
 {
@@ -135,7 +129,7 @@ void add_missing_folders(std::vector<Change> &changes)
     std::map<std::string, Change> by_path;
     for (const Change &change : changes) {
         std::string folder = folder_of(change.path);
-        for (; change.after && folder != "/" && !exists(folder); folder = folder_of(folder))
+        for (; change.after && folder != "/" && !is_there(folder); folder = folder_of(folder))
             by_path.try_emplace(folder, Change{folder, std::nullopt, new_folder()});
         by_path.insert_or_assign(change.path, change);
     }
@@ -326,7 +320,7 @@ void drop(const Commit &commit)
 
 void put_in_place(const Commit &commit, size_t number)
 {
-    if (exists(commit.waiting[number]))
+    if (is_there(commit.waiting[number]))
         rename_over(commit.waiting[number], commit.manifest.changes[number].path);
 }
 
@@ -443,7 +437,7 @@ void require_unchanged_since(const Commit &commit)
     for (size_t number = 0; number < commit.waiting.size(); number++) {
         const Change        &change = commit.manifest.changes[number];
         std::optional<Entry> now = entry_if_there(change.path);
-        bool                 waits = !commit.waiting[number].empty() && exists(commit.waiting[number]);
+        bool                 waits = !commit.waiting[number].empty() && is_there(commit.waiting[number]);
         if (waits && now && !(change.before && is_untouched(*now, *change.before)))
             throw PathError{
                 "replace", change.path, 0,

@@ -15,7 +15,7 @@ namespace {
 
 constexpr int format_of_manifest = 2;
 
-std::string encoded(const std::string &text)
+std::string percent_encoded(const std::string &text)
 {
     std::string out;
     for (char c : text) {
@@ -27,7 +27,7 @@ std::string encoded(const std::string &text)
     return out;
 }
 
-std::string decoded(const std::string &text)
+std::string percent_decoded(const std::string &text)
 {
     std::string out;
     for (size_t at = 0; at < text.size(); at++) {
@@ -54,15 +54,16 @@ std::string octal(uint32_t mode)
 
 json to_json(const Place &place)
 {
-    return {{"folder", encoded(place.folder)},
-            {"name", encoded(place.name)},
+    return {{"folder", percent_encoded(place.folder)},
+            {"name", percent_encoded(place.name)},
             {"pattern", place.pattern},
             {"keeps_additions", place.keeps_additions}};
 }
 
 Place place_from(const json &from)
 {
-    return {decoded(from.at("folder")), decoded(from.at("name")), from.at("pattern"), from.at("keeps_additions")};
+    return {percent_decoded(from.at("folder")), percent_decoded(from.at("name")), from.at("pattern"),
+            from.at("keeps_additions")};
 }
 
 json to_json(const Entry &entry)
@@ -73,13 +74,13 @@ json to_json(const Entry &entry)
                 {"gid", entry.gid},
                 {"changed", {entry.seconds, entry.nanoseconds}}};
     if (entry.type == 'l')
-        out["target"] = encoded(entry.target);
+        out["target"] = percent_encoded(entry.target);
     if (entry.type == 'f') {
         out["size"] = entry.size;
         out["sha256"] = entry.sha256;
     }
     for (const auto &[name, value] : entry.attributes)
-        out["attributes"][encoded(name)] = encoded(value);
+        out["attributes"][percent_encoded(name)] = percent_encoded(value);
     return out;
 }
 
@@ -93,14 +94,14 @@ Entry entry_from(const json &from)
     entry.seconds = from.at("changed").at(0);
     entry.nanoseconds = from.at("changed").at(1);
     if (entry.type == 'l')
-        entry.target = decoded(from.at("target"));
+        entry.target = percent_decoded(from.at("target"));
     if (entry.type == 'f') {
         entry.size = from.at("size");
         entry.sha256 = from.at("sha256");
     }
     if (from.contains("attributes"))
         for (const auto &[name, value] : from["attributes"].items())
-            entry.attributes.emplace(decoded(name), decoded(value));
+            entry.attributes.emplace(percent_decoded(name), percent_decoded(value));
     return entry;
 }
 
@@ -134,7 +135,7 @@ json to_json(const Entries &entries)
 {
     json all = json::object();
     for (const auto &[path, entry] : entries)
-        all[encoded(path)] = to_json(entry);
+        all[percent_encoded(path)] = to_json(entry);
     return all;
 }
 
@@ -142,7 +143,7 @@ Entries entries_from(const json &all)
 {
     Entries entries;
     for (const auto &[path, entry] : all.items())
-        entries.emplace(decoded(path), entry_from(entry));
+        entries.emplace(percent_decoded(path), entry_from(entry));
     return entries;
 }
 
@@ -151,8 +152,9 @@ json body_of(const Manifest &manifest)
 {
     json changes = json::array();
     for (const Change &change : manifest.changes)
-        changes.push_back(
-            {{"path", encoded(change.path)}, {"before", to_json(change.before)}, {"after", to_json(change.after)}});
+        changes.push_back({{"path", percent_encoded(change.path)},
+                           {"before", to_json(change.before)},
+                           {"after", to_json(change.after)}});
     return {{"format", format_of_manifest},
             {"name", manifest.name},
             {"previous", manifest.previous},
@@ -182,8 +184,8 @@ Manifest manifest_from(const json &body)
     manifest.to = body.at("to");
     manifest.places = places_from(body.at("places"));
     for (const json &change : body.at("changes"))
-        manifest.changes.push_back(
-            {decoded(change.at("path")), entry_or_nothing(change.at("before")), entry_or_nothing(change.at("after"))});
+        manifest.changes.push_back({percent_decoded(change.at("path")), entry_or_nothing(change.at("before")),
+                                    entry_or_nothing(change.at("after"))});
     manifest.state = entries_from(body.at("state"));
     for (const Change &change : manifest.changes)
         require_plain_path(change.path);

@@ -20,8 +20,6 @@ namespace command {
 
 namespace {
 
-constexpr char own_folder[] = "/var/lib/migr";
-
 /* What the migrations of any release, or the run itself, write to, move or remove. */
 const Place upgrade_places[] = {
     {"/data", "config"},

@@ -12,6 +12,9 @@
 
 namespace command {
 
+/* What is kept from upgrade to upgrade; never a place. */
+inline constexpr char own_folder[] = "/var/lib/migr";
+
 /* Everything of that name, or of a name that matches, in one folder, with all below. */
 struct Place {
     std::string folder;

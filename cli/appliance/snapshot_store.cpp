@@ -34,16 +34,10 @@ std::string hidden(const std::string &name)
     return std::string(snapshots_folder) + "/." + name;
 }
 
-bool exists(const std::string &path)
-{
-    struct stat st = {};
-    return lstat(path.c_str(), &st) == 0;
-}
-
 /* A commit whose very end failed has published its snapshot already. */
 std::string folder_of_commit(const std::string &name)
 {
-    return exists(finished(name)) ? finished(name) : hidden(name);
+    return is_there(finished(name)) ? finished(name) : hidden(name);
 }
 
 std::string store_of(const std::string &name, const std::string &path)
@@ -69,7 +63,7 @@ void make_folder_of_ours(const std::string &path)
 void make_folders_above(const std::string &path, mode_t mode)
 {
     std::string folder = folder_of(path);
-    if (folder == "/" || exists(folder))
+    if (folder == "/" || is_there(folder))
         return;
     make_folders_above(folder, mode);
     if (mkdir(folder.c_str(), mode) != 0 && errno != EEXIST)
@@ -204,7 +198,7 @@ void keep_account(const std::string &name, const std::string &bytes)
 std::optional<std::string> account_in_snapshot(const std::string &name)
 {
     std::string path = finished(name) + account_name;
-    return exists(path) ? std::optional(read_file(path, Links::refuse)) : std::nullopt;
+    return is_there(path) ? std::optional(read_file(path, Links::refuse)) : std::nullopt;
 }
 
 uint64_t bytes_to_store(const std::string &path, const Entry &entry)
@@ -234,7 +228,7 @@ void take_from_snapshot(const std::string &name, const std::string &path, const 
 
 void publish_snapshot(const std::string &name)
 {
-    if (rename(hidden(name).c_str(), finished(name).c_str()) != 0 && !(errno == ENOENT && exists(finished(name))))
+    if (rename(hidden(name).c_str(), finished(name).c_str()) != 0 && !(errno == ENOENT && is_there(finished(name))))
         throw PathError{"write", finished(name), errno};
     sync_folder(snapshots_folder);
 }
@@ -260,7 +254,7 @@ bool drop_unfinished_snapshots(const std::function<void(const Manifest &)> &clea
         any = true;
         std::string manifest = std::string(snapshots_folder) + "/" + name + manifest_name;
         try {
-            if (exists(manifest))
+            if (is_there(manifest))
                 clean_up(parse_manifest(read_file(manifest, Links::refuse)));
         } catch (const std::runtime_error &) {
             /* a manifest that a disk has damaged names nothing that could be cleaned up */
@@ -301,7 +295,7 @@ void write_record(const Record &record)
 
 std::optional<Record> read_record()
 {
-    if (!exists(record_path))
+    if (!is_there(record_path))
         return std::nullopt;
     std::string text = read_file(record_path, Links::refuse);
     for (Direction direction : {Direction::forward, Direction::back}) {

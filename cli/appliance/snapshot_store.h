@@ -22,7 +22,6 @@
 
 namespace command {
 
-inline constexpr char own_folder[] = "/var/lib/migr";
 inline constexpr char staging_prefix[] = "staging-";
 inline constexpr char snapshots_folder[] = "/var/lib/migr/snapshots";
 

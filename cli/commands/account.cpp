@@ -17,7 +17,7 @@ namespace command {
 
 namespace {
 
-AccountView view_of(const Arguments &arguments)
+AccountView account_view_of(const Arguments &arguments)
 {
     AccountView view;
     bool        chosen = asks_for_fates(arguments);
@@ -76,7 +76,7 @@ Status account(const Arguments &arguments)
         accounting = account_for(single_request(arguments), image, arguments.all, Texts::left, interrupts);
     std::string update_file = image_text(image, "update_config");
     Causes      causes(update_file);
-    AccountView view = view_of(arguments);
+    AccountView view = account_view_of(arguments);
     show_findings(accounting.run);
     if (arguments.json) {
         print_answer("account", accounting.run.status, to_json(accounting.account, causes, view));

@@ -23,7 +23,7 @@ struct Explained {
     Explanation explanation;
 };
 
-DiffView view_of(const Arguments &arguments)
+DiffView diff_view_of(const Arguments &arguments)
 {
     DiffView view;
     view.show_secrets = arguments.show_secrets;
@@ -47,7 +47,7 @@ Explained explained(const Arguments &arguments, const Image &image, const Causes
     StagedInput        input = stage_input(single_request(arguments), image, interrupts);
     CauseFilter        filter = cause_filter(arguments);
     ExplanationRequest request;
-    request.view = view_of(arguments);
+    request.view = diff_view_of(arguments);
     request.takes = [&](const Author &author) {
         return filter.takes_all() || filter.takes(author, text_of(author, causes));
     };

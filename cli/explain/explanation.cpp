@@ -16,7 +16,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <new>
@@ -38,11 +37,6 @@ static auto fields_of(Explanation &explanation)
 namespace {
 
 constexpr char explanation_path[] = "/explanation";
-
-std::string file_name(const std::string &path)
-{
-    return std::filesystem::path(path).filename().string();
-}
 
 uint64_t header_lines()
 {
@@ -100,7 +94,7 @@ void Explainer::take(const migr_change &change)
 
 void Explainer::end_part(int32_t release, std::string_view phase)
 {
-    file_ = file_name(current_pass());
+    file_ = file_name_of(current_pass());
     if (phase == "read")
         return begin_file(release);
     if (tree_.has_turns())
@@ -156,7 +150,7 @@ void Explainer::take_split(const migr_change &change)
     if (next_block_ >= split_blocks_.size() || split_blocks_[next_block_].node != node)
         return;
     split_author_ = authors_.number_of(*change.author);
-    split_blocks_[next_block_++].file = change.kind == MIGR_WRITTEN ? file_name(change.file) : "";
+    split_blocks_[next_block_++].file = change.kind == MIGR_WRITTEN ? file_name_of(change.file) : "";
 }
 
 void Explainer::add(uint32_t author, std::string diff)
@@ -191,9 +185,8 @@ void observe(const migr_change *change)
 Explanation explanation_of_run(const ExplanationRequest &request)
 {
     explainer = std::make_unique<Explainer>(request);
-    watch_sections([](int32_t release, std::string_view phase) {
-        do_or_end([&] { explainer->end_part(release, phase); });
-    });
+    watch_sections(
+        [](int32_t release, std::string_view phase) { do_or_end([&] { explainer->end_part(release, phase); }); });
     migr_observe_changes(observe);
     migr_main_do_all();
     migr_observe_changes(nullptr);

@@ -3,6 +3,7 @@
 
 #include "driver/migr.h"
 #include "run/library_child.h"
+#include "system/files.h"
 
 #include <map>
 
@@ -22,11 +23,6 @@ struct Taking {
 };
 
 Taking *taking; /* null while nothing is taken down */
-
-std::string file_name(const std::string &path)
-{
-    return path.substr(path.rfind('/') + 1);
-}
 
 uint32_t author_of(const migr_change &change)
 {
@@ -74,7 +70,7 @@ void open_text(const migr_change &change)
     JournalText text;
     text.is_configuration = std::string_view(change.author->mechanism) == "read";
     text.author = author_of(change);
-    text.file = text.is_configuration ? file_name(current_pass()) : change.file;
+    text.file = text.is_configuration ? file_name_of(current_pass()) : change.file;
     auto written = taking->written.find(text.file);
     if (text.is_configuration && written != taking->written.end())
         text.continues = written->second;
@@ -93,7 +89,7 @@ uint32_t text_written(const migr_change &change)
     if (!taking->last_path.empty() && taking->last_path == change.file && is_being_written(taking->last_written))
         return taking->last_written;
     taking->last_path = change.file;
-    std::string file = file_name(change.file);
+    std::string file = file_name_of(change.file);
     auto        at = taking->written.find(file);
     uint32_t    author = author_of(change);
     if (at != taking->written.end() && is_being_written(at->second))
@@ -169,7 +165,7 @@ void take_effect(const migr_change &change, const char *what)
         {what, whole_path(change.file), change.before ? whole_path(change.before) : "", author_of(change)});
 }
 
-void observe(const migr_change *told)
+void write_down(const migr_change *told)
 {
     const migr_change &change = *told;
     switch (change.kind) {
@@ -231,7 +227,7 @@ Journal take_down(void (*library)())
     Taking now;
     taking = &now;
     now.journal.nodes.resize(1);
-    migr_observe_changes(observe);
+    migr_observe_changes(write_down);
     library();
     migr_observe_changes(nullptr);
     taking = nullptr;

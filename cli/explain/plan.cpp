@@ -64,7 +64,7 @@ std::string config_of_rule(const char *text)
     if (!end)
         return "";
     char name[MIGR_NAME_SIZE];
-    join_words(skip_white(begin + 1), end, name, sizeof name);
+    ::join_words(skip_white(begin + 1), end, name, sizeof name);
     return name;
 }
 
@@ -150,7 +150,7 @@ bool takes_in_any(const stage_row &row, const Names &names)
     return std::any_of(names.begin(), names.end(), [&](const std::string &name) { return takes_in(row, name); });
 }
 
-bool is_due(const FileEffect &effect, const Names &names)
+bool is_due(const PossibleEffect &effect, const Names &names)
 {
     bool anywhere = !effect.configs[0];
     for (const char *config : effect.configs)
@@ -167,7 +167,7 @@ struct Planner {
 
 void plan_effect(Planner &planner, PlannedPass &pass, int32_t release, const char *callback, const Names &names)
 {
-    const FileEffect *effect = effect_of(callback);
+    const PossibleEffect *effect = effect_of(callback);
     if (!effect || !is_due(*effect, names))
         return;
     if (effect->once && !planner.done.insert(callback).second)

@@ -4,7 +4,7 @@
 
 namespace command {
 
-const FileEffect file_effects[] = {
+const PossibleEffect file_effects[] = {
     {"_av_vir_file_copy",
      {},
      false,
@@ -55,9 +55,9 @@ const FileEffect file_effects[] = {
     {},
 };
 
-const FileEffect *effect_of(std::string_view callback)
+const PossibleEffect *effect_of(std::string_view callback)
 {
-    for (const FileEffect *effect = file_effects; effect->callback; effect++)
+    for (const PossibleEffect *effect = file_effects; effect->callback; effect++)
         if (callback == effect->callback)
             return effect;
     return nullptr;

@@ -8,7 +8,7 @@
 
 namespace command {
 
-struct FileEffect {
+struct PossibleEffect {
     const char *callback;
     const char
         *configs[2]; /* acts only in a file that has one of these at top level; both null: no matter what it has */
@@ -17,9 +17,9 @@ struct FileEffect {
 };
 
 /* Of that stage callback, or null when it touches no file. */
-const FileEffect *effect_of(std::string_view callback);
+const PossibleEffect *effect_of(std::string_view callback);
 
 /* All of them; the last one has no callback. */
-extern const FileEffect file_effects[];
+extern const PossibleEffect file_effects[];
 
 } // namespace command

@@ -16,7 +16,7 @@ const char *keyword_of(ListKind list)
     return keywords[static_cast<size_t>(list)];
 }
 
-std::string top_level_name(std::string_view name)
+std::string in_words(std::string_view name)
 {
     std::string words(name);
     std::replace(words.begin(), words.end(), ',', ' ');
@@ -34,7 +34,7 @@ std::string ShownLines::text(uint32_t line, uint32_t turn) const
     ToldTree::Content content = tree_.content(shown.node, turn);
     text += keyword_of(shown.list);
     if (shown.depth == 0)
-        return text + top_level_name(content.name);
+        return text + in_words(content.name);
     text += content.name;
     if (!content.value)
         return text;
@@ -67,7 +67,7 @@ std::string ShownLines::name(uint32_t line, uint32_t turn) const
 {
     const PartLine  &shown = part_.lines[line];
     std::string_view name = tree_.content(shown.node, turn).name;
-    return shown.depth == 0 ? top_level_name(name) : std::string(unquoted(name));
+    return shown.depth == 0 ? in_words(name) : std::string(unquoted(name));
 }
 
 std::string ShownLines::path(uint32_t line, uint32_t turn) const

@@ -30,7 +30,7 @@ Fd open_regular(const std::string &path, std::string &why)
     return Fd();
 }
 
-size_t number_of(const std::string &name)
+size_t number_in_table(const std::string &name)
 {
     for (size_t at = 0; at < std::size(image_file_table); at++)
         if (name == image_file_table[at].name)
@@ -42,7 +42,7 @@ size_t number_of(const std::string &name)
 
 const char *place_of_image_file(const std::string &name)
 {
-    return image_file_table[number_of(name)].place;
+    return image_file_table[number_in_table(name)].place;
 }
 
 Image open_image(const std::string &named)
@@ -64,7 +64,7 @@ Image open_image(const std::string &named)
 
 std::string image_text(const Image &image, const std::string &name)
 {
-    int         fd = image.files[number_of(name)].get();
+    int         fd = image.files[number_in_table(name)].get();
     std::string text;
     char        part[65536];
     for (;;) {

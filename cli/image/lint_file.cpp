@@ -5,6 +5,7 @@
 #include "image/lint_file.h"
 
 #include "driver/run_context.h"
+#include "language/lines.h"
 #include "rules/update_file.h"
 #include "tree/config_text.h"
 
@@ -16,8 +17,6 @@
 namespace command {
 
 namespace {
-
-constexpr size_t longest_line = MIGR_LINE_SIZE - 1;
 
 struct Header {
     const char *keyword;

@@ -6,6 +6,7 @@
 
 #include "driver/run_context.h"
 #include "image/lint_property.h"
+#include "language/lines.h"
 #include "rules/modify_rules.h"
 #include "tree/config_text.h"
 #include "tree/version_text.h"
@@ -17,7 +18,6 @@ namespace command {
 
 namespace {
 
-constexpr size_t longest_name = MIGR_NAME_SIZE - 1;
 constexpr size_t longest_version = 15;
 
 void drop_white(std::string_view *text)
@@ -66,7 +66,7 @@ void check_length(std::string_view name, std::string_view where, const std::stri
 std::string comma_form(std::string_view words)
 {
     std::string joined(words.size() + 1, '\0');
-    join_words(words.data(), words.data() + words.size(), joined.data(), joined.size());
+    ::join_words(words.data(), words.data() + words.size(), joined.data(), joined.size());
     joined.resize(strlen(joined.c_str()));
     return joined;
 }

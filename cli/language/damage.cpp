@@ -23,9 +23,6 @@ constexpr const char *kind_names[] = {
 };
 static_assert(std::size(kind_names) == static_cast<size_t>(DamageKind::long_line) + 1);
 
-constexpr uint64_t longest_line = MIGR_LINE_SIZE - 1;
-constexpr uint64_t longest_name = MIGR_NAME_SIZE - 1;
-
 /* Whoever went on in spite of these would get no configuration that can be read. */
 bool can_be_accepted(DamageKind kind)
 {

@@ -4,16 +4,11 @@
  */
 #include "language/lines.h"
 
-#include "tree/config_node.h"
-
 #include <algorithm>
 
 namespace command {
 
 namespace {
-
-constexpr size_t longest_line = MIGR_LINE_SIZE - 1;
-constexpr size_t longest_name = MIGR_NAME_SIZE - 1;
 
 std::string_view up_to_newline(std::string_view text)
 {

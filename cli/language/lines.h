@@ -4,12 +4,18 @@
  */
 #pragma once
 
+#include "tree/config_node.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace command {
+
+/* As much as the library reads as one line, and as it keeps of a name. */
+inline constexpr size_t longest_line = MIGR_LINE_SIZE - 1;
+inline constexpr size_t longest_name = MIGR_NAME_SIZE - 1;
 
 /* What the library reads as one line. */
 struct ConfigLine {

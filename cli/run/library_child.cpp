@@ -7,13 +7,13 @@
 #include "driver/migr.h"
 #include "run/child_process.h"
 #include "system/failure.h"
+#include "system/files.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <iterator>
 #include <new>
 #include <poll.h>
@@ -167,11 +167,6 @@ struct Listener {
     Clock::duration idle{0}; /* since the last record */
 };
 
-std::string file_name(const std::string &path)
-{
-    return std::filesystem::path(path).filename().string();
-}
-
 void end_pass(Listener &listener, int64_t now)
 {
     if (!listener.run.passes.empty())
@@ -185,7 +180,7 @@ void take_record(Listener &listener, const RecordHead &head, const std::string &
         end_pass(listener, head.time);
         listener.pass_began = head.time;
         listener.run.passes.push_back({text, {}, "", 0});
-        listener.progress.begins(file_name(text));
+        listener.progress.begins(file_name_of(text));
         return;
     case Note::pass_end:
         if (!listener.run.passes.empty()) {
@@ -311,7 +306,7 @@ std::string LibraryRun::trouble() const
         return "";
     if (end == End::exited && !place.empty())
         return place;
-    std::string at = passes.empty() ? ", ahead of the first file" : ", at " + file_name(passes.back().path);
+    std::string at = passes.empty() ? ", ahead of the first file" : ", at " + file_name_of(passes.back().path);
     return "The upgrade " + how_it_ended(*this) + at + ".";
 }
 

@@ -1,6 +1,8 @@
 /* The reader's rules, seen from the writer's side. Says what is wrong, not what to do about it. */
 #include "run/read_back.h"
 
+#include "language/lines.h"
+
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -8,8 +10,6 @@
 namespace command {
 
 namespace {
-
-constexpr size_t longest_line = MIGR_LINE_SIZE - 1;
 
 bool is_white(char c)
 {

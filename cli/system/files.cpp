@@ -34,12 +34,23 @@ void write_new(const std::string &path, std::string_view bytes)
     write_all(fd.get(), bytes, path);
 }
 
+bool is_there(const std::string &path)
+{
+    struct stat st = {};
+    return lstat(path.c_str(), &st) == 0;
+}
+
 std::string folder_of(const std::string &path)
 {
     size_t slash = path.rfind('/');
     if (slash == std::string::npos)
         return ".";
     return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string file_name_of(const std::string &path)
+{
+    return path.substr(path.rfind('/') + 1);
 }
 
 std::string joined(const std::string &folder, const std::string &name)

@@ -26,8 +26,14 @@ std::string read_file(const std::string &path, Links links);
 /* Makes the file, for its owner alone; nothing may be there yet. It is not synced. */
 void write_new(const std::string &path, std::string_view bytes);
 
+/* Whether there is anything of that name, a link that leads nowhere too. */
+bool is_there(const std::string &path);
+
 /* "/a" for "/a/b", "/" for "/a", "." for "a". */
 std::string folder_of(const std::string &path);
+
+/* "b" for "/a/b". */
+std::string file_name_of(const std::string &path);
 
 /* "/a/b" for "/a" and "b", "/b" for "/" and "b". */
 std::string joined(const std::string &folder, const std::string &name);

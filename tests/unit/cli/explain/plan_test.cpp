@@ -73,7 +73,7 @@ bool has(const Strings &all, const std::string &one)
 TEST(PlanEffects, AreThoseOfRealCallbacks)
 {
     size_t count = 0;
-    for (const command::FileEffect *effect = command::file_effects; effect->callback; effect++, count++)
+    for (const command::PossibleEffect *effect = command::file_effects; effect->callback; effect++, count++)
         EXPECT_NE(nullptr, row_named(effect->callback)) << effect->callback;
     EXPECT_EQ(16u, count);
     EXPECT_EQ(nullptr, command::effect_of("_migr_change_sys_global"));
