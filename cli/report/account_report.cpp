@@ -19,12 +19,6 @@ namespace {
 constexpr const char *kinds_in_order[] = {"protection", "credentials", "network",     "logging",
                                           "appearance", "rule",        "housekeeping"};
 
-size_t rank(const std::string &kind)
-{
-    auto at = std::find(std::begin(kinds_in_order), std::end(kinds_in_order), kind);
-    return static_cast<size_t>(at - std::begin(kinds_in_order));
-}
-
 /* By author. */
 using CauseTexts = std::vector<CauseText>;
 
@@ -100,7 +94,7 @@ size_t rank_of(const Group &group, const CauseTexts &texts)
 {
     size_t best = std::size(kinds_in_order);
     for (uint32_t cause : group.causes)
-        best = std::min(best, rank(texts[cause].kind));
+        best = std::min(best, rank_of_kind(texts[cause].kind));
     return best;
 }
 
@@ -255,6 +249,12 @@ Json line_counts_json(const LineCounts &counts, bool of_input)
 
 } // namespace
 
+size_t rank_of_kind(const std::string &kind)
+{
+    auto at = std::find(std::begin(kinds_in_order), std::end(kinds_in_order), kind);
+    return static_cast<size_t>(at - std::begin(kinds_in_order));
+}
+
 std::string shown(const Author &author)
 {
     std::string name =
@@ -330,7 +330,7 @@ std::string summary_of(const Account &account, const Causes &causes)
             by_hand += was_set_by_hand ? entry.in.last - entry.in.first + 1 : 0;
             bool counts = (entry.fate == LineFate::dropped || entry.fate == LineFate::rewritten) &&
                           std::any_of(entry.causes.begin(), entry.causes.end(),
-                                      [&](uint32_t cause) { return rank(texts[cause].kind) < 2; });
+                                      [&](uint32_t cause) { return rank_of_kind(texts[cause].kind) < 2; });
             serious += counts ? entry.in.last - entry.in.first + 1 : 0;
         }
     }

@@ -25,6 +25,9 @@ struct AccountView {
     bool        show_secrets = false;
 };
 
+/* What somebody has to answer for comes first, a kind that is none last. */
+size_t rank_of_kind(const std::string &kind);
+
 /* The table of lines, a row per file. `print` is say or complain. */
 void show_counts(const Account &account, Print print = say);
 

@@ -2,6 +2,7 @@
 #include "report/page_facts.h"
 
 #include "language/lines.h"
+#include "report/account_report.h"
 #include "system/failure.h"
 
 #include <algorithm>
@@ -13,10 +14,6 @@ namespace command {
 namespace {
 
 using json = nlohmann::json;
-
-/* What somebody has to answer for comes first. */
-constexpr const char *kinds_in_order[] = {"protection", "credentials", "network",     "logging",
-                                          "appearance", "rule",        "housekeeping"};
 
 /* No file that an appliance could load has more. A ledger may be anybody's, and its numbers are made room for. */
 constexpr uint32_t most_lines = 1U << 26;
@@ -32,7 +29,7 @@ std::string counted(uint64_t count, const char *one, const char *many)
     return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
-std::string lines_text(uint64_t count)
+std::string line_count(uint64_t count)
 {
     return counted(count, "line", "lines");
 }
@@ -268,20 +265,15 @@ std::vector<PageCause> causes_of(const json &list)
     return causes;
 }
 
-size_t rank(const PageCause &cause)
-{
-    return static_cast<size_t>(std::find(std::begin(kinds_in_order), std::end(kinds_in_order), cause.kind) -
-                               std::begin(kinds_in_order));
-}
-
 /* Numbers them, what somebody has to answer for first, by place in the ledger. */
 std::vector<uint32_t> number_causes(std::vector<PageCause> &causes)
 {
     std::vector<uint32_t> order(causes.size());
     for (uint32_t at = 0; at < order.size(); at++)
         order[at] = at;
-    std::stable_sort(order.begin(), order.end(),
-                     [&](uint32_t one, uint32_t other) { return rank(causes[one]) < rank(causes[other]); });
+    std::stable_sort(order.begin(), order.end(), [&](uint32_t one, uint32_t other) {
+        return rank_of_kind(causes[one].kind) < rank_of_kind(causes[other].kind);
+    });
     std::vector<uint32_t>  numbers(causes.size());
     std::vector<PageCause> sorted(1); /* so that a cause's number is its place */
     for (uint32_t at : order) {
@@ -324,10 +316,10 @@ void find_in_file(PageFacts &facts, const PageFile &file)
     for (const std::string &warning : file.warnings)
         facts.findings.push_back({file.file + ", " + warning, {}, place_of_warning(file, warning)});
     if (auto unread = file.in.find("unread"); unread != file.in.end() && unread->second != 0)
-        facts.findings.push_back({file.file + ": " + lines_text(unread->second) + " could not be read.", {}, {}});
+        facts.findings.push_back({file.file + ": " + line_count(unread->second) + " could not be read.", {}, {}});
     if (file.unexplained != 0)
         facts.findings.push_back(
-            {file.file + ": " + lines_text(file.unexplained) + " changed without a known cause.", {}, {}});
+            {file.file + ": " + line_count(file.unexplained) + " changed without a known cause.", {}, {}});
 }
 
 void find_by_hand(PageFacts &facts)
@@ -345,7 +337,7 @@ void find_serious_losses(PageFacts &facts)
 {
     PageFinding finding;
     for (const PageCause &cause : facts.causes)
-        if (rank(cause) < 2 && cause.counts.dropped != 0)
+        if (rank_of_kind(cause.kind) < 2 && cause.counts.dropped != 0)
             finding.causes.push_back(cause.number);
     finding.text = "Settings of protection or credentials were dropped.";
     if (!finding.causes.empty())

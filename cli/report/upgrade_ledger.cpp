@@ -168,7 +168,7 @@ Json file_json(const LedgerRequest &request, const FileOutcome &outcome)
 
 /* ---- causes ---- */
 
-Json cause_json(const Author &author, const CauseText &text)
+Json told_cause_json(const Author &author, const CauseText &text)
 {
     return Json::Members{{"release", Json::release(author.release)},
                          {"mechanism", author.mechanism},
@@ -196,7 +196,7 @@ Json::Members upgrade_ledger(const LedgerRequest &request, const Image &image)
     for (const FileOutcome &outcome : request.files)
         files.push_back(file_json(request, outcome));
     for (const Author &author : request.account.authors)
-        authors.push_back(cause_json(author, causes.of(author.mechanism, author.name, author.line)));
+        authors.push_back(told_cause_json(author, causes.of(author.mechanism, author.name, author.line)));
     for (const FileEffect &effect : request.account.effects)
         effects.push_back(effect_json(effect));
     return {{"subject", request.subject},
