@@ -53,11 +53,13 @@ void copy_sample(const TinyAppliance &box, const fs::path &sample)
     }
 }
 
+constexpr const char *mounted_folders[] = {"/data", "/etc", "/var"};
+
 bool mount_disks(const TinyAppliance &box)
 {
     if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
         return false;
-    for (const char *folder : {"/data", "/etc", "/var"}) {
+    for (const char *folder : mounted_folders) {
         std::string path = box.root() + folder;
         std::string aside = box.root() + "/aside";
         fs::copy(path, aside, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
@@ -105,6 +107,14 @@ struct Box {
         rollback = {"rollback", box.root(), "--yes"};
         before = now();
     }
+    ~Box() /* a folder with a disk in it cannot be removed */
+    {
+        for (const char *folder : mounted_folders)
+            if (kind == Kind::on_three_disks)
+                umount2((box.root() + folder).c_str(), MNT_DETACH);
+    }
+    Box(const Box &) = delete;
+    Box                 &operator=(const Box &) = delete;
     static constexpr int may_not_mount = 77;
 
     Listing now() const
