@@ -11,8 +11,10 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/mman.h>
 
 namespace fs = std::filesystem;
 using namespace support;
@@ -82,12 +84,60 @@ struct stat status_of(const std::string &path)
     return st;
 }
 
+/* What has been synced, by inode, which a file keeps when it is renamed. Shared with the processes of a run. */
+struct SyncLog {
+    size_t count;
+    size_t ahead_of_record; /* how many were when the record of the commit took its place */
+    ino_t  synced[1000];
+};
+
+SyncLog *sync_log; /* null: nobody asks */
+
 std::string snapshot_folder(const TinyAppliance &box)
 {
     return "/var/lib/migr/snapshots/" + box.snapshots().at(0);
 }
 
 } // namespace
+
+extern "C" int __real_fsync(int fd);
+extern "C" int __real_rename(const char *from, const char *to);
+
+extern "C" int __wrap_fsync(int fd)
+{
+    struct stat st = {};
+    if (sync_log && sync_log->count < std::size(sync_log->synced) && fstat(fd, &st) == 0)
+        sync_log->synced[sync_log->count++] = st.st_ino;
+    return __real_fsync(fd);
+}
+
+extern "C" int __wrap_rename(const char *from, const char *to)
+{
+    if (sync_log && strcmp(to, "/var/lib/migr/commit") == 0)
+        sync_log->ahead_of_record = sync_log->count;
+    return __real_rename(from, to);
+}
+
+/* Whoever finds the record goes on by it, after a loss of power too. */
+TEST(Commit, HasItsNewFilesOnDiskAheadOfItsRecord)
+{
+    void *shared = mmap(nullptr, sizeof(SyncLog), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(shared, MAP_FAILED);
+    sync_log = static_cast<SyncLog *>(shared);
+    TinyAppliance box;
+    fill_places(box);
+    Outcome run = upgrade_and(box, work_over);
+    EXPECT_EQ(run.status, 0) << run.all();
+    ASSERT_GT(sync_log->ahead_of_record, 0u);
+    const ino_t *begin = sync_log->synced, *end = begin + sync_log->ahead_of_record;
+    for (const char *path : {global_path, "/data/etc/xmlproxy", "/data/etc/cert/local/root/new/er",
+                             "/data/etc/cert/local/root/a b.key", "/var/log/sys_global.conf"})
+        EXPECT_NE(std::find(begin, end, status_of(box.root() + path).st_ino), end) << path;
+    std::string manifest = box.root() + snapshot_folder(box) + "/manifest.json";
+    EXPECT_NE(std::find(begin, end, status_of(manifest).st_ino), end);
+    sync_log = nullptr;
+    munmap(shared, sizeof(SyncLog));
+}
 
 TEST(Commit, PutsEveryKindOfChangeAndBringsItBack)
 {
