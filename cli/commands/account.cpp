@@ -64,16 +64,24 @@ Account kept_account(const Arguments &arguments)
     return account_from(bytes);
 }
 
+/* Signals wait for the run's end and its folder's removal, and not for all that is told afterwards. */
+Accounting account_of_input(const Arguments &arguments, const Image &image, bool all, Texts texts)
+{
+    Interrupts interrupts;
+    Accounting accounting = account_for(single_request(arguments), image, all, texts, interrupts);
+    interrupts.stop_here("Nothing was changed.");
+    return accounting;
+}
+
 Status account(const Arguments &arguments)
 {
     Image image = open_image(arguments.image);
     tell_image(image);
-    Interrupts interrupts;
     Accounting accounting;
     if (arguments.last)
         accounting.account = kept_account(arguments);
     else
-        accounting = account_for(single_request(arguments), image, arguments.all, Texts::left, interrupts);
+        accounting = account_of_input(arguments, image, arguments.all, Texts::left);
     std::string update_file = image_text(image, "update_config");
     Causes      causes(update_file);
     AccountView view = account_view_of(arguments);
@@ -156,8 +164,7 @@ Status blame(const Arguments &arguments)
 {
     Image image = open_image(arguments.image);
     tell_image(image);
-    Interrupts interrupts;
-    Accounting accounting = account_for(single_request(arguments), image, true, Texts::wanted, interrupts);
+    Accounting accounting = account_of_input(arguments, image, true, Texts::wanted);
     show_findings(accounting.run);
     Json::List files;
     for (const AccountFile &file : accounting.account.files)

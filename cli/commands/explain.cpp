@@ -42,8 +42,10 @@ CauseText text_of(const Author &author, const Causes &causes)
     return causes.of(author.mechanism, author.name, author.line);
 }
 
-Explained explained(const Arguments &arguments, const Image &image, const Causes &causes, Interrupts &interrupts)
+/* Signals wait for the run's end and its folder's removal, and not for all that is told afterwards. */
+Explained explained(const Arguments &arguments, const Image &image, const Causes &causes)
 {
+    Interrupts         interrupts;
     StagedInput        input = stage_input(single_request(arguments), image, interrupts);
     CauseFilter        filter = cause_filter(arguments);
     ExplanationRequest request;
@@ -60,6 +62,7 @@ Explained explained(const Arguments &arguments, const Image &image, const Causes
     /* What stands in for the other files of an appliance is of no interest. */
     if (!input.only.empty())
         std::erase_if(all.run.files, [&](const FileOutcome &file) { return file.name != input.only; });
+    interrupts.stop_here("Nothing was changed.");
     return all;
 }
 
@@ -187,9 +190,8 @@ Status explain(const Arguments &arguments)
 {
     Image image = open_image(arguments.image);
     tell_image(image);
-    Interrupts interrupts;
-    Causes     causes(image_text(image, "update_config"));
-    Explained  all = explained(arguments, image, causes, interrupts);
+    Causes    causes(image_text(image, "update_config"));
+    Explained all = explained(arguments, image, causes);
     drop_unfinished(all);
     order_by_file(all);
     if (all.explanation.is_incomplete)
