@@ -12,9 +12,9 @@ namespace {
 CheckedFile checked(const std::string &name, const ConfigFacts &facts)
 {
     CheckedFile file = {name, facts.release, {}, facts.damage, facts.more_damage};
-    std::string fault = is_current(facts) ? "" : fault_of(facts);
-    if (!fault.empty())
-        file.reasons.push_back(fault);
+    FileFinding fault = is_current(facts) ? "" : fault_of(facts);
+    if (!fault.text.empty())
+        file.reasons.push_back(fault.text);
     return file;
 }
 

@@ -12,7 +12,7 @@ namespace command {
 
 namespace {
 
-Fate fate_of(const StoredFile &file, const std::vector<std::string> &reasons)
+Fate fate_of(const StoredFile &file, const std::vector<FileFinding> &reasons)
 {
     int32_t release = file.facts.release;
     if (file.facts.error == 0 && file.facts.gzip && release == image_release())
@@ -28,7 +28,7 @@ std::vector<FilePlan> plan_files(const ConfigFolder &folder, bool accept_damage)
 {
     std::vector<FilePlan> plans;
     for (const StoredFile &file : folder.files) {
-        std::vector<std::string> reasons = reasons_against(file.facts, accept_damage);
+        std::vector<FileFinding> reasons = reasons_against(file.facts, accept_damage);
         plans.push_back({file, fate_of(file, reasons), {}});
         if (plans.back().fate == Fate::refuse)
             plans.back().reasons = std::move(reasons);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "appliance/inspect.h"
+#include "output/file_finding.h"
 
 #include <string>
 #include <vector>
@@ -18,7 +19,7 @@ enum class Fate {
 struct FilePlan {
     StoredFile               file;
     Fate                     fate = Fate::upgrade;
-    std::vector<std::string> reasons; /* of a refusal, a line each */
+    std::vector<FileFinding> reasons; /* of a refusal, a line each */
 };
 
 /* A plan for each file of the folder, in the folder's order. With `accept_damage`, text that will be lost is no reason

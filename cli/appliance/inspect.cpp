@@ -26,7 +26,7 @@ namespace command {
 
 static auto fields_of(Damage &damage)
 {
-    return std::tie(damage.line, damage.kind, damage.text, damage.acceptable);
+    return std::tie(damage.line, damage.kind, damage.text, damage.acceptable, damage.config);
 }
 
 static auto fields_of(ConfigFacts &facts)
@@ -170,6 +170,22 @@ uint64_t room_here()
     return std::min<uint64_t>(limit.rlim_cur, blocks * disk.f_frsize);
 }
 
+/* Tells each damage the top-level config around it. */
+void name_configs(const std::string &text, std::vector<Damage> &found)
+{
+    if (found.empty())
+        return;
+    std::vector<TopLevelConfig> configs = top_level_configs(text);
+    for (Damage &damage : found) {
+        auto behind = std::upper_bound(configs.begin(), configs.end(), damage.line,
+                                       [](size_t line, const TopLevelConfig &config) { return line < config.line; });
+        if (behind == configs.begin())
+            continue;
+        damage.config = std::prev(behind)->name;
+        std::replace(damage.config.begin(), damage.config.end(), ',', ' ');
+    }
+}
+
 void take_damage(ConfigFacts &facts, const std::string &text)
 {
     DamageReport report = damage_of(text);
@@ -177,7 +193,16 @@ void take_damage(ConfigFacts &facts, const std::string &text)
     facts.damage = std::move(report.found);
     facts.more_damage = report.more;
     facts.can_accept_damage = report.is_acceptable;
+    name_configs(text, facts.damage);
 }
+
+/* "a `set` without a value in waf signature". */
+std::string cause_of(const Damage &damage)
+{
+    return std::string(phrase_of(damage.kind)) + (damage.config.empty() ? "" : " in " + damage.config);
+}
+
+constexpr char more_damage_cause[] = "more damage than is listed";
 
 } // namespace
 
@@ -249,14 +274,14 @@ ConfigFacts inspect_text(std::string text, Depth depth)
     return facts;
 }
 
-std::vector<std::string> damage_texts(const ConfigFacts &facts)
+std::vector<FileFinding> damage_findings(const ConfigFacts &facts)
 {
-    std::vector<std::string> texts;
+    std::vector<FileFinding> findings;
     for (const Damage &damage : facts.damage)
-        texts.push_back("line " + std::to_string(damage.line) + ": " + damage.text);
+        findings.push_back({"line " + std::to_string(damage.line) + ": " + damage.text, cause_of(damage)});
     if (facts.more_damage > 0)
-        texts.push_back("and " + std::to_string(facts.more_damage) + " more like these.");
-    return texts;
+        findings.push_back({"and " + std::to_string(facts.more_damage) + " more like these.", more_damage_cause});
+    return findings;
 }
 
 bool is_current(const ConfigFacts &facts)
@@ -271,30 +296,36 @@ std::string why_no_release(const ConfigFacts &facts)
     return "Its version line names \"" + facts.no_release + "\", which is no release. Mend its first line.";
 }
 
-std::string fault_of(const ConfigFacts &facts)
+FileFinding fault_of(const ConfigFacts &facts)
 {
     if (facts.error == EISDIR || facts.error == EINVAL)
-        return "It is no file. Move it out of the folder.";
+        return {"It is no file. Move it out of the folder.", "It is no file."};
     if (facts.error != 0)
-        return "It cannot be read: " + std::string(strerror(facts.error)) + ". " + next_step(facts.error);
+        return {"It cannot be read: " + std::string(strerror(facts.error)) + ". " + next_step(facts.error),
+                "It cannot be read: " + std::string(strerror(facts.error)) + "."};
     if (!facts.gzip)
-        return "It is no gzip file, or a damaged one. Put a good copy in its place, or move it out of the folder.";
+        return {"It is no gzip file, or a damaged one. Put a good copy in its place, or move it out of the folder.",
+                "It is no gzip file, or a damaged one."};
     if (facts.release < 0)
-        return why_no_release(facts);
+        return {why_no_release(facts), facts.no_release.empty() ? "It has no version line that can be read."
+                                                                : "Its version line names no release."};
     if (!facts.second_line)
-        return "It has no second header line (\"#conf_file_ver=\") that can be read. Put it behind the first line. "
-               "A machine-learning configuration has none; it is upgraded with migr ml.";
-    return facts.too_large;
+        return {"It has no second header line (\"#conf_file_ver=\") that can be read. Put it behind the first line. "
+                "A machine-learning configuration has none; it is upgraded with migr ml.",
+                "It has no second header line that can be read."};
+    if (!facts.too_large.empty())
+        return {facts.too_large, "It would be too large when written."};
+    return "";
 }
 
-std::vector<std::string> reasons_against(const ConfigFacts &facts, bool accept_damage)
+std::vector<FileFinding> reasons_against(const ConfigFacts &facts, bool accept_damage)
 {
-    std::string fault = fault_of(facts);
-    if (!fault.empty())
+    FileFinding fault = fault_of(facts);
+    if (!fault.text.empty())
         return {fault};
     if (accept_damage && facts.can_accept_damage)
         return {};
-    return damage_texts(facts);
+    return damage_findings(facts);
 }
 
 } // namespace command

@@ -6,6 +6,7 @@
 
 #include "appliance/root.h"
 #include "language/damage.h"
+#include "output/file_finding.h"
 #include "system/config_path.h"
 
 #include <cstdint>
@@ -84,18 +85,18 @@ bool is_current(const ConfigFacts &facts);
 /* Why a file has no release. */
 std::string why_no_release(const ConfigFacts &facts);
 
-/* What of the file as a whole keeps the library from carrying it forward, and what to do about it; empty for nothing.
- */
-std::string fault_of(const ConfigFacts &facts);
+/* What of the file as a whole keeps the library from carrying it forward, and what to do about it; without a text for
+ * nothing. */
+FileFinding fault_of(const ConfigFacts &facts);
 
 /* The facts of a file of those bytes, packed or plain, of Depth::whole, found out in a process of its own. */
 ConfigFacts inspect_bytes(const Root &machine, const std::string &bytes);
 
 /* What keeps the library from carrying a file forward, each with what to do about it. Empty when nothing does. The
  * facts are of Depth::whole. With `accept_damage`, text that will be lost is no reason. */
-std::vector<std::string> reasons_against(const ConfigFacts &facts, bool accept_damage);
+std::vector<FileFinding> reasons_against(const ConfigFacts &facts, bool accept_damage);
 
 /* "line 12: ..." for each damage. */
-std::vector<std::string> damage_texts(const ConfigFacts &facts);
+std::vector<FileFinding> damage_findings(const ConfigFacts &facts);
 
 } // namespace command

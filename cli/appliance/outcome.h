@@ -1,6 +1,7 @@
 /* What came of an upgrade, file by file. How it is shown is told elsewhere. */
 #pragma once
 
+#include "output/file_finding.h"
 #include "system/failure.h"
 
 #include <chrono>
@@ -26,8 +27,8 @@ struct FileOutcome {
     Result                    result = Result::current;
     uint64_t                  size = 0; /* as stored */
     std::chrono::microseconds time{0};
-    std::vector<std::string>  reasons;  /* why it was refused */
-    std::vector<std::string>  warnings; /* what somebody should look at in the result */
+    std::vector<FileFinding>  reasons;  /* why it was refused */
+    std::vector<FileFinding>  warnings; /* what somebody should look at in the result */
 };
 
 struct Outcome {

@@ -20,7 +20,7 @@ namespace command {
 
 namespace {
 
-using Warnings = std::vector<std::string>;
+using Warnings = std::vector<FileFinding>;
 using Names = std::set<std::string, std::less<>>;
 using NamesThere = std::unordered_set<std::string_view>; /* leading into the texts */
 
@@ -58,6 +58,13 @@ struct Listed {
     }
 };
 
+/* "waf signature" for "waf,signature". */
+std::string words(std::string config)
+{
+    std::replace(config.begin(), config.end(), ',', ' ');
+    return config;
+}
+
 /* ---- Material that files give ---- */
 
 struct Material {
@@ -87,20 +94,22 @@ std::string domain_of(const std::string &file)
     return file.starts_with(prefix) && end != file.npos ? file.substr(prefix.size(), end - prefix.size()) : "";
 }
 
-std::string why_not_taken(const std::string &name, const std::string &path)
+/* Why there is none, for the file's owner and for all. */
+FileFinding why_not_taken(const std::string &name, const std::string &path)
 {
+    auto        of_file = [&](const std::string &what) { return FileFinding(path + " " + what, "its file " + what); };
     struct stat st = {};
     if (name.find('/') != name.npos)
         return "its name has a slash, and no file is read for such";
     if (stat(path.c_str(), &st) != 0 || access(path.c_str(), R_OK) != 0)
-        return path + (errno == ENOENT ? " is missing" : " cannot be read: " + std::string(strerror(errno)));
+        return of_file(errno == ENOENT ? "is missing" : "cannot be read: " + std::string(strerror(errno)));
     if (!S_ISREG(st.st_mode))
-        return path + " is no file";
+        return of_file("is no file");
     if (st.st_size == 0)
-        return path + " is empty";
+        return of_file("is empty");
     if (st.st_size >= MIGR_VALUE_SIZE - 2)
-        return path + " is longer than the " + std::to_string(MIGR_VALUE_SIZE - 3) + " bytes that an entry takes";
-    return path + " is there, but was not taken in";
+        return of_file("is longer than the " + std::to_string(MIGR_VALUE_SIZE - 3) + " bytes that an entry takes");
+    return of_file("is there, but was not taken in");
 }
 
 void warn_of_material(const UpgradedText &file, const Listed &after, Warnings &warnings)
@@ -122,8 +131,9 @@ void warn_of_material(const UpgradedText &file, const Listed &after, Warnings &w
             std::string path = "/data/etc/" + std::string(material.folder) + "/" +
                                (domain.empty() ? "" : domain + "/") + name + "." +
                                (is_request && is_certificate ? "csr" : material.extension);
-            warnings.push_back(after.place(at) + " has no " + material.property + ": " + why_not_taken(name, path) +
-                               ".");
+            std::string lacks = std::string(" has no ") + material.property + ": ";
+            FileFinding why = why_not_taken(name, path);
+            warnings.push_back({after.place(at) + lacks + why.text + ".", words(config) + lacks + why.cause + "."});
         }
     }
 }
@@ -142,7 +152,8 @@ void warn_of_clear_keys(const Listed &after, Warnings &warnings)
             why = "the appliance has no passphrase that can be read (/data/etc/key.secret)";
         else if (after.config_of(at).starts_with("system,admin-certificate"))
             why = "keys of the administration's certificates that come from files are not encrypted";
-        warnings.push_back(after.place(at) + " is stored in clear: " + why + ".");
+        std::string clear = " is stored in clear: " + why + ".";
+        warnings.push_back({after.place(at) + clear, "a key of " + words(after.config_of(at)) + clear});
     }
 }
 
@@ -213,9 +224,12 @@ void warn_of_references(const Listed &before, const Listed &after, const NamesTh
     for (size_t at = 0; at < after.items.size(); at++)
         for_each_word(after.items[at].value, [&](std::string_view word) {
             auto entry = gone.find(word);
-            if (entry != gone.end() && referred.contains(reference(after.items[at].name, word)))
-                warnings.push_back(after.place(at) + " refers to \"" + entry->first + "\", which was an entry of " +
-                                   likely_config(entry->second, after.items[at].name) + " and is no longer there.");
+            if (entry == gone.end() || !referred.contains(reference(after.items[at].name, word)))
+                return;
+            std::string was = "which was an entry of " + likely_config(entry->second, after.items[at].name) +
+                              " and is no longer there.";
+            warnings.push_back({after.place(at) + " refers to \"" + entry->first + "\", " + was,
+                                words(after.config_of(at)) + " refers to one " + was});
         });
 }
 
@@ -240,8 +254,9 @@ void warn_of_pages(const UpgradedText &file, const Listed &before, const NamesTh
         const char *own = find_default_msg_by_name(name.c_str());
         bool        is_own = own && without_backslashes(unquoted(before.items[buffer].value)) == own;
         if (!own || (!is_own && file.release < MIGR_RELEASE(5, 10)))
-            warnings.push_back("line " + std::to_string(before.items[at].line) + " of the old file: the page \"" +
-                               name + "\" is not in the result.");
+            warnings.push_back({"line " + std::to_string(before.items[at].line) + " of the old file: the page \"" +
+                                    name + "\" is not in the result.",
+                                "a page is not in the result."});
     }
 }
 
@@ -255,26 +270,27 @@ bool is_certificate_entry(const Listed &list, size_t at)
 /* Up to 5.19 certificates lay in the global file, and each domain gets a copy of them in the same run. */
 void warn_of_certificates(const UpgradedText &file, const Listed &before, const NamesThere &there, Warnings &warnings)
 {
-    bool is_domain = file.name != global_name && !file.made_by_split;
+    static const std::string dropped = " was dropped: from 5.20 on a domain has the certificates that the global file "
+                                       "had then, and that has none of this name, or is newer already.";
+    bool                     is_domain = file.name != global_name && !file.made_by_split;
     if (!is_domain || file.release >= MIGR_RELEASE(5, 20))
         return;
     for (size_t at = 0; at < before.items.size(); at++)
         if (is_certificate_entry(before, at) && !there.contains(unquoted(before.items[at].name)))
-            warnings.push_back("line " + std::to_string(before.items[at].line) +
-                               " of the old file: " + path_of(before.items, at) +
-                               " was dropped: from 5.20 on a domain has the certificates that the global file had "
-                               "then, and that has none of this name, or is newer already.");
+            warnings.push_back({"line " + std::to_string(before.items[at].line) +
+                                    " of the old file: " + path_of(before.items, at) + dropped,
+                                words(before.config_of(at)) + dropped});
 }
 
 } // namespace
 
-std::vector<std::vector<std::string>> result_warnings(const std::vector<UpgradedText> &files)
+std::vector<std::vector<FileFinding>> result_warnings(const std::vector<UpgradedText> &files)
 {
     NamesThere          there;
     std::vector<Listed> results;
     for (const UpgradedText &file : files)
         add_edit_names(results.emplace_back(file.after), there);
-    std::vector<std::vector<std::string>> all;
+    std::vector<std::vector<FileFinding>> all;
     for (size_t at = 0; at < files.size(); at++) {
         const UpgradedText &file = files[at];
         const Listed       &after = results[at];

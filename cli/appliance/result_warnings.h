@@ -5,6 +5,8 @@
  */
 #pragma once
 
+#include "output/file_finding.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -22,6 +24,6 @@ struct UpgradedText {
 
 /* What there is to say of each file, in their order; each with line and path in the result, or in the old file where it
  * says so. To be run inside the staging folder, by a process that may end if memory does. Throws PathError. */
-std::vector<std::vector<std::string>> result_warnings(const std::vector<UpgradedText> &files);
+std::vector<std::vector<FileFinding>> result_warnings(const std::vector<UpgradedText> &files);
 
 } // namespace command

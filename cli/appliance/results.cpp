@@ -43,14 +43,16 @@ bool is_good(const StoredFile *file)
     return file && is_current(file->facts) && file->facts.is_sound();
 }
 
-std::string text_of(const Misreading &misreading)
+FileFinding finding_of(const Misreading &misreading)
 {
     std::string place;
     for (const std::string &name : misreading.path)
         place += (place.empty() ? "" : " / ") + name;
-    return place + (misreading.kind == Misreading::Kind::cut
-                        ? ": it would be written, and read back cut."
-                        : ": it would be written, and read back together with what stands behind it.");
+    std::string what = misreading.kind == Misreading::Kind::cut
+                           ? "it would be written, and read back cut."
+                           : "it would be written, and read back together with what stands behind it.";
+    std::string config = misreading.path.empty() ? "" : misreading.path.front();
+    return {place + ": " + what, config + ": " + what};
 }
 
 /* What the tree that was written would be read back as. */
@@ -60,9 +62,9 @@ void take_misreadings(const Evidence &evidence, FileOutcome &outcome)
         if (fs::path(one.path).filename() != outcome.name)
             continue;
         if (one.misreading.kind == Misreading::Kind::no_value || evidence.accept_damage)
-            outcome.warnings.push_back(text_of(one.misreading));
+            outcome.warnings.push_back(finding_of(one.misreading));
         else
-            outcome.reasons.push_back(text_of(one.misreading));
+            outcome.reasons.push_back(finding_of(one.misreading));
     }
 }
 
@@ -132,7 +134,7 @@ void require_plain_copy(const Evidence &evidence, FileOutcome &outcome)
     PlainCopy   found = look_at_copy(copy, evidence.texts.at(outcome.name));
     std::string what = "the plain copy of the result, " + copy + ", could not be written";
     if (found == PlainCopy::hindered)
-        outcome.warnings.push_back(what + ".");
+        outcome.warnings.push_back({what + ".", "The plain copy of the result could not be written."});
     if (found != PlainCopy::missing)
         return;
     int error = end_of_pass(evidence.run, outcome.name).error;
@@ -141,14 +143,15 @@ void require_plain_copy(const Evidence &evidence, FileOutcome &outcome)
     throw Failure(Status::failed, what + " in the private copy. Nothing was changed. Run migr again, with --verbose.");
 }
 
-std::string no_result_text(const StoredFile *after)
+FileFinding no_result(const StoredFile *after)
 {
     if (!after)
         return "It was gone after the upgrade.";
     if (!after->facts.is_sound())
         return "It could not be read after the upgrade.";
-    return "A rule of the update file or a migration could not be applied to it. What the library said (--verbose) may "
-           "tell more; the update file may have to be mended.";
+    return {"A rule of the update file or a migration could not be applied to it. What the library said (--verbose) "
+            "may tell more; the update file may have to be mended.",
+            "A rule of the update file or a migration could not be applied to it."};
 }
 
 FileOutcome outcome_of_run(const Evidence &evidence, const FilePlan &plan)
@@ -156,22 +159,22 @@ FileOutcome outcome_of_run(const Evidence &evidence, const FilePlan &plan)
     if (plan.fate != Fate::upgrade)
         return outcome_of_plan(plan);
     FileOutcome outcome = outcome_of_plan(plan);
-    for (const std::string &text : damage_texts(plan.file.facts))
-        outcome.warnings.push_back("lost: " + text);
+    for (const FileFinding &damage : damage_findings(plan.file.facts))
+        outcome.warnings.push_back({"lost: " + damage.text, "lost: " + damage.cause});
     const StoredFile *result = evidence.after.find(plan.file.name);
     outcome.result = Result::refused;
     outcome.time = time_of(evidence.run, plan.file.name);
     take_misreadings(evidence, outcome);
     if (!is_good(result)) {
         fail_for_the_system(evidence.run, plan.file.name);
-        outcome.reasons.push_back(no_result_text(result));
+        outcome.reasons.push_back(no_result(result));
     }
     if (!outcome.reasons.empty())
         return outcome;
     outcome.result = Result::upgraded;
     require_plain_copy(evidence, outcome);
-    for (const std::string &text : damage_texts(result->facts))
-        outcome.warnings.push_back("in the result, " + text);
+    for (const FileFinding &damage : damage_findings(result->facts))
+        outcome.warnings.push_back({"in the result, " + damage.text, "in the result, " + damage.cause});
     outcome.after = result->facts.release;
     outcome.size = result->facts.stored_size;
     return outcome;
@@ -207,9 +210,11 @@ void require_both_halves(const Evidence &evidence, std::vector<FileOutcome> &fil
     if (second != files.end())
         second->result = Result::refused;
     if (first->reasons.empty())
-        first->reasons = {"It is from before 5.10, and no good " + std::string(first_domain_name) +
-                          " came out of its split. See that the update file has a section for 5.10 and that the syntax "
-                          "file is in order."};
+        first->reasons = {
+            {"It is from before 5.10, and no good " + std::string(first_domain_name) +
+                 " came out of its split. See that the update file has a section for 5.10 and that the "
+                 "syntax file is in order.",
+             "It is from before 5.10, and no good " + std::string(first_domain_name) + " came out of its split."}};
 }
 
 void add_warnings(const Evidence &evidence, std::vector<FileOutcome> &files)
@@ -227,10 +232,10 @@ void add_warnings(const Evidence &evidence, std::vector<FileOutcome> &files)
                          is_new});
         owners.push_back(&file);
     }
-    std::vector<std::vector<std::string>> warnings = result_warnings(texts);
+    std::vector<std::vector<FileFinding>> warnings = result_warnings(texts);
     for (size_t at = 0; at < owners.size(); at++)
-        for (const std::string &warning : warnings[at])
-            owners[at]->warnings.push_back(warning);
+        for (FileFinding &warning : warnings[at])
+            owners[at]->warnings.push_back(std::move(warning));
 }
 
 } // namespace

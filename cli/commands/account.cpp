@@ -37,10 +37,10 @@ AccountView account_view_of(const Arguments &arguments)
 void show_findings(const StagedRun &run)
 {
     for (const FileOutcome &file : run.files) {
-        for (const std::string &reason : file.reasons)
-            complain(file.name + ": " + reason);
-        for (const std::string &warning : file.warnings)
-            complain("warning: " + file.name + ": " + warning);
+        for (const FileFinding &reason : file.reasons)
+            complain(file.name + ": " + reason.text);
+        for (const FileFinding &warning : file.warnings)
+            complain("warning: " + file.name + ": " + warning.text);
     }
 }
 

@@ -150,8 +150,10 @@ void take_findings(const StagedRun &run, Conversion &conversion)
 {
     conversion.notes = run.notes;
     for (const FileOutcome &found : run.files) {
-        conversion.reasons.insert(conversion.reasons.end(), found.reasons.begin(), found.reasons.end());
-        conversion.warnings.insert(conversion.warnings.end(), found.warnings.begin(), found.warnings.end());
+        for (const FileFinding &reason : found.reasons)
+            conversion.reasons.push_back(reason.text);
+        for (const FileFinding &warning : found.warnings)
+            conversion.warnings.push_back(warning.text);
     }
 }
 

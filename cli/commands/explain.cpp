@@ -104,7 +104,7 @@ std::string summary(const FileOutcome &file, bool changed, bool is_filtered)
         return file.name + ": nothing to do, it is at " + from + ", and the image at " + release_text(image_release()) +
                ".";
     case Result::refused:
-        return file.name + ": cannot be upgraded. " + (file.reasons.empty() ? "" : file.reasons.front());
+        return file.name + ": cannot be upgraded. " + (file.reasons.empty() ? "" : file.reasons.front().text);
     case Result::added:
         return file.name + ": new, at " + to + ".";
     default:
@@ -128,9 +128,12 @@ void show(const Explained &all, const Causes &causes, bool is_filtered)
 
 Json to_json(const FileOutcome &file)
 {
-    return Json::Members{
-        {"file", file.name},           {"before", Json::release(file.before)}, {"after", Json::release(file.after)},
-        {"result", word(file.result)}, {"reasons", Json::list(file.reasons)},  {"warnings", Json::list(file.warnings)}};
+    return Json::Members{{"file", file.name},
+                         {"before", Json::release(file.before)},
+                         {"after", Json::release(file.after)},
+                         {"result", word(file.result)},
+                         {"reasons", Json::list(texts_of(file.reasons))},
+                         {"warnings", Json::list(texts_of(file.warnings))}};
 }
 
 Json to_json(const ExplainedChange &change, const Causes &causes)

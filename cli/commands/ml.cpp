@@ -48,7 +48,7 @@ MlFacts facts_of(const Root &machine, const std::string &text)
         ConfigFacts facts = inspect_text(text, Depth::headers);
         facts.damage = damage_of(text, HeaderLines::version_line).found;
         return MlFacts{facts.release, false, facts.release < 0 ? why_no_release(facts) : "", facts.second_line,
-                       damage_texts(facts)};
+                       texts_of(damage_findings(facts))};
     });
 }
 

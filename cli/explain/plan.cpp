@@ -290,7 +290,7 @@ void plan_file(Planner &planner, const FilePlan &file_plan)
     if (split_over)
         return;
     if (file_plan.fate != Fate::upgrade) {
-        plan.untouched.push_back({file.name, file.facts.release, text_of(file_plan.reasons)});
+        plan.untouched.push_back({file.name, file.facts.release, text_of(texts_of(file_plan.reasons))});
         return;
     }
     Names names = names_in_file(planner.sources.root, file.name);

@@ -23,6 +23,32 @@ constexpr const char *kind_names[] = {
 };
 static_assert(std::size(kind_names) == static_cast<size_t>(DamageKind::long_line) + 1);
 
+constexpr const char *kind_phrases[] = {
+    "no version line",
+    "a header line that is cut",
+    "a second header line",
+    "a line that is never looked at",
+    "a line that begins with no word of the language",
+    "a `set` or `edit` where none can be",
+    "an `end` or `next` that closes nothing",
+    "an `end` that closes an `edit`, or a `next` that closes a `config`",
+    "a block that is never closed",
+    "words that are dropped",
+    "no name",
+    "a name whose quote is never closed",
+    "a name that is cut",
+    "a comma in a name",
+    "a name that equals another one when both are cut",
+    "`set` without a value",
+    "a value whose quote does not close",
+    "a value that is cut",
+    "words behind a value",
+    "a line break that is dropped",
+    "a NUL",
+    "a line that is too long",
+};
+static_assert(std::size(kind_phrases) == std::size(kind_names));
+
 /* Whoever went on in spite of these would get no configuration that can be read. */
 bool can_be_accepted(DamageKind kind)
 {
@@ -43,7 +69,7 @@ class Findings {
         }
         std::string text;
         (append(text, parts), ...);
-        report_->found.push_back({line, kind, std::move(text), can_be_accepted(kind)});
+        report_->found.push_back({line, kind, std::move(text), can_be_accepted(kind), ""});
     }
 
   private:
@@ -457,6 +483,11 @@ void skip_value(std::string_view set, ConfigLines &lines)
 const char *name_of(DamageKind kind)
 {
     return kind_names[static_cast<size_t>(kind)];
+}
+
+const char *phrase_of(DamageKind kind)
+{
+    return kind_phrases[static_cast<size_t>(kind)];
 }
 
 DamageReport damage_of(std::string_view text, HeaderLines headers)

@@ -40,6 +40,9 @@ enum class DamageKind {
 /* "cut-name", for programs. */
 const char *name_of(DamageKind kind);
 
+/* "a name that is cut", for people. */
+const char *phrase_of(DamageKind kind);
+
 /* One thing that would be lost or misread. The text says what, in words of our own alone: nothing of the file's text is
  * in it, so it may be shown as it is. */
 struct Damage {
@@ -48,6 +51,7 @@ struct Damage {
     std::string text;
     bool        acceptable = true; /* the upgrade could go on without it; otherwise the library refuses the file, or
                                       would write one that it cannot read */
+    std::string config;            /* the top-level config that it stands in, or behind; for whoever fills it in */
 };
 
 /* Which header lines a text must have. */

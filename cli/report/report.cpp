@@ -35,10 +35,10 @@ void show_files(const Outcome &outcome)
 
 void show_findings(const FileOutcome &file)
 {
-    for (const std::string &reason : file.reasons)
-        say(file.name + ": " + reason);
-    for (const std::string &warning : file.warnings)
-        say("warning: " + file.name + ": " + warning);
+    for (const FileFinding &reason : file.reasons)
+        say(file.name + ": " + reason.text);
+    for (const FileFinding &warning : file.warnings)
+        say("warning: " + file.name + ": " + warning.text);
 }
 
 void show_notes(const Outcome &outcome)
@@ -93,8 +93,8 @@ Json to_json(const FileOutcome &file)
                          {"before", Json::release(file.before)},
                          {"after", Json::release(file.after)},
                          {"result", word(file.result)},
-                         {"reasons", Json::list(file.reasons)},
-                         {"warnings", Json::list(file.warnings)},
+                         {"reasons", Json::list(texts_of(file.reasons))},
+                         {"warnings", Json::list(texts_of(file.warnings))},
                          {"size", file.size},
                          {"seconds", std::chrono::duration<double>(file.time).count()}};
 }

@@ -161,8 +161,8 @@ Json file_json(const LedgerRequest &request, const FileOutcome &outcome)
                          {"before", Json::release(outcome.before)},
                          {"after", Json::release(outcome.after)},
                          {"result", word(outcome.result)},
-                         {"reasons", Json::list(outcome.reasons)},
-                         {"warnings", Json::list(outcome.warnings)},
+                         {"reasons", Json::list(texts_of(outcome.reasons))},
+                         {"warnings", Json::list(texts_of(outcome.warnings))},
                          {"account", has_lines ? lines_json(request, *accounted) : Json()}};
 }
 
