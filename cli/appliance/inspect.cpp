@@ -17,34 +17,11 @@
 #include <cstring>
 #include <filesystem>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 namespace fs = std::filesystem;
 
 namespace command {
-
-static auto fields_of(Damage &damage)
-{
-    return std::tie(damage.line, damage.kind, damage.text, damage.acceptable, damage.config);
-}
-
-static auto fields_of(ConfigFacts &facts)
-{
-    return std::tie(facts.error, facts.gzip, facts.release, facts.no_release, facts.model, facts.second_line,
-                    facts.stored_size, facts.text_size, facts.too_large, facts.damage, facts.more_damage,
-                    facts.can_accept_damage);
-}
-
-static auto fields_of(StoredFile &file)
-{
-    return std::tie(file.name, file.facts, file.owner, file.special);
-}
-
-static auto fields_of(ConfigFolder &folder)
-{
-    return std::tie(folder.names, folder.files);
-}
 
 namespace {
 
@@ -58,11 +35,11 @@ bool begins_with_release(const std::string &text)
 /* The model stands ahead of the release; of one without a dash the version line's own reader gives both. */
 std::string model_of_version_line()
 {
-    std::string text(MIGR_LINE_SIZE, '\0');
-    if (get_cvw_type(text.data()) != 0)
+    char line[MIGR_LINE_SIZE];
+    if (get_cvw_type(line) != 0)
         return "";
-    text.resize(strlen(text.c_str()));
-    size_t dash = text.find('-');
+    std::string text = line;
+    size_t      dash = text.find('-');
     if (dash != std::string::npos && begins_with_release(text.substr(dash + 1)))
         text.resize(dash);
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
@@ -109,11 +86,11 @@ ConfigFacts facts_of(std::string bytes, Depth depth, std::string *kept_text = nu
         packed = text.has_value();
         bytes = text ? std::move(*text) : "";
     }
-    if (kept_text)
-        *kept_text = bytes;
-    ConfigFacts facts = inspect_text(std::move(bytes), depth);
+    ConfigFacts facts = inspect_text(bytes, depth);
     facts.gzip = packed;
     facts.stored_size = stored_size;
+    if (kept_text)
+        *kept_text = std::move(bytes);
     return facts;
 }
 
@@ -144,15 +121,7 @@ ConfigFacts inspect_path(const std::string &path, Depth depth, std::string *text
 
 StoredFile inspect_stored(const std::string &name, Depth depth, StoredTexts *texts)
 {
-    std::string path = config_path(name);
-    struct stat st = {};
-    StoredFile  file;
-    file.name = name;
-    if (stat(path.c_str(), &st) == 0) {
-        file.owner = st.st_uid;
-        file.special = !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode);
-    }
-    file.facts = inspect_path(path, depth, texts ? &(*texts)[name] : nullptr);
+    StoredFile file = {name, inspect_path(config_path(name), depth, texts ? &(*texts)[name] : nullptr)};
     if (is_too_long(name))
         file.facts.error = ENAMETOOLONG;
     return file;
@@ -171,7 +140,7 @@ uint64_t room_here()
 }
 
 /* Tells each damage the top-level config around it. */
-void name_configs(const std::string &text, std::vector<Damage> &found)
+void name_configs(std::string_view text, std::vector<Damage> &found)
 {
     if (found.empty())
         return;
@@ -186,7 +155,17 @@ void name_configs(const std::string &text, std::vector<Damage> &found)
     }
 }
 
-void take_damage(ConfigFacts &facts, const std::string &text)
+/* The line that its reader has found, without what stands ahead of the mark. */
+std::string from_mark(const char *line, const char *mark)
+{
+    const char *at = strstr(line, mark);
+    std::string text = at ? at : "";
+    if (!text.ends_with('\n'))
+        text += '\n';
+    return text;
+}
+
+void take_damage(ConfigFacts &facts, std::string_view text)
 {
     DamageReport report = damage_of(text);
     facts.too_large = why_too_large(report, room_here());
@@ -249,15 +228,16 @@ ConfigFacts inspect_bytes(const Root &machine, const std::string &bytes)
     });
 }
 
-ConfigFacts inspect_text(std::string text, Depth depth)
+ConfigFacts inspect_text(std::string_view text, Depth depth)
 {
     ConfigFacts facts;
     facts.text_size = facts.stored_size = text.size();
-    text_reader reader = {text.data(), text.size(), 0, 0, 0, 0};
+    text_reader reader = {const_cast<char *>(text.data()), text.size(), 0, 0, 0, 0}; /* it copies lines out */
     migr_main.img_version = get_osimage_version();
     migr_main.first_line[0] = '\0';
     facts.release = save_first_line(&reader);
     std::string text_of = text_of_release();
+    std::string first_line = from_mark(migr_main.line_buf, "#config-version=");
     /* The library adds up whatever stands there: 5.65536 would be 6.00, and a word 0. */
     if (!text_of.empty() && release_code(text_of.substr(0, text_of.find('-'))) < 0) {
         facts.release = -1;
@@ -269,6 +249,8 @@ ConfigFacts inspect_text(std::string text, Depth depth)
     }
     reader.at = 0;
     facts.second_line = save_second_line(&reader) == 0;
+    if (facts.release >= 0 && facts.second_line)
+        facts.header_lines = first_line + from_mark(migr_main.second_line, "#conf_file_ver=");
     if (depth == Depth::whole)
         take_damage(facts, text);
     return facts;

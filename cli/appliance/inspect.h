@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace command {
@@ -26,6 +28,7 @@ struct ConfigFacts {
     bool        second_line = false;
     uint64_t    stored_size = 0;
     uint64_t    text_size = 0;
+    std::string header_lines; /* both, from their marks on; empty unless both are there */
     /* Only with Depth::whole: */
     std::string         too_large; /* why the text cannot be written again, or empty */
     std::vector<Damage> damage;    /* what would be lost or misread, the first of it */
@@ -39,14 +42,20 @@ struct ConfigFacts {
     }
 };
 
+/* For the way from process to process (system/codec.h). */
+inline auto fields_of(ConfigFacts &facts)
+{
+    return std::tie(facts.error, facts.gzip, facts.release, facts.no_release, facts.model, facts.second_line,
+                    facts.stored_size, facts.text_size, facts.header_lines, facts.too_large, facts.damage,
+                    facts.more_damage, facts.can_accept_damage);
+}
+
 enum class Depth { headers, whole };
 
 /* One entry of /data/config that the library takes for a configuration file. */
 struct StoredFile {
     std::string name;
     ConfigFacts facts;
-    uint32_t    owner = 0;
-    bool        special = false; /* neither a file nor a folder nor a link to such: it could block whoever opens it */
 
     bool is_global() const
     {
@@ -66,6 +75,16 @@ struct ConfigFolder {
     }
 };
 
+inline auto fields_of(StoredFile &file)
+{
+    return std::tie(file.name, file.facts);
+}
+
+inline auto fields_of(ConfigFolder &folder)
+{
+    return std::tie(folder.names, folder.files);
+}
+
 /* Reads an appliance's configuration folder. Throws Failure. */
 ConfigFolder inspect_folder(const Root &root, Depth depth);
 
@@ -77,7 +96,7 @@ ConfigFolder inspect_folder_here(Depth depth, StoredTexts *texts);
 
 /* Reads one file, of any place, packed or plain. In the calling process: see inspect_folder for hostile texts. */
 ConfigFacts inspect_file(const std::string &path, Depth depth);
-ConfigFacts inspect_text(std::string text, Depth depth);
+ConfigFacts inspect_text(std::string_view text, Depth depth);
 
 /* No older than the image: there is nothing to do about it. */
 bool is_current(const ConfigFacts &facts);

@@ -47,12 +47,14 @@ struct Counts {
     size_t domain = 0;
 };
 
+/* The library's reader of the image's syntax file wants a file. */
 Counts count_kinds(const std::vector<std::string> &names, const std::string &syntax)
 {
     Counts counts;
+    write_new(syntax_copy, syntax);
     init_path_node(&global_node);
     init_path_node(&domain_node);
-    if (load_syntax_to_path_node_array(syntax.c_str()) != 0)
+    if (load_syntax_to_path_node_array(syntax_copy) != 0)
         return counts;
     for (const std::string &name : names) {
         bool global = is_path_node(name.c_str(), &global_node);
@@ -62,6 +64,7 @@ Counts count_kinds(const std::vector<std::string> &names, const std::string &syn
     }
     release_path_node(&global_node);
     release_path_node(&domain_node);
+    unlink(syntax_copy);
     return counts;
 }
 
@@ -85,71 +88,103 @@ void check_domain_name(const std::string &name, const std::string &shown)
                                             " characters and without \"/\" with --domain.");
 }
 
-/* The domain's name; empty for a global file. */
-std::string domain_by_name_or_content(const SingleRequest &request, const SingleFile &file, const Counts &counts)
+/* A domain's name, empty for a global file; and what was taken for granted, in words. */
+struct Kind {
+    std::string domain;
+    std::string assumed;
+};
+
+Kind kind_by_content(const std::vector<std::string> &names, const std::string &syntax)
 {
-    std::string name = fs::path(request.file).filename().string();
-    if (name.starts_with("sys_global"))
-        return "";
-    if (name.starts_with(domain_prefix) && !domain_of_name(name).empty())
-        return domain_of_name(name);
-    bool domain = counts.domain > counts.global;
-    complain(file.shown + ": taken for a " + (domain ? "domain file of the domain \"root\"" : "global file") +
-             ", going by what it holds. If that is wrong, say --as " +
-             (domain ? "global, or --as domain --domain NAME." : "domain --domain NAME."));
-    return domain ? "root" : "";
+    Counts counts = count_kinds(names, syntax);
+    bool   domain = counts.domain > counts.global;
+    return {domain ? "root" : "", std::string("taken for a ") +
+                                      (domain ? "domain file of the domain \"root\"" : "global file") +
+                                      ", going by what it holds. If that is wrong, say --as " +
+                                      (domain ? "global, or --as domain --domain NAME." : "domain --domain NAME.")};
 }
 
-std::string domain_of(const SingleRequest &request, const SingleFile &file, const Counts &counts)
+Kind kind_of(const SingleRequest &request, const std::string &shown, int32_t release,
+             const std::vector<std::string> &names, const std::string &syntax)
 {
-    bool before_split = file.facts.release < MIGR_RELEASE(5, 10);
+    bool before_split = release < MIGR_RELEASE(5, 10);
     if (before_split && (request.as == "domain" || !request.domain.empty()))
-        throw Failure(Status::unusable, file.shown + ": it is of release " + release_text(file.facts.release) +
+        throw Failure(Status::unusable, shown + ": it is of release " + release_text(release) +
                                             ", from before 5.10, when one file held everything, so it is no domain's. "
                                             "Leave --as and --domain out.");
     if (before_split || request.as == "global")
-        return "";
+        return {};
     if (!request.domain.empty())
-        return request.domain;
-    if (request.as.empty())
-        return domain_by_name_or_content(request, file, counts);
+        return {request.domain, ""};
     std::string name = fs::path(request.file).filename().string();
     std::string own = name.starts_with(domain_prefix) ? domain_of_name(name) : "";
-    if (own.empty())
-        complain(file.shown + ": taken for the domain \"root\". If that is wrong, say --domain NAME.");
-    return own.empty() ? "root" : own;
+    if (!own.empty())
+        return {own, ""};
+    if (!request.as.empty())
+        return {"root", "taken for the domain \"root\". If that is wrong, say --domain NAME."};
+    return name.starts_with("sys_global") ? Kind() : kind_by_content(names, syntax);
 }
 
 /* ---- laying out ---- */
 
-/* What a first look at the text gives. */
+/* What a look at the text gives. */
 struct Look {
-    int32_t                  release = -1;
-    std::vector<std::string> names;
-    Counts                   counts;
+    ConfigFacts facts;
+    Kind        kind;
+    bool        has_certificates = false;
 };
 
-auto fields_of(Counts &counts)
+auto fields_of(Kind &kind)
 {
-    return std::tie(counts.global, counts.domain);
+    return std::tie(kind.domain, kind.assumed);
 }
 
 auto fields_of(Look &look)
 {
-    return std::tie(look.release, look.names, look.counts);
+    return std::tie(look.facts, look.kind, look.has_certificates);
 }
 
-Look look_at_text(const Root &root, const std::string &text, const std::string &syntax)
+std::string stored_name(const std::string &domain)
 {
-    return inside(root, [&] {
-        write_new(syntax_copy, syntax);
-        Look look = {inspect_text(text, Depth::headers).release, {}, {}};
-        for (TopLevelConfig &config : top_level_configs(text))
-            look.names.push_back(std::move(config.name));
-        look.counts = count_kinds(look.names, syntax_copy);
-        unlink(syntax_copy);
-        return look;
-    });
+    return domain.empty() ? global_name : domain_prefix + domain + ".conf.gz";
+}
+
+/* Of a file that is to be upgraded. */
+void look_at_names(const SingleRequest &request, const SingleFile &file, const std::string &text,
+                   const std::string &syntax, Look &look)
+{
+    std::vector<std::string> names;
+    for (TopLevelConfig &config : top_level_configs(text))
+        names.push_back(std::move(config.name));
+    look.kind = kind_of(request, file.shown, look.facts.release, names, syntax);
+    if (!look.kind.domain.empty())
+        check_domain_name(look.kind.domain, file.shown);
+    look.has_certificates = std::any_of(names.begin(), names.end(),
+                                        [](const std::string &name) { return name.starts_with("system,certificate"); });
+}
+
+/* Whether it is sound is asked here, while its text is at hand. */
+ConfigFacts lay_in(const std::string &name, const std::string &bytes, const std::string &text)
+{
+    fs::create_directories(config_folder);
+    fs::create_directories("/tmp");
+    std::string packed = looks_like_gzip(bytes) ? "" : gzip(text, Packing::fast);
+    store_packed(name, packed.empty() ? bytes : packed);
+    ConfigFacts facts = inspect_text(text, Depth::whole);
+    facts.gzip = true;
+    facts.stored_size = packed.empty() ? bytes.size() : packed.size();
+    return facts;
+}
+
+Look look_and_lay_in(const SingleRequest &request, const SingleFile &file, const std::string &syntax)
+{
+    std::string text = unpacked(file.bytes, file.shown);
+    Look        look;
+    look.facts.release = inspect_text(text, Depth::headers).release;
+    if (look.facts.release >= 0 && look.facts.release < image_release())
+        look_at_names(request, file, text, syntax, look);
+    look.facts = lay_in(stored_name(look.kind.domain), file.bytes, text);
+    return look;
 }
 
 } // namespace
@@ -162,38 +197,28 @@ SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, c
     SingleFile file;
     file.path = request.file;
     file.shown = shown_input(request.file);
-    file.stored = global_name;
     file.bytes = read_input(request.file, interrupts);
-    std::string text = unpacked(file.bytes, file.shown);
-    Look        look = look_at_text(root, text, syntax);
-    file.facts.release = look.release;
-    if (file.facts.release >= 0 && file.facts.release < image_release()) {
-        file.names = look.names;
-        file.domain = domain_of(request, file, look.counts);
-    }
-    if (file.is_domain()) {
-        check_domain_name(file.domain, file.shown);
-        file.stored = domain_prefix + file.domain + ".conf.gz";
-    }
-    inside(root, [&] {
-        fs::create_directories(config_folder);
-        fs::create_directories("/tmp");
-        if (looks_like_gzip(file.bytes))
-            store_packed(file.stored, file.bytes);
-        else
-            store_text(file.stored, text);
-    });
+    Look look = inside(root, [&] { return look_and_lay_in(request, file, syntax); });
+    if (!look.kind.assumed.empty())
+        complain(file.shown + ": " + look.kind.assumed);
+    file.facts = std::move(look.facts);
+    file.domain = std::move(look.kind.domain);
+    file.stored = stored_name(file.domain);
+    file.has_certificates = look.has_certificates;
     return file;
+}
+
+ConfigFolder folder_with(const SingleFile &file)
+{
+    return {{file.stored}, {{file.stored, file.facts}}};
 }
 
 std::string what_is_missing(const SingleFile &file)
 {
-    bool certificates = std::any_of(file.names.begin(), file.names.end(),
-                                    [](const std::string &name) { return name.starts_with("system,certificate"); });
     if (file.is_domain() && file.facts.release < MIGR_RELEASE(5, 20))
         return "up to 5.20 a domain's certificate blocks (config system certificate) come from the global file, which "
                "is not there. They are missing from the result. Upgrade the whole appliance with: migr upgrade";
-    if (certificates && file.facts.release < certificates_in_configuration)
+    if (file.has_certificates && file.facts.release < certificates_in_configuration)
         return "up to 5.80 certificates and keys lay in files of the appliance, which are not there. The result names "
                "them without their content. Upgrade the whole appliance with: migr upgrade";
     return "";

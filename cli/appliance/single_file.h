@@ -17,13 +17,13 @@ struct SingleRequest {
 };
 
 struct SingleFile {
-    std::string              path;  /* as it was asked for */
-    std::string              shown; /* how messages call it */
-    std::string              bytes; /* as it came, packed or plain */
-    ConfigFacts              facts;
-    std::string              stored; /* its name in /data/config of the throw-away root */
-    std::string              domain; /* empty: it is a global file, or a single one from before 5.10 */
-    std::vector<std::string> names;  /* of its top-level configs, in comma form; of a file that is to be upgraded */
+    std::string path;                     /* as it was asked for */
+    std::string shown;                    /* how messages call it */
+    std::string bytes;                    /* as it came, packed or plain */
+    ConfigFacts facts;                    /* of Depth::whole */
+    std::string stored;                   /* its name in /data/config of the throw-away root */
+    std::string domain;                   /* empty: it is a global file, or a single one from before 5.10 */
+    bool        has_certificates = false; /* of a file that is to be upgraded */
 
     /* A file from before 5.10 is split. */
     bool becomes_two() const
@@ -44,6 +44,9 @@ struct SingleFile {
  */
 SingleFile lay_out_single_file(const SingleRequest &request, const Root &root, const std::string &syntax,
                                Interrupts &interrupts);
+
+/* The throw-away appliance's configuration folder with that file in it. */
+ConfigFolder folder_with(const SingleFile &file);
 
 /* Warns of what the result lacks, as other files of the appliance are not there; empty when it lacks nothing. */
 std::string what_is_missing(const SingleFile &file);

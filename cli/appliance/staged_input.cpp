@@ -31,6 +31,7 @@ StagedInput stage_input(const SingleRequest &request, const Image &image, Interr
     } else {
         input.staging = throw_away_appliance();
         SingleFile file = lay_out_input(request, input.root(), image, interrupts);
+        input.before = folder_with(file);
         input.only = file.becomes_two() ? "" : file.stored;
     }
     return input;

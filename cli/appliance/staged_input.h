@@ -9,6 +9,7 @@
 #include "image/image_files.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace command {
@@ -19,7 +20,8 @@ bool is_root_folder(const std::string &path);
 struct StagedInput {
     std::unique_ptr<Root>          appliance; /* with its lock; null for a file */
     std::unique_ptr<StagingFolder> staging;
-    std::string                    only; /* the name of the one file that it is about; empty: all that are there */
+    std::string                    only;   /* the name of the one file that it is about; empty: all that are there */
+    std::optional<ConfigFolder>    before; /* of a file: what its folder holds */
 
     const Root &root() const
     {

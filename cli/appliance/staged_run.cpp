@@ -1,7 +1,6 @@
 /* The upgrade as it happens in a private copy. Takes nothing from the appliance and gives nothing back to it. */
 #include "appliance/staged_run.h"
 
-#include "appliance/header_lines.h"
 #include "appliance/inside.h"
 #include "appliance/old_forms.h"
 #include "appliance/places.h"
@@ -40,6 +39,7 @@ struct Scene {
     ConfigFolder          before;
     std::vector<FilePlan> plans;
     bool                  stand_in = false; /* the global file there is a made-up one without content */
+    bool                  runs = false;     /* there is something to upgrade, and nothing that stops all */
 };
 
 void tell(const Scene &scene, const std::string &line)
@@ -70,15 +70,14 @@ void lay_in_file(const Fd &from, const ImageFile &file)
     copy_and_sum(from.get(), file.name, to.get(), file.place);
 }
 
-void prepare(const Root &staging, const Image &image)
+void lay_in_image(const Image &image)
 {
-    inside(staging, [&] {
-        umask(022);
-        make_folder("/tmp", 01777);
-        make_folder("/var/log", 0755);
-        for (size_t at = 0; at < image.files.size(); at++)
-            lay_in_file(image.files[at], image_file_table[at]);
-    });
+    mode_t before = umask(022);
+    make_folder("/tmp", 01777);
+    make_folder("/var/log", 0755);
+    for (size_t at = 0; at < image.files.size(); at++)
+        lay_in_file(image.files[at], image_file_table[at]);
+    umask(before);
 }
 
 /* ---- ahead of the run ---- */
@@ -144,22 +143,47 @@ void put_stand_in(const Scene &scene)
     for (const FilePlan &plan : scene.plans)
         if (plan.fate == Fate::upgrade && (!oldest || plan.file.facts.release < oldest->file.facts.release))
             oldest = &plan;
-    store_text(global_name, header_lines_of(stored_text(oldest->file.name)));
+    store_text(global_name, oldest->file.facts.header_lines);
 }
 
 void set_scene(const Scene &scene)
 {
-    inside(scene.staging, [&] {
-        make_old_forms();
-        for (const FilePlan &plan : scene.plans)
-            if (plan.fate == Fate::upgrade)
-                keep_old_form(plan.file.name);
-        for (const FilePlan &plan : scene.plans)
-            if (plan.fate == Fate::refuse)
-                fs::remove_all(config_path(plan.file.name));
-        if (scene.stand_in)
-            put_stand_in(scene);
+    make_old_forms();
+    for (const FilePlan &plan : scene.plans)
+        if (plan.fate == Fate::upgrade)
+            keep_old_form(plan.file.name);
+    for (const FilePlan &plan : scene.plans)
+        if (plan.fate == Fate::refuse)
+            fs::remove_all(config_path(plan.file.name));
+    if (scene.stand_in)
+        put_stand_in(scene);
+}
+
+/* Follows from what is there alone, so parent and child need not tell each other. */
+Scene scene_of(const Root &staging, const RunRequest &request, ConfigFolder before)
+{
+    Scene scene = {staging, request, std::move(before), {}, false, false};
+    scene.plans = plan_files(scene.before, request.accept_damage);
+    refuse_what_a_split_would_replace(scene.plans);
+    const FilePlan *global = global_plan(scene.plans);
+    scene.stand_in = !global || global->fate != Fate::upgrade;
+    bool refused = any_of_fate(scene.plans, Fate::refuse);
+    scene.runs = any_of_fate(scene.plans, Fate::upgrade) && (!refused || request.partial);
+    return scene;
+}
+
+/* In one child: the image's files, what there is to upgrade, and what the library is to find. */
+Scene prepare(const Root &staging, const Image &image, const RunRequest &request)
+{
+    ConfigFolder before = inside(staging, [&] {
+        lay_in_image(image);
+        Scene scene =
+            scene_of(staging, request, request.before ? *request.before : inspect_folder_here(Depth::whole, nullptr));
+        if (scene.runs)
+            set_scene(scene);
+        return scene.before;
     });
+    return scene_of(staging, request, std::move(before));
 }
 
 /* ---- the run ---- */
@@ -232,24 +256,16 @@ void withhold(const Scene &scene, StagedRun &result)
 
 StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &request, Interrupts &interrupts)
 {
-    prepare(staging, image);
-    Scene scene = {staging, request, inspect_folder(staging, Depth::whole), {}, false};
-    scene.plans = plan_files(scene.before, request.accept_damage);
-    refuse_what_a_split_would_replace(scene.plans);
+    Scene scene = prepare(staging, image, request);
     require_good_image(scene, image);
+    announce(scene, scene.runs);
     StagedRun result;
-    bool      refused = any_of_fate(scene.plans, Fate::refuse);
-    if (!any_of_fate(scene.plans, Fate::upgrade) || (refused && !request.partial)) {
+    if (!scene.runs) {
         for (const FilePlan &plan : scene.plans)
             result.files.push_back(outcome_of_plan(plan));
-        result.status = refused ? Status::left_alone : Status::done;
-        announce(scene, false);
+        result.status = any_of_fate(scene.plans, Fate::refuse) ? Status::left_alone : Status::done;
         return result;
     }
-    announce(scene, true);
-    const FilePlan *global = global_plan(scene.plans);
-    scene.stand_in = !global || global->fate != Fate::upgrade;
-    set_scene(scene);
     LibraryRun run = run_library_there(scene, interrupts);
     result.notes = notes_of(run.output);
     if (!run.trouble().empty())

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace command {
@@ -24,6 +25,7 @@ struct RunRequest {
     std::function<void()>                    library;            /* what runs in the child; empty: the upgrade run */
     std::function<void(const std::string &)> tell;               /* is told what goes on, line by line; may be empty */
     FILE                                    *progress = nullptr; /* where progress is shown; null: nowhere */
+    std::optional<ConfigFolder>              before; /* what there is to upgrade, if somebody has looked already */
 };
 
 struct StagedRun {

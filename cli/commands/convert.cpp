@@ -207,6 +207,7 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
                 Interrupts &interrupts, Conversion &conversion)
 {
     RunRequest request;
+    request.before = folder_with(file);
     request.accept_damage = arguments.accept_damage;
     request.library = [] { run_and_account(false); };
     if (std::string missing = what_is_missing(file); !missing.empty())

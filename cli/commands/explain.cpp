@@ -54,6 +54,7 @@ Explained explained(const Arguments &arguments, const Image &image, const Causes
         return filter.takes_all() || filter.takes(author, text_of(author, causes));
     };
     RunRequest run;
+    run.before = input.before;
     run.partial = true; /* whatever can be explained */
     run.library = [&] { run_and_explain(request); };
     Explained all;

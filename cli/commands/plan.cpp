@@ -1,7 +1,6 @@
 /* migr plan ROOT|FILE: the plan of an upgrade, for people and for programs. How it is made is told by explain/plan.h.
  */
 #include "explain/plan.h"
-#include "appliance/header_lines.h"
 #include "appliance/inside.h"
 #include "appliance/inspect.h"
 #include "appliance/staged_input.h"
@@ -150,7 +149,7 @@ Plan plan_of_file(const Arguments &arguments, const Image &image)
     if (!file.is_domain())
         return plan_upgrade(staging->root(), image);
     /* As in a run, an empty global file of its release stands in for the appliance's own. */
-    inside(staging->root(), [&] { store_text(global_name, header_lines_of(stored_text(file.stored))); });
+    inside(staging->root(), [&] { store_text(global_name, file.facts.header_lines); });
     Plan plan = plan_upgrade(staging->root(), image);
     std::erase_if(plan.passes, [](const PlannedPass &pass) { return pass.file == global_name; });
     return plan;

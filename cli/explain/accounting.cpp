@@ -11,6 +11,7 @@ Accounting account_for(const SingleRequest &single, const Image &image, bool all
 {
     StagedInput input = stage_input(single, image, interrupts);
     RunRequest  request;
+    request.before = input.before;
     request.partial = true; /* whatever can be accounted for */
     request.accept_damage = true;
     request.library = [all] { run_and_account(all); };

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace command {
@@ -53,6 +54,12 @@ struct Damage {
                                       would write one that it cannot read */
     std::string config;            /* the top-level config that it stands in, or behind; for whoever fills it in */
 };
+
+/* For the way from process to process (system/codec.h). */
+inline auto fields_of(Damage &damage)
+{
+    return std::tie(damage.line, damage.kind, damage.text, damage.acceptable, damage.config);
+}
 
 /* Which header lines a text must have. */
 enum class HeaderLines { both, version_line, none };
