@@ -65,10 +65,10 @@ Account kept_account(const Arguments &arguments)
 }
 
 /* Signals wait for the run's end and its folder's removal, and not for all that is told afterwards. */
-Accounting account_of_input(const Arguments &arguments, const Image &image, bool all, Texts texts)
+Accounting account_of_input(const Arguments &arguments, const Image &image, Detail detail, Texts texts)
 {
     Interrupts interrupts;
-    Accounting accounting = account_for(single_request(arguments), image, all, texts, interrupts);
+    Accounting accounting = account_for(single_request(arguments), image, detail, texts, interrupts);
     interrupts.stop_here("Nothing was changed.");
     return accounting;
 }
@@ -81,7 +81,7 @@ Status account(const Arguments &arguments)
     if (arguments.last)
         accounting.account = kept_account(arguments);
     else
-        accounting = account_of_input(arguments, image, arguments.all, Texts::left);
+        accounting = account_of_input(arguments, image, arguments.all ? Detail::lines : Detail::changes, Texts::left);
     std::string update_file = image_text(image, "update_config");
     Causes      causes(update_file);
     AccountView view = account_view_of(arguments);
@@ -164,7 +164,7 @@ Status blame(const Arguments &arguments)
 {
     Image image = open_image(arguments.image);
     tell_image(image);
-    Accounting accounting = account_of_input(arguments, image, true, Texts::wanted);
+    Accounting accounting = account_of_input(arguments, image, Detail::lines, Texts::wanted);
     show_findings(accounting.run);
     Json::List files;
     for (const AccountFile &file : accounting.account.files)

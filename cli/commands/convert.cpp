@@ -209,7 +209,7 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
     RunRequest request;
     request.before = folder_with(file);
     request.accept_damage = arguments.accept_damage;
-    request.library = [] { run_and_account(false); };
+    request.library = [] { run_and_account(Detail::losses); };
     if (std::string missing = what_is_missing(file); !missing.empty())
         conversion.warnings.push_back(missing);
     StagedRun run = run_staged(staging.root(), image, request, interrupts);

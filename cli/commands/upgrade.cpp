@@ -67,7 +67,8 @@ Status upgrade_appliance(const Arguments &arguments)
     UpgradeRequest request = request_of(arguments);
     if (wants_report)
         require_page_path(arguments.report);
-    request.run.library = [wants_report] { run_and_account(wants_report); };
+    Detail detail = wants_report ? Detail::lines : Detail::changes;
+    request.run.library = [detail] { run_and_account(detail); };
     request.account = [&](const Root &staging, const std::vector<FileOutcome> &files) {
         account = account_of_results(staging, files);
         if (wants_report)

@@ -1,7 +1,7 @@
 /* From nodes to lines: each written node is led back to what it was read from, and what is then left was dropped. */
 #include "explain/account.h"
 
-#include "language/items.h"
+#include "explain/lined_text.h"
 #include "language/lines.h"
 
 #include <algorithm>
@@ -12,87 +12,7 @@ namespace command {
 
 namespace {
 
-/* ---- texts by line ---- */
-
-/* A text with its lines and what stands in them. */
-class LinedText {
-  public:
-    explicit LinedText(std::string_view text) : text_(text)
-    {
-        starts_.push_back(0);
-        for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1))
-            if (at + 1 < text.size())
-                starts_.push_back(at + 1);
-        if (text.empty())
-            starts_.clear();
-        is_taken_.resize(count() + 1);
-    }
-
-    uint32_t count() const
-    {
-        return static_cast<uint32_t>(starts_.size());
-    }
-    std::string_view lines(const Span &span) const
-    {
-        if (span.first == 0 || span.last > count() || span.last < span.first)
-            return {};
-        size_t end = span.last < count() ? starts_[span.last] : text_.size();
-        return text_.substr(starts_[span.first - 1], end - starts_[span.first - 1]);
-    }
-    std::vector<std::string> path(uint32_t line)
-    {
-        if (item_of_line_.empty())
-            list_items();
-        std::vector<std::string> names;
-        size_t                   at = line <= count() && item_of_line_[line] != nowhere ? item_of_line_[line] : no_item;
-        for (; at != no_item; at = items_[at].parent)
-            if (names.size() < most_names || items_[at].parent == no_item)
-                names.push_back(items_[at].parent == no_item ? join_words(items_[at].name, ' ')
-                                                             : std::string(unquoted(items_[at].name)));
-        std::reverse(names.begin(), names.end());
-        return names;
-    }
-
-    /* How many lines of the span nobody has had yet. */
-    uint64_t take(const Span &span)
-    {
-        uint64_t taken = 0;
-        for (uint32_t line = span.first; line > 0 && line <= span.last && line <= count(); line++) {
-            taken += !is_taken_[line];
-            is_taken_[line] = true;
-        }
-        return taken;
-    }
-
-    /* Counts lines that are nobody's: those that only close something, say nothing, or were passed over. */
-    void count_others(LineCounts &counts) const
-    {
-        counts.lines = count();
-        for (uint32_t line = 1; line <= count(); line++) {
-            if (is_taken_[line])
-                continue;
-            std::string_view word = keyword_of_line(lines({line, line, 0})).word;
-            bool says_nothing = word.empty() || word[0] == '#' || is_word(word, "end") || is_word(word, "next");
-            (says_nothing ? counts.layout : counts.unread)++;
-        }
-    }
-
-  private:
-    void list_items()
-    {
-        items_ = items_of(text_);
-        item_of_line_.resize(count() + 1, nowhere);
-        for (size_t at = 0; at < items_.size(); at++)
-            if (items_[at].line <= count())
-                item_of_line_[items_[at].line] = static_cast<uint32_t>(at);
-    }
-
-    std::string_view        text_;
-    std::vector<size_t>     starts_;
-    std::vector<ConfigItem> items_;        /* empty until a path is asked for */
-    std::vector<uint32_t>   item_of_line_; /* likewise */
-    std::vector<bool>       is_taken_;
-};
+/* ---- texts ---- */
 
 std::string_view without_newline(std::string_view text)
 {
@@ -112,6 +32,8 @@ bool is_same_but_for_blanks(std::string_view before, std::string_view after)
 
 /* ---- the accountant ---- */
 
+constexpr size_t no_file = static_cast<size_t>(-1);
+
 struct Origin {
     uint32_t              node = 0;  /* read from a file as it was; 0: none */
     uint32_t              first = 0; /* the first that there was of it, read or made */
@@ -128,13 +50,15 @@ struct Deed {
 
 class Accountant {
   public:
-    Accountant(Journal journal, const std::vector<AccountedText> &files, bool all)
-        : journal_(std::move(journal)), files_(files), all_(all)
+    Accountant(Journal journal, const std::vector<AccountedText> &files, Detail detail)
+        : journal_(std::move(journal)), files_(files), detail_(detail)
     {
         for (const AccountedText &file : files) {
             old_texts_.emplace_back(file.old_text);
             new_texts_.emplace_back(file.new_text);
         }
+        for (const JournalText &text : journal_.texts)
+            file_of_text_.push_back(file_of(text.file));
         index_writings();
     }
 
@@ -142,13 +66,20 @@ class Accountant {
 
   private:
     struct Written {
-        uint32_t node = 0; /* 0: none */
-        Span     out;
-        bool     is_further = false;
+        uint32_t node = 0;          /* 0: none */
+        uint32_t further = nowhere; /* its place in the journal's further writings, if it is one */
+    };
+
+    /* What is known of the lines of an entry, made or not. */
+    struct Counted {
+        LineFate fate;
+        Span     in, out;
+        bool     has_cause = false;
     };
 
     void                  index_writings();
-    void                  add_writing(uint32_t text, const Written &written);
+    void                  add_writing(uint32_t text, const Span &out, const Written &written);
+    const Span           &out_of(const Written &written) const;
     uint32_t              writer_of(uint32_t text, uint32_t line) const;
     size_t                file_of(const std::string &name) const;
     std::vector<uint32_t> events_of(uint32_t node, uint32_t limit) const;
@@ -162,6 +93,7 @@ class Accountant {
     std::string           filled_from(const std::vector<uint32_t> &events) const;
     uint32_t              text_behind(uint32_t read) const;
     uint32_t              reading_behind(uint32_t node) const;
+    LineFate fate_of(std::string_view before, std::string_view after, bool other_file, const Origin &origin) const;
     std::vector<uint32_t> causes_of(const AccountEntry &entry, const Origin &origin, size_t in_file) const;
     bool                  was_moved(const std::vector<uint32_t> &events) const;
     uint32_t              result_of(const std::string &file) const;
@@ -170,12 +102,14 @@ class Accountant {
     void                  take_result(size_t file, const Written &written, const Origin &origin);
     void                  take_addition(size_t file, const Written &written, const Origin &origin);
     void                  take_losses();
-    void                  count(AccountEntry &entry, size_t in_file, size_t out_file);
+    bool                  has_entry(LineFate fate) const;
+    void                  count(const Counted &lines, size_t in_file, size_t out_file);
     void                  finish(AccountFile &file, size_t at);
 
     Journal                                  journal_;
     const std::vector<AccountedText>        &files_;
-    bool                                     all_;
+    Detail                                   detail_;
+    std::vector<size_t>                      file_of_text_; /* of those of the journal; no_file for none of the files */
     std::vector<LinedText>                   old_texts_, new_texts_;
     std::map<uint32_t, std::vector<Written>> writings_; /* by text; in each by the line where it begins */
     std::vector<uint32_t>                    next_;     /* the node that read what this one wrote */
@@ -188,10 +122,12 @@ void Accountant::index_writings()
     for (uint32_t node = 1; node < journal_.nodes.size(); node++) {
         const JournalNode &one = journal_.nodes[node];
         if (one.written != nowhere)
-            add_writing(one.written, {node, one.out, false});
+            add_writing(one.written, one.out, {node});
     }
-    for (const FurtherWriting &one : journal_.further)
-        add_writing(one.text, {one.node, one.out, true});
+    for (uint32_t at = 0; at < journal_.further.size(); at++) {
+        const FurtherWriting &one = journal_.further[at];
+        add_writing(one.text, one.out, {one.node, at});
+    }
     next_.resize(journal_.nodes.size());
     for (uint32_t node = 1; node < journal_.nodes.size(); node++) {
         const JournalNode &one = journal_.nodes[node];
@@ -204,12 +140,17 @@ void Accountant::index_writings()
 }
 
 /* No two nodes begin in one line. */
-void Accountant::add_writing(uint32_t text, const Written &written)
+void Accountant::add_writing(uint32_t text, const Span &out, const Written &written)
 {
     std::vector<Written> &by_line = writings_[text];
-    if (written.out.first >= by_line.size())
-        by_line.resize(std::max<size_t>(written.out.first + 1, by_line.size() * 2));
-    by_line[written.out.first] = written;
+    if (out.first >= by_line.size())
+        by_line.resize(std::max<size_t>(out.first + 1, by_line.size() * 2));
+    by_line[out.first] = written;
+}
+
+const Span &Accountant::out_of(const Written &written) const
+{
+    return written.further == nowhere ? journal_.nodes[written.node].out : journal_.further[written.further].out;
 }
 
 uint32_t Accountant::writer_of(uint32_t text, uint32_t line) const
@@ -221,7 +162,7 @@ uint32_t Accountant::writer_of(uint32_t text, uint32_t line) const
 size_t Accountant::file_of(const std::string &name) const
 {
     auto at = std::find_if(files_.begin(), files_.end(), [&](const AccountedText &file) { return file.file == name; });
-    return at == files_.end() ? no_item : static_cast<size_t>(at - files_.begin());
+    return at == files_.end() ? no_file : static_cast<size_t>(at - files_.begin());
 }
 
 /* ---- events ---- */
@@ -420,7 +361,7 @@ void Accountant::take_results()
             if (written.node == 0)
                 continue;
             Origin origin = origin_of(written.node);
-            if (origin.is_copy || written.is_further)
+            if (origin.is_copy || written.further != nowhere)
                 copies.emplace_back(file, &written);
             else
                 take_writing(file, written, origin);
@@ -437,38 +378,50 @@ void Accountant::take_writing(size_t file, const Written &written, const Origin 
         take_addition(file, written, origin);
 }
 
+LineFate Accountant::fate_of(std::string_view before, std::string_view after, bool other_file,
+                             const Origin &origin) const
+{
+    if (!is_same_text(before, after))
+        return LineFate::rewritten;
+    return other_file || was_moved(origin.events) ? LineFate::moved : LineFate::kept;
+}
+
+bool Accountant::has_entry(LineFate fate) const
+{
+    if (fate == LineFate::kept)
+        return detail_ == Detail::lines;
+    return is_lost(fate) || detail_ != Detail::losses;
+}
+
 void Accountant::take_result(size_t file, const Written &written, const Origin &origin)
 {
     claimed_[origin.node] = true;
     const JournalNode &read = journal_.nodes[origin.node];
-    size_t             in_file = file_of(journal_.texts[read.read].file);
-    if (in_file == no_item)
+    const Span        &out = out_of(written);
+    size_t             in_file = file_of_text_[read.read];
+    if (in_file == no_file)
         return;
-    AccountEntry entry;
-    entry.in = read.in;
-    entry.out = written.out;
     std::string_view before = old_texts_[in_file].lines(read.in);
-    std::string_view after = new_texts_[file].lines(written.out);
+    std::string_view after = new_texts_[file].lines(out);
+    LineFate         fate = fate_of(before, after, in_file != file, origin);
+    if (fate == LineFate::kept && !has_entry(fate)) /* most lines of most files */
+        return count({fate, read.in, out}, in_file, file);
+    AccountEntry entry;
+    entry.fate = fate;
+    entry.in = read.in;
+    entry.out = out;
+    entry.path = old_texts_[in_file].path(entry.in.first);
     if (in_file != file)
         entry.out_file = files_[file].file;
-    bool is_same = is_same_text(before, after);
-    if (is_same && in_file == file && !was_moved(origin.events)) {
-        entry.fate = LineFate::kept;
-        count(entry, in_file, file);
-        if (all_) {
-            entry.path = old_texts_[in_file].path(entry.in.first);
-            account_.files[in_file].entries.push_back(std::move(entry));
-        }
-        return;
+    if (fate != LineFate::kept) {
+        entry.before = without_indent(before);
+        entry.after = without_indent(after);
+        entry.causes = causes_of(entry, origin, in_file);
+        entry.from_file = filled_from(origin.events);
     }
-    entry.fate = is_same ? LineFate::moved : LineFate::rewritten;
-    entry.path = old_texts_[in_file].path(entry.in.first);
-    entry.before = without_indent(before);
-    entry.after = without_indent(after);
-    entry.causes = causes_of(entry, origin, in_file);
-    entry.from_file = filled_from(origin.events);
-    count(entry, in_file, file);
-    account_.files[in_file].entries.push_back(std::move(entry));
+    count({fate, entry.in, entry.out, !entry.causes.empty()}, in_file, file);
+    if (has_entry(fate))
+        account_.files[in_file].entries.push_back(std::move(entry));
 }
 
 /* Of a line that was moved or rewritten. White space is the writer's, and a text that nobody has changed since was read
@@ -491,18 +444,20 @@ void Accountant::take_addition(size_t file, const Written &written, const Origin
 {
     AccountEntry entry;
     entry.fate = LineFate::added;
-    entry.out = written.out;
+    entry.out = out_of(written);
     std::vector<Deed> deeds = deeds_of(addition_events(origin), additions);
     uint32_t          read = journal_.nodes[origin.first].read;
     if (read != nowhere && journal_.texts[read].continues != nowhere)
         deeds.push_back(deed_of_text(read)); /* who found it where nobody had written it */
     entry.causes = authors_of(std::move(deeds));
-    entry.path = new_texts_[file].path(written.out.first);
-    entry.after = without_indent(new_texts_[file].lines(written.out));
+    count({entry.fate, {}, entry.out, !entry.causes.empty()}, no_file, file);
+    if (!has_entry(entry.fate))
+        return;
+    entry.path = new_texts_[file].path(entry.out.first);
+    entry.after = without_indent(new_texts_[file].lines(entry.out));
     entry.from_file = filled_from(origin.events);
     if (origin.node != 0)
         entry.copied_from = journal_.nodes[origin.node].in;
-    count(entry, no_item, file);
     account_.files[file].entries.push_back(std::move(entry));
 }
 
@@ -513,8 +468,8 @@ void Accountant::take_losses()
         if (claimed_[node] || one.read == nowhere)
             continue;
         const JournalText &text = journal_.texts[one.read];
-        size_t             file = file_of(text.file);
-        if (!text.is_configuration || text.continues != nowhere || file == no_item)
+        size_t             file = file_of_text_[one.read];
+        if (!text.is_configuration || text.continues != nowhere || file == no_file)
             continue;
         AccountEntry entry;
         entry.fate = LineFate::dropped;
@@ -525,7 +480,7 @@ void Accountant::take_losses()
         entry.causes = authors_of(std::move(deeds));
         entry.path = old_texts_[file].path(one.in.first);
         entry.before = without_indent(old_texts_[file].lines(one.in));
-        count(entry, file, no_item);
+        count({entry.fate, entry.in, {}, !entry.causes.empty()}, file, no_file);
         account_.files[file].entries.push_back(std::move(entry));
     }
 }
@@ -546,19 +501,19 @@ uint64_t &counted(LineCounts &counts, LineFate fate)
     }
 }
 
-void Accountant::count(AccountEntry &entry, size_t in_file, size_t out_file)
+void Accountant::count(const Counted &lines, size_t in_file, size_t out_file)
 {
     uint64_t in = 0, out = 0;
-    if (in_file != no_item)
-        in = old_texts_[in_file].take(entry.in);
-    if (out_file != no_item)
-        out = new_texts_[out_file].take(entry.out);
-    if (in_file != no_item)
-        counted(account_.files[in_file].in, entry.fate) += in;
-    if (out_file != no_item)
-        counted(account_.files[out_file].out, entry.fate) += out;
-    if (entry.fate != LineFate::kept && entry.causes.empty())
-        account_.files[in_file != no_item ? in_file : out_file].unexplained += std::max(in, out);
+    if (in_file != no_file)
+        in = old_texts_[in_file].take(lines.in);
+    if (out_file != no_file)
+        out = new_texts_[out_file].take(lines.out);
+    if (in_file != no_file)
+        counted(account_.files[in_file].in, lines.fate) += in;
+    if (out_file != no_file)
+        counted(account_.files[out_file].out, lines.fate) += out;
+    if (lines.fate != LineFate::kept && !lines.has_cause)
+        account_.files[in_file != no_file ? in_file : out_file].unexplained += std::max(in, out);
 }
 
 void Accountant::finish(AccountFile &file, size_t at)
@@ -577,7 +532,7 @@ void Accountant::finish(AccountFile &file, size_t at)
 Account Accountant::account()
 {
     for (const AccountedText &file : files_)
-        account_.files.push_back({file.file, file.before, file.after, {}, {}, 0, {}});
+        account_.files.push_back({file.file, file.before, file.after, {}, {}, 0, {}, {}});
     take_results();
     take_losses();
     for (size_t at = 0; at < files_.size(); at++)
@@ -589,6 +544,11 @@ Account Accountant::account()
 }
 
 } // namespace
+
+bool is_lost(LineFate fate)
+{
+    return fate == LineFate::dropped || fate == LineFate::rewritten;
+}
 
 const char *word(LineFate fate)
 {
@@ -604,6 +564,9 @@ void append(Account &account, Account further)
         for (AccountEntry &entry : file.entries)
             for (uint32_t &cause : entry.causes)
                 cause += first;
+        for (Loss &loss : file.losses)
+            for (uint32_t &cause : loss.causes)
+                cause += first;
         account.files.push_back(std::move(file));
     }
     for (FileEffect &effect : further.effects) {
@@ -613,9 +576,21 @@ void append(Account &account, Account further)
     account.is_incomplete = account.is_incomplete || further.is_incomplete;
 }
 
-Account account_of(Journal journal, const std::vector<AccountedText> &files, bool all)
+std::vector<Loss> losses_of(const std::vector<AccountEntry> &entries)
 {
-    return Accountant(std::move(journal), files, all).account();
+    std::map<std::tuple<std::vector<uint32_t>, LineFate, Hand>, uint64_t> lines;
+    for (const AccountEntry &entry : entries)
+        if (is_lost(entry.fate))
+            lines[{entry.causes, entry.fate, entry.hand}] += entry.in.last - entry.in.first + 1;
+    std::vector<Loss> losses;
+    for (const auto &[key, count] : lines)
+        losses.push_back({std::get<LineFate>(key), std::get<Hand>(key), std::get<0>(key), count});
+    return losses;
+}
+
+Account account_of(Journal journal, const std::vector<AccountedText> &files, Detail detail)
+{
+    return Accountant(std::move(journal), files, detail).account();
 }
 
 } // namespace command

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "explain/journal.h"
+#include "explain/lined_text.h"
 
 #include <string>
 #include <vector>
@@ -13,23 +14,21 @@ namespace command {
 
 enum class LineFate { kept, moved, rewritten, dropped, added };
 
+/* Dropped or rewritten. */
+bool is_lost(LineFate fate);
+
 /* "kept" and so on. */
 const char *word(LineFate fate);
 
 /* Who had set a value. */
 enum class Hand { unknown, firmware, person };
 
-/* Deeper than any real configuration goes. Of a text that only nests, all paths would be as long as the text squared.
- */
-inline constexpr size_t most_names = 32;
-
 /* One block's opening line, or one set with all its lines. */
 struct AccountEntry {
     LineFate    fate = LineFate::kept;
     Span        in, out;
     std::string out_file; /* the result that holds it, when that is another file */
-    /* Names from the top-level config down; of what was added, in the result; of a line that lies deeper than
-     * most_names the first one and as many of the last. */
+    /* Names from the top-level config down (LinedText::path); of what was added, in the result. */
     std::vector<std::string> path;
     std::vector<uint32_t>    causes; /* authors, in their order; none for what is kept */
     std::string              before; /* the lines, without the first one's indent; of what is kept, nothing */
@@ -40,9 +39,15 @@ struct AccountEntry {
     Hand                     hand = Hand::unknown; /* of a value that was dropped or rewritten */
 };
 
-struct LineCounts {
-    uint64_t lines = 0, kept = 0, moved = 0, rewritten = 0, dropped = 0, added = 0, layout = 0, unread = 0;
+/* Lines that were dropped or rewritten for the same reasons. */
+struct Loss {
+    LineFate              fate = LineFate::dropped;
+    Hand                  hand = Hand::unknown;
+    std::vector<uint32_t> causes;
+    uint64_t              lines = 0;
 };
+
+std::vector<Loss> losses_of(const std::vector<AccountEntry> &entries);
 
 struct AccountFile {
     std::string               file;        /* its name in /data/config */
@@ -50,7 +55,8 @@ struct AccountFile {
     int32_t                   after = -1;
     LineCounts                in, out;
     uint64_t                  unexplained = 0; /* lines of entries that should have a cause and have none */
-    std::vector<AccountEntry> entries;         /* those that are kept only when that was asked for */
+    std::vector<AccountEntry> entries;         /* as many as were asked for */
+    std::vector<Loss>         losses;          /* of all entries, when these have got their remarks */
 };
 
 struct Account {
@@ -72,7 +78,14 @@ struct AccountedText {
     std::string new_text;
 };
 
-/* Takes the files in their order. With `all`, entries that are kept are there too. */
-Account account_of(Journal journal, const std::vector<AccountedText> &files, bool all);
+/* Which lines have entries. */
+enum class Detail {
+    losses,  /* those that were dropped or rewritten */
+    changes, /* all but those that were kept */
+    lines,   /* all */
+};
+
+/* Takes the files in their order. */
+Account account_of(Journal journal, const std::vector<AccountedText> &files, Detail detail);
 
 } // namespace command

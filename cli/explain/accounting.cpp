@@ -7,14 +7,15 @@
 
 namespace command {
 
-Accounting account_for(const SingleRequest &single, const Image &image, bool all, Texts texts, Interrupts &interrupts)
+Accounting account_for(const SingleRequest &single, const Image &image, Detail detail, Texts texts,
+                       Interrupts &interrupts)
 {
     StagedInput input = stage_input(single, image, interrupts);
     RunRequest  request;
     request.before = input.before;
     request.partial = true; /* whatever can be accounted for */
     request.accept_damage = true;
-    request.library = [all] { run_and_account(all); };
+    request.library = [detail] { run_and_account(detail); };
     Accounting accounting;
     accounting.run = run_staged(input.root(), image, request, interrupts);
     if (!input.only.empty())

@@ -22,9 +22,9 @@ struct Accounting {
 
 enum class Texts { left, wanted };
 
-/* Of an appliance or a file, with whatever can be upgraded of it. With `all`, lines that are kept are accounted for,
- * too. Throws Failure. */
-Accounting account_for(const SingleRequest &request, const Image &image, bool all, Texts texts, Interrupts &interrupts);
+/* Of an appliance or a file, with whatever can be upgraded of it. Throws Failure. */
+Accounting account_for(const SingleRequest &request, const Image &image, Detail detail, Texts texts,
+                       Interrupts &interrupts);
 
 /* The upgraded texts of the account's files. */
 ResultTexts results_in(const Root &staging, const Account &account);

@@ -35,6 +35,11 @@ static auto fields_of(AccountEntry &entry)
                     entry.after, entry.copied_from, entry.from_file, entry.reason, entry.hand);
 }
 
+static auto fields_of(Loss &loss)
+{
+    return std::tie(loss.fate, loss.hand, loss.causes, loss.lines);
+}
+
 static auto fields_of(LineCounts &counts)
 {
     return std::tie(counts.lines, counts.kept, counts.moved, counts.rewritten, counts.dropped, counts.added,
@@ -43,7 +48,7 @@ static auto fields_of(LineCounts &counts)
 
 static auto fields_of(AccountFile &file)
 {
-    return std::tie(file.file, file.before, file.after, file.in, file.out, file.unexplained, file.entries);
+    return std::tie(file.file, file.before, file.after, file.in, file.out, file.unexplained, file.entries, file.losses);
 }
 
 static auto fields_of(Account &account)
@@ -55,7 +60,7 @@ namespace {
 
 constexpr char account_path[] = "/account";
 
-int32_t release_of(const std::string &text)
+int32_t release_of(std::string_view text)
 {
     return inspect_text(text, Depth::headers).release;
 }
@@ -115,21 +120,29 @@ std::vector<AccountedText> texts_of_run(const Journal &journal)
 
 } // namespace
 
-Account account_of_run(bool all)
+Account account_of_run(Detail detail)
 {
     Journal                    journal = take_down(migr_main_do_all);
     int                        error = errno; /* the last thing that the system refused the library */
     std::vector<AccountedText> texts = texts_of_run(journal);
-    Account                    account = account_of(std::move(journal), texts, all);
+    Account                    account = account_of(std::move(journal), texts, detail);
     errno = error;
     return account;
 }
 
-void run_and_account(bool all)
+void run_and_account(Detail detail)
 {
-    Account account = account_of_run(all);
+    Account account = account_of_run(detail);
     int     error = errno;
-    add_remarks(account, [](const char *name) { return read_file(place_of_image_file(name), Links::follow); });
+    auto    image_text = [](const char *name) { return read_file(place_of_image_file(name), Links::follow); };
+    add_hands(account, image_text);
+    for (AccountFile &file : account.files)
+        file.losses = losses_of(file.entries);
+    if (detail == Detail::losses)
+        for (AccountFile &file : account.files)
+            file.entries.clear();
+    else
+        add_signature_reasons(account, image_text);
     write_new(account_path, encoded(std::move(account)));
     errno = error;
 }

@@ -8,11 +8,12 @@
 namespace command {
 
 /* In a staging folder with old forms, in the place of the upgrade run: runs it, and gives the account of all files that
- * it was shown. With `all`, lines that are kept have entries, too. Throws PathError. */
-Account account_of_run(bool all);
+ * it was shown. Throws PathError. */
+Account account_of_run(Detail detail);
 
-/* The same in the library's child, which leaves the account, with its remarks, in the staging folder. */
-void run_and_account(bool all);
+/* The same in the library's child, which leaves the account, with remarks and losses, in the staging folder. Of
+ * Detail::losses only these are left, and no entries. */
+void run_and_account(Detail detail);
 
 /* What such a run has left about the files that have come through; empty when it did not come to its end. Throws
  * Failure. */

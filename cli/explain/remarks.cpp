@@ -12,11 +12,6 @@ namespace command {
 
 namespace {
 
-bool is_lost(const AccountEntry &entry)
-{
-    return entry.fate == LineFate::dropped || entry.fate == LineFate::rewritten;
-}
-
 template <typename Predicate> bool any_entry(const Account &account, Predicate wanted)
 {
     return std::any_of(account.files.begin(), account.files.end(), [&](const AccountFile &file) {
@@ -78,14 +73,6 @@ void add_reasons(const Account &account, AccountFile &file, const SignatureReaso
     }
 }
 
-void add_hands(Account &account, const KnownValues &values)
-{
-    for (AccountFile &file : account.files)
-        for (AccountEntry &entry : file.entries)
-            if (is_lost(entry))
-                entry.hand = values.hand_of(file.before, entry);
-}
-
 } // namespace
 
 bool is_by_signatures(const Account &account, const AccountEntry &entry)
@@ -93,18 +80,25 @@ bool is_by_signatures(const Account &account, const AccountEntry &entry)
     return !entry.causes.empty() && account.authors[entry.causes.back()].mechanism == "signatures";
 }
 
-void add_remarks(Account &account, const std::function<std::string(const char *name)> &image_text)
+void add_hands(Account &account, const ImageText &image_text)
 {
-    bool any_lost = any_entry(account, is_lost);
-    bool any_list = any_entry(account, [&](const AccountEntry &entry) { return is_by_signatures(account, entry); });
-    if (!any_lost && !any_list)
+    if (!any_entry(account, [](const AccountEntry &entry) { return is_lost(entry.fate); }))
         return;
-    std::string database = image_text("signature.db");
-    if (any_lost)
-        add_hands(account, KnownValues(image_text("system.conf.predefine"), database));
-    if (SignatureReasons reasons(database); any_list)
-        for (AccountFile &file : account.files)
-            add_reasons(account, file, reasons);
+    KnownValues values(image_text("system.conf.predefine"), image_text("signature.db"));
+    for (AccountFile &file : account.files)
+        for (AccountEntry &entry : file.entries)
+            if (is_lost(entry.fate))
+                entry.hand = values.hand_of(file.before, entry);
+}
+
+void add_signature_reasons(Account &account, const ImageText &image_text)
+{
+    if (!any_entry(account, [&](const AccountEntry &entry) { return is_by_signatures(account, entry); }))
+        return;
+    std::string      database = image_text("signature.db");
+    SignatureReasons reasons(database);
+    for (AccountFile &file : account.files)
+        add_reasons(account, file, reasons);
 }
 
 } // namespace command

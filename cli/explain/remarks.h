@@ -8,9 +8,15 @@
 
 namespace command {
 
-/* `image_text` gives the content of the image's file of that name, and is asked for what is needed alone. Throws what
- * it throws. */
-void add_remarks(Account &account, const std::function<std::string(const char *name)> &image_text);
+/* Gives the content of the image's file of that name. It is asked for what is needed alone, and what it throws is
+ * thrown. */
+using ImageText = std::function<std::string(const char *name)>;
+
+/* Of what was dropped or rewritten. */
+void add_hands(Account &account, const ImageText &image_text);
+
+/* Of what the signature database has taken or brought. */
+void add_signature_reasons(Account &account, const ImageText &image_text);
 
 /* Whether the signature database is why the entry is as it is. */
 bool is_by_signatures(const Account &account, const AccountEntry &entry);

@@ -325,13 +325,12 @@ std::string summary_of(const Account &account, const Causes &causes)
         unexplained += file.unexplained;
         dropped += file.in.dropped;
         rewritten += file.in.rewritten;
-        for (const AccountEntry &entry : file.entries) {
-            bool was_set_by_hand = entry.fate == LineFate::dropped && entry.hand == Hand::person;
-            by_hand += was_set_by_hand ? entry.in.last - entry.in.first + 1 : 0;
-            bool counts = (entry.fate == LineFate::dropped || entry.fate == LineFate::rewritten) &&
-                          std::any_of(entry.causes.begin(), entry.causes.end(),
+        for (const Loss &loss : file.losses) {
+            bool was_set_by_hand = loss.fate == LineFate::dropped && loss.hand == Hand::person;
+            by_hand += was_set_by_hand ? loss.lines : 0;
+            bool counts = std::any_of(loss.causes.begin(), loss.causes.end(),
                                       [&](uint32_t cause) { return rank_of_kind(texts[cause].kind) < 2; });
-            serious += counts ? entry.in.last - entry.in.first + 1 : 0;
+            serious += counts ? loss.lines : 0;
         }
     }
     std::string gaps = (unread == 0 ? "" : "; " + lines_text(unread) + " could not be read") +

@@ -106,6 +106,7 @@ AccountFile file_from(const json &value, size_t authors)
     file.unexplained = value.at("unexplained").get<uint64_t>();
     for (const json &entry : value.at("entries"))
         file.entries.push_back(entry_from(entry, authors));
+    file.losses = losses_of(file.entries);
     return file;
 }
 

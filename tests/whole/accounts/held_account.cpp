@@ -223,11 +223,11 @@ class Holding {
 
 } // namespace
 
-HeldRun upgrade_and_account(const std::vector<StoredText> &files)
+HeldRun upgrade_and_account(const std::vector<StoredText> &files, Detail detail)
 {
     lay_out(files);
     HeldRun run;
-    run.account = account_of_run(true);
+    run.account = account_of_run(detail);
     keep_whole(run.account.files);
     for (const AccountFile &file : run.account.files) {
         run.before.push_back({file.file, old_text_of(files, file.file)});

@@ -23,7 +23,7 @@ struct HeldRun {
 
 /* In a root folder that has the image's files: puts the files in the place of those that are there, upgrades them, and
  * takes the account. Files that did not come through are not in it. */
-HeldRun upgrade_and_account(const std::vector<StoredText> &files);
+HeldRun upgrade_and_account(const std::vector<StoredText> &files, command::Detail detail = command::Detail::lines);
 
 /*
  * What is wrong with an account, one line for each fault: the sums; that each line of the texts stands in one entry and

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 using namespace accounts_test;
 
 namespace {
@@ -30,7 +32,51 @@ void expect_page(const std::string &release, const std::string &text, const std:
     });
 }
 
+/* Each file's counts, and its losses by the names of their causes. */
+std::string counts_of(const command::Account &account)
+{
+    std::ostringstream text;
+    for (const command::AccountFile &file : account.files) {
+        for (const command::LineCounts &counts : {file.in, file.out})
+            text << file.file << ' ' << counts.lines << ' ' << counts.kept << ' ' << counts.moved << ' '
+                 << counts.rewritten << ' ' << counts.dropped << ' ' << counts.added << ' ' << counts.layout << ' '
+                 << counts.unread << '\n';
+        text << file.unexplained << " unexplained\n";
+        for (const command::Loss &loss : command::losses_of(file.entries)) {
+            text << loss.lines << ' ' << command::word(loss.fate);
+            for (uint32_t cause : loss.causes)
+                text << ' ' << account.authors[cause].name;
+            text << '\n';
+        }
+    }
+    return text.str();
+}
+
 } // namespace
+
+TEST(SmallAccounts, LossesAreTheSameWithoutEntriesOfOtherLines)
+{
+    std::vector<StoredText> files = files_of_sample("joinery-5.20");
+    auto                    told = [&](command::Detail detail) {
+        support::ApplianceRoot root;
+        ledger_test::lay_out_image(root);
+        auto work = [&] {
+            command::Account account = upgrade_and_account(files, detail).account;
+            bool             others = false;
+            for (const command::AccountFile &file : account.files)
+                for (const command::AccountEntry &entry : file.entries)
+                    others = others || !command::is_lost(entry.fate);
+            printf("%s", counts_of(account).c_str());
+            return others ? 1 : 0;
+        };
+        support::ChildResult child = support::run_in_root(root.path(), work);
+        EXPECT_EQ(child.exit_code, detail == command::Detail::losses ? 0 : 1);
+        return child.out;
+    };
+    std::string all = told(command::Detail::lines);
+    EXPECT_NE(all.find(" dropped "), std::string::npos) << all;
+    EXPECT_EQ(told(command::Detail::losses), all);
+}
 
 TEST(SmallAccounts, AnEntryRightBelowAnotherIsLeftOutByTheWriter)
 {
@@ -112,7 +158,8 @@ end
                 Extent::part);
 }
 
-/* All that the global half of the split has are certificates, which every domain takes over that has a place for them. */
+/* All that the global half of the split has are certificates, which every domain takes over that has a place for them.
+ */
 TEST(SmallAccounts, AFileThatEndsUpEmptyHasNoLines)
 {
     expect_page("5.00", R"(config system certificate ca

@@ -70,8 +70,9 @@ AccountFile with_remarks(std::vector<AccountEntry> entries, int32_t release = MI
 {
     Account account;
     account.authors = {{MIGR_RELEASE(5, 0), "stage", "_some"}, {MIGR_RELEASE(6, 21), "signatures", "check"}};
-    account.files = {{"sys_global.conf.gz", release, MIGR_RELEASE(6, 21), {}, {}, 0, std::move(entries)}};
-    add_remarks(account, image_text);
+    account.files = {{"sys_global.conf.gz", release, MIGR_RELEASE(6, 21), {}, {}, 0, std::move(entries), {}}};
+    add_hands(account, image_text);
+    add_signature_reasons(account, image_text);
     return account.files[0];
 }
 
