@@ -1,4 +1,5 @@
-/* One function per question. Each looks through the lists of blocks and sets and adds a line per finding. */
+/* One function or record per question, which is shown each item of a text and adds a line per finding. No text is kept
+ * as a list: they can be large. */
 #include "appliance/result_warnings.h"
 
 #include "driver/migr.h"
@@ -10,11 +11,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <map>
+#include <optional>
 #include <set>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_set>
+#include <utility>
 
 namespace command {
 
@@ -24,39 +28,25 @@ using Warnings = std::vector<FileFinding>;
 using Names = std::set<std::string, std::less<>>;
 using NamesThere = std::unordered_set<std::string_view>; /* leading into the texts */
 
-/* What is in a text, which must outlive this. */
-struct Listed {
-    std::vector<ConfigItem> items;
+bool is_entry(const ConfigItems &at) /* of a top-level config */
+{
+    return at.item().kind == ItemKind::edit && at.blocks().size() == 1;
+}
 
-    explicit Listed(std::string_view text) : items(items_of(text)) {}
+std::string place_of(const ConfigItems &at)
+{
+    return "line " + std::to_string(at.item().line) + ": " + path_of(at);
+}
 
-    bool is_entry(size_t at) const /* an entry of a top-level config */
-    {
-        return items[at].kind == ItemKind::edit && items[at].parent != no_item &&
-               items[items[at].parent].parent == no_item;
-    }
-    std::string config_of(size_t at) const /* the top-level config around it, in comma form */
-    {
-        while (items[at].parent != no_item)
-            at = items[at].parent;
-        return join_words(items[at].name, ',');
-    }
-    /* A set of a block by its name, or no_item. The sets of a block follow it, with nested blocks between them. */
-    size_t set_in(size_t block, std::string_view name) const
-    {
-        for (size_t at = block + 1; at < items.size() && items[at].line >= items[block].line; at++) {
-            if (items[at].parent == no_item || items[at].parent < block)
-                break;
-            if (items[at].parent == block && items[at].kind == ItemKind::set && items[at].name == name)
-                return at;
-        }
-        return no_item;
-    }
-    std::string place(size_t at) const
-    {
-        return "line " + std::to_string(items[at].line) + ": " + path_of(items, at);
-    }
-};
+void append(Warnings &further, Warnings &warnings)
+{
+    std::move(further.begin(), further.end(), std::back_inserter(warnings));
+}
+
+std::string old_line(size_t line)
+{
+    return "line " + std::to_string(line) + " of the old file: ";
+}
 
 /* "waf signature" for "waf,signature". */
 std::string words(std::string config)
@@ -112,49 +102,83 @@ FileFinding why_not_taken(const std::string &name, const std::string &path)
     return of_file("is there, but was not taken in");
 }
 
-void warn_of_material(const UpgradedText &file, const Listed &after, Warnings &warnings)
-{
-    if (file.release >= entries_hold_material)
-        return;
-    for (size_t at = 0; at < after.items.size(); at++) {
-        if (!after.is_entry(at))
-            continue;
-        std::string config = after.config_of(at);
-        for (const Material &material : materials) {
-            if (config != material.config || after.set_in(at, material.property) != no_item)
-                continue;
-            size_t      type = after.set_in(at, "type");
-            bool        is_request = type != no_item && unquoted(after.items[type].value) == "csr";
-            bool        is_certificate = strcmp(material.extension, "cer") == 0;
-            std::string name(unquoted(after.items[at].name));
-            std::string domain = domain_of(file.name);
-            std::string path = "/data/etc/" + std::string(material.folder) + "/" +
-                               (domain.empty() ? "" : domain + "/") + name + "." +
-                               (is_request && is_certificate ? "csr" : material.extension);
-            std::string lacks = std::string(" has no ") + material.property + ": ";
-            FileFinding why = why_not_taken(name, path);
-            warnings.push_back({after.place(at) + lacks + why.text + ".", words(config) + lacks + why.cause + "."});
-        }
+/* Goes along with whoever reads a result. An entry is judged when the next item stands outside of it. */
+class MaterialQuestion {
+  public:
+    MaterialQuestion(const UpgradedText &file, Warnings &warnings) : file_(file), warnings_(warnings) {}
+
+    void take(const ConfigItems &at)
+    {
+        if (at.blocks().size() < 2)
+            judge();
+        if (is_entry(at) && is_asked_for(at.config()))
+            entry_ = Entry{at.config(), place_of(at), std::string(unquoted(at.item().name)), {}, false};
+        else if (entry_ && at.blocks().size() == 2 && at.item().kind == ItemKind::set)
+            take_set(at.item());
     }
-}
+
+    void judge()
+    {
+        if (!entry_)
+            return;
+        for (const Material &material : materials)
+            if (entry_->config == material.config && !entry_->sets.contains(material.property))
+                tell(material);
+        entry_.reset();
+    }
+
+  private:
+    struct Entry {
+        std::string config, place, name;
+        Names       sets;
+        bool        is_request;
+    };
+
+    bool is_asked_for(std::string_view config) const
+    {
+        return file_.release < entries_hold_material &&
+               std::any_of(std::begin(materials), std::end(materials),
+                           [&](const Material &material) { return config == material.config; });
+    }
+
+    void take_set(const ConfigItem &set)
+    {
+        bool is_new = entry_->sets.emplace(set.name).second;
+        if (is_new && set.name == "type")
+            entry_->is_request = unquoted(set.value) == "csr";
+    }
+
+    void tell(const Material &material)
+    {
+        bool        is_certificate = strcmp(material.extension, "cer") == 0;
+        std::string domain = domain_of(file_.name);
+        std::string path = "/data/etc/" + std::string(material.folder) + "/" + (domain.empty() ? "" : domain + "/") +
+                           entry_->name + "." + (entry_->is_request && is_certificate ? "csr" : material.extension);
+        std::string lacks = std::string(" has no ") + material.property + ": ";
+        FileFinding why = why_not_taken(entry_->name, path);
+        warnings_.push_back({entry_->place + lacks + why.text + ".", words(entry_->config) + lacks + why.cause + "."});
+    }
+
+    const UpgradedText  &file_;
+    Warnings            &warnings_;
+    std::optional<Entry> entry_; /* that is being read */
+};
 
 /* ---- Keys in clear ---- */
 
-void warn_of_clear_keys(const Listed &after, Warnings &warnings)
+void warn_of_clear_key(const ConfigItems &at, Warnings &warnings)
 {
-    for (size_t at = 0; at < after.items.size(); at++) {
-        const ConfigItem &item = after.items[at];
-        bool is_key = item.kind == ItemKind::set && item.name == "private-key" && !unquoted(item.value).empty();
-        if (!is_key || item.value.find("ENCRYPTED") != item.value.npos)
-            continue;
-        std::string why = "it could not be encrypted; what the library printed (--verbose) may tell why";
-        if (access("/data/etc/key.secret", R_OK) != 0)
-            why = "the appliance has no passphrase that can be read (/data/etc/key.secret)";
-        else if (after.config_of(at).starts_with("system,admin-certificate"))
-            why = "keys of the administration's certificates that come from files are not encrypted";
-        std::string clear = " is stored in clear: " + why + ".";
-        warnings.push_back({after.place(at) + clear, "a key of " + words(after.config_of(at)) + clear});
-    }
+    const ConfigItem &item = at.item();
+    bool is_key = item.kind == ItemKind::set && item.name == "private-key" && !unquoted(item.value).empty();
+    if (!is_key || item.value.find("ENCRYPTED") != item.value.npos)
+        return;
+    std::string why = "it could not be encrypted; what the library printed (--verbose) may tell why";
+    if (access("/data/etc/key.secret", R_OK) != 0)
+        why = "the appliance has no passphrase that can be read (/data/etc/key.secret)";
+    else if (at.config().starts_with("system,admin-certificate"))
+        why = "keys of the administration's certificates that come from files are not encrypted";
+    std::string clear = " is stored in clear: " + why + ".";
+    warnings.push_back({place_of(at) + clear, "a key of " + words(at.config()) + clear});
 }
 
 /* ---- References ---- */
@@ -164,26 +188,15 @@ bool is_number(std::string_view name)
     return name.find_first_not_of("0123456789") == name.npos;
 }
 
-void add_edit_names(const Listed &list, NamesThere &names)
-{
-    for (const ConfigItem &item : list.items)
-        if (item.kind == ItemKind::edit)
-            names.emplace(unquoted(item.name));
-}
-
 /* By name, the configs that had such an entry. */
 using GoneEntries = std::map<std::string, Names, std::less<>>;
 
 /* Entries that were there and are nowhere any more. Numbers refer to nothing. */
-GoneEntries gone_entries(const Listed &before, const NamesThere &there)
+void note_gone_entry(const ConfigItems &at, const NamesThere &there, GoneEntries &gone)
 {
-    GoneEntries gone;
-    for (size_t at = 0; at < before.items.size(); at++) {
-        std::string_view name = unquoted(before.items[at].name);
-        if (before.is_entry(at) && !is_number(name) && !there.contains(name))
-            gone[std::string(name)].insert(path_of(before.items, before.items[at].parent));
-    }
-    return gone;
+    std::string_view name = unquoted(at.item().name);
+    if (!is_number(name) && !there.contains(name))
+        gone[std::string(name)].emplace(unquoted(at.blocks().front().name));
 }
 
 /* A set is mostly named like the config that it refers to. */
@@ -207,29 +220,28 @@ template <typename Look> void for_each_word(std::string_view value, Look look)
     }
 }
 
-void warn_of_references(const Listed &before, const Listed &after, const NamesThere &there, Warnings &warnings)
+void warn_of_references(const UpgradedText &file, const GoneEntries &gone, Warnings &warnings)
 {
-    GoneEntries gone = gone_entries(before, there);
     if (gone.empty())
         return;
     Names referred; /* "set name\nentry": that set named that entry before */
     auto  reference = [](std::string_view set, std::string_view entry) {
         return std::string(set) + "\n" + std::string(entry);
     };
-    for (const ConfigItem &item : before.items)
-        for_each_word(item.value, [&](std::string_view word) {
+    for (ConfigItems before(file.before); before.next();)
+        for_each_word(before.item().value, [&](std::string_view word) {
             if (gone.contains(word))
-                referred.insert(reference(item.name, word));
+                referred.insert(reference(before.item().name, word));
         });
-    for (size_t at = 0; at < after.items.size(); at++)
-        for_each_word(after.items[at].value, [&](std::string_view word) {
+    for (ConfigItems after(file.after); after.next();)
+        for_each_word(after.item().value, [&](std::string_view word) {
             auto entry = gone.find(word);
-            if (entry == gone.end() || !referred.contains(reference(after.items[at].name, word)))
+            if (entry == gone.end() || !referred.contains(reference(after.item().name, word)))
                 return;
-            std::string was = "which was an entry of " + likely_config(entry->second, after.items[at].name) +
-                              " and is no longer there.";
-            warnings.push_back({after.place(at) + " refers to \"" + entry->first + "\", " + was,
-                                words(after.config_of(at)) + " refers to one " + was});
+            std::string was =
+                "which was an entry of " + likely_config(entry->second, after.item().name) + " and is no longer there.";
+            warnings.push_back({place_of(after) + " refers to \"" + entry->first + "\", " + was,
+                                words(after.config()) + " refers to one " + was});
         });
 }
 
@@ -242,67 +254,114 @@ std::string without_backslashes(std::string_view text)
     return plain;
 }
 
-/* Pages that equal the image's own go. One from before the split passes that twice, and an own one goes, too. */
-void warn_of_pages(const UpgradedText &file, const Listed &before, const NamesThere &there, Warnings &warnings)
-{
-    for (size_t at = 0; !file.made_by_split && at < before.items.size(); at++) {
-        size_t buffer =
-            before.is_entry(at) && before.config_of(at) == "system,replacemsg" ? before.set_in(at, "buffer") : no_item;
-        std::string name(unquoted(before.items[at].name));
-        if (buffer == no_item || there.contains(name))
-            continue;
-        const char *own = find_default_msg_by_name(name.c_str());
-        bool        is_own = own && without_backslashes(unquoted(before.items[buffer].value)) == own;
-        if (!own || (!is_own && file.release < MIGR_RELEASE(5, 10)))
-            warnings.push_back({"line " + std::to_string(before.items[at].line) + " of the old file: the page \"" +
-                                    name + "\" is not in the result.",
-                                "a page is not in the result."});
+/* Pages that equal the image's own go. One from before the split passes that twice, and an own one goes, too. Goes
+ * along with whoever reads an old text. */
+class PageQuestion {
+  public:
+    PageQuestion(const UpgradedText &file, const NamesThere &there, Warnings &warnings)
+        : file_(file), there_(there), warnings_(warnings)
+    {
     }
-}
+
+    void take(const ConfigItems &at)
+    {
+        if (at.blocks().size() < 2)
+            page_line_ = 0;
+        if (is_entry(at) && !file_.made_by_split && at.config() == "system,replacemsg")
+            begin_page(at.item());
+        else if (page_line_ != 0 && at.blocks().size() == 2 && at.item().kind == ItemKind::set &&
+                 at.item().name == "buffer")
+            take_buffer(at.item());
+    }
+
+  private:
+    void begin_page(const ConfigItem &entry)
+    {
+        page_line_ = entry.line;
+        page_ = unquoted(entry.name);
+    }
+
+    void take_buffer(const ConfigItem &buffer)
+    {
+        std::string name(page_);
+        size_t      line = std::exchange(page_line_, 0); /* only the first counts */
+        if (there_.contains(name))
+            return;
+        const char *own = find_default_msg_by_name(name.c_str());
+        bool        is_own = own && without_backslashes(unquoted(buffer.value)) == own;
+        if (!own || (!is_own && file_.release < MIGR_RELEASE(5, 10)))
+            warnings_.push_back(
+                {old_line(line) + "the page \"" + name + "\" is not in the result.", "a page is not in the result."});
+    }
+
+    const UpgradedText &file_;
+    const NamesThere   &there_;
+    Warnings           &warnings_;
+    std::string_view    page_;          /* that is being read, by its name */
+    size_t              page_line_ = 0; /* 0: none */
+};
 
 /* ---- Certificates of domains ---- */
 
-bool is_certificate_entry(const Listed &list, size_t at)
-{
-    return list.is_entry(at) && list.items[list.items[at].parent].name.find("certificate") != std::string_view::npos;
-}
-
 /* Up to 5.19 certificates lay in the global file, and each domain gets a copy of them in the same run. */
-void warn_of_certificates(const UpgradedText &file, const Listed &before, const NamesThere &there, Warnings &warnings)
+void warn_of_certificate(const UpgradedText &file, const ConfigItems &at, const NamesThere &there, Warnings &warnings)
 {
     static const std::string dropped = " was dropped: from 5.20 on a domain has the certificates that the global file "
                                        "had then, and that has none of this name, or is newer already.";
     bool                     is_domain = file.name != global_name && !file.made_by_split;
     if (!is_domain || file.release >= MIGR_RELEASE(5, 20))
         return;
-    for (size_t at = 0; at < before.items.size(); at++)
-        if (is_certificate_entry(before, at) && !there.contains(unquoted(before.items[at].name)))
-            warnings.push_back({"line " + std::to_string(before.items[at].line) +
-                                    " of the old file: " + path_of(before.items, at) + dropped,
-                                words(before.config_of(at)) + dropped});
+    bool is_certificate = at.blocks().front().name.find("certificate") != std::string_view::npos;
+    if (is_certificate && !there.contains(unquoted(at.item().name)))
+        warnings.push_back({old_line(at.item().line) + path_of(at) + dropped, words(at.config()) + dropped});
+}
+
+/* ---- The texts ---- */
+
+/* Warns of what the result shows by itself, and notes what is there. */
+void look_at_result(const UpgradedText &file, NamesThere &there, Warnings &warnings)
+{
+    Warnings         clear_keys;
+    MaterialQuestion material(file, warnings);
+    ConfigItems      after(file.after);
+    while (after.next()) {
+        if (after.item().kind == ItemKind::edit)
+            there.emplace(unquoted(after.item().name));
+        material.take(after);
+        warn_of_clear_key(after, clear_keys);
+    }
+    material.judge();
+    append(clear_keys, warnings);
+}
+
+/* Warns of what the result lacks, when all that is there is known. */
+void look_for_losses(const UpgradedText &file, const NamesThere &there, Warnings &warnings)
+{
+    GoneEntries  gone;
+    Warnings     pages, certificates;
+    PageQuestion page(file, there, pages);
+    for (ConfigItems before(file.before); before.next();) {
+        page.take(before);
+        if (!is_entry(before))
+            continue;
+        note_gone_entry(before, there, gone);
+        warn_of_certificate(file, before, there, certificates);
+    }
+    warn_of_references(file, gone, warnings);
+    append(pages, warnings);
+    append(certificates, warnings);
 }
 
 } // namespace
 
 std::vector<std::vector<FileFinding>> result_warnings(const std::vector<UpgradedText> &files)
 {
-    NamesThere          there;
-    std::vector<Listed> results;
-    for (const UpgradedText &file : files)
-        add_edit_names(results.emplace_back(file.after), there);
+    NamesThere                            there;
     std::vector<std::vector<FileFinding>> all;
-    for (size_t at = 0; at < files.size(); at++) {
-        const UpgradedText &file = files[at];
-        const Listed       &after = results[at];
-        const Listed        before(file.before);
-        Warnings            warnings;
-        warn_of_material(file, after, warnings);
-        warn_of_clear_keys(after, warnings);
-        warn_of_references(before, after, there, warnings);
-        warn_of_pages(file, before, there, warnings);
-        warn_of_certificates(file, before, there, warnings);
-        all.push_back(std::move(warnings));
-    }
+    for (const UpgradedText &file : files)
+        look_at_result(file, there, all.emplace_back());
+    for (size_t at = 0; at < files.size(); at++)
+        look_for_losses(files[at], there, all[at]);
     return all;
 }
 

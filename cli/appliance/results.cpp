@@ -121,7 +121,7 @@ PlainCopy look_at_copy(const std::string &copy, const std::string &text)
         return PlainCopy::missing;
     if (stat(copy.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
         return PlainCopy::hindered;
-    return read_file(copy, Links::follow) == text ? PlainCopy::same : PlainCopy::missing;
+    return file_holds(copy, Links::follow, text) ? PlainCopy::same : PlainCopy::missing;
 }
 
 /* The library goes on without the plain copy in /var/log. A path that it would cut has another copy, or none. */

@@ -1,10 +1,6 @@
 /* One pass over the lines; what a line means is told by lines.h, and what a value means by nobody here. */
 #include "language/items.h"
 
-#include "language/lines.h"
-
-#include <algorithm>
-
 namespace command {
 
 namespace {
@@ -27,31 +23,56 @@ std::string_view whole_value(ConfigLines &lines, std::string_view first)
 
 } // namespace
 
+/* What was read last, if it is a block, stands around what comes next. */
+void ConfigItems::open_block()
+{
+    if (count_ == 0 || item_.kind == ItemKind::set)
+        return;
+    blocks_.push_back(item_);
+    numbers_.push_back(count_ - 1);
+}
+
+bool ConfigItems::next()
+{
+    open_block();
+    for (ConfigLine line; lines_.next(line);)
+        if (take(line))
+            return true;
+    item_.kind = ItemKind::set;
+    return false;
+}
+
+/* False when nothing begins in that line. */
+bool ConfigItems::take(const ConfigLine &line)
+{
+    ConfigKeyword first = keyword_of_line(line.text);
+    size_t        parent = numbers_.empty() ? no_item : numbers_.back();
+    bool          is_config = is_word(first.word, "config");
+    if (is_config || is_word(first.word, "edit")) {
+        ConfigName name = is_config && blocks_.empty() ? top_level_name(first.rest) : config_name(first.rest);
+        item_ = {is_config ? ItemKind::config : ItemKind::edit, line.number, parent, without_white_end(name.kept), {}};
+    } else if (is_word(first.word, "set")) {
+        ConfigName name = config_name(first.rest);
+        item_ = {ItemKind::set, line.number, parent, name.kept, whole_value(lines_, without_indent(name.rest))};
+    } else {
+        if (!blocks_.empty() && (is_word(first.word, "end") || is_word(first.word, "next"))) {
+            blocks_.pop_back();
+            numbers_.pop_back();
+        }
+        return false;
+    }
+    if (blocks_.empty())
+        config_ = join_words(item_.name, ',');
+    count_++;
+    return true;
+}
+
 std::vector<ConfigItem> items_of(std::string_view text)
 {
-    std::vector<ConfigItem> items;
-    std::vector<size_t>     open;
-    items.reserve(static_cast<size_t>(std::count(text.begin(), text.end(), '\n'))); /* there are few other lines */
-    ConfigLines lines(text);
-    ConfigLine  line;
-    while (lines.next(line)) {
-        ConfigKeyword first = keyword_of_line(line.text);
-        size_t        parent = open.empty() ? no_item : open.back();
-        size_t        number = line.number;
-        bool          is_config = is_word(first.word, "config");
-        if (is_config || is_word(first.word, "edit")) {
-            ConfigName name = is_config && open.empty() ? top_level_name(first.rest) : config_name(first.rest);
-            open.push_back(items.size());
-            items.push_back(
-                {is_config ? ItemKind::config : ItemKind::edit, number, parent, without_white_end(name.kept), {}});
-        } else if (is_word(first.word, "set")) {
-            ConfigName name = config_name(first.rest);
-            items.push_back({ItemKind::set, number, parent, name.kept, whole_value(lines, without_indent(name.rest))});
-        } else if (!open.empty() && (is_word(first.word, "end") || is_word(first.word, "next"))) {
-            open.pop_back();
-        }
-    }
-    return items;
+    std::vector<ConfigItem> list;
+    for (ConfigItems items(text); items.next();)
+        list.push_back(items.item());
+    return list;
 }
 
 std::string_view unquoted(std::string_view text)
@@ -68,6 +89,16 @@ std::string path_of(const std::vector<ConfigItem> &items, size_t at)
     std::string path;
     for (auto name = names.rbegin(); name != names.rend(); ++name)
         path += (path.empty() ? "" : " / ") + std::string(*name);
+    return path;
+}
+
+std::string path_of(const ConfigItems &items)
+{
+    std::string path;
+    auto add = [&](const ConfigItem &one) { path += (path.empty() ? "" : " / ") + std::string(unquoted(one.name)); };
+    for (const ConfigItem &block : items.blocks())
+        add(block);
+    add(items.item());
     return path;
 }
 

@@ -5,8 +5,6 @@
 #include "system/file_descriptor.h"
 #include "system/files.h"
 
-#include <cerrno>
-#include <functional>
 #include <new>
 
 namespace command {
@@ -46,20 +44,6 @@ std::string sha256(std::string_view bytes)
     Sha256 sum;
     sum.add(bytes);
     return sum.hex();
-}
-
-static void for_each_part(int fd, const std::string &path, const std::function<void(std::string_view)> &take)
-{
-    std::string part(1 << 18, '\0');
-    for (;;) {
-        ssize_t got = read(fd, part.data(), part.size());
-        if (got == 0)
-            return;
-        if (got > 0)
-            take({part.data(), static_cast<size_t>(got)});
-        else if (errno != EINTR)
-            throw PathError{"read", path, errno};
-    }
 }
 
 std::string sha256_of_file(int fd, const std::string &path)

@@ -28,20 +28,26 @@ static size_t likely_size(int fd)
     return is_known ? static_cast<size_t>(std::clamp<off_t>(st.st_size, 0, most)) : 0;
 }
 
-std::string read_all(int fd, const std::string &path)
+void for_each_part(int fd, const std::string &path, const std::function<void(std::string_view)> &take)
 {
-    std::string bytes;
-    char        part[65536];
-    bytes.reserve(likely_size(fd));
+    char part[65536];
     for (;;) {
         ssize_t got = read(fd, part, sizeof part);
         if (got == 0)
-            return bytes;
+            return;
         if (got > 0)
-            bytes.append(part, static_cast<size_t>(got));
+            take({part, static_cast<size_t>(got)});
         else if (errno != EINTR)
             throw PathError{"read", path, errno};
     }
+}
+
+std::string read_all(int fd, const std::string &path)
+{
+    std::string bytes;
+    bytes.reserve(likely_size(fd));
+    for_each_part(fd, path, [&](std::string_view part) { bytes += part; });
+    return bytes;
 }
 
 void write_all(int fd, std::string_view bytes, const std::string &path)

@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -52,7 +53,10 @@ struct Pipe {
     Fd write_end;
 };
 
-/* Reads up to the end. Throws PathError, naming `path`. */
+/* Reads up to the end, part by part. Throws PathError, naming `path`. */
+void for_each_part(int fd, const std::string &path, const std::function<void(std::string_view)> &take);
+
+/* The same at once. */
 std::string read_all(int fd, const std::string &path);
 
 /* Throws PathError, naming `path`, unless all was written. */

@@ -3,6 +3,7 @@
 
 #include "system/failure.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -24,6 +25,16 @@ Fd open_file(const std::string &path, Links links)
 std::string read_file(const std::string &path, Links links)
 {
     return read_all(open_file(path, links).get(), path);
+}
+
+bool file_holds(const std::string &path, Links links, std::string_view bytes)
+{
+    bool is_same = true;
+    for_each_part(open_file(path, links).get(), path, [&](std::string_view part) {
+        is_same = is_same && bytes.starts_with(part);
+        bytes.remove_prefix(std::min(part.size(), bytes.size()));
+    });
+    return is_same && bytes.empty();
 }
 
 void write_new(const std::string &path, std::string_view bytes)

@@ -23,6 +23,9 @@ Fd open_file(const std::string &path, Links links);
 /* The bytes of a regular file; otherwise as open_file. */
 std::string read_file(const std::string &path, Links links);
 
+/* Whether those are the bytes of a regular file; otherwise as open_file. */
+bool file_holds(const std::string &path, Links links, std::string_view bytes);
+
 /* Makes the file, for its owner alone; nothing may be there yet. It is not synced. */
 void write_new(const std::string &path, std::string_view bytes);
 

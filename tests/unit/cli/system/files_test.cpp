@@ -40,6 +40,19 @@ class Files : public testing::Test {
 
 } // namespace
 
+TEST_F(Files, HoldTheBytesThatTheyHold)
+{
+    std::string long_text(100'000, 'x');
+    write_new(path("text"), long_text);
+    EXPECT_TRUE(file_holds(path("text"), Links::follow, long_text));
+    EXPECT_FALSE(file_holds(path("text"), Links::follow, long_text + "y"));
+    EXPECT_FALSE(file_holds(path("text"), Links::follow, long_text.substr(1)));
+    EXPECT_FALSE(file_holds(path("text"), Links::follow, ""));
+    std::string other = long_text;
+    other[70'000] = 'y';
+    EXPECT_FALSE(file_holds(path("text"), Links::follow, other));
+}
+
 TEST_F(Files, AFileIsReadWhole)
 {
     std::string bytes(200'000, 'x');
