@@ -118,11 +118,11 @@ class Renames {
     /* The library's own way with later rules of a list: by exact text. */
     static void rewrite(const Rename &rename, std::vector<LintRule> *rules, size_t from)
     {
-        std::string directory(MIGR_LINE_SIZE, '\0');
+        char        directory[MIGR_LINE_SIZE];
         std::string old_text = rename.old_text();
         for (LintRule &later : std::span(*rules).subspan(from))
-            if (later.text.starts_with(old_text) && get_maindir(later.text.c_str(), directory.data()) == 0 &&
-                std::string_view(directory.c_str()).starts_with(old_text))
+            if (later.text.starts_with(old_text) && get_maindir(later.text.c_str(), directory) == 0 &&
+                std::string_view(directory).starts_with(old_text))
                 later.text.replace(0, old_text.size(), rename.new_text());
     }
 

@@ -224,15 +224,15 @@ RulePath path_of(std::string_view text)
 
 bool read_rename(const LintRule &rule, Rename *rename)
 {
-    std::string directory(MIGR_LINE_SIZE, '\0');
-    std::string property(MIGR_LINE_SIZE, '\0');
-    char        old_name[MIGR_NAME_SIZE];
-    char        new_name[MIGR_NAME_SIZE];
-    int32_t     readd = rule.kind == RuleKind::readds;
-    int32_t     version = every_file;
-    if (parse_modify_line(rule.text.c_str(), directory.data(), old_name, new_name, property.data(), readd, &version))
+    char    directory[MIGR_LINE_SIZE];
+    char    property[MIGR_LINE_SIZE];
+    char    old_name[MIGR_NAME_SIZE];
+    char    new_name[MIGR_NAME_SIZE];
+    int32_t readd = rule.kind == RuleKind::readds;
+    int32_t version = every_file;
+    if (parse_modify_line(rule.text.c_str(), directory, old_name, new_name, property, readd, &version) != 0)
         return false;
-    *rename = {directory.c_str(), old_name, new_name, version};
+    *rename = {directory, old_name, new_name, version};
     return true;
 }
 
