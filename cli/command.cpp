@@ -31,11 +31,13 @@ namespace command {
 
 namespace {
 
+constexpr char fleet_group_help[] = "Upgrade a folder of saved appliances, each into a folder of results";
+
 /* In the order in which --help shows them. */
 constexpr const Subcommand *subcommands[] = {
     &convert_command, &explain_command, &account_command, &blame_command,    &report_command,
     &plan_command,    &check_command,   &upgrade_command, &rollback_command, &snapshots_command,
-    &version_command, &ml_command,      &lint_command,
+    &version_command, &ml_command,      &lint_command,    &fleet_upgrade_command, &fleet_summary_command, &fleet_list_command, &fleet_one_command,
 };
 
 constexpr char footer[] = "Exit status: 0 all done, or nothing to do; 1 some file was not upgraded, and why has been "
@@ -102,9 +104,28 @@ void add_option(CLI::App &app, const Option &option, Arguments &given)
         added->check(CLI::IsMember(option.choices));
 }
 
+std::string last_word(std::string_view name)
+{
+    return std::string(name.substr(name.rfind(' ') + 1));
+}
+
+/* "fleet upgrade" is a subcommand of "fleet", which does nothing by itself. */
+CLI::App &owner_of(CLI::App &app, const Subcommand &subcommand)
+{
+    const char *blank = strchr(subcommand.name, ' ');
+    if (!blank)
+        return app;
+    std::string group(subcommand.name, blank);
+    std::vector<CLI::App *> there =
+        app.get_subcommands([&](CLI::App *one) { return one->get_name() == group; });
+    if (!there.empty())
+        return *there.front();
+    return *app.add_subcommand(group, fleet_group_help)->require_subcommand(1);
+}
+
 void add_subcommand(CLI::App &app, const Subcommand &subcommand, Arguments &given, const Subcommand *&chosen)
 {
-    CLI::App *added = app.add_subcommand(subcommand.name, subcommand.help);
+    CLI::App *added = owner_of(app, subcommand).add_subcommand(last_word(subcommand.name), subcommand.help);
     for (const Option &option : subcommand.options)
         add_option(*added, option, given);
     if (subcommand.footer)
@@ -200,15 +221,30 @@ size_t distance(std::string_view one, std::string_view other)
     return row.back();
 }
 
-const Subcommand *subcommand_named(std::string_view word)
+const Subcommand *subcommand_named(const std::string &word)
 {
     auto at = std::find_if(std::begin(subcommands), std::end(subcommands),
                            [&](const Subcommand *subcommand) { return subcommand->name == word; });
     return at == std::end(subcommands) ? nullptr : *at;
 }
 
-/* What is said of a first word that is no subcommand. */
-std::string misspelt(const char *word)
+bool is_group(const std::string &word)
+{
+    return std::any_of(std::begin(subcommands), std::end(subcommands), [&](const Subcommand *subcommand) {
+        return std::string_view(subcommand->name).starts_with(word + " ");
+    });
+}
+
+/* What a command line names: its first word, or the first two where one is for a group. */
+std::string name_given(int count, const char *const *arguments)
+{
+    std::string word = count > 1 ? arguments[1] : "-";
+    bool        has_second = count > 2 && arguments[2][0] != '-' && is_group(word);
+    return has_second ? word + " " + arguments[2] : word;
+}
+
+/* What is said of words that are no subcommand. */
+std::string misspelt(const std::string &word)
 {
     const char *nearest = nullptr;
     size_t      least = 4; /* further away it is another word */
@@ -219,7 +255,7 @@ std::string misspelt(const char *word)
             nearest = subcommand->name;
         }
     }
-    return "there is no command \"" + std::string(word) + "\"" +
+    return "there is no command \"" + word + "\"" +
            (nearest ? ". Did you mean: migr " + std::string(nearest) : "") + ". See: migr --help";
 }
 
@@ -248,10 +284,10 @@ int run_command(int count, const char *const *arguments)
 {
     prepare_process();
     bool              json = asks_for_json(count, arguments);
-    const char       *word = count > 1 ? arguments[1] : "-";
+    std::string       word = name_given(count, arguments);
     const Subcommand *named = subcommand_named(word);
     keep_lines(json);
-    if (!named && word[0] != '-')
+    if (!named && word[0] != '-' && !is_group(word))
         return static_cast<int>(tell({Status::unusable, misspelt(word)}, nullptr, json));
     Arguments         given;
     const Subcommand *chosen = nullptr;

@@ -160,13 +160,15 @@ Outcome upgrade(const UpgradeRequest &request, Interrupts &interrupts)
 {
     Outcome outcome;
     Image   image = open_image(request.image);
-    Root    root(request.root);
+    Root    root(request.root, request.shown);
     outcome.root = root.shown();
     outcome.image = image.folder;
     outcome.dry_run = request.dry_run;
     root.lock();
     settle_last_commit(root, !request.dry_run, request.run.tell);
     require_appliance(root);
+    if (!request.dry_run) /* ahead of the copy, which is compared with what is there at the commit */
+        inside(root, [] { make_own_folders(); });
     Places                         places = places_of(root);
     std::unique_ptr<StagingFolder> staging = staging_folder(request, root);
     Entries                        staged = stage(root, places.all, *staging, interrupts);

@@ -14,6 +14,7 @@ namespace command {
 
 struct UpgradeRequest {
     std::string root;
+    std::string shown; /* how messages call it; empty: by its path */
     std::string image; /* folder of the image's files; empty: the packaged ones */
     std::string work;  /* folder for the private copy; empty: the appliance's own, or for a dry run the usual one */
     bool        dry_run = false;

@@ -28,8 +28,14 @@ struct Arguments {
     std::string                kind;    /* of causes */
     std::string                path;    /* a pattern */
     std::string                by;      /* a cause's name */
+    std::string                in;      /* a folder of saved appliances */
+    std::string                out;     /* a folder of results */
+    std::string                hosts;   /* a file that lists them */
+    std::string                halt;    /* when a fleet is to stop */
     std::optional<std::string> snapshot;
     std::optional<unsigned>    keep;          /* snapshots */
+    std::optional<unsigned>    jobs;          /* that run side by side */
+    std::optional<unsigned>    entry_timeout; /* seconds for one appliance of a fleet */
     unsigned                   timeout = 600; /* seconds */
     bool                       accept_damage = false;
     bool                       added = false;
@@ -37,9 +43,11 @@ struct Arguments {
     bool                       dropped = false;
     bool                       dry_run = false;
     bool                       force = false;
+    bool                       html = false;
     bool                       json = false;
     bool                       last = false;
     bool                       partial = false;
+    bool                       resume = false;
     bool                       rewritten = false;
     bool                       show_secrets = false;
     bool                       strict = false;
@@ -61,7 +69,7 @@ struct Option {
 };
 
 struct Subcommand {
-    const char         *name;
+    const char         *name; /* "fleet upgrade" is one of the group "fleet" */
     const char         *help;
     std::vector<Option> options;
     Status (*run)(const Arguments &arguments); /* may throw Failure */
@@ -81,5 +89,9 @@ extern const Subcommand snapshots_command;
 extern const Subcommand version_command;
 extern const Subcommand ml_command;
 extern const Subcommand lint_command;
+extern const Subcommand fleet_upgrade_command;
+extern const Subcommand fleet_list_command;
+extern const Subcommand fleet_one_command;
+extern const Subcommand fleet_summary_command;
 
 } // namespace command

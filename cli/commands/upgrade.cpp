@@ -79,7 +79,7 @@ Status upgrade_appliance(const Arguments &arguments)
     if (arguments.json) {
         if (wants_report)
             write_report(outcome, account, results, arguments, interrupts);
-        print_json(outcome, account);
+        print_answer("upgrade", outcome.status, answer_members(outcome, account));
         return outcome.status;
     }
     show(outcome, arguments.verbose);

@@ -138,21 +138,20 @@ void tell_image(const Image &image)
     complain("the image's files are those in " + image.folder);
 }
 
-void print_json(const Outcome &outcome, const Account &account)
+Json::Members answer_members(const Outcome &outcome, const Account &account)
 {
     Json::List files;
     for (const FileOutcome &file : outcome.files)
         files.push_back(to_json(file));
-    print_answer("upgrade", outcome.status,
-                 {{"root", outcome.root},
-                  {"image", outcome.image},
-                  {"image_release", release_text(image_release())},
-                  {"dry_run", outcome.dry_run},
-                  {"changed", outcome.changed},
-                  {"snapshot", Json::text_or_null(outcome.snapshot)},
-                  {"files", std::move(files)},
-                  {"notes", Json::list(outcome.notes)},
-                  {"accounts", counts_json(account)}});
+    return {{"root", outcome.root},
+            {"image", outcome.image},
+            {"image_release", release_text(image_release())},
+            {"dry_run", outcome.dry_run},
+            {"changed", outcome.changed},
+            {"snapshot", Json::text_or_null(outcome.snapshot)},
+            {"files", std::move(files)},
+            {"notes", Json::list(outcome.notes)},
+            {"accounts", counts_json(account)}};
 }
 
 } // namespace command

@@ -4,13 +4,15 @@
 #include "appliance/outcome.h"
 #include "explain/account.h"
 #include "image/image_files.h"
+#include "output/json.h"
 
 namespace command {
 
 /* With `verbose`, also what the library printed. */
 void show(const Outcome &outcome, bool verbose);
 
-void print_json(const Outcome &outcome, const Account &account);
+/* What --json says of an upgrade. */
+Json::Members answer_members(const Outcome &outcome, const Account &account);
 
 /* Says on standard error which image's files are used. */
 void tell_image(const Image &image);

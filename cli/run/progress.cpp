@@ -55,6 +55,15 @@ void Progress::begins(const std::string &file)
         print_line(stream_, "[" + std::to_string(begun_) + "/" + std::to_string(expected_) + "] " + file);
 }
 
+void Progress::is_done(size_t passes, const std::string &text)
+{
+    begun_ = passes + 1;
+    if (bar_)
+        draw(text);
+    else if (stream_)
+        print_line(stream_, "[" + std::to_string(passes) + "/" + std::to_string(expected_) + "] " + text);
+}
+
 void Progress::ends()
 {
     begun_ = expected_ + 1;

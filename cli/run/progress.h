@@ -17,6 +17,9 @@ class Progress {
     void begins(const std::string &file);
     void ends(); /* the last pass is done */
 
+    /* For passes that are not begun one behind the other: so many are done. `text` is about the last of them. */
+    void is_done(size_t passes, const std::string &text);
+
   private:
     void draw(const std::string &file);
 

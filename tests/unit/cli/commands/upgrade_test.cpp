@@ -58,6 +58,16 @@ TEST(Upgrade, MakesAMissingLogFolder)
     EXPECT_FALSE(box.exists("/var/log"));
 }
 
+TEST(Upgrade, MakesItWithAPrivateCopyElsewhereToo)
+{
+    TinyAppliance box;
+    ApplianceRoot work;
+    box.drop("/var");
+    Outcome run = migr({"upgrade", "--work", work.path(), box.root()});
+    EXPECT_EQ(run.status, 0) << run.all();
+    EXPECT_TRUE(box.exists("/var/log/sys_domain.root.conf"));
+}
+
 TEST(Upgrade, ASecondRunHasNothingToDo)
 {
     TinyAppliance box;

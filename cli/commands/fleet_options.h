@@ -1,0 +1,22 @@
+/* Options that the subcommands of `migr fleet` share. No subcommand of its own. */
+#pragma once
+
+#include "commands/options.h"
+#include "fleet/fleet.h"
+
+#include <string>
+#include <vector>
+
+namespace command {
+
+/* Those that say how each appliance is upgraded. */
+std::vector<Option> fleet_upgrade_options();
+
+/* The job of an appliance at that path. */
+EntryJob entry_job(const Arguments &arguments, const std::string &path);
+
+FleetRequest fleet_request(const Arguments &arguments);
+
+Status status_of(EntryEnd end);
+
+} // namespace command

@@ -1,0 +1,135 @@
+/* Places, renames and syncs. What results are is known elsewhere. */
+#include "fleet/results_folder.h"
+
+#include "system/failure.h"
+#include "system/files.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <memory>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace command {
+
+namespace {
+
+constexpr const char *rooms[] = {"appliances", "ledgers", "answers", "reports", ".fleet"};
+
+void make_room(const std::string &path)
+{
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
+        throw failure_of({"make", path, errno}, path);
+}
+
+/* Length up to and with the last newline: behind it stands what a killed process left. */
+off_t whole_length(int fd, off_t size)
+{
+    char last = '\0';
+    while (size > 0 && pread(fd, &last, 1, size - 1) == 1 && last != '\n')
+        size--;
+    return size;
+}
+
+struct LineBuffer {
+    char  *bytes = nullptr;
+    size_t size = 0;
+    ~LineBuffer()
+    {
+        free(bytes);
+    }
+};
+
+struct StreamClose {
+    void operator()(FILE *stream) const
+    {
+        fclose(stream);
+    }
+};
+
+} // namespace
+
+ResultsFolder::ResultsFolder(const std::string &path) : path_(path)
+{
+    make_room(path);
+    for (const char *room : rooms)
+        make_room(joined(path, room));
+}
+
+std::string ResultsFolder::work() const
+{
+    return joined(path_, ".fleet");
+}
+
+std::string ResultsFolder::lines() const
+{
+    return joined(path_, "fleet.jsonl");
+}
+
+void ResultsFolder::put(const std::string &made_at, const std::string &place) const
+{
+    std::string path = joined(path_, place);
+    if (rename(made_at.c_str(), path.c_str()) == 0)
+        return;
+    remove(place);
+    if (rename(made_at.c_str(), path.c_str()) != 0)
+        throw PathError{"write", path, errno};
+}
+
+void ResultsFolder::remove(const std::string &place) const
+{
+    std::error_code error;
+    fs::remove_all(joined(path_, place), error);
+    if (error)
+        throw PathError{"remove", joined(path_, place), error.value()};
+}
+
+void ResultsFolder::add_line(const EntryResult &result) const
+{
+    std::string path = lines();
+    Fd          fd(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+    struct stat st = {};
+    if (!fd || syncfs(fd.get()) != 0 || flock(fd.get(), LOCK_EX) != 0 || fstat(fd.get(), &st) != 0)
+        throw PathError{"write", path, errno};
+    off_t whole = whole_length(fd.get(), st.st_size);
+    if (ftruncate(fd.get(), whole) != 0 || lseek(fd.get(), whole, SEEK_SET) != whole)
+        throw PathError{"write", path, errno};
+    write_all(fd.get(), line_of(result), path);
+    sync_to_disk(fd.get(), path);
+}
+
+Fd ResultsFolder::lock() const
+{
+    Fd fd(open(path_.c_str(), O_RDONLY | O_DIRECTORY)); /* not closed on exec */
+    if (!fd)
+        throw failure_of({"enter", path_, errno}, path_);
+    if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0)
+        throw Failure(Status::unusable,
+                      path_ + ": another migr fleet, or an appliance of one that was stopped, is still at work there. "
+                              "Wait until it has ended.");
+    return fd;
+}
+
+void for_each_line(const std::string &path, const std::function<void(const std::string &line, size_t number)> &look)
+{
+    std::unique_ptr<FILE, StreamClose> stream(fopen(path.c_str(), "re"));
+    if (!stream && errno == ENOENT)
+        return;
+    if (!stream)
+        throw PathError{"read", path, errno};
+    LineBuffer buffer;
+    size_t     number = 0;
+    errno = 0;
+    for (ssize_t length; (length = getline(&buffer.bytes, &buffer.size, stream.get())) > 0;)
+        if (buffer.bytes[length - 1] == '\n')
+            look({buffer.bytes, static_cast<size_t>(length) - 1}, ++number);
+    if (ferror(stream.get()))
+        throw PathError{"read", path, errno};
+}
+
+} // namespace command
