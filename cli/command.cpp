@@ -35,9 +35,10 @@ constexpr char fleet_group_help[] = "Upgrade a folder of saved appliances, each 
 
 /* In the order in which --help shows them. */
 constexpr const Subcommand *subcommands[] = {
-    &convert_command, &explain_command, &account_command, &blame_command,    &report_command,
-    &plan_command,    &check_command,   &upgrade_command, &rollback_command, &snapshots_command,
-    &version_command, &ml_command,      &lint_command,    &fleet_upgrade_command, &fleet_summary_command, &fleet_list_command, &fleet_one_command,
+    &convert_command,    &explain_command,   &account_command, &blame_command,         &report_command,
+    &plan_command,       &check_command,     &upgrade_command, &rollback_command,      &snapshots_command,
+    &version_command,    &ml_command,        &lint_command,    &fleet_upgrade_command, &fleet_summary_command,
+    &fleet_list_command, &fleet_one_command,
 };
 
 constexpr char footer[] = "Exit status: 0 all done, or nothing to do; 1 some file was not upgraded, and why has been "
@@ -115,9 +116,8 @@ CLI::App &owner_of(CLI::App &app, const Subcommand &subcommand)
     const char *blank = strchr(subcommand.name, ' ');
     if (!blank)
         return app;
-    std::string group(subcommand.name, blank);
-    std::vector<CLI::App *> there =
-        app.get_subcommands([&](CLI::App *one) { return one->get_name() == group; });
+    std::string             group(subcommand.name, blank);
+    std::vector<CLI::App *> there = app.get_subcommands([&](CLI::App *one) { return one->get_name() == group; });
     if (!there.empty())
         return *there.front();
     return *app.add_subcommand(group, fleet_group_help)->require_subcommand(1);
@@ -255,8 +255,8 @@ std::string misspelt(const std::string &word)
             nearest = subcommand->name;
         }
     }
-    return "there is no command \"" + word + "\"" +
-           (nearest ? ". Did you mean: migr " + std::string(nearest) : "") + ". See: migr --help";
+    return "there is no command \"" + word + "\"" + (nearest ? ". Did you mean: migr " + std::string(nearest) : "") +
+           ". See: migr --help";
 }
 
 /* Of a command line that may be too wrong to be taken apart. */

@@ -26,11 +26,11 @@ void show_run(const FleetRun &run, const Arguments &arguments)
 
 Status upgrade_all(const Arguments &arguments)
 {
-    Interrupts    interrupts;
-    FleetIndex    index;
-    FleetRequest  request = fleet_request(arguments);
-    FleetRun      run = upgrade_fleet(request, index, interrupts);
-    Status        status = run.left > 0 ? Status::left_alone : status_of(index);
+    Interrupts   interrupts;
+    FleetIndex   index;
+    FleetRequest request = fleet_request(arguments);
+    FleetRun     run = upgrade_fleet(request, index, interrupts);
+    Status       status = run.left > 0 ? Status::left_alone : status_of(index);
     if (arguments.json) {
         Json::Members answer = {{"in", arguments.in}, {"out", arguments.out}};
         for (auto part : {run_json(run), summary_json(index)})
@@ -49,12 +49,14 @@ const Subcommand fleet_upgrade_command = {
     "fleet upgrade",
     "Upgrade each appliance of a folder; IN is left alone",
     joined({{{"IN", &Arguments::in,
-              "A folder with an appliance an entry: a root folder, an archive of one (.tar, .tar.gz, .tar.zst, .zip), or a "
+              "A folder with an appliance an entry: a root folder, an archive of one (.tar, .tar.gz, .tar.zst, .zip), "
+              "or a "
               "configuration file",
               true},
              {"OUT", &Arguments::out, "The folder of results", true},
              {"--resume", &Arguments::resume, "Go on with what is not done yet, and try anew what failed"},
-             {"--jobs", &Arguments::jobs, "How many are upgraded side by side; without it as many as there are processors"}},
+             {"--jobs", &Arguments::jobs,
+              "How many are upgraded side by side; without it as many as there are processors"}},
             fleet_upgrade_options(),
             {{"--timeout", &Arguments::entry_timeout, "Give an appliance up after so many seconds"},
              {"--halt", &Arguments::halt, "When to stop as a whole, as GNU parallel's --halt: \"soon,fail=10%\""},

@@ -1,7 +1,7 @@
 /*
  * Archives of appliances (tar, plain or packed by gzip or Zstandard, and zip): taken apart in an empty folder, and put
- * together again with what has changed there. Archives are hostile: whatever is in one that an appliance's folder has no
- * need of is refused by name, and all work is done inside that folder. What an appliance is, is not known here.
+ * together again with what has changed there. Archives are hostile: whatever is in one that an appliance's folder has
+ * no need of is refused by name, and all work is done inside that folder. What an appliance is, is not known here.
  */
 #pragma once
 
@@ -39,16 +39,16 @@ std::string archive_ending(const std::string &name);
 
 /*
  * Takes the archive that is open at `fd`, for reading by position, apart in `into`, an empty folder. Owners are kept as
- * far as this process may; nothing is executable by set-id. Throws Failure that names the member at fault: a path that leads
- * out, a link, a device, a member that stands there twice, an encrypted one, too much of all, or an archive that is
- * damaged.
+ * far as this process may; nothing is executable by set-id. Throws Failure that names the member at fault: a path that
+ * leads out, a link, a device, a member that stands there twice, an encrypted one, too much of all, or an archive that
+ * is damaged.
  */
 Unpacked unpack_archive(int fd, const Root &into);
 
 /*
- * Writes to `to` what the archive at `from` held, in its order and its form, with what `folder` holds now: members that were not touched
- * go over as they are, changed ones with their new bytes, those that are gone are left out, and new ones follow at the
- * end, by path. Throws Failure.
+ * Writes to `to` what the archive at `from` held, in its order and its form, with what `folder` holds now: members that
+ * were not touched go over as they are, changed ones with their new bytes, those that are gone are left out, and new
+ * ones follow at the end, by path. Throws Failure.
  */
 void pack_again(int from, const Unpacked &unpacked, const Root &folder, int to);
 

@@ -1,4 +1,5 @@
-/* Each form of an appliance has its road here; what is done on it is done by those who upgrade one appliance or file. */
+/* Each form of an appliance has its road here; what is done on it is done by those who upgrade one appliance or file.
+ */
 #include "fleet/entry_upgrade.h"
 
 #include "appliance/staged_input.h"
@@ -148,9 +149,9 @@ std::string root_in(const std::string &folder)
 
 void upgrade_archive(EntryRun &run)
 {
-    Root        folder(run.work.make("unpacked"), run.name);
-    Fd          archive = open_file(run.job.path, Links::follow);
-    Unpacked    unpacked = unpack_archive(archive.get(), folder);
+    Root     folder(run.work.make("unpacked"), run.name);
+    Fd       archive = open_file(run.job.path, Links::follow);
+    Unpacked unpacked = unpack_archive(archive.get(), folder);
     upgrade_copy(run, root_in(folder.path()));
     std::string packed = run.work.make("packed") + "/archive";
     Fd          to(open(packed.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
@@ -185,8 +186,7 @@ void take_file_result(EntryRun &run, const SingleFile &file)
 void upgrade_file(EntryRun &run)
 {
     std::unique_ptr<StagingFolder> staging = throw_away_appliance();
-    SingleFile                     file =
-        lay_out_input({run.job.path, "", ""}, staging->root(), run.image, run.interrupts);
+    SingleFile file = lay_out_input({run.job.path, "", ""}, staging->root(), run.image, run.interrupts);
     RunRequest request;
     request.accept_damage = run.job.accept_damage;
     request.library = [] { run_and_account(true); };

@@ -228,8 +228,8 @@ FleetRun upgrade_fleet(const FleetRequest &request, FleetIndex &index, Interrupt
     bool went_on = run_jobs(fleet, jobs, log);
     read_lines(fleet);
     if (!went_on)
-        throw Failure(Status::failed, "Stopped by a signal. What was done stays. Go on with: " + shown_call(request) +
-                                          " --resume");
+        throw Failure(Status::failed,
+                      "Stopped by a signal. What was done stays. Go on with: " + shown_call(request) + " --resume");
     answer_for_the_silent(fleet, log);
     for (size_t number = 1; number <= index.expected(); number++)
         fleet.run.left += index.unanswered(number).empty() ? 0 : 1;

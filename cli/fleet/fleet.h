@@ -1,6 +1,6 @@
 /*
- * A folder of saved appliances, each carried forward into a folder of results (results_folder.h) by a process of its own.
- * What is done there is told by entry_upgrade.h, who starts those processes by hand_out.h.
+ * A folder of saved appliances, each carried forward into a folder of results (results_folder.h) by a process of its
+ * own. What is done there is told by entry_upgrade.h, who starts those processes by hand_out.h.
  */
 #pragma once
 
@@ -32,8 +32,8 @@ struct FleetRun {
     size_t   hidden = 0;      /* names in the folder that begin with a dot, and were left out */
 };
 
-/* Does it all, and fills the index with all results that there are. Throws Failure: when it cannot begin, and when a signal
- * stopped it, with what to do to go on. */
+/* Does it all, and fills the index with all results that there are. Throws Failure: when it cannot begin, and when a
+ * signal stopped it, with what to do to go on. */
 FleetRun upgrade_fleet(const FleetRequest &request, FleetIndex &index, Interrupts &interrupts);
 
 /* The results of an earlier one. Throws Failure when there are none. */

@@ -117,7 +117,8 @@ class Talking {
         bool went_on = true;
         while (out_->fd() >= 0 || err_->fd() >= 0) {
             bool   asks = interrupts && went_on;
-            pollfd waits[] = {{out_->fd(), POLLIN, 0}, {err_->fd(), POLLIN, 0}, {asks ? interrupts->fd() : -1, POLLIN, 0}};
+            pollfd waits[] = {
+                {out_->fd(), POLLIN, 0}, {err_->fd(), POLLIN, 0}, {asks ? interrupts->fd() : -1, POLLIN, 0}};
             if (poll(waits, std::size(waits), -1) < 0)
                 continue;
             if (waits[0].revents != 0)
@@ -157,9 +158,8 @@ class Talking {
 
 std::vector<std::string> words_of(const HandOut &request)
 {
-    std::vector<std::string> words = {"parallel", "--plain", "--no-run-if-empty", "--arg-file", request.jobs,
-                                      "--joblog",   request.log,
-                                      "--termseq",  "TERM,10000,KILL,25"};
+    std::vector<std::string> words = {"parallel", "--plain",   "--no-run-if-empty", "--arg-file",        request.jobs,
+                                      "--joblog", request.log, "--termseq",         "TERM,10000,KILL,25"};
     if (request.at_once)
         words.insert(words.end(), {"--jobs", std::to_string(*request.at_once)});
     if (request.timeout)

@@ -1,6 +1,7 @@
 /*
  * Jobs handed out to the processors of this machine by GNU parallel, which knows when to start one, when one has taken
- * too long, and when enough have failed. A job is a line of a file, a command for a shell. What jobs do is not known here.
+ * too long, and when enough have failed. A job is a line of a file, a command for a shell. What jobs do is not known
+ * here.
  */
 #pragma once
 

@@ -9,16 +9,17 @@ namespace command {
 
 namespace {
 
-constexpr char schema[] = "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE;"
-                          "PRAGMA temp_store = FILE;"
-                          "CREATE TABLE expected(entry TEXT PRIMARY KEY) WITHOUT ROWID;"
-                          "CREATE TABLE answered(entry TEXT PRIMARY KEY) WITHOUT ROWID;"
-                          "CREATE TABLE result(entry TEXT PRIMARY KEY, input TEXT, image TEXT, version TEXT, options TEXT, "
-                          "  end INTEGER, output TEXT, lines INTEGER, dropped INTEGER) WITHOUT ROWID;"
-                          "CREATE TABLE finding(entry TEXT, reason INTEGER, cause TEXT, count INTEGER, text TEXT);"
-                          "CREATE INDEX finding_of ON finding(entry);"
-                          "CREATE TABLE loss(entry TEXT, cause TEXT, kind TEXT, lines INTEGER);"
-                          "CREATE INDEX loss_of ON loss(entry);";
+constexpr char schema[] =
+    "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA locking_mode = EXCLUSIVE;"
+    "PRAGMA temp_store = FILE;"
+    "CREATE TABLE expected(entry TEXT PRIMARY KEY) WITHOUT ROWID;"
+    "CREATE TABLE answered(entry TEXT PRIMARY KEY) WITHOUT ROWID;"
+    "CREATE TABLE result(entry TEXT PRIMARY KEY, input TEXT, image TEXT, version TEXT, options TEXT, "
+    "  end INTEGER, output TEXT, lines INTEGER, dropped INTEGER) WITHOUT ROWID;"
+    "CREATE TABLE finding(entry TEXT, reason INTEGER, cause TEXT, count INTEGER, text TEXT);"
+    "CREATE INDEX finding_of ON finding(entry);"
+    "CREATE TABLE loss(entry TEXT, cause TEXT, kind TEXT, lines INTEGER);"
+    "CREATE INDEX loss_of ON loss(entry);";
 
 [[noreturn]] void fail(sqlite3 *connection)
 {
@@ -119,7 +120,7 @@ void FleetIndex::add(const EntryResult &result)
     }
     Statement put = ask("INSERT OR REPLACE INTO result VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)");
     bind_values(put, result.entry, result.identity.input, result.identity.image, result.identity.version,
-         result.identity.options, static_cast<int>(result.end), result.output, result.lines, result.dropped);
+                result.identity.options, static_cast<int>(result.end), result.output, result.lines, result.dropped);
     step(put);
     for (const CountedFinding &finding : result.findings) {
         Statement statement = ask("INSERT INTO finding VALUES(?, ?, ?, ?, ?)");
@@ -152,7 +153,7 @@ bool FleetIndex::is_done(const std::string &entry, const Identity &identity) con
     Statement statement = ask("SELECT 1 FROM result WHERE entry = ? AND input = ? AND image = ? AND version = ? AND "
                               "options = ? AND end != ?");
     bind_values(statement, entry, identity.input, identity.image, identity.version, identity.options,
-         static_cast<int>(EntryEnd::failed));
+                static_cast<int>(EntryEnd::failed));
     return step(statement);
 }
 

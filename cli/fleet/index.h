@@ -1,7 +1,7 @@
 /*
- * What is known of a fleet, for questions about all of it: which appliances there are, which are done, and what was found
- * in how many. Kept in a database on disk that nobody else sees and that goes with its record, so that ten thousand appliances take
- * no more memory than ten.
+ * What is known of a fleet, for questions about all of it: which appliances there are, which are done, and what was
+ * found in how many. Kept in a database on disk that nobody else sees and that goes with its record, so that ten
+ * thousand appliances take no more memory than ten.
  */
 #pragma once
 
@@ -62,7 +62,7 @@ class FleetIndex {
 
     /* Of that number, unless it has an answer; otherwise empty. */
     std::string unanswered(size_t number) const;
-    void for_each_result(const std::function<void(const ListedResult &result)> &look) const;
+    void        for_each_result(const std::function<void(const ListedResult &result)> &look) const;
 
     uint64_t           expected() const;
     uint64_t           count(EntryEnd end) const;

@@ -64,12 +64,9 @@ void show_worst(const std::vector<Loss> &losses)
 
 Json group_json(const Group &group, const char *count)
 {
-    return Json::Members{{"cause", group.cause},
-                         {"kind", Json::text_or_null(group.kind)},
-                         {"appliances", group.appliances},
-                         {count, group.count},
-                         {"first", group.first},
-                         {"example", Json::text_or_null(group.example)}};
+    return Json::Members{{"cause", group.cause},           {"kind", Json::text_or_null(group.kind)},
+                         {"appliances", group.appliances}, {count, group.count},
+                         {"first", group.first},           {"example", Json::text_or_null(group.example)}};
 }
 
 Json groups_json(const std::vector<Group> &groups, const char *count)
@@ -90,9 +87,8 @@ void show_summary(const FleetIndex &index, bool all)
     show_worst(index.worst(worst_shown));
     say("");
     say(std::to_string(index.count(EntryEnd::upgraded)) + " upgraded, " +
-        std::to_string(index.count(EntryEnd::current)) + " current, " +
-        std::to_string(index.count(EntryEnd::refused)) + " refused, " + std::to_string(index.count(EntryEnd::failed)) +
-        " failed.");
+        std::to_string(index.count(EntryEnd::current)) + " current, " + std::to_string(index.count(EntryEnd::refused)) +
+        " refused, " + std::to_string(index.count(EntryEnd::failed)) + " failed.");
 }
 
 Json::Members summary_json(const FleetIndex &index)
