@@ -108,7 +108,7 @@ void upgrade_copy(EntryRun &run, const std::string &root)
     request.run.partial = run.job.partial;
     request.run.accept_damage = run.job.accept_damage;
     request.run.tell = [](const std::string &line) { say(line); };
-    request.run.library = [] { run_and_account(true); };
+    request.run.library = [] { run_and_account(Detail::lines); };
     request.account = [&](const Root &staging, const std::vector<FileOutcome> &files) {
         run.account = account_of_results(staging, files);
         run.texts = results_in(staging, run.account);
@@ -189,7 +189,7 @@ void upgrade_file(EntryRun &run)
     SingleFile file = lay_out_input({run.job.path, "", ""}, staging->root(), run.image, run.interrupts);
     RunRequest request;
     request.accept_damage = run.job.accept_damage;
-    request.library = [] { run_and_account(true); };
+    request.library = [] { run_and_account(Detail::lines); };
     StagedRun staged = run_staged(staging->root(), run.image, request, run.interrupts);
     std::erase_if(staged.files, [&](const FileOutcome &one) { return !file.becomes_two() && one.name != file.stored; });
     run.outcome.root = run.job.path;

@@ -207,12 +207,12 @@ std::vector<Group> FleetIndex::causes() const
                          "ORDER BY SUM(lines) DESC, cause"));
 }
 
-std::vector<Loss> FleetIndex::worst(unsigned most) const
+std::vector<LostLines> FleetIndex::worst(unsigned most) const
 {
     Statement statement =
         ask("SELECT entry, dropped, lines FROM result WHERE dropped > 0 ORDER BY dropped DESC, entry LIMIT ?");
     bind_values(statement, most);
-    std::vector<Loss> losses;
+    std::vector<LostLines> losses;
     while (step(statement))
         losses.push_back({text_of(statement, 0), number_of(statement, 1), number_of(statement, 2)});
     return losses;

@@ -25,7 +25,7 @@ struct Group {
     std::string example;        /* what was said of that one */
 };
 
-struct Loss {
+struct LostLines {
     std::string entry;
     uint64_t    dropped = 0;
     uint64_t    lines = 0;
@@ -64,11 +64,11 @@ class FleetIndex {
     std::string unanswered(size_t number) const;
     void        for_each_result(const std::function<void(const ListedResult &result)> &look) const;
 
-    uint64_t           expected() const;
-    uint64_t           count(EntryEnd end) const;
-    std::vector<Group> findings(bool reasons) const; /* the most frequent first */
-    std::vector<Group> causes() const;               /* the most lines first */
-    std::vector<Loss>  worst(unsigned most) const;   /* those that lost most */
+    uint64_t               expected() const;
+    uint64_t               count(EntryEnd end) const;
+    std::vector<Group>     findings(bool reasons) const; /* the most frequent first */
+    std::vector<Group>     causes() const;               /* the most lines first */
+    std::vector<LostLines> worst(unsigned most) const;   /* those that lost most */
 
     /* Many changes in one go, which is much faster. */
     void begin();

@@ -50,14 +50,14 @@ void show_cause(const Group &group)
         number_text(group.appliances, "appliance") + ", first " + group.first);
 }
 
-void show_worst(const std::vector<Loss> &losses)
+void show_worst(const std::vector<LostLines> &losses)
 {
     if (losses.empty())
         return;
     say("");
     say("Lost most");
     std::vector<Row> rows = {{"APPLIANCE", "DROPPED", "OF"}};
-    for (const Loss &loss : losses)
+    for (const LostLines &loss : losses)
         rows.push_back({loss.entry, std::to_string(loss.dropped), number_text(loss.lines, "line")});
     show_table(rows, {1});
 }
@@ -94,7 +94,7 @@ void show_summary(const FleetIndex &index, bool all)
 Json::Members summary_json(const FleetIndex &index)
 {
     Json::List worst;
-    for (const Loss &loss : index.worst(worst_shown))
+    for (const LostLines &loss : index.worst(worst_shown))
         worst.push_back(Json::Members{{"entry", loss.entry}, {"dropped", loss.dropped}, {"lines", loss.lines}});
     return {{"upgraded", index.count(EntryEnd::upgraded)},
             {"current", index.count(EntryEnd::current)},
