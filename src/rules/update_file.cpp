@@ -161,6 +161,8 @@ int32_t __build_updatefile_tree(void)
     if (open_text(&lines, MIGR_UPDATE_FILE) != 0)
         return -1;
     int32_t result = load_update_sections(&lines);
+    if (text_is_cut(&lines))
+        result = -1;
     close_text(&lines);
     return result;
 }

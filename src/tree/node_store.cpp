@@ -99,13 +99,13 @@ node_chunk new_chunk(size_t records)
     return {reinterpret_cast<config_node *>(aligned), room, 0, block};
 }
 
-/* Without them a large tree costs a fault for each small page, and walking it a look-up for each. */
-void ask_for_large_pages(const node_chunk &chunk)
+/* Tells the system what it should do with the large pages that lie in a chunk. */
+void advise_large_pages(const node_chunk &chunk, int advice)
 {
     uintptr_t start = (address_of(chunk.nodes) + large_page - 1) / large_page * large_page;
     uintptr_t end = address_of(chunk.nodes + chunk.room) / large_page * large_page;
     if (start < end)
-        madvise(reinterpret_cast<void *>(start), end - start, MADV_HUGEPAGE);
+        madvise(reinterpret_cast<void *>(start), end - start, advice);
 }
 
 int32_t add_chunk(node_store *store)
@@ -124,7 +124,8 @@ int32_t add_chunk(node_store *store)
     store->records += chunk.room;
     store->fresh = chunk.nodes;
     store->fresh_left = chunk.room;
-    ask_for_large_pages(chunk);
+    /* Without them a large tree costs a fault for each small page, and walking it a look-up for each. */
+    advise_large_pages(chunk, MADV_HUGEPAGE);
     ASAN_POISON_MEMORY_REGION(chunk.nodes, chunk.room * sizeof(config_node));
     return 0;
 }
@@ -180,6 +181,8 @@ void empty(node_store *store)
         ASAN_UNPOISON_MEMORY_REGION(chunk.nodes, chunk.room * sizeof(config_node));
         if (chunk.live > 0)
             free_values(chunk.nodes, end);
+        /* A heap that is full of holes keeps its pages, and the packing of the text takes others. */
+        advise_large_pages(chunk, MADV_DONTNEED);
         free(chunk.block);
     }
     free_stack(&store->chunks);

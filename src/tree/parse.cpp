@@ -38,26 +38,23 @@ void append_child(open_block *block, config_node *child)
     *last = child;
 }
 
-/* Where the lines come from: a text in memory, or a stream that its owner goes on reading behind the block. */
+/* Where the lines come from: a text of our own, or a stream that its owner goes on reading behind the block. */
 struct line_source {
-    text_reader *memory;
-    FILE        *stream; /* when there is no text in memory */
-    bool         once;   /* nobody will look at the text in memory again */
+    text_reader *text;
+    FILE        *stream; /* when there is no such text */
 };
 
 /* The number of the line that was read last, as far as it is known. */
 uint32_t line_of(const line_source &lines)
 {
-    return lines.memory ? line_number(lines.memory) : 0;
+    return lines.text ? line_number(lines.text) : 0;
 }
 
-/* 1, or 0 at the end. A stream's lines are cut as those of a text in memory are. */
+/* 1, or 0 at the end. A stream's lines are cut as those of a text are. */
 int32_t next_line(const line_source &lines)
 {
-    if (lines.once)
-        forget_read_text(lines.memory);
-    if (lines.memory)
-        return read_line(lines.memory, migr_main.line_buf);
+    if (lines.text)
+        return read_line(lines.text, migr_main.line_buf);
     return fgets_unlocked(migr_main.line_buf, MIGR_LINE_SIZE, lines.stream) ? 1 : 0;
 }
 
@@ -279,13 +276,13 @@ int32_t check_value_finish(const char *value)
 int32_t parse_config(FILE *stream, config_node *parent)
 {
     open_block outer = block_of(parent);
-    return parse_into({nullptr, stream, false}, &outer);
+    return parse_into({nullptr, stream}, &outer);
 }
 
 int32_t parse_text(text_reader *text, config_node *parent)
 {
     open_block outer = block_of(parent);
-    return parse_into({text, nullptr, false}, &outer);
+    return parse_into({text, nullptr}, &outer);
 }
 
 /* The line that the loop reads is thrown away: the version line, and whatever follows a stray `end`. */
@@ -303,7 +300,9 @@ int32_t setup_tree(run_context *context, const char *path)
     open_block root = block_of(&context->root);
     int32_t    result = 0;
     while (result == 0 && read_line(&text, context->line_buf))
-        result = parse_into({&text, nullptr, true}, &root);
+        result = parse_into({&text, nullptr}, &root);
+    if (text_is_cut(&text))
+        result = -1;
     close_text(&text);
     return result;
 }

@@ -185,6 +185,8 @@ int32_t load_syntax_to_path_node_array(const char *path)
     int32_t result = 0;
     while (result == 0 && read_line(&stream, migr_main.line_buf))
         result = load_syntax_line(migr_main.line_buf);
+    if (text_is_cut(&stream))
+        result = -1;
     close_text(&stream);
     return result;
 }

@@ -1,34 +1,38 @@
 /*
- * A file is read in one piece, since all of it is wanted and a line at a time costs more than the parsing. What cannot
- * be read to its end counts as not there.
+ * A part of a file is larger than any line, so a line is always whole in memory when it is cut off. What a text says is
+ * nobody's business here.
  */
 #include "tree/text_reader.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-/* Reads on until the end of the file; the size that fstat gave is only a first guess. */
-static int32_t read_all(text_reader *reader, int fd, size_t room)
+static constexpr size_t longest_line = MIGR_LINE_SIZE - 1;
+
+/* A part stays in the processor's cache while it is cut up. */
+struct text_file {
+    int  fd;
+    bool ended;
+    bool failed;
+    char part[size_t{1} << 19];
+};
+
+/* Puts as much of the file as there is room for behind what is left of the last part. */
+static void read_part(text_reader *reader)
 {
-    reader->text = static_cast<char *>(malloc(room));
-    while (reader->text) {
-        ssize_t got = read(fd, reader->text + reader->size, room - reader->size);
-        if (got <= 0)
-            return got == 0 ? 0 : -1;
-        reader->size += static_cast<size_t>(got);
-        if (reader->size < room)
-            continue;
-        room *= 2;
-        char *grown = static_cast<char *>(realloc(reader->text, room));
-        if (!grown)
-            return -1;
-        reader->text = grown;
+    text_file *file = reader->file;
+    size_t     left = reader->size - reader->at;
+    memmove(file->part, file->part + reader->at, left);
+    reader->at = 0;
+    reader->size = left;
+    while (!file->ended && reader->size < sizeof file->part) {
+        ssize_t got = read(file->fd, file->part + reader->size, sizeof file->part - reader->size);
+        file->failed = got < 0;
+        file->ended = got <= 0;
+        reader->size += file->ended ? 0 : static_cast<size_t>(got);
     }
-    return -1;
 }
 
 int32_t open_text(text_reader *reader, const char *path)
@@ -37,21 +41,30 @@ int32_t open_text(text_reader *reader, const char *path)
     int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return -1;
-    struct stat st = {};
-    size_t      guess = fstat(fd, &st) == 0 && st.st_size > 0 ? static_cast<size_t>(st.st_size) : 0;
-    int32_t     result = read_all(reader, fd, guess + 4096);
-    close(fd);
-    if (result != 0)
-        close_text(reader);
-    return result;
+    auto *file = static_cast<text_file *>(malloc(sizeof(text_file)));
+    if (!file) {
+        close(fd);
+        return -1;
+    }
+    file->fd = fd;
+    file->ended = file->failed = false;
+    reader->file = file;
+    reader->text = file->part;
+    read_part(reader);
+    if (!file->failed)
+        return 0;
+    close_text(reader);
+    return -1;
 }
 
 int32_t read_line(text_reader *reader, char *line)
 {
+    if (reader->file && !reader->file->ended && reader->size - reader->at < longest_line)
+        read_part(reader);
     size_t left = reader->size - reader->at;
     if (left == 0)
         return 0;
-    size_t      most = left < MIGR_LINE_SIZE - 1 ? left : MIGR_LINE_SIZE - 1;
+    size_t      most = left < longest_line ? left : longest_line;
     const char *start = reader->text + reader->at;
     const void *newline = memchr(start, '\n', most);
     size_t      length = newline ? static_cast<size_t>(static_cast<const char *>(newline) - start) + 1 : most;
@@ -69,21 +82,15 @@ uint32_t line_number(const text_reader *reader)
     return reader->line;
 }
 
-/* The block of the heap stays; whole pages inside it lose their content and take no memory any more. */
-void forget_read_text(text_reader *reader)
+int32_t text_is_cut(const text_reader *reader)
 {
-    static constexpr size_t    much = size_t{1} << 20;
-    static constexpr uintptr_t page = 4096; /* where they are larger the system refuses */
-    if (reader->at - reader->gone < much)
-        return;
-    uintptr_t start = (reinterpret_cast<uintptr_t>(reader->text) + reader->gone + page - 1) / page * page;
-    uintptr_t end = (reinterpret_cast<uintptr_t>(reader->text) + reader->at) / page * page;
-    madvise(reinterpret_cast<void *>(start), end - start, MADV_DONTNEED);
-    reader->gone = reader->at;
+    return reader->file && reader->file->failed ? 1 : 0;
 }
 
 void close_text(text_reader *reader)
 {
-    free(reader->text);
+    if (reader->file)
+        close(reader->file->fd);
+    free(reader->file ? static_cast<void *>(reader->file) : reader->text);
     *reader = {};
 }

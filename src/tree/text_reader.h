@@ -1,6 +1,6 @@
 /*
- * Reads a text file by lines: the whole file at once, cut into lines as a line reader with a fixed buffer would. Lines
- * are copied out, so that whoever has one may cut it up.
+ * Reads a text by lines, cut as a line reader with a fixed buffer would: one in memory, or a file, of which a part at a
+ * time is in memory. Lines are copied out, so that whoever has one may cut it up.
  */
 #ifndef MIGR_TREE_TEXT_READER_H
 #define MIGR_TREE_TEXT_READER_H
@@ -15,15 +15,15 @@ extern "C" {
 
 typedef struct text_reader text_reader;
 struct text_reader {
-    char    *text;
-    size_t   size;
-    size_t   at;       /* where the next line starts */
-    size_t   gone;     /* up to here forget_read_text has given the memory back */
-    uint32_t newlines; /* ahead of `at` */
-    uint32_t line;     /* the number of the line read last */
+    char             *text;     /* all of it, or the part of the file that is in memory */
+    size_t            size;     /* of that */
+    size_t            at;       /* where the next line starts */
+    struct text_file *file;     /* what the text comes from; null when all of it is in memory */
+    uint32_t          newlines; /* ahead of `at` */
+    uint32_t          line;     /* the number of the line read last */
 };
 
-/* Reads the file into memory. 0, or -1 when it cannot be opened or read, or there is no memory. */
+/* Opens the file and reads its first part. 0, or -1 when it cannot be opened or read, or there is no memory. */
 int32_t open_text(text_reader *reader, const char *path);
 
 /* Copies the next line, with its newline, to `line`, a buffer of MIGR_LINE_SIZE bytes, and terminates it. A longer
@@ -33,9 +33,8 @@ int32_t read_line(text_reader *reader, char *line);
 /* The number of the line read last, from 1; the pieces of a longer one have the same. */
 uint32_t line_number(const text_reader *reader);
 
-/* Gives back most of the memory of what has been read, whenever that is much. For a reader that open_text has opened
- * and that is not set back: of what was read nothing is left. */
-void forget_read_text(text_reader *reader);
+/* Whether the lines have ended ahead of the text, as the file could not be read any further. */
+int32_t text_is_cut(const text_reader *reader);
 
 void close_text(text_reader *reader);
 

@@ -1,3 +1,3 @@
 wrap_memory(${test})
 # refused_calls.cpp and stored_files_test.cpp stand between the library and these.
-wrap_calls(${test} cvgzip fdopen scandir message)
+wrap_calls(${test} cvgzip fdopen read scandir message)

@@ -5,11 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
+#include <sys/types.h>
 
 namespace refused {
 
 std::string compression_to;
 int         stream;
+int         part;
 int         scan;
 
 static bool is_the_one(int *number)
@@ -22,9 +24,10 @@ extern "C" {
 using Selector = int (*)(const dirent *);
 using Order = int (*)(const dirent **, const dirent **);
 
-int   __real_cvgzip(const char *source, const char *target);
-FILE *__real_fdopen(int fd, const char *mode);
-int   __real_scandir(const char *path, dirent ***list, Selector selector, Order order);
+int     __real_cvgzip(const char *source, const char *target);
+FILE   *__real_fdopen(int fd, const char *mode);
+ssize_t __real_read(int fd, void *bytes, size_t size);
+int     __real_scandir(const char *path, dirent ***list, Selector selector, Order order);
 
 int __wrap_cvgzip(const char *source, const char *target)
 {
@@ -34,6 +37,14 @@ int __wrap_cvgzip(const char *source, const char *target)
 FILE *__wrap_fdopen(int fd, const char *mode)
 {
     return is_the_one(&stream) ? nullptr : __real_fdopen(fd, mode);
+}
+
+ssize_t __wrap_read(int fd, void *bytes, size_t size)
+{
+    if (!is_the_one(&part))
+        return __real_read(fd, bytes, size);
+    errno = EIO;
+    return -1;
 }
 
 /* The order of a folder's entries is the file system's; the tests have it by name. */

@@ -7,6 +7,7 @@ namespace refused {
 
 extern std::string compression_to; /* the compression to this file fails */
 extern int         stream;         /* the stream that fdopen is to make as this number, from 1, cannot be had */
+extern int         part;           /* the call of read of this number, from 1, fails */
 extern int         scan;           /* the scan of a folder of this number, from 1, fails */
 
 } // namespace refused

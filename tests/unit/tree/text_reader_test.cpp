@@ -1,4 +1,7 @@
+#include "refused_calls.h"
 #include "support/trees.h"
+#include "tree/config_text.h"
+#include "tree/setup_tree.h"
 #include "tree/text_reader.h"
 
 #include <cstring>
@@ -74,21 +77,63 @@ TEST(TextReader, CountsLinesAndNotTheirPieces)
     close_text(&reader);
 }
 
-TEST(TextReader, GivesTheMemoryOfWhatWasReadBackAndNothingElse)
+TEST(TextReader, CutsLinesOfAFileThatComesInParts)
 {
     std::string content;
     for (int number = 1; content.size() < 5'000'000; number++)
-        content += "line " + std::to_string(number) + "\n";
-    TextFile    file(content);
+        content += number % 1000 == 0 ? std::string(2 * MIGR_LINE_SIZE + 7, 'x') + "\n"
+                                      : "line " + std::to_string(number) + "\n";
+    TextFile    file(content + "the last");
+    text_reader reader, memory = {content.data(), content.size(), 0, nullptr, 0, 0};
+    static char line[MIGR_LINE_SIZE], same[MIGR_LINE_SIZE];
+    ASSERT_EQ(open_text(&reader, file.path()), 0);
+    while (read_line(&memory, same)) {
+        ASSERT_EQ(read_line(&reader, line), 1);
+        ASSERT_STREQ(line, same);
+        ASSERT_EQ(line_number(&reader), line_number(&memory));
+        ASSERT_LT(reader.size, content.size() / 5) << "more than a part of it is in memory";
+    }
+    EXPECT_EQ(read_line(&reader, line), 1);
+    EXPECT_STREQ(line, "the last");
+    EXPECT_EQ(read_line(&reader, line), 0);
+    EXPECT_EQ(text_is_cut(&reader), 0);
+    close_text(&reader);
+}
+
+/* Twice as long as what is read at once. */
+std::string two_parts()
+{
+    std::string content;
+    while (content.size() < size_t{1} << 20)
+        content += "config lab desk\nend\n";
+    return content;
+}
+
+TEST(TextReader, TellsWhenAFileCannotBeReadToItsEnd)
+{
+    TextFile    file(two_parts());
     text_reader reader;
     static char line[MIGR_LINE_SIZE];
     ASSERT_EQ(open_text(&reader, file.path()), 0);
-    std::string read;
-    for (; read_line(&reader, line); forget_read_text(&reader))
-        read += line;
-    EXPECT_TRUE(read == content);
-    EXPECT_EQ(reader.text[content.size() / 2], '\0') << "its page is a new one";
+    refused::part = 1;
+    while (read_line(&reader, line))
+        ASSERT_EQ(refused::part == 0, text_is_cut(&reader) == 1);
+    EXPECT_EQ(text_is_cut(&reader), 1);
+    EXPECT_LT(line_number(&reader), 60'000u);
     close_text(&reader);
+    refused::part = 1;
+    EXPECT_EQ(open_text(&reader, file.path()), -1);
+}
+
+TEST(TextReader, MakesNoTreeOfHalfAFile)
+{
+    TextFile file(two_parts());
+    EXPECT_EQ(setup_tree(&migr_main, file.path()), 0);
+    free_node(&migr_main.root);
+    refused::part = 2;
+    EXPECT_EQ(setup_tree(&migr_main, file.path()), -1);
+    EXPECT_EQ(refused::part, 0);
+    free_node(&migr_main.root);
 }
 
 TEST(TextReader, ReadsAFileThatIsLargerThanItsSizeSays)
