@@ -6,6 +6,7 @@
 #include "system/files.h"
 
 #include <map>
+#include <sys/stat.h>
 
 namespace command {
 
@@ -62,6 +63,15 @@ uint32_t add_text(JournalText text)
     return static_cast<uint32_t>(taking->journal.texts.size() - 1);
 }
 
+/* For the nodes of a text that is going to be read, so that they need not move as they become more. */
+void make_room(const char *path)
+{
+    static constexpr size_t usual_node = 32; /* characters, or more */
+    struct stat             st = {};
+    if (stat(path, &st) == 0)
+        taking->journal.nodes.reserve(taking->journal.nodes.size() + static_cast<size_t>(st.st_size) / usual_node);
+}
+
 /* Whatever else than the configuration is read is a file of the image, by a step that needs it. */
 void open_text(const migr_change &change)
 {
@@ -75,6 +85,7 @@ void open_text(const migr_change &change)
     if (text.is_configuration && written != taking->written.end())
         text.continues = written->second;
     taking->reading = add_text(text);
+    make_room(change.file);
     number_of(change.node);
 }
 
