@@ -30,7 +30,7 @@ class OpenValue {
     void begin(std::string_view text)
     {
         value_ = {};
-        is_open_ = text.starts_with('"');
+        is_open_ = text.starts_with('"') && !ends_in_its_line(text);
         if (is_open_)
             take(text);
     }

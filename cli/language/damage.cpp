@@ -471,7 +471,7 @@ void skip_value(std::string_view set, ConfigLines &lines)
     std::string_view text = without_indent(config_name(set).rest);
     ConfigLine       line;
     ConfigValue      value;
-    if (!text.starts_with('"'))
+    if (!text.starts_with('"') || ends_in_its_line(text))
         return;
     value.append(text);
     while (!value.is_complete() && lines.next(line))

@@ -8,7 +8,7 @@ namespace {
 /* A value's first line, and those that its quote takes in: they lie one behind the other in the text. */
 std::string_view whole_value(ConfigLines &lines, std::string_view first)
 {
-    if (!first.starts_with('"'))
+    if (!first.starts_with('"') || ends_in_its_line(first))
         return without_white_end(first);
     ConfigValue value;
     value.append(first);

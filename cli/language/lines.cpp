@@ -5,63 +5,45 @@
 #include "language/lines.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace command {
-
-namespace {
-
-std::string_view up_to_newline(std::string_view text)
-{
-    size_t newline = text.find('\n');
-    return newline == text.npos ? text : text.substr(0, newline + 1);
-}
-
-ConfigName name_in(std::string_view text, size_t length, bool is_open)
-{
-    size_t kept = std::min(length, longest_name);
-    return {text.substr(0, kept), text.substr(kept), text.substr(0, length), is_open};
-}
-
-} // namespace
 
 bool ConfigLines::next(ConfigLine &line)
 {
     if (left_.empty())
         return false;
-    std::string_view part = up_to_newline(left_.substr(0, longest_line));
+    std::string_view part = left_.substr(0, longest_line);
+    if (const void *newline = memchr(part.data(), '\n', part.size()))
+        part = part.substr(0, static_cast<size_t>(static_cast<const char *>(newline) - part.data()) + 1);
     left_.remove_prefix(part.size());
     if (!is_inside_line_)
         number_++;
-    size_t nul = part.find('\0');
+    bool has_nul = next_nul_ < part.data() + part.size();
     is_inside_line_ = part.back() != '\n';
     bool is_cut = is_inside_line_ && !left_.empty() && left_[0] != '\n';
-    line = {number_, part.substr(0, nul), nul != part.npos, is_cut};
+    line = {number_, part, has_nul, is_cut};
+    if (has_nul)
+        end_at_nul(line);
     return true;
 }
 
-ConfigKeyword keyword_of_line(std::string_view line)
+void ConfigLines::end_at_nul(ConfigLine &line)
 {
-    line = without_indent(line);
-    auto   white = std::find_if(line.begin(), line.end(), is_config_white);
-    size_t length = std::min(static_cast<size_t>(white - line.begin()), longest_name);
-    return {line.substr(0, length), line.substr(length)};
+    line.text = line.text.substr(0, static_cast<size_t>(next_nul_ - line.text.data()));
+    next_nul_ = nul_in(left_);
 }
 
-ConfigName config_name(std::string_view text)
+const char *ConfigLines::nul_in(std::string_view text)
 {
-    text = without_indent(text);
-    size_t quotes = 0;
-    size_t length = 0;
-    for (; length < text.size() && (quotes == 1 || !is_config_white(text[length])); length++)
-        if (text[length] == '"')
-            quotes++;
-    return name_in(text, length, quotes == 1);
+    const void *nul = text.empty() ? nullptr : memchr(text.data(), '\0', text.size());
+    return nul ? static_cast<const char *>(nul) : text.data() + text.size();
 }
 
 ConfigName top_level_name(std::string_view text)
 {
     text = without_white_end(without_indent(text));
-    return name_in(text, text.size(), false);
+    return cut_name(text, text.size(), false);
 }
 
 std::string join_words(std::string_view words, char between)

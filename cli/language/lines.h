@@ -28,7 +28,7 @@ struct ConfigLine {
 /* Reads a text line by line. */
 class ConfigLines {
   public:
-    explicit ConfigLines(std::string_view text) : left_(text) {}
+    explicit ConfigLines(std::string_view text) : left_(text), next_nul_(nul_in(text)) {}
 
     /* False at the text's end, which leaves `line` alone. */
     bool next(ConfigLine &line);
@@ -40,7 +40,11 @@ class ConfigLines {
     }
 
   private:
+    static const char *nul_in(std::string_view text); /* its end without one */
+    void               end_at_nul(ConfigLine &line);
+
     std::string_view left_;
+    const char      *next_nul_; /* in what is left, or its end */
     size_t           number_ = 0;
     bool             is_inside_line_ = false;
 };
@@ -72,7 +76,14 @@ struct ConfigKeyword {
     std::string_view rest;
 };
 
-ConfigKeyword keyword_of_line(std::string_view line);
+constexpr ConfigKeyword keyword_of_line(std::string_view line)
+{
+    line = without_indent(line);
+    size_t length = 0;
+    while (length < line.size() && length < longest_name && !is_config_white(line[length]))
+        length++;
+    return {line.substr(0, length), line.substr(length)};
+}
 
 /* Whether they are the same in any case of letters. */
 constexpr bool is_word(std::string_view word, std::string_view lower_case)
@@ -98,14 +109,41 @@ struct ConfigName {
     }
 };
 
+constexpr ConfigName cut_name(std::string_view text, size_t length, bool is_open)
+{
+    size_t kept = length < longest_name ? length : longest_name;
+    return {text.substr(0, kept), text.substr(kept), text.substr(0, length), is_open};
+}
+
 /* The name of an `edit`, a `set` or a nested `config`: up to white space outside the first pair of double quotes. */
-ConfigName config_name(std::string_view text);
+constexpr ConfigName config_name(std::string_view text)
+{
+    text = without_indent(text);
+    size_t quotes = 0;
+    size_t length = 0;
+    for (; length < text.size() && (quotes == 1 || !is_config_white(text[length])); length++)
+        if (text[length] == '"')
+            quotes++;
+    return cut_name(text, length, quotes == 1);
+}
 
 /* The words of a top-level `config`, as they stand. */
 ConfigName top_level_name(std::string_view text);
 
 /* One `between` in place of each run of white space, and none at either end. */
 std::string join_words(std::string_view words, char between);
+
+/* Whether a value that begins with a quote is complete with its first line: a look at the line's end tells. */
+constexpr bool ends_in_its_line(std::string_view quoted)
+{
+    quoted = without_white_end(quoted);
+    if (quoted.size() < 2 || quoted.back() != '"')
+        return false;
+    size_t backslashes = 0;
+    while (quoted[quoted.size() - 2 - backslashes] == '\\')
+        backslashes++;
+    return backslashes % 2 == 0;
+}
 
 /* A value, told line by line; its text is not kept. */
 class ConfigValue {
