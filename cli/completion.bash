@@ -41,7 +41,7 @@ _migr()
 {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} before=${COMP_WORDS[COMP_CWORD - 1]}
     local commands="convert explain account blame report plan check upgrade rollback snapshots version ml lint fleet"
-    local of_fleet="upgrade summary list one"
+    local of_fleet="upgrade summary list one identity"
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
         COMPREPLY=($(compgen -W "$commands --help --version" -- "$word"))
@@ -56,9 +56,11 @@ _migr()
     fi
     if [ "${word:0:1}" = - ]; then
         case $command in
-            "fleet upgrade") COMPREPLY=($(compgen -W "--resume --jobs --image --partial --accept-damage --html --timeout --halt --all --json --help" -- "$word")) ;;
+            "fleet upgrade") COMPREPLY=($(compgen -W "--resume --jobs --hosts --image --partial --accept-damage --html --timeout --halt --all --json --help" -- "$word")) ;;
             "fleet summary") COMPREPLY=($(compgen -W "--all --json --help" -- "$word")) ;;
-            "fleet list" | "fleet one") COMPREPLY=($(compgen -W "--image --partial --accept-damage --html --help" -- "$word")) ;;
+            "fleet list") COMPREPLY=($(compgen -W "--image --partial --accept-damage --html --help" -- "$word")) ;;
+            "fleet one") COMPREPLY=($(compgen -W "--image --partial --accept-damage --html --sent --help" -- "$word")) ;;
+            "fleet identity") COMPREPLY=($(compgen -W "--image --help" -- "$word")) ;;
             convert) COMPREPLY=($(compgen -W "--output --force --as --domain --image --accept-damage --verbose --json --help" -- "$word")) ;;
             explain) COMPREPLY=($(compgen -W "--dropped --rewritten --added --kind --path --release --by --image --as --domain --show-secrets --json --help" -- "$word")) ;;
             blame) COMPREPLY=($(compgen -W "--image --as --domain --show-secrets --json --help" -- "$word")) ;;

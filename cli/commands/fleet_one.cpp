@@ -1,7 +1,7 @@
 /* migr fleet one ENTRY OUT: what each job of a fleet runs. What is done is told by fleet/entry_upgrade.h. */
 #include "commands/fleet_options.h"
 #include "commands/subcommand.h"
-#include "fleet/entry_upgrade.h"
+#include "fleet/remote.h"
 #include "output/console.h"
 
 namespace command {
@@ -12,7 +12,9 @@ Status upgrade_one(const Arguments &arguments)
 {
     Interrupts interrupts;
     keep_lines(true); /* they go into the appliance's answer */
-    EntryResult result = upgrade_entry(entry_job(arguments, arguments.file), interrupts);
+    EntryJob    job = entry_job(arguments, arguments.file);
+    EntryResult result =
+        arguments.sent ? upgrade_sent(job, arguments.file, arguments.out, interrupts) : upgrade_entry(job, interrupts);
     keep_lines(false);
     say(std::string(name_of(result.end)) + " " + result.entry);
     return status_of(result.end);
@@ -26,7 +28,9 @@ const Subcommand fleet_one_command = {
     joined({{{"ENTRY", &Arguments::file,
               "A root folder, an archive of one (.tar, .tar.gz, .tar.zst, .zip), or a configuration file", true},
              {"OUT", &Arguments::out, "The folder of results", true}},
-            fleet_upgrade_options()}),
+            fleet_upgrade_options(),
+            {{"--sent", &Arguments::sent,
+              "ENTRY is what another machine has sent, and OUT the file that goes back to it"}}}),
     upgrade_one,
 };
 

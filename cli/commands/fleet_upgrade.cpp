@@ -57,6 +57,9 @@ const Subcommand fleet_upgrade_command = {
              {"--resume", &Arguments::resume, "Go on with what is not done yet, and try anew what failed"},
              {"--jobs", &Arguments::jobs,
               "How many are upgraded side by side; without it as many as there are processors"}},
+            {{"--hosts", &Arguments::hosts,
+              "Upgrade them on the machines that this file names, one a line, by ssh; as GNU parallel's "
+              "--sshloginfile"}},
             fleet_upgrade_options(),
             {{"--timeout", &Arguments::entry_timeout, "Give an appliance up after so many seconds"},
              {"--halt", &Arguments::halt, "When to stop as a whole, as GNU parallel's --halt: \"soon,fail=10%\""},

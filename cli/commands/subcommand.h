@@ -48,6 +48,7 @@ struct Arguments {
     bool                       last = false;
     bool                       partial = false;
     bool                       resume = false;
+    bool                       sent = false;
     bool                       rewritten = false;
     bool                       show_secrets = false;
     bool                       strict = false;
@@ -93,5 +94,6 @@ extern const Subcommand fleet_upgrade_command;
 extern const Subcommand fleet_list_command;
 extern const Subcommand fleet_one_command;
 extern const Subcommand fleet_summary_command;
+extern const Subcommand fleet_identity_command;
 
 } // namespace command

@@ -2,13 +2,12 @@
 #include "fleet/archive.h"
 
 #include "appliance/inside.h"
+#include "fleet/disk_archive.h"
 #include "output/printable.h"
 #include "output/size_text.h"
 #include "system/files.h"
 
 #include <algorithm>
-#include <archive.h>
-#include <archive_entry.h>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -37,20 +36,6 @@ static auto fields_of(Unpacked &unpacked)
 namespace {
 
 constexpr const char *endings[] = {".tar", ".tar.gz", ".tgz", ".tar.zst", ".tzst", ".zip"};
-
-struct ArchiveClose {
-    void operator()(archive *open) const
-    {
-        archive_free(open); /* of one for reading as of one for writing */
-    }
-    void operator()(archive_entry *entry) const
-    {
-        archive_entry_free(entry);
-    }
-};
-
-using Archive = std::unique_ptr<archive, ArchiveClose>;
-using Header = std::unique_ptr<archive_entry, ArchiveClose>;
 
 [[noreturn]] void refuse(const std::string &why)
 {

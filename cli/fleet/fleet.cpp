@@ -3,6 +3,7 @@
 
 #include "fleet/entries.h"
 #include "fleet/hand_out.h"
+#include "fleet/remote.h"
 #include "fleet/results_folder.h"
 #include "output/console.h"
 #include "output/printable.h"
@@ -82,6 +83,15 @@ bool is_done(Fleet &fleet, const std::string &name)
     return fleet.index.is_done(name, identity);
 }
 
+/* Of jobs on other machines, when the process was killed that they were for. */
+void take_in_what_came_back(Fleet &fleet)
+{
+    Shipments shipments(fleet.results);
+    shipments.take_in([&](const EntryResult &result) { return fleet.index.is_done(result.entry, result.identity); });
+    shipments.clear();
+    read_lines(fleet);
+}
+
 /* The names are taken down first, since the folder may be read for as long as appliances are looked at. */
 void find_work(Fleet &fleet)
 {
@@ -125,23 +135,122 @@ std::string estimate(std::chrono::steady_clock::time_point start, uint64_t done,
                          : ", about " + std::to_string(static_cast<int>(left / minute) + 1) + " min left";
 }
 
-bool run_jobs(Fleet &fleet, const std::string &jobs, const std::string &log)
+/* Tells each line that a job prints when it is done. */
+class Told {
+  public:
+    Told(const Fleet &fleet)
+        : all_(fleet.index.expected()), progress_(fleet.request.progress, all_),
+          start_(std::chrono::steady_clock::now())
+    {
+    }
+    void operator()(const std::string &line)
+    {
+        done_++;
+        progress_.is_done(done_, line + estimate(start_, done_, all_));
+    }
+
+  private:
+    uint64_t                              all_, done_ = 0;
+    Progress                              progress_;
+    std::chrono::steady_clock::time_point start_;
+};
+
+HandOut hand_out_of(const Fleet &fleet, const std::string &log)
 {
-    uint64_t all = fleet.index.expected(), done = 0;
-    Progress progress(fleet.request.progress, all);
-    auto     start = std::chrono::steady_clock::now();
-    HandOut  request;
-    request.jobs = jobs;
+    HandOut request;
+    request.jobs = joined(fs::absolute(fleet.results.work()), "jobs");
     request.log = log;
     request.at_once = fleet.request.at_once;
     request.timeout = fleet.request.timeout;
     request.halt = fleet.request.halt;
-    request.printed = [&](const std::string &line) {
-        done++;
-        progress.is_done(done, line + estimate(start, done, all));
-    };
     request.complained = [](const std::string &line) { complain(line); };
-    return hand_out(request, fleet.interrupts);
+    return request;
+}
+
+/* False when a signal came. */
+bool run_here(Fleet &fleet, const std::string &log)
+{
+    HandOut request = hand_out_of(fleet, log);
+    Told    told(fleet);
+    request.printed = std::ref(told);
+    write_jobs(fleet, request.jobs);
+    bool went_on = hand_out(request, fleet.interrupts);
+    read_lines(fleet);
+    return went_on;
+}
+
+/* ---- on other machines ---- */
+
+/* What is sent of each appliance that has no answer yet. */
+std::vector<std::string> send_all(const Fleet &fleet, const Shipments &shipments)
+{
+    std::vector<std::string> sent;
+    for (size_t number = 1; number <= fleet.index.expected(); number++) {
+        fleet.interrupts.stop_here("What was done stays.");
+        if (std::string name = fleet.index.unanswered(number); !name.empty())
+            sent.push_back(shipments.send(number, joined(fleet.request.in, name)));
+    }
+    return sent;
+}
+
+void write_lines(const std::string &path, const std::vector<std::string> &lines)
+{
+    std::ofstream file(path, std::ios::trunc);
+    for (const std::string &line : lines)
+        file << line << "\n";
+    file.close();
+    if (!file)
+        throw PathError{"write", path, errno};
+}
+
+HandOut remote_hand_out(const Fleet &fleet, const Shipments &shipments, const std::string &hosts,
+                        const std::string &log)
+{
+    const EntryJob &job = fleet.request.job;
+    HandOut         request = hand_out_of(fleet, log);
+    request.folder = shipments.folder();
+    request.further = {"--sshloginfile", hosts,          "--workdir", "...", "--transferfile", "{}",
+                       "--return",       "{.}.returned", "--cleanup"};
+    request.template_ = {"migr", "fleet", "one", "--sent", "{}", "{.}.returned"};
+    if (!job.image.empty())
+        request.template_.insert(request.template_.end(), {"--image", shell_word(fs::absolute(job.image).string())});
+    for (auto [wanted, option] :
+         {std::pair(job.partial, "--partial"), {job.accept_damage, "--accept-damage"}, {job.page, "--html"}})
+        if (wanted)
+            request.template_.push_back(option);
+    return request;
+}
+
+/* A machine that went away leaves jobs behind that another one can do, so what has no answer is sent again, to those
+ * that still answer. */
+bool run_there(Fleet &fleet, const std::string &log)
+{
+    static constexpr int rounds = 3;
+    Shipments            shipments(fleet.results);
+    Told                 told(fleet);
+    auto                 take_in = [&] { shipments.take_in([](const EntryResult &) { return false; }); };
+    for (int round = 1; round <= rounds; round++) {
+        std::vector<std::string> hosts =
+            hosts_that_answer(fleet.request.hosts, fleet.request.job.image, fleet.identity, fleet.interrupts);
+        std::vector<std::string> jobs = send_all(fleet, shipments);
+        if (hosts.empty() || jobs.empty())
+            break;
+        std::string list = joined(fs::absolute(fleet.results.work()), "hosts");
+        write_lines(list, hosts);
+        HandOut request = remote_hand_out(fleet, shipments, list, log);
+        write_lines(request.jobs, jobs);
+        request.printed = [&](const std::string &line) {
+            take_in();
+            told(line);
+        };
+        bool went_on = hand_out(request, fleet.interrupts);
+        take_in();
+        read_lines(fleet);
+        if (!went_on)
+            return false;
+    }
+    shipments.clear();
+    return true;
 }
 
 /* ---- behind it ---- */
@@ -156,15 +265,26 @@ std::string why_no_answer(const Fleet &fleet, const BadEnd &end)
     return "Its process ended with the status " + std::to_string(end.status) + " ahead of a result.";
 }
 
-/* For each process that ended and left none. */
-void answer_for_the_silent(Fleet &fleet, const std::string &log)
+/* For each process here that ended and left none. */
+void answer_for_silent_jobs(Fleet &fleet, const std::string &log)
 {
     for (const BadEnd &end : bad_ends(log)) {
         std::string name = fleet.index.unanswered(end.number);
         if (!name.empty())
             answer_for(fleet, name, EntryEnd::failed, why_no_answer(fleet, end));
     }
-    read_lines(fleet);
+}
+
+/* Machines were tried until none was left that answers, or often enough. */
+void answer_for_silent_machines(Fleet &fleet)
+{
+    if (!fleet.request.halt.empty())
+        return;
+    for (size_t number = 1; number <= fleet.index.expected(); number++)
+        if (std::string name = fleet.index.unanswered(number); !name.empty())
+            answer_for(fleet, name, EntryEnd::failed,
+                       "No machine gave an answer for it. See that they are there, and "
+                       "that they need no password.");
 }
 
 std::string shown_call(const FleetRequest &request)
@@ -221,16 +341,19 @@ FleetRun upgrade_fleet(const FleetRequest &request, FleetIndex &index, Interrupt
                                             " --resume, or name another folder.");
     Fleet fleet = {request, index, interrupts, results, identity};
     read_lines(fleet);
+    take_in_what_came_back(fleet);
     find_work(fleet);
     index.wait_for_answers();
-    std::string jobs = joined(results.work(), "jobs"), log = joined(results.work(), "log");
-    write_jobs(fleet, jobs);
-    bool went_on = run_jobs(fleet, jobs, log);
-    read_lines(fleet);
+    std::string log = joined(fs::absolute(results.work()), "log");
+    bool        went_on = request.hosts.empty() ? run_here(fleet, log) : run_there(fleet, log);
     if (!went_on)
         throw Failure(Status::failed,
                       "Stopped by a signal. What was done stays. Go on with: " + shown_call(request) + " --resume");
-    answer_for_the_silent(fleet, log);
+    if (request.hosts.empty())
+        answer_for_silent_jobs(fleet, log);
+    else
+        answer_for_silent_machines(fleet);
+    read_lines(fleet);
     for (size_t number = 1; number <= index.expected(); number++)
         fleet.run.left += index.unanswered(number).empty() ? 0 : 1;
     return fleet.run;

@@ -21,7 +21,7 @@ struct FleetRequest {
     std::optional<unsigned> at_once;
     std::optional<unsigned> timeout; /* seconds for an appliance */
     std::string             halt;
-    std::string             hosts;
+    std::string             hosts; /* a file that lists machines; empty: this one alone */
     FILE                   *progress = nullptr;
 };
 

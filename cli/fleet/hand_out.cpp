@@ -64,8 +64,11 @@ class LinesOf {
 };
 
 /* In the child. Jobs are ended by us alone, not by the terminal's signal, and with us in any case. */
-[[noreturn]] void become(const std::vector<std::string> &words, int out, int err)
+[[noreturn]] void become(const std::vector<std::string> &words, const std::string &folder, int out, int err)
 {
+    static constexpr int not_found = 127;
+    if (!folder.empty() && chdir(folder.c_str()) != 0)
+        _exit(not_found);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -82,7 +85,6 @@ class LinesOf {
         arguments.push_back(const_cast<char *>(word.c_str()));
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
-    static constexpr int not_found = 127;
     _exit(not_found);
 }
 
@@ -97,7 +99,7 @@ class Talking {
         if (pid_ < 0)
             throw PathError{"start", words.front(), errno};
         if (pid_ == 0)
-            become(words, out.write_end.get(), err.write_end.get());
+            become(words, request.folder, out.write_end.get(), err.write_end.get());
         out_.emplace(std::move(out.read_end), request.printed);
         err_.emplace(std::move(err.read_end), request.complained);
     }
@@ -158,8 +160,11 @@ class Talking {
 
 std::vector<std::string> words_of(const HandOut &request)
 {
-    std::vector<std::string> words = {"parallel", "--plain",   "--no-run-if-empty", "--arg-file",        request.jobs,
-                                      "--joblog", request.log, "--termseq",         "TERM,10000,KILL,25"};
+    std::vector<std::string> words = {"parallel", "--plain", "--termseq", "TERM,10000,KILL,25"};
+    if (!request.jobs.empty())
+        words.insert(words.end(), {"--no-run-if-empty", "--arg-file", request.jobs});
+    if (!request.log.empty())
+        words.insert(words.end(), {"--joblog", request.log});
     if (request.at_once)
         words.insert(words.end(), {"--jobs", std::to_string(*request.at_once)});
     if (request.timeout)
@@ -190,7 +195,7 @@ bool hand_out(const HandOut &request, Interrupts &interrupts)
     bool    went_on = parallel.listen(&interrupts);
     /* It ends with the number of bad jobs, up to 101, or with what halted it. Beyond that it did nothing. */
     static constexpr int wrong_usage = 255;
-    if (parallel.wait() == wrong_usage && went_on)
+    if (parallel.wait() == wrong_usage && went_on && !request.jobs.empty())
         throw Failure(Status::unusable, "GNU parallel did not take its options. What it said stands above.");
     return went_on;
 }

@@ -15,7 +15,8 @@
 namespace command {
 
 struct HandOut {
-    std::string              jobs;      /* a file with a command a line */
+    std::string              folder;    /* where it all runs; empty: here */
+    std::string              jobs;      /* a file with a command a line; empty: none, as `further` says what is done */
     std::string              log;       /* where a line for each job that has ended is written */
     std::optional<unsigned>  at_once;   /* how many run side by side; as many as there are processors */
     std::optional<unsigned>  timeout;   /* seconds for a job */

@@ -12,6 +12,7 @@
 #include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -34,6 +35,13 @@ off_t whole_length(int fd, off_t size)
     while (size > 0 && pread(fd, &last, 1, size - 1) == 1 && last != '\n')
         size--;
     return size;
+}
+
+/* All that an appliance of that name can have. */
+std::vector<std::string> places_of(const std::string &name)
+{
+    return {"appliances/" + name, "ledgers/" + name + ".json.gz", "answers/" + name + ".json",
+            "reports/" + name + ".html"};
 }
 
 struct LineBuffer {
@@ -101,6 +109,31 @@ void ResultsFolder::add_line(const EntryResult &result) const
         throw PathError{"write", path, errno};
     write_all(fd.get(), line_of(result), path);
     sync_to_disk(fd.get(), path);
+}
+
+size_t ResultsFolder::take_in(const std::string                                    &other,
+                              const std::function<bool(const EntryResult &result)> &is_here) const
+{
+    size_t taken = 0;
+    for_each_line(joined(other, "fleet.jsonl"), [&](const std::string &line, size_t) {
+        EntryResult result = result_from(line);
+        if (is_here(result))
+            return;
+        take_in_entry(other, result);
+        taken++;
+    });
+    return taken;
+}
+
+void ResultsFolder::take_in_entry(const std::string &other, const EntryResult &result) const
+{
+    for (const std::string &place : places_of(result.entry)) {
+        if (is_there(joined(other, place)))
+            put(joined(other, place), place);
+        else
+            remove(place);
+    }
+    add_line(result);
 }
 
 Fd ResultsFolder::lock() const

@@ -39,11 +39,17 @@ class ResultsFolder {
     /* Everything that was put is on disk; then the line is. Several processes may do so. */
     void add_line(const EntryResult &result) const;
 
+    /* Takes the results of another such folder into this one, but for those that `is_here` knows, and gives how many
+     * appliances that were. The other folder must be on the same disk. */
+    size_t take_in(const std::string &other, const std::function<bool(const EntryResult &result)> &is_here) const;
+
     /* Waits for nobody: throws Failure when another process works on the whole fleet. Children that inherit the
      * descriptor keep it. */
     Fd lock() const;
 
   private:
+    void take_in_entry(const std::string &other, const EntryResult &result) const;
+
     std::string path_;
 };
 

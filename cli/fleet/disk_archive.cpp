@@ -1,0 +1,63 @@
+/* The kept library of archives reads a folder as it reads an archive, and writes one likewise. */
+#include "fleet/disk_archive.h"
+
+#include "output/printable.h"
+#include "system/failure.h"
+
+#include <array>
+#include <cstring>
+#include <new>
+#include <unistd.h>
+
+namespace command {
+
+void require_copied(archive *open, int result, const std::string &path)
+{
+    if (result >= ARCHIVE_WARN)
+        return;
+    const char *why = archive_error_string(open);
+    throw Failure(Status::failed, (path.empty() ? "" : printable(path) + ": ") + "cannot copy it: " +
+                                      printable(why ? why : "it ends too early") + ". Mend that, or leave it out.");
+}
+
+static Archive checked(archive *made)
+{
+    Archive open(made);
+    if (!open)
+        throw std::bad_alloc();
+    return open;
+}
+
+Archive open_folder(const std::string &path)
+{
+    Archive disk = checked(archive_read_disk_new());
+    archive_read_disk_set_symlink_hybrid(disk.get()); /* follows the folder itself, if that is a link */
+    require_copied(disk.get(), archive_read_disk_open(disk.get(), path.c_str()), path);
+    return disk;
+}
+
+Archive open_disk()
+{
+    Archive disk = checked(archive_write_disk_new());
+    int     flags = ARCHIVE_EXTRACT_TIME | ARCHIVE_EXTRACT_PERM | ARCHIVE_EXTRACT_ACL | ARCHIVE_EXTRACT_XATTR |
+                ARCHIVE_EXTRACT_NO_OVERWRITE | ARCHIVE_EXTRACT_SECURE_NODOTDOT;
+    archive_write_disk_set_options(disk.get(), geteuid() == 0 ? flags | ARCHIVE_EXTRACT_OWNER : flags);
+    return disk;
+}
+
+/* Holes of a sparse file are filled. */
+void copy_data(const Archive &from, const Archive &to, const std::string &path)
+{
+    std::array<char, 64 * 1024> buffer;
+    for (;;) {
+        la_ssize_t got = archive_read_data(from.get(), buffer.data(), buffer.size());
+        if (got == 0)
+            return;
+        if (got < 0)
+            require_copied(from.get(), ARCHIVE_FATAL, path);
+        if (archive_write_data(to.get(), buffer.data(), static_cast<size_t>(got)) != got)
+            require_copied(to.get(), ARCHIVE_FATAL, path);
+    }
+}
+
+} // namespace command

@@ -1,0 +1,62 @@
+/* What copies between folders and archives share: handles that close themselves, and data from one to the other. Only
+ * sources include this. */
+#pragma once
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <memory>
+#include <string>
+
+namespace command {
+
+struct ArchiveClose {
+    void operator()(archive *open) const
+    {
+        archive_free(open); /* of one for reading as of one for writing */
+    }
+    void operator()(archive_entry *entry) const
+    {
+        archive_entry_free(entry);
+    }
+};
+
+using Archive = std::unique_ptr<archive, ArchiveClose>;
+using Header = std::unique_ptr<archive_entry, ArchiveClose>;
+
+/* A folder on disk to read from, as an archive. Throws Failure. */
+Archive open_folder(const std::string &path);
+
+/* A disk to write to, with whatever a header has of owners, modes, times, lists of rights and attributes. */
+Archive open_disk();
+
+/* Throws Failure that names `path` and what the archive says of it, unless the result is good. */
+void require_copied(archive *open, int result, const std::string &path);
+
+/* Calls `rename` with each path of the source, for the one that it gets, and copies all. Throws Failure. */
+template <typename Rename> void copy_all_members(const Archive &from, const Archive &to, bool descends, Rename rename);
+
+/* The content of the member at hand. */
+void copy_data(const Archive &from, const Archive &to, const std::string &path);
+
+template <typename Rename> void copy_all_members(const Archive &from, const Archive &to, bool descends, Rename rename)
+{
+    Header entry(archive_entry_new());
+    for (;;) {
+        int found = archive_read_next_header2(from.get(), entry.get());
+        if (found == ARCHIVE_EOF)
+            break;
+        require_copied(from.get(), found, "");
+        const char *name = archive_entry_pathname(entry.get());
+        std::string path = name ? name : "";
+        archive_entry_set_pathname(entry.get(), rename(path).c_str());
+        if (descends)
+            archive_read_disk_descend(from.get());
+        require_copied(to.get(), archive_write_header(to.get(), entry.get()), path);
+        if (archive_entry_filetype(entry.get()) == AE_IFREG && archive_entry_size(entry.get()) > 0)
+            copy_data(from, to, path);
+        require_copied(to.get(), archive_write_finish_entry(to.get()), path);
+    }
+    require_copied(to.get(), archive_write_close(to.get()), "");
+}
+
+} // namespace command
