@@ -40,7 +40,7 @@ _migr_snapshots()
 _migr()
 {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} before=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="convert explain account blame report plan check upgrade rollback snapshots version ml lint fleet"
+    local commands="convert explain account blame report plan check upgrade rollback snapshots version ml lint anonymize fleet"
     local of_fleet="upgrade summary list one identity"
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
@@ -72,6 +72,7 @@ _migr()
             rollback) COMPREPLY=($(compgen -W "--yes --json --help" -- "$word")) ;;
             snapshots) COMPREPLY=($(compgen -W "--prune --json --help" -- "$word")) ;;
             version | ml) COMPREPLY=($(compgen -W "--json --help" -- "$word")) ;;
+            anonymize) COMPREPLY=($(compgen -W "--output --key --image --as --domain --json --help" -- "$word")) ;;
             lint) COMPREPLY=($(compgen -W "--release --strict --json --help" -- "$word")) ;;
             *) COMPREPLY=($(compgen -W "--help" -- "$word")) ;;
         esac

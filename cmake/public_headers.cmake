@@ -7,4 +7,4 @@ set(MIGR_PUBLIC_HEADERS
   tree/changes.h tree/config_text.h tree/line_words.h tree/operations.h tree/text_reader.h
   # for tools, which look at configurations, update files and the tables that steer an upgrade
   chain/steps.h driver/author_kinds.h driver/version_lines.h ledger/journal.h ledger/second_book.h rules/modify_rules.h
-  rules/properties.h rules/rules.h rules/update_file.h tree/split.h tree/version_text.h walk/stages.h)
+  rules/properties.h rules/rules.h rules/update_file.h stages/shared/secret_decoding.h tree/split.h tree/version_text.h walk/stages.h)

@@ -29,6 +29,15 @@ bool asks_for_config(const tools::SourceIndex &sources, const tools::Definition 
     return false;
 }
 
+/* All of them once, whether they are names or not. */
+void print_texts(const std::set<std::string> &texts)
+{
+    printf("constexpr std::string_view all_texts[] = {\n");
+    for (const std::string &text : texts)
+        printf("    \"%s\",\n", text.c_str());
+    printf("};\n\n");
+}
+
 void print_names(const tools::SourceIndex &sources, const tools::Definition &code, size_t number)
 {
     printf("constexpr std::array<std::string_view, ");
@@ -83,8 +92,11 @@ int main(int count, char **arguments)
             if (const tools::Definition *callback = sources.find(row.name))
                 add(*callback, row_of(row, (*stage)->version, asks_for_config(sources, *callback)));
         }
+    print_texts(
+        tools::SourceIndex({source / "src/chain", source / "src/stages", source / "src/signature"}).all_texts());
     printf("constexpr ExpectedNames all[] = {\n%s};\n\n} // namespace\n\n"
-           "const std::span<const ExpectedNames> expected_names = all;\n\n} // namespace command\n",
+           "const std::span<const ExpectedNames> expected_names = all;\n\n"
+           "const std::span<const std::string_view> expected_texts = all_texts;\n\n} // namespace command\n",
            rows.c_str());
     return 0;
 }

@@ -237,6 +237,14 @@ std::set<std::string> SourceIndex::all_texts(const Definition &definition) const
     return texts;
 }
 
+std::set<std::string> SourceIndex::all_texts() const
+{
+    std::set<std::string> texts;
+    for (const auto &[name, definition] : definitions_)
+        texts.insert(definition.texts.begin(), definition.texts.end());
+    return texts;
+}
+
 std::set<std::string> SourceIndex::all_words(const Definition &definition) const
 {
     std::set<std::string> words;

@@ -36,6 +36,9 @@ class SourceIndex {
     /* The same for the identifiers. */
     std::set<std::string> all_words(const Definition &definition) const;
 
+    /* The texts in everything. */
+    std::set<std::string> all_texts() const;
+
     /* The functions of the version chain's steps, in the order of their table. */
     std::vector<const Definition *> steps() const;
 

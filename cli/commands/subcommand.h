@@ -20,6 +20,7 @@ struct Arguments {
     std::vector<std::string>   files; /* or several */
     std::string                output;
     std::string                image; /* folder of the image's files */
+    std::string                key;   /* a file with a secret */
     std::string                as;    /* "global" or "domain" */
     std::string                domain;
     std::string                work;    /* folder for a private copy */
@@ -94,6 +95,7 @@ extern const Subcommand fleet_upgrade_command;
 extern const Subcommand fleet_list_command;
 extern const Subcommand fleet_one_command;
 extern const Subcommand fleet_summary_command;
+extern const Subcommand anonymize_command;
 extern const Subcommand fleet_identity_command;
 
 } // namespace command

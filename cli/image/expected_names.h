@@ -22,4 +22,8 @@ struct ExpectedNames {
 
 extern const std::span<const ExpectedNames> expected_names;
 
+/* Every text in the sources of conversions, and of the signature lists' checks: names, values, pieces of either, and
+ * what is written. */
+extern const std::span<const std::string_view> expected_texts;
+
 } // namespace command
