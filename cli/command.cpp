@@ -19,8 +19,6 @@
 #include <new>
 #include <numeric>
 #include <openssl/crypto.h>
-#include <openssl/evp.h>
-#include <openssl/rand.h>
 #include <sstream>
 #include <string_view>
 #include <sys/resource.h>
@@ -67,13 +65,11 @@ void settle_time_zone()
     tzset();
 }
 
-/* libcrypto reads no configuration and loads its provider now, while the root folder is still the machine's. */
+/* libcrypto reads no configuration, so it keeps to its own provider, which is no file: nothing is loaded when a child
+ * asks for it in an appliance's root folder. Who does not ask need not wait for it. */
 void settle_libcrypto()
 {
     OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr);
-    EVP_MD_free(EVP_MD_fetch(nullptr, "SHA256", nullptr));
-    unsigned char byte = 0;
-    RAND_bytes(&byte, 1);
 }
 
 template <typename Kind> CLI::Option *add_kind(CLI::App &app, const Option &option, Kind &target)

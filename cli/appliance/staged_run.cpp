@@ -10,7 +10,6 @@
 #include "output/release_text.h"
 #include "output/size_text.h"
 #include "run/library_child.h"
-#include "system/digest.h"
 #include "system/failure.h"
 #include "system/files.h"
 
@@ -67,7 +66,7 @@ void lay_in_file(const Fd &from, const ImageFile &file)
     Fd to(open(file.place, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
     if (!to || lseek(from.get(), 0, SEEK_SET) != 0)
         throw PathError{"write", file.place, errno};
-    copy_and_sum(from.get(), file.name, to.get(), file.place);
+    for_each_part(from.get(), file.name, [&](std::string_view part) { write_all(to.get(), part, file.place); });
 }
 
 void lay_in_image(const Image &image)

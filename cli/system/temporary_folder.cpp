@@ -5,9 +5,13 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <dirent.h>
 #include <fcntl.h>
+#include <memory>
+#include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -17,9 +21,20 @@ namespace command {
 static constexpr char prefix[] = ".migr-private-";
 static constexpr char pattern_end[] = "XXXXXX";
 
-static bool is_our_name(const std::string &name)
+static bool is_our_name(std::string_view name)
 {
     return name.starts_with(prefix) && name.size() == sizeof prefix - 1 + sizeof pattern_end - 1;
+}
+
+/* The folder for temporary files may hold thousands of other names. */
+static std::vector<std::string> our_names_in(const fs::path &where)
+{
+    std::vector<std::string>             names;
+    std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(where.c_str()), closedir);
+    while (const dirent *entry = folder ? readdir(folder.get()) : nullptr)
+        if (is_our_name(entry->d_name))
+            names.emplace_back(entry->d_name);
+    return names;
 }
 
 /* Locked, if nobody else has it. */
@@ -32,14 +47,13 @@ static Fd lock_of(const fs::path &folder)
 /* Those of living processes are locked, and those of other users are theirs. */
 static void sweep(const fs::path &where)
 {
-    std::error_code error;
-    for (fs::directory_iterator at(where, error), end; !error && at != end; at.increment(error)) {
-        struct stat st = {};
-        bool        ours = is_our_name(at->path().filename().string()) && lstat(at->path().c_str(), &st) == 0 &&
-                    S_ISDIR(st.st_mode) && st.st_uid == geteuid();
+    for (const std::string &name : our_names_in(where)) {
+        fs::path        folder = where / name;
+        struct stat     st = {};
         std::error_code ignored;
-        if (ours && lock_of(at->path()))
-            fs::remove_all(at->path(), ignored);
+        bool            ours = lstat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == geteuid();
+        if (ours && lock_of(folder))
+            fs::remove_all(folder, ignored);
     }
 }
 
