@@ -3,6 +3,7 @@
  * handle is open the image's other data comes by way of its connection, and the default pages are there.
  */
 #include "image_database.h"
+#include "kept_questions.h"
 #include "platform/platform.h"
 #include "replacement_pages.h"
 
@@ -12,7 +13,8 @@
 #include <iterator>
 
 struct signature_database {
-    sqlite3 *connection;
+    sqlite3                 *connection;
+    appliance::KeptQuestions questions;
 };
 
 using appliance::Statement;
@@ -25,7 +27,7 @@ int db_open(signature_database **handle)
     appliance::Connection connection = appliance::open_database();
     if (!connection)
         return -1;
-    auto *opened = static_cast<signature_database *>(malloc(sizeof(signature_database)));
+    auto *opened = static_cast<signature_database *>(calloc(1, sizeof(signature_database)));
     if (!opened)
         return -1;
     opened->connection = connection.release();
@@ -43,6 +45,7 @@ int db_close(signature_database *handle)
         appliance::hold_connection(nullptr);
         appliance::free_default_pages();
     }
+    appliance::drop_questions(&handle->questions);
     sqlite3_close(handle->connection);
     free(handle);
     return 0;
@@ -55,11 +58,11 @@ struct query_field {
     int width;
 };
 
-/* The fields that a query object has been given, and its connection. */
+/* The fields that a query object has been given, and whom it asks. */
 struct query {
-    sqlite3    *connection;
-    query_field fields[8];
-    int         field_count;
+    signature_database *database;
+    query_field         fields[8];
+    int                 field_count;
 };
 
 } // namespace
@@ -142,19 +145,30 @@ static int keep_rows(db_object *object, sqlite3_stmt *statement, const query_fie
     return result;
 }
 
+static int answer(db_object *object, sqlite3_stmt *statement)
+{
+    const query *state = static_cast<const query *>(object->internal);
+    if (!statement || sqlite3_column_count(statement) != state->field_count)
+        return SQLITE_ERROR;
+    int result = keep_rows(object, statement, state->fields[0]);
+    if (result != SQLITE_DONE)
+        free_rows(object);
+    return result == SQLITE_DONE ? SQLITE_OK : result;
+}
+
 static int run_query(db_object *object, const char *sql)
 {
     const query *state = static_cast<const query *>(object->internal);
     if (!state || state->field_count == 0)
         return SQLITE_MISUSE;
     free_rows(object);
-    Statement statement = appliance::prepare(state->connection, sql);
-    if (!statement || sqlite3_column_count(statement.get()) != state->field_count)
-        return SQLITE_ERROR;
-    int result = keep_rows(object, statement.get(), state->fields[0]);
-    if (result != SQLITE_DONE)
-        free_rows(object);
-    return result == SQLITE_DONE ? SQLITE_OK : result;
+    if (sqlite3_stmt *kept = appliance::kept_question(&state->database->questions, state->database->connection, sql)) {
+        int result = answer(object, kept);
+        sqlite3_reset(kept);
+        return result;
+    }
+    Statement statement = appliance::prepare(state->database->connection, sql);
+    return answer(object, statement.get());
 }
 
 static int run(db_object *object, const char *sql, int32_t *status)
@@ -181,7 +195,7 @@ int init_db_object(db_object *object, signature_database *handle)
     auto *state = static_cast<query *>(calloc(1, sizeof(query)));
     if (!state)
         return -1;
-    state->connection = handle->connection;
+    state->database = handle;
     *object = {add_field, run, release, nullptr, 0, state};
     return 0;
 }

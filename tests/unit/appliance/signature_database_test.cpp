@@ -173,6 +173,38 @@ TEST(DatabaseQuery, CountsOfTheReconciliation)
     });
 }
 
+/* A comment keeps a question from being taken apart. More sorts of them than are kept, and some that are of no sort. */
+TEST(DatabaseQuery, TheSameWithOtherTexts)
+{
+    with_database(RULES, [](signature_database *handle) {
+        const std::vector<std::string> names = {"010000001", "010000002", "0100", "",
+                                                "?",         "01?",       "a-b",  "x' or '1'='1"};
+        auto ask = [&](const std::string &sql) { return rows_of(handle, DB_FIELD_NUMBER, 0, sql.c_str()); };
+        for (int round = 0; round < 2; round++)
+            for (const std::string &name : names)
+                for (const char *less : {"", " and score>0", " and score<1", " and score>1", " and score<2",
+                                         " and score>2", " and score<3", " and score>3", " and score<4", " or 1=1"}) {
+                    std::string sql = "select count(*) from signature_rule where signature_id='" + name + "'" + less;
+                    EXPECT_EQ(ask(sql + ";"), ask(sql + " /* all of it */;")) << sql;
+                }
+    });
+}
+
+TEST(DatabaseQuery, OfOneTextDoesNotAnswerForAnother)
+{
+    with_database(RULES, [](signature_database *handle) {
+        auto count = [&](const std::string &name) {
+            std::string sql = "select count(*) from signature_rule where signature_id='" + name + "';";
+            return rows_of(handle, DB_FIELD_NUMBER, 0, sql.c_str()).at(0);
+        };
+        EXPECT_EQ(count("010000001"), "1");
+        EXPECT_EQ(count("nowhere"), "0");
+        EXPECT_EQ(count("010000002"), "1");
+        expect_error(handle, "select count(*) from no_such_table where signature_id='010000001';");
+        EXPECT_EQ(count("010000003"), "1");
+    });
+}
+
 TEST(DatabaseQuery, TextIsCutToItsField)
 {
     with_database(RULES, [](signature_database *handle) {
