@@ -236,6 +236,16 @@ std::vector<std::string> notes_of(const std::string &output)
 
 /* ---- behind the run ---- */
 
+struct Verified {
+    std::vector<FileOutcome> files;
+    std::vector<std::string> brought;
+};
+
+auto fields_of(Verified &verified)
+{
+    return std::tie(verified.files, verified.brought);
+}
+
 bool any_refused(const std::vector<FileOutcome> &files)
 {
     return std::any_of(files.begin(), files.end(),
@@ -249,6 +259,21 @@ void withhold(const Scene &scene, StagedRun &result)
             result.withheld.push_back(file.name);
     if (scene.stand_in)
         result.withheld.push_back(global_name);
+}
+
+/* What is hostile is looked at for the last time here, and what is wanted of it comes along. */
+void take_results(const Scene &scene, const LibraryRun &run, StagedRun &result)
+{
+    Verified seen = inside(scene.staging, [&] {
+        Verified verified = {outcomes_of_run(scene.plans, run, scene.request.accept_damage), {}};
+        for (const std::string &path : scene.request.wanted)
+            verified.brought.push_back(is_there(path) ? read_file(path, Links::refuse) : "");
+        return verified;
+    });
+    result.files = std::move(seen.files);
+    result.brought = std::move(seen.brought);
+    result.status = any_refused(result.files) ? Status::left_alone : Status::done;
+    result.ran = result.status == Status::done || scene.request.partial;
 }
 
 } // namespace
@@ -269,9 +294,7 @@ StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &
     result.notes = notes_of(run.output);
     if (!run.trouble().empty())
         throw Failure(Status::failed, run.trouble());
-    result.files = inside(staging, [&] { return outcomes_of_run(scene.plans, run, request.accept_damage); });
-    result.status = any_refused(result.files) ? Status::left_alone : Status::done;
-    result.ran = result.status == Status::done || request.partial;
+    take_results(scene, run, result);
     withhold(scene, result);
     return result;
 }

@@ -26,12 +26,14 @@ struct RunRequest {
     std::function<void(const std::string &)> tell;               /* is told what goes on, line by line; may be empty */
     FILE                                    *progress = nullptr; /* where progress is shown; null: nowhere */
     std::optional<ConfigFolder>              before; /* what there is to upgrade, if somebody has looked already */
+    std::vector<std::string>                 wanted; /* paths of files there that are to be brought out behind a run */
 };
 
 struct StagedRun {
     std::vector<FileOutcome> files;
     std::vector<std::string> withheld; /* names of files that the library was not shown: the appliance keeps its own */
     std::vector<std::string> notes;    /* what the library printed */
+    std::vector<std::string> brought;  /* the bytes of the wanted files, nothing of one that is not there; with `ran` */
     Status                   status = Status::done;
     bool                     ran = false; /* there is a result in the staging folder that may be committed */
 };

@@ -168,26 +168,36 @@ void tell_findings(const Conversion &conversion, const Arguments &arguments)
         complain("warning: " + conversion.shown + ": " + warning);
 }
 
-std::string result_in(const Root &root, const std::string &name)
+/* The names of the files that come of it. */
+std::vector<std::string> results_of(const SingleFile &file)
 {
-    return root.run([&] { return read_file(config_path(name), Links::refuse); });
+    return file.becomes_two() ? std::vector<std::string>{global_name, first_domain_name} : std::vector{file.stored};
 }
 
-std::vector<Converted> results_of(const Arguments &arguments, const Root &root, const SingleFile &file)
+std::string output_path(const Arguments &arguments, const SingleFile &file, const std::string &result)
 {
-    if (!file.becomes_two())
-        return {{output_path(arguments, file.path), result_in(root, file.stored)}};
-    make_output_folder(arguments);
-    std::vector<Converted> results;
-    for (const char *name : {global_name, first_domain_name})
-        results.push_back({fs::path(arguments.output) / plain_name(name), result_in(root, name)});
-    return results;
+    return file.becomes_two() ? std::string(fs::path(arguments.output) / plain_name(result))
+                              : output_path(arguments, file.path);
+}
+
+void put_results(const Arguments &arguments, const SingleFile &file, StagedRun &run, Interrupts &interrupts,
+                 Conversion &conversion)
+{
+    if (file.becomes_two())
+        make_output_folder(arguments);
+    std::vector<std::string> results = results_of(file);
+    for (size_t at = 0; at < results.size(); at++) {
+        Converted output = {output_path(arguments, file, results[at]), std::move(run.brought.at(at))};
+        put(output, arguments, interrupts, conversion);
+        if (file.becomes_two())
+            complain("wrote " + output.path);
+    }
 }
 
 /* Files are called what the person calls them, and not as they were in the throw-away appliance. */
-void take_account(const Root &root, const StagedRun &run, const SingleFile &file, Conversion &conversion)
+void take_account(const StagedRun &run, const SingleFile &file, Conversion &conversion)
 {
-    conversion.account = account_of_results(root, run.files);
+    conversion.account = account_of_results(run.brought.back(), run.files);
     for (AccountFile &accounted : conversion.account.files)
         accounted.file = accounted.before < 0 ? conversion.outputs.back() : file.shown;
 }
@@ -208,6 +218,9 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
 {
     RunRequest request;
     request.before = folder_with(file);
+    for (const std::string &name : results_of(file))
+        request.wanted.push_back(config_path(name));
+    request.wanted.push_back(account_path);
     request.accept_damage = arguments.accept_damage;
     request.library = [] { run_and_account(Detail::losses); };
     if (std::string missing = what_is_missing(file); !missing.empty())
@@ -217,12 +230,8 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
     tell_findings(conversion, arguments);
     if (!run.ran)
         return complain(file.shown + " was not upgraded, and nothing was written.");
-    for (const Converted &output : results_of(arguments, staging.root(), file)) {
-        put(output, arguments, interrupts, conversion);
-        if (file.becomes_two())
-            complain("wrote " + output.path);
-    }
-    take_account(staging.root(), run, file, conversion);
+    put_results(arguments, file, run, interrupts, conversion);
+    take_account(run, file, conversion);
     conversion.result = Result::upgraded;
 }
 

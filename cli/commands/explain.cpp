@@ -55,11 +55,13 @@ Explained explained(const Arguments &arguments, const Image &image, const Causes
     };
     RunRequest run;
     run.before = input.before;
+    run.wanted = {explanation_path};
     run.partial = true; /* whatever can be explained */
     run.library = [&] { run_and_explain(request); };
     Explained all;
     all.run = run_staged(input.root(), image, run, interrupts);
-    all.explanation = read_explanation(input.root());
+    if (all.run.ran)
+        all.explanation = explanation_from(all.run.brought.front());
     /* What stands in for the other files of an appliance is of no interest. */
     if (!input.only.empty())
         std::erase_if(all.run.files, [&](const FileOutcome &file) { return file.name != input.only; });

@@ -13,6 +13,7 @@ Accounting account_for(const SingleRequest &single, const Image &image, Detail d
     StagedInput input = stage_input(single, image, interrupts);
     RunRequest  request;
     request.before = input.before;
+    request.wanted = {account_path};
     request.partial = true; /* whatever can be accounted for */
     request.accept_damage = true;
     request.library = [detail] { run_and_account(detail); };
@@ -20,7 +21,8 @@ Accounting account_for(const SingleRequest &single, const Image &image, Detail d
     accounting.run = run_staged(input.root(), image, request, interrupts);
     if (!input.only.empty())
         std::erase_if(accounting.run.files, [&](const FileOutcome &file) { return file.name != input.only; });
-    accounting.account = account_of_results(input.root(), accounting.run.files);
+    if (accounting.run.ran)
+        accounting.account = account_of_results(accounting.run.brought.front(), accounting.run.files);
     if (texts == Texts::wanted)
         accounting.results = results_in(input.root(), accounting.account);
     return accounting;

@@ -19,7 +19,6 @@
 #include <map>
 #include <memory>
 #include <new>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace command {
@@ -35,8 +34,6 @@ static auto fields_of(Explanation &explanation)
 }
 
 namespace {
-
-constexpr char explanation_path[] = "/explanation";
 
 uint64_t header_lines()
 {
@@ -202,12 +199,8 @@ void run_and_explain(const ExplanationRequest &request)
     errno = error;
 }
 
-Explanation read_explanation(const Root &root)
+Explanation explanation_from(const std::string &bytes)
 {
-    std::string bytes = root.run([] {
-        struct stat st = {};
-        return lstat(explanation_path, &st) == 0 ? read_file(explanation_path, Links::refuse) : "";
-    });
     return bytes.empty() ? Explanation() : decoded<Explanation>(bytes);
 }
 

@@ -1,7 +1,6 @@
 /* What each author of changes did to each file, taken down as diffs while the library works. */
 #pragma once
 
-#include "appliance/root.h"
 #include "explain/authors.h"
 #include "explain/part_diff.h"
 
@@ -31,12 +30,14 @@ struct ExplanationRequest {
 /* In the place of the upgrade run: runs it, and gives the explanation. */
 Explanation explanation_of_run(const ExplanationRequest &request);
 
-/* The same in the library's child, which leaves the explanation in the root folder for read_explanation. Throws
- * PathError. */
+/* Where the library's child leaves an explanation in the staging folder. */
+inline constexpr char explanation_path[] = "/explanation";
+
+/* The same in the library's child, which leaves the explanation there. Throws PathError. */
 void run_and_explain(const ExplanationRequest &request);
 
-/* In the order in which things were done; of a pass that was begun anew only the last attempt. Empty when the run did
- * not come to its end. Throws Failure. */
-Explanation read_explanation(const Root &root);
+/* Of the bytes of that file, in the order in which things were done; of a pass that was begun anew only the last
+ * attempt. Empty when the run did not come to its end. Throws Failure. */
+Explanation explanation_from(const std::string &bytes);
 
 } // namespace command

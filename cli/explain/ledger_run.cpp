@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <optional>
-#include <sys/stat.h>
 
 namespace command {
 
@@ -57,8 +56,6 @@ static auto fields_of(Account &account)
 }
 
 namespace {
-
-constexpr char account_path[] = "/account";
 
 int32_t release_of(std::string_view text)
 {
@@ -147,18 +144,9 @@ void run_and_account(Detail detail)
     errno = error;
 }
 
-static Account read_account(const Root &staging)
+Account account_of_results(const std::string &bytes, const std::vector<FileOutcome> &outcomes)
 {
-    std::string bytes = staging.run([] {
-        struct stat st = {};
-        return lstat(account_path, &st) == 0 ? read_file(account_path, Links::refuse) : "";
-    });
-    return bytes.empty() ? Account() : decoded<Account>(bytes);
-}
-
-Account account_of_results(const Root &staging, const std::vector<FileOutcome> &outcomes)
-{
-    Account account = read_account(staging);
+    Account account = bytes.empty() ? Account() : decoded<Account>(bytes);
     std::erase_if(account.files, [&](const AccountFile &file) {
         return std::none_of(outcomes.begin(), outcomes.end(), [&](const FileOutcome &outcome) {
             bool came_through = outcome.result == Result::upgraded || outcome.result == Result::added;
@@ -166,6 +154,12 @@ Account account_of_results(const Root &staging, const std::vector<FileOutcome> &
         });
     });
     return account;
+}
+
+Account account_of_results(const Root &staging, const std::vector<FileOutcome> &outcomes)
+{
+    auto bytes = [] { return is_there(account_path) ? read_file(account_path, Links::refuse) : ""; };
+    return account_of_results(staging.run(bytes), outcomes);
 }
 
 } // namespace command
