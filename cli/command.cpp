@@ -33,10 +33,11 @@ constexpr char fleet_group_help[] = "Upgrade a folder of saved appliances, each 
 
 /* In the order in which --help shows them. */
 constexpr const Subcommand *subcommands[] = {
-    &convert_command,       &explain_command,    &account_command,   &blame_command,          &report_command,
-    &plan_command,          &check_command,      &upgrade_command,   &rollback_command,       &snapshots_command,
-    &version_command,       &ml_command,         &lint_command,      &anonymize_command,      &fleet_upgrade_command,
-    &fleet_summary_command, &fleet_list_command, &fleet_one_command, &fleet_identity_command,
+    &convert_command,       &explain_command,       &account_command,        &blame_command,
+    &report_command,        &plan_command,          &check_command,          &upgrade_command,
+    &rollback_command,      &snapshots_command,     &version_command,        &ml_command,
+    &lint_command,          &fleet_upgrade_command, &fleet_summary_command,  &fleet_list_command,
+    &fleet_compare_command, &fleet_one_command,     &fleet_identity_command, &anonymize_command,
 };
 
 constexpr char footer[] = "Exit status: 0 all done, or nothing to do; 1 some file was not upgraded, and why has been "

@@ -41,7 +41,7 @@ _migr()
 {
     local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} before=${COMP_WORDS[COMP_CWORD - 1]}
     local commands="convert explain account blame report plan check upgrade rollback snapshots version ml lint anonymize fleet"
-    local of_fleet="upgrade summary list one identity"
+    local of_fleet="upgrade summary compare list one identity"
     COMPREPLY=()
     if [ "$COMP_CWORD" -eq 1 ]; then
         COMPREPLY=($(compgen -W "$commands --help --version" -- "$word"))
@@ -58,6 +58,7 @@ _migr()
         case $command in
             "fleet upgrade") COMPREPLY=($(compgen -W "--resume --jobs --hosts --image --partial --accept-damage --html --timeout --halt --all --json --help" -- "$word")) ;;
             "fleet summary") COMPREPLY=($(compgen -W "--all --json --help" -- "$word")) ;;
+            "fleet compare") COMPREPLY=($(compgen -W "--image --migr --expect --accept --output --jobs --accept-damage --json --help" -- "$word")) ;;
             "fleet list") COMPREPLY=($(compgen -W "--image --partial --accept-damage --html --help" -- "$word")) ;;
             "fleet one") COMPREPLY=($(compgen -W "--image --partial --accept-damage --html --sent --help" -- "$word")) ;;
             "fleet identity") COMPREPLY=($(compgen -W "--image --help" -- "$word")) ;;

@@ -32,12 +32,16 @@ struct Arguments {
     std::string                in;      /* a folder of saved appliances */
     std::string                out;     /* a folder of results */
     std::string                hosts;   /* a file that lists them */
+    std::string                expect;  /* a file of differences */
+    std::string                migr;    /* another version of the command */
+    std::vector<std::string>   images;  /* folders of images' files */
     std::string                halt;    /* when a fleet is to stop */
     std::optional<std::string> snapshot;
     std::optional<unsigned>    keep;          /* snapshots */
     std::optional<unsigned>    jobs;          /* that run side by side */
     std::optional<unsigned>    entry_timeout; /* seconds for one appliance of a fleet */
     unsigned                   timeout = 600; /* seconds */
+    bool                       accept = false;
     bool                       accept_damage = false;
     bool                       added = false;
     bool                       all = false;
@@ -97,5 +101,6 @@ extern const Subcommand fleet_one_command;
 extern const Subcommand fleet_summary_command;
 extern const Subcommand anonymize_command;
 extern const Subcommand fleet_identity_command;
+extern const Subcommand fleet_compare_command;
 
 } // namespace command

@@ -296,7 +296,8 @@ std::string shown_call(const FleetRequest &request)
 
 std::string job_line(const FleetRequest &request, const std::string &name)
 {
-    std::string line = shell_word(own_path()) + " fleet one";
+    std::string line =
+        shell_word(request.migr.empty() ? own_path() : fs::absolute(request.migr).string()) + " fleet one";
     if (!request.job.image.empty())
         line += " --image " + shell_word(fs::absolute(request.job.image).string());
     line += request.job.partial ? " --partial" : "";

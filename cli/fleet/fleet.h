@@ -15,6 +15,7 @@
 namespace command {
 
 struct FleetRequest {
+    std::string             migr; /* the command that does it; empty: this one */
     std::string             in;
     EntryJob                job; /* as for each appliance, without its path */
     bool                    resume = false;

@@ -75,9 +75,6 @@ class FleetIndex {
     void commit();
 
   private:
-    void      execute(const char *sql) const;
-    Statement ask(const char *sql) const;
-
     Connection connection_;
 };
 
