@@ -6,6 +6,7 @@
 #include "anonymize/key_blocks.h"
 
 #include "anonymize/addresses.h"
+#include "anonymize/word_scan.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -320,13 +321,11 @@ std::string KeyBlocks::other_names(std::string der)
 
 void KeyBlocks::learn(std::string_view text)
 {
-    static constexpr std::string_view begin = "-----BEGIN ", end = "-----END ", dashes = "-----";
-    for (size_t at = text.find(begin); at != std::string_view::npos; at = text.find(begin, at + 1)) {
-        size_t close = text.find(end, at);
-        close = close == std::string_view::npos ? close : text.find(dashes, close + end.size());
-        if (close == std::string_view::npos)
-            return;
-        if (std::optional<Block> block = Block::read(text.substr(at, close + dashes.size() - at)))
+    static constexpr std::string_view begin = "-----BEGIN ";
+    for (size_t at = text.find(begin); at != std::string_view::npos; at = text.find(begin, at)) {
+        std::string_view written = key_block_at(text, at);
+        at += std::max(written.size(), begin.size());
+        if (std::optional<Block> block = written.empty() ? std::nullopt : Block::read(written))
             learn(*block);
         ERR_clear_error();
     }
@@ -406,21 +405,73 @@ std::string KeyBlocks::of_private_key(const Block &block)
  * before. */
 std::string KeyBlocks::of_encrypted_key(const Block &block)
 {
-    std::string content = block.der;
     if (!block.headers.empty())
-        return block.with(texts_.permutation().bytes(content, content.size()));
+        return of_old_encrypted_key(block);
+    std::string          content = block.der;
     const unsigned char *old_der = bytes_of(block.der);
     Owned<X509_SIG>      old(d2i_X509_SIG(nullptr, &old_der, static_cast<long>(block.der.size())));
     if (!old)
         return "";
     replace_in(reinterpret_cast<unsigned char *>(content.data()), static_cast<long>(content.size()), 0, false);
-    for (const auto &[passphrase, other] : passphrases_)
-        if (Owned<PKCS8_PRIV_KEY_INFO> opened(
-                PKCS8_decrypt(old.get(), passphrase.data(), static_cast<int>(passphrase.size())));
-            opened)
-            if (std::string closed = closed_like(content, *opened, other); !closed.empty())
-                return block.with(closed);
+    for (const auto &[passphrase, other] : passphrases_) {
+        Owned<PKCS8_PRIV_KEY_INFO> opened(
+            PKCS8_decrypt(old.get(), passphrase.data(), static_cast<int>(passphrase.size())));
+        std::string closed = opened ? closed_like(content, *opened, other) : "";
+        if (!closed.empty())
+            return block.with(closed);
+    }
     return block.with(content);
+}
+
+/* The form in which the encryption stands in lines ahead of the key, with bytes that begin it. */
+std::string KeyBlocks::of_old_encrypted_key(const Block &block)
+{
+    static constexpr std::string_view mark = "DEK-Info:";
+    std::string                       content = texts_.permutation().bytes(block.der, block.der.size());
+    size_t                            line = block.text.find(mark);
+    size_t                            comma = line == std::string_view::npos ? line : block.text.find(',', line);
+    if (comma == std::string_view::npos)
+        return block.with(content);
+    std::string text(block.text), start(word_at(block.text, comma + 1));
+    text.replace(comma + 1, start.size(), texts_.permutation().of(start, Letters::hexadecimal));
+    std::optional<Block> other = Block::read(text);
+    if (!other)
+        return block.with(content);
+    for (const auto &[passphrase, other_passphrase] : passphrases_) {
+        std::string opened = old_cipher(block, passphrase, block.der, false);
+        const auto *der = bytes_of(opened);
+        PrivateKey  key =
+            own(opened.empty() ? nullptr : d2i_AutoPrivateKey(nullptr, &der, static_cast<long>(opened.size())));
+        PrivateKey  fresh = key ? fresh_key(key.get()) : nullptr;
+        std::string closed = fresh ? old_cipher(*other, other_passphrase, traditional(fresh.get()), true) : "";
+        if (!closed.empty())
+            return other->with(closed);
+    }
+    return other->with(content);
+}
+
+/* Encrypts or decrypts as the lines ahead of a key say; empty when that does not go. */
+std::string KeyBlocks::old_cipher(const Block &block, const std::string &passphrase, std::string_view bytes,
+                                  bool encrypts)
+{
+    EVP_CIPHER_INFO info = {};
+    std::string     headers = block.headers;
+    if (PEM_get_EVP_CIPHER_INFO(headers.data(), &info) != 1 || !info.cipher)
+        return "";
+    unsigned char                                               key[EVP_MAX_KEY_LENGTH];
+    std::string                                                 out(bytes.size() + EVP_MAX_BLOCK_LENGTH, '\0');
+    auto                                                       *to = reinterpret_cast<unsigned char *>(out.data());
+    int                                                         length = 0, rest = 0;
+    std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX *)> context(EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
+    bool                                                        is_done = context &&
+                   EVP_BytesToKey(info.cipher, EVP_md5(), info.iv, bytes_of(passphrase),
+                                  static_cast<int>(passphrase.size()), 1, key, nullptr) > 0 &&
+                   EVP_CipherInit_ex(context.get(), info.cipher, nullptr, key, info.iv, encrypts ? 1 : 0) == 1 &&
+                   EVP_CipherUpdate(context.get(), to, &length, bytes_of(bytes), static_cast<int>(bytes.size())) == 1 &&
+                   EVP_CipherFinal_ex(context.get(), to + length, &rest) == 1;
+    OPENSSL_cleanse(key, sizeof key);
+    out.resize(is_done ? static_cast<size_t>(length + rest) : 0);
+    return out;
 }
 
 /* Encrypted as `like` says, which has the salt that is to be used. */

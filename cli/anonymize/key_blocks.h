@@ -35,20 +35,23 @@ class KeyBlocks {
   private:
     struct Block;
 
-    void        learn(const Block &block);
-    void        fit_key(const EVP_PKEY *old, size_t length, std::string (*encode)(const EVP_PKEY *));
-    std::string of_private_key(const Block &block);
-    std::string of_encrypted_key(const Block &block);
-    std::string closed_like(const std::string &like, PKCS8_PRIV_KEY_INFO &old, const std::string &passphrase);
-    std::string of_certificate(const Block &block);
-    std::string of_request(const Block &block);
-    std::string of_revocation_list(const Block &block);
-    std::string of_public_key(const Block &block);
-    PrivateKey  fresh_key(const EVP_PKEY *old);
-    PrivateKey  issuer_key(const std::string &issuer, int signature_kind, size_t signature_length);
-    std::string other_names(std::string der);
-    std::string other_primitive(int kind, int tag, std::string_view old, bool is_certificate_part);
-    void        replace_in(unsigned char *at, long length, int depth, bool is_certificate_part);
+    void               learn(const Block &block);
+    void               fit_key(const EVP_PKEY *old, size_t length, std::string (*encode)(const EVP_PKEY *));
+    std::string        of_private_key(const Block &block);
+    std::string        of_encrypted_key(const Block &block);
+    std::string        of_old_encrypted_key(const Block &block);
+    static std::string old_cipher(const Block &block, const std::string &passphrase, std::string_view bytes,
+                                  bool encrypts);
+    std::string        closed_like(const std::string &like, PKCS8_PRIV_KEY_INFO &old, const std::string &passphrase);
+    std::string        of_certificate(const Block &block);
+    std::string        of_request(const Block &block);
+    std::string        of_revocation_list(const Block &block);
+    std::string        of_public_key(const Block &block);
+    PrivateKey         fresh_key(const EVP_PKEY *old);
+    PrivateKey         issuer_key(const std::string &issuer, int signature_kind, size_t signature_length);
+    std::string        other_names(std::string der);
+    std::string        other_primitive(int kind, int tag, std::string_view old, bool is_certificate_part);
+    void               replace_in(unsigned char *at, long length, int depth, bool is_certificate_part);
 
     Substitution                      &texts_;
     std::map<std::string, PrivateKey>  fresh_;       /* by the old public key */

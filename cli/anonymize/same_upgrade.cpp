@@ -22,7 +22,7 @@ Side side_of(const SingleRequest &request, const Image &image, Interrupts &inter
     try {
         return {account_for(request, image, Detail::lines, Texts::left, interrupts), ""};
     } catch (const Failure &failure) {
-        interrupts.stop_here("Nothing was changed.");
+        interrupts.stop_here("The result is there; whether an upgrade does the same to it was not seen to the end.");
         return {{}, failure.what()};
     }
 }

@@ -43,14 +43,17 @@ FoundPiece piece_in(std::string_view word)
     return found;
 }
 
-/* What stands between blanks, quotes and commas around a word. */
+/* What stands between blanks, quotes and commas around a word, as far as it is near. */
 std::string_view token_around(std::string_view text, size_t at)
 {
     static constexpr std::string_view between = " \t\r\n\",;";
-    size_t                            start = text.find_last_of(between, at);
-    size_t                            end = text.find_first_of(between, at);
+    static constexpr size_t           near = 64;
+    size_t                            first = at - std::min(at, near);
+    std::string_view                  here = text.substr(first, at - first + near);
+    size_t                            start = here.find_last_of(between, at - first);
+    size_t                            end = here.find_first_of(between, at - first);
     start = start == std::string_view::npos ? 0 : start + 1;
-    return text.substr(start, std::min(end, text.size()) - start);
+    return here.substr(start, std::min(end, here.size()) - start);
 }
 
 bool has_letters(std::string_view text)
@@ -155,15 +158,11 @@ std::string Substitution::of_scanned(std::string_view text, TextUse use)
 
 bool Substitution::take_block(std::string_view text, size_t &at, std::string &out)
 {
-    static constexpr std::string_view begin = "-----BEGIN ", end = "-----END ", dashes = "-----";
-    if (!text.substr(at).starts_with(begin) || !of_block)
+    std::string_view block = of_block ? key_block_at(text, at) : "";
+    if (block.empty())
         return false;
-    size_t last_line = text.find(end, at);
-    size_t close = last_line == std::string_view::npos ? last_line : text.find(dashes, last_line + end.size());
-    if (close == std::string_view::npos)
-        return false;
-    out += of_block(text.substr(at, close + dashes.size() - at));
-    at = close + dashes.size();
+    out += of_block(block);
+    at += block.size();
     return true;
 }
 

@@ -1,4 +1,4 @@
-/* What a word is here: letters, digits and the bytes of other characters, in a row. */
+/* What a word is here: letters, digits and the bytes of other characters, in a row; and what a block of a key is. */
 #pragma once
 
 #include <string>
@@ -34,6 +34,10 @@ constexpr std::string_view word_at(std::string_view text, size_t at)
         end++;
     return text.substr(at, end - at);
 }
+
+/* A key or certificate that begins there, up to the dashes at its end; empty for none. However many begin and never
+ * end, a text is gone through in time that goes with its length. */
+std::string_view key_block_at(std::string_view text, size_t at);
 
 inline std::string small_letters(std::string_view text)
 {

@@ -51,6 +51,17 @@ void require_new(const std::string &out)
         throw Failure(Status::unusable, out + " is there already. Name one with -o that is not.");
 }
 
+/* The appliance is not written to, nor is anything below its folder. */
+void require_outside(const Arguments &arguments)
+{
+    std::error_code error;
+    fs::path        root = fs::canonical(arguments.file, error);
+    fs::path        from_root = fs::weakly_canonical(arguments.output, error).lexically_relative(root);
+    if (root != "/" && !from_root.empty() && *from_root.begin() != "..")
+        throw Failure(Status::unusable, arguments.output + " lies in " + arguments.file +
+                                            ", which is left as it is. Name another place with -o.");
+}
+
 /* A folder that goes again unless all went well. */
 class NewFolder {
   public:
@@ -89,7 +100,9 @@ class NewFolder {
 Anonymized anonymize_input(const Arguments &arguments, const AnonymizeKey &key, Interrupts &interrupts)
 {
     if (is_root_folder(arguments.file)) {
-        Root       appliance(arguments.file);
+        require_outside(arguments);
+        Root appliance(arguments.file);
+        appliance.lock();
         NewFolder  out(arguments.output);
         Anonymized done = anonymize_appliance(appliance, out.fd(), key, interrupts);
         out.keep();

@@ -169,6 +169,27 @@ TEST_F(KeyBlocksTest, CloseEncryptedKeysWithWhatTheirPassphraseBecame)
     EXPECT_EQ(1, X509_check_private_key(certificate_of(other(certificate)).get(), opened.get()));
 }
 
+TEST_F(KeyBlocksTest, CloseKeysOfTheOldFormToo)
+{
+    auto  old = key_of(sample(std::string(folder) + "local/root/timeclock.key"));
+    BIO  *bio = BIO_new(BIO_s_mem());
+    char  passphrase[] = "ida-Opens-4";
+    char *bytes = nullptr;
+    ASSERT_EQ(1,
+              PEM_write_bio_PrivateKey_traditional(bio, old.get(), EVP_aes_256_cbc(), nullptr, 0, nullptr, passphrase));
+    auto        length = BIO_get_mem_data(bio, &bytes);
+    std::string key(bytes, static_cast<size_t>(length));
+    BIO_free(bio);
+    std::string start = key.substr(key.find("CBC,") + 4, 32);
+    expect_same_shape(key, other(key));
+    blocks.learn_passphrase(passphrase);
+    std::string now = other(key);
+    expect_same_shape(key, now);
+    EXPECT_EQ(std::string::npos, now.find(start)) << "the bytes that begin the encryption are left";
+    auto opened = key_of(now, permutation.of(passphrase).c_str());
+    EXPECT_EQ(0, EVP_PKEY_eq(old.get(), opened.get())) << "it is the old key";
+}
+
 TEST_F(KeyBlocksTest, ReplaceWhatCannotBeRead)
 {
     static const std::string broken =
