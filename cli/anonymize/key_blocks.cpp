@@ -345,12 +345,15 @@ void KeyBlocks::learn(const Block &block)
     }
 }
 
-/* A fresh key whose encoded form is as long as the old one's. */
+/* A fresh key whose encoded form takes as many lines as the old one's, mostly: those of some kinds differ by a few
+ * bytes. */
 void KeyBlocks::fit_key(const EVP_PKEY *old, size_t length, std::string (*encode)(const EVP_PKEY *))
 {
-    PrivateKey &fresh = fresh_[public_part(old)];
+    static constexpr size_t bytes_of_line = 48;
+    PrivateKey             &fresh = fresh_[public_part(old)];
+    auto                    lines = [](size_t size) { return (size + bytes_of_line - 1) / bytes_of_line; };
     for (int tries = 0; tries < key_tries; tries++)
-        if (!fresh || encode(fresh.get()).size() != length)
+        if (!fresh || lines(encode(fresh.get()).size()) != lines(length))
             fresh = made_like(old);
 }
 

@@ -45,7 +45,7 @@ fast slow fastest smallest compress compression column width output input consol
 br div span form table tr td th h1 h2 h3 h4 p a b i u ul ol li img input label select option button title meta link style
 class id href src alt rel action method align center border color font size width height padding margin background px pt
 em nbsp amp quot doctype dtd w3c en hidden submit checkbox radio textarea disabled selected display block inline
-opmode vdom build txt db dat bak old new sys domain conf gz cer csr crl pem data etc var log config
+opmode vdom ver build txt db dat bak old new sys domain conf gz cer csr crl pem data etc var log config
 cert globalcert intmed xmlproxy certs mesh_connector index readme http_host http_url x forwarded for real www com net org edu gov int arpa mailto
 pi pin pin
 )";
