@@ -522,6 +522,8 @@ void Accountant::finish(AccountFile &file, size_t at)
     new_texts_[at].count_others(file.out);
     file.out.layout += file.out.unread; /* the writer writes nothing that it does not know */
     file.out.unread = 0;
+    if (detail_ == Detail::losses)
+        return; /* they are counted in any order */
     auto place = [](const AccountEntry &entry) {
         return std::pair(entry.in.first == 0, entry.in.first == 0 ? entry.out.first : entry.in.first);
     };

@@ -4,6 +4,7 @@
 #include "driver/migr.h"
 #include "run/library_child.h"
 #include "system/files.h"
+#include "system/large_pages.h"
 
 #include <map>
 #include <sys/stat.h>
@@ -66,10 +67,14 @@ uint32_t add_text(JournalText text)
 /* For the nodes of a text that is going to be read, so that they need not move as they become more. */
 void make_room(const char *path)
 {
-    static constexpr size_t usual_node = 32; /* characters, or more */
-    struct stat             st = {};
-    if (stat(path, &st) == 0)
-        taking->journal.nodes.reserve(taking->journal.nodes.size() + static_cast<size_t>(st.st_size) / usual_node);
+    static constexpr size_t   usual_node = 32; /* characters, or more */
+    std::vector<JournalNode> &nodes = taking->journal.nodes;
+    struct stat               st = {};
+    if (stat(path, &st) != 0)
+        return;
+    size_t further = static_cast<size_t>(st.st_size) / usual_node;
+    nodes.reserve(nodes.size() + further);
+    ask_for_large_pages(nodes.data() + nodes.size(), further * sizeof nodes[0]);
 }
 
 /* Whatever else than the configuration is read is a file of the image, by a step that needs it. */

@@ -3,6 +3,7 @@
 
 #include "language/items.h"
 #include "language/lines.h"
+#include "system/large_pages.h"
 
 #include <algorithm>
 
@@ -52,6 +53,7 @@ LinedText::LinedText(std::string_view text) : text_(text)
 {
     static constexpr size_t usual_line = 32;
     lines_.reserve(text.size() / usual_line);
+    ask_for_large_pages(lines_.data(), lines_.capacity() * sizeof lines_[0]);
     std::vector<uint32_t> blocks; /* lines of those around, innermost last */
     OpenValue             value;
     ConfigLines           lines(text);

@@ -4,6 +4,8 @@
  */
 #include "system/gzip_text.h"
 
+#include "system/large_pages.h"
+
 #include <algorithm>
 #include <libdeflate.h>
 #include <memory>
@@ -33,13 +35,20 @@ size_t likely_length(std::string_view bytes)
     return said > 0 && said <= bytes.size() * believed_growth ? said : bytes.size() * usual_growth + least;
 }
 
+void make_room(std::string &text, size_t size)
+{
+    text.reserve(size);
+    ask_for_large_pages(text.data(), size);
+    text.resize(size);
+}
+
 /* Appends the first member's text, and takes the member off. False when it is damaged or the text gets too long. */
 bool unpack_member(const Unpacker &unpacker, std::string_view &bytes, std::string &text)
 {
     size_t before = text.size();
     size_t most = text_limit - before;
     for (size_t room = std::min(likely_length(bytes), most);; room = std::min(room * 2, most)) {
-        text.resize(before + room);
+        make_room(text, before + room);
         size_t used = 0, made = 0;
         auto   result = libdeflate_gzip_decompress_ex(unpacker.get(), bytes.data(), bytes.size(), text.data() + before,
                                                       room, &used, &made);
