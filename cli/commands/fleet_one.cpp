@@ -8,14 +8,30 @@ namespace command {
 
 namespace {
 
-Status upgrade_one(const Arguments &arguments)
+/* As long as it lives. What goes wrong with the job itself is told by whoever catches it. */
+struct LinesKept {
+    LinesKept()
+    {
+        keep_lines(true);
+    }
+    ~LinesKept()
+    {
+        keep_lines(false);
+    }
+};
+
+EntryResult upgraded(const Arguments &arguments)
 {
     Interrupts interrupts;
-    keep_lines(true); /* they go into the appliance's answer */
-    EntryJob    job = entry_job(arguments, arguments.file);
-    EntryResult result =
-        arguments.sent ? upgrade_sent(job, arguments.file, arguments.out, interrupts) : upgrade_entry(job, interrupts);
-    keep_lines(false);
+    LinesKept  for_the_answer;
+    EntryJob   job = entry_job(arguments, arguments.file);
+    return arguments.sent ? upgrade_sent(job, arguments.file, arguments.out, interrupts)
+                          : upgrade_entry(job, interrupts);
+}
+
+Status upgrade_one(const Arguments &arguments)
+{
+    EntryResult result = upgraded(arguments);
     say(std::string(name_of(result.end)) + " " + result.entry);
     return status_of(result.end);
 }

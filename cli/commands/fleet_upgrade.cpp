@@ -1,8 +1,10 @@
 /* migr fleet upgrade IN OUT: how a fleet's upgrade is asked for and shown. What it does is told by fleet/fleet.h. */
 #include "commands/fleet_options.h"
+#include "fleet/index_page.h"
 #include "fleet/summary.h"
 #include "output/console.h"
 #include "output/printable.h"
+#include "system/files.h"
 
 namespace command {
 
@@ -31,6 +33,8 @@ Status upgrade_all(const Arguments &arguments)
     FleetRequest request = fleet_request(arguments);
     FleetRun     run = upgrade_fleet(request, index, interrupts);
     Status       status = run.left > 0 ? Status::left_alone : status_of(index);
+    if (arguments.html)
+        write_index_page(index, arguments.out);
     if (arguments.json) {
         Json::Members answer = {{"in", arguments.in}, {"out", arguments.out}};
         for (auto part : {run_json(run), summary_json(index)})
@@ -40,6 +44,8 @@ Status upgrade_all(const Arguments &arguments)
     }
     show_run(run, arguments);
     show_summary(index, arguments.all);
+    if (arguments.html)
+        say("Index of the reports: " + shell_word(joined(arguments.out, "index.html")));
     return status;
 }
 

@@ -185,11 +185,10 @@ bool run_here(Fleet &fleet, const std::string &log)
 std::vector<std::string> send_all(const Fleet &fleet, const Shipments &shipments)
 {
     std::vector<std::string> sent;
-    for (size_t number = 1; number <= fleet.index.expected(); number++) {
+    fleet.index.for_each_unanswered([&](const std::string &name, size_t number) {
         fleet.interrupts.stop_here("What was done stays.");
-        if (std::string name = fleet.index.unanswered(number); !name.empty())
-            sent.push_back(shipments.send(number, joined(fleet.request.in, name)));
-    }
+        sent.push_back(shipments.send(number, joined(fleet.request.in, name)));
+    });
     return sent;
 }
 
@@ -280,11 +279,10 @@ void answer_for_silent_machines(Fleet &fleet)
 {
     if (!fleet.request.halt.empty())
         return;
-    for (size_t number = 1; number <= fleet.index.expected(); number++)
-        if (std::string name = fleet.index.unanswered(number); !name.empty())
-            answer_for(fleet, name, EntryEnd::failed,
-                       "No machine gave an answer for it. See that they are there, and "
-                       "that they need no password.");
+    fleet.index.for_each_unanswered([&](const std::string &name, size_t) {
+        answer_for(fleet, name, EntryEnd::failed,
+                   "No machine gave an answer for it. See that they are there, and that they need no password.");
+    });
 }
 
 std::string shown_call(const FleetRequest &request)
@@ -346,17 +344,18 @@ FleetRun upgrade_fleet(const FleetRequest &request, FleetIndex &index, Interrupt
     find_work(fleet);
     index.wait_for_answers();
     std::string log = joined(fs::absolute(results.work()), "log");
-    bool        went_on = request.hosts.empty() ? run_here(fleet, log) : run_there(fleet, log);
+    bool went_on = index.expected() == 0 || (request.hosts.empty() ? run_here(fleet, log) : run_there(fleet, log));
     if (!went_on)
         throw Failure(Status::failed,
                       "Stopped by a signal. What was done stays. Go on with: " + shown_call(request) + " --resume");
+    if (index.expected() == 0)
+        return fleet.run;
     if (request.hosts.empty())
         answer_for_silent_jobs(fleet, log);
     else
         answer_for_silent_machines(fleet);
     read_lines(fleet);
-    for (size_t number = 1; number <= index.expected(); number++)
-        fleet.run.left += index.unanswered(number).empty() ? 0 : 1;
+    index.for_each_unanswered([&](const std::string &, size_t) { fleet.run.left++; });
     return fleet.run;
 }
 

@@ -89,6 +89,15 @@ std::string FleetIndex::unanswered(size_t number) const
     return asked.next() ? asked.text(0) : "";
 }
 
+void FleetIndex::for_each_unanswered(const std::function<void(const std::string &entry, size_t number)> &look) const
+{
+    Asked asked(connection_, "SELECT expected.entry, answered.entry IS NOT NULL FROM expected "
+                             "LEFT JOIN answered ON answered.entry = expected.entry ORDER BY expected.entry");
+    for (size_t number = 1; asked.next(); number++)
+        if (asked.number(1) == 0)
+            look(asked.text(0), number);
+}
+
 void FleetIndex::for_each_expected(const std::function<void(const std::string &entry)> &look) const
 {
     Asked asked(connection_, "SELECT entry FROM expected ORDER BY entry");
@@ -138,9 +147,12 @@ std::vector<LostLines> FleetIndex::worst(unsigned most) const
 
 void FleetIndex::for_each_result(const std::function<void(const ListedResult &result)> &look) const
 {
-    Asked asked(connection_, "SELECT entry, end, output, lines, dropped FROM result ORDER BY entry");
+    Asked asked(connection_,
+                "SELECT entry, end, output, lines, dropped, (SELECT text FROM finding WHERE "
+                "finding.entry = result.entry AND reason ORDER BY rowid LIMIT 1) FROM result ORDER BY entry");
     while (asked.next())
-        look({asked.text(0), static_cast<EntryEnd>(asked.number(1)), asked.text(2), asked.number(3), asked.number(4)});
+        look({asked.text(0), static_cast<EntryEnd>(asked.number(1)), asked.text(2), asked.number(3), asked.number(4),
+              asked.text(5)});
 }
 
 } // namespace command

@@ -36,6 +36,7 @@ struct ListedResult {
     EntryEnd    end = EntryEnd::failed;
     std::string output;
     uint64_t    lines = 0, dropped = 0;
+    std::string why; /* the first reason against it, or empty */
 };
 
 class FleetIndex {
@@ -62,7 +63,10 @@ class FleetIndex {
 
     /* Of that number, unless it has an answer; otherwise empty. */
     std::string unanswered(size_t number) const;
-    void        for_each_result(const std::function<void(const ListedResult &result)> &look) const;
+
+    /* All of them, with their numbers. */
+    void for_each_unanswered(const std::function<void(const std::string &entry, size_t number)> &look) const;
+    void for_each_result(const std::function<void(const ListedResult &result)> &look) const;
 
     uint64_t               expected() const;
     uint64_t               count(EntryEnd end) const;

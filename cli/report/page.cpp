@@ -23,18 +23,6 @@ using Dictionary = ctemplate::TemplateDictionary;
 /* Of a list that leads to lines, the first so many are links; a filter of the page shows the others. */
 constexpr size_t links_at_most = 100;
 
-/* As a policy names what it allows. */
-std::string policy_sum(std::string_view text)
-{
-    unsigned char sum[EVP_MAX_MD_SIZE];
-    unsigned      length = 0;
-    if (EVP_Digest(text.data(), text.size(), sum, &length, EVP_sha256(), nullptr) != 1)
-        throw Failure(Status::failed, "The page's sums cannot be made.");
-    unsigned char base64[2 * EVP_MAX_MD_SIZE];
-    int           letters = EVP_EncodeBlock(base64, sum, static_cast<int>(length));
-    return "sha256-" + std::string(reinterpret_cast<char *>(base64), static_cast<size_t>(letters));
-}
-
 void set(Dictionary &dictionary, const char *name, std::string_view text)
 {
     dictionary.SetValue(name, printable(text));
@@ -302,6 +290,17 @@ std::string filled(const Dictionary &page)
 }
 
 } // namespace
+
+std::string policy_sum(std::string_view text)
+{
+    unsigned char sum[EVP_MAX_MD_SIZE];
+    unsigned      length = 0;
+    if (EVP_Digest(text.data(), text.size(), sum, &length, EVP_sha256(), nullptr) != 1)
+        throw Failure(Status::failed, "The page's sums cannot be made.");
+    unsigned char base64[2 * EVP_MAX_MD_SIZE];
+    int           letters = EVP_EncodeBlock(base64, sum, static_cast<int>(length));
+    return "sha256-" + std::string(reinterpret_cast<char *>(base64), static_cast<size_t>(letters));
+}
 
 std::string report_page(const std::string &ledger_json)
 {

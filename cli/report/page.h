@@ -5,10 +5,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace command {
 
 /* Throws Failure for a text that is no ledger. */
 std::string report_page(const std::string &ledger_json);
+
+/* The sum by which a page's policy allows a style or a script of its own. Throws Failure. */
+std::string policy_sum(std::string_view text);
 
 } // namespace command

@@ -6,6 +6,7 @@ MIGR_FLEET_SIZE: how many appliances the made-up corpus has; a third of them are
 import collections
 import fcntl
 import gzip
+import html.parser
 import json
 import os
 import pathlib
@@ -14,6 +15,7 @@ import shutil
 import signal
 import subprocess
 import time
+import urllib.parse
 
 from support import (DOMAIN, GLOBAL, HEADERS, MIGR, PROJECT, TEXTS, FleetTest, files, lines_of, main, migr, packed, tree_of,
                      write_folder, write_tar, write_zip)
@@ -277,6 +279,13 @@ class Asked(Small):
         self.assertIn("1 refused", run.stdout)
         self.assertIn("Give it another one", (self.out / "fleet.jsonl").read_text())
 
+    def test_a_job_that_cannot_begin_says_why(self):
+        self.out.mkdir()
+        (self.out / "answers").write_text("no folder")
+        run = migr("fleet", "one", self.saved / "a", self.out)
+        self.assertEqual(run.returncode, 3, run.stderr)
+        self.assertIn("answers", run.stderr)
+
     def test_hidden_names_are_told(self):
         (self.saved / ".hidden").write_text("x")
         self.assertIn("Left out, as their names begin with a dot: 1.", self.upgrade(status=1).stdout)
@@ -322,6 +331,23 @@ class Asked(Small):
     def test_pages(self):
         self.upgrade("--html", status=1)
         self.assertTrue((self.out / "reports/a.html").read_text().startswith("<!DOCTYPE html>"))
+        index = (self.out / "index.html").read_text()
+        self.assertIn("<h1>4 upgraded, 0 current, 1 refused, 0 failed</h1>", index)
+        for name in self.names:
+            self.assertIn(f'<a href="reports/{name}.html">{name}</a>', index)
+
+    def test_names_are_escaped_on_the_page(self):
+        odd = "<b>&\"'#?% \u00fc.conf"
+        (self.saved / odd).write_text(TEXTS[DOMAIN])
+        self.upgrade("--html", status=1)
+        index = html.parser.HTMLParser()
+        links, texts = [], []
+        index.handle_starttag = lambda tag, attributes: links.append((tag, dict(attributes).get("href")))
+        index.handle_data = texts.append
+        index.feed((self.out / "index.html").read_text())
+        self.assertIn(("a", "reports/" + urllib.parse.quote(odd + ".html", safe="")), links)
+        self.assertIn(odd, texts)
+        self.assertNotIn("b", [tag for tag, _ in links])
 
 
 if __name__ == "__main__":
