@@ -26,6 +26,8 @@ void make_room(const std::string &path)
 {
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
         throw failure_of({"make", path, errno}, path);
+    if (!fs::is_directory(path))
+        throw failure_of({"make", path, ENOTDIR}, path);
 }
 
 /* Length up to and with the last newline: behind it stands what a killed process left. */

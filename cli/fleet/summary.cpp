@@ -11,7 +11,7 @@ namespace command {
 namespace {
 
 constexpr unsigned worst_shown = 10;
-constexpr size_t   groups_shown = 15;
+constexpr size_t   groups_shown = 8;
 
 std::string number_text(uint64_t count, const std::string &what)
 {
