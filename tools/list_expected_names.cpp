@@ -1,7 +1,7 @@
 /*
  * Writes, as C++ for the command's lint, which names each conversion of the library looks for: the callbacks of the
  * walk with their scopes, and the migrations of the version chain. The names are the texts in their sources, and in
- * what these call.
+ * what these call. Behind them all the texts that there are, whatever they are, for what is anonymized.
  */
 #include "chain/steps.h"
 #include "source_index.h"

@@ -18,7 +18,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <filesystem>
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <sys/stat.h>
@@ -66,11 +68,39 @@ FileKind kind_of(std::string_view path)
     return std::any_of(std::begin(secret_endings), std::end(secret_endings), ends) ? FileKind::secret : FileKind::text;
 }
 
+/* Links by what they lead to: what a file is, is told by the path on which an upgrade comes to it. */
+using LinksByTarget = std::map<std::string, std::string>;
+
+LinksByTarget links_among(const Entries &entries)
+{
+    LinksByTarget links;
+    for (const auto &[path, entry] : entries) {
+        std::error_code error;
+        std::string     target = entry.type == 'l' ? std::filesystem::weakly_canonical(path, error).string() : "";
+        if (!error && !target.empty() && target != path)
+            links.emplace(target, path);
+    }
+    return links;
+}
+
+std::string path_through_links(std::string path, const LinksByTarget &links)
+{
+    static constexpr int most_links = 8;
+    for (int followed = 0; followed < most_links; followed++) {
+        auto link = std::find_if(links.begin(), links.end(), [&](const auto &one) {
+            return path == one.first || path.starts_with(one.first + "/");
+        });
+        if (link == links.end())
+            break;
+        path = link->second + path.substr(link->first.size());
+    }
+    return path;
+}
+
 /* What an upgrade would read of the file, unpacked; nothing for what it does not, or cannot. */
-std::optional<std::string> content_of(const std::string &path, const Entry &entry)
+std::optional<std::string> content_of(const std::string &path, const Entry &entry, FileKind kind)
 {
     static constexpr uint64_t largest_text = 1 << 20;
-    FileKind                  kind = kind_of(path);
     if (kind == FileKind::unread || (kind != FileKind::configuration && entry.size > largest_text))
         return std::nullopt;
     std::string bytes = read_file(path, Links::refuse);
@@ -160,11 +190,13 @@ void write_to(int out, const std::string &path, std::string_view bytes)
     write_all(file.get(), bytes, path);
 }
 
-void make_file(int out, const std::string &path, const Entry &entry, Workshop &shop, Anonymized &done)
+void make_file(int out, const std::string &path, const Entry &entry, const LinksByTarget &links, Workshop &shop,
+               Anonymized &done)
 {
     std::string                there = other_path(path, shop.names);
-    FileKind                   kind = kind_of(path);
-    std::optional<std::string> content = content_of(path, entry);
+    std::string                reached = path_through_links(path, links);
+    FileKind                   kind = kind_of(reached);
+    std::optional<std::string> content = content_of(path, entry, kind);
     make_folders_to(out, there);
     if (!content && kind == FileKind::configuration) {
         done.unreadable.push_back(path);
@@ -178,14 +210,16 @@ void make_file(int out, const std::string &path, const Entry &entry, Workshop &s
     std::string other = shop.other(kind, *content);
     write_to(out, there, path.ends_with(".gz") ? gzip(other) : other);
     std::string folder = std::string(config_folder) + "/";
-    if (path.starts_with(folder))
-        done.configurations.push_back({path.substr(folder.size()), there.substr(folder.size())});
+    if (reached.starts_with(folder))
+        done.configurations.push_back(
+            {reached.substr(folder.size()), other_file_name(reached.substr(folder.size()), shop.names)});
 }
 
-void make_entry(int out, const std::string &path, const Entry &entry, Workshop &shop, Anonymized &done)
+void make_entry(int out, const std::string &path, const Entry &entry, const LinksByTarget &links, Workshop &shop,
+                Anonymized &done)
 {
     if (entry.type == 'f')
-        return make_file(out, path, entry, shop, done);
+        return make_file(out, path, entry, links, shop, done);
     std::string there = other_path(path, shop.names);
     make_folders_to(out, there);
     if (entry.type == 'd' && mkdirat(out, below(there), 0700) != 0 && errno != EEXIST)
@@ -197,15 +231,16 @@ void make_entry(int out, const std::string &path, const Entry &entry, Workshop &
 }
 
 /* The words of letters in the domains' names. */
-std::set<std::string> domain_words(const Entries &entries)
+std::set<std::string> domain_words(const Entries &entries, const LinksByTarget &links)
 {
     static const std::string domain = std::string(config_folder) + "/sys_domain.";
     static constexpr char    digits[] = "0123456789";
     std::set<std::string>    words;
     for (const auto &[path, entry] : entries) {
-        if (!path.starts_with(domain))
+        std::string reached = path_through_links(path, links);
+        if (!reached.starts_with(domain))
             continue;
-        std::string_view name = std::string_view(path).substr(domain.size());
+        std::string_view name = std::string_view(reached).substr(domain.size());
         name = name.substr(0, name.rfind(".conf"));
         for (size_t at = 0; at < name.size();) {
             std::string_view word = word_at(name, at);
@@ -221,16 +256,19 @@ std::set<std::string> domain_words(const Entries &entries)
 
 Anonymized anonymize_here(int out, const AnonymizeKey &key)
 {
-    Workshop   shop(key);
-    Anonymized done;
-    Entries    entries = look_at(places_of_staging());
-    shop.texts.keep_order(domain_words(entries));
-    shop.names.keep_order(domain_words(entries));
+    Workshop      shop(key);
+    Anonymized    done;
+    Entries       entries = look_at(places_of_staging());
+    LinksByTarget links = links_among(entries);
+    shop.texts.keep_order(domain_words(entries, links));
+    shop.names.keep_order(domain_words(entries, links));
+    for (const auto &[path, entry] : entries) {
+        FileKind kind = kind_of(path_through_links(path, links));
+        if (std::optional<std::string> text = entry.type == 'f' ? content_of(path, entry, kind) : std::nullopt)
+            shop.learn(kind, *text);
+    }
     for (const auto &[path, entry] : entries)
-        if (std::optional<std::string> text = entry.type == 'f' ? content_of(path, entry) : std::nullopt)
-            shop.learn(kind_of(path), *text);
-    for (const auto &[path, entry] : entries)
-        make_entry(out, path, entry, shop, done);
+        make_entry(out, path, entry, links, shop, done);
     for (const char *always : {"etc", "tmp", "var", "var/log"})
         if (mkdirat(out, always, 0700) != 0 && errno != EEXIST)
             throw PathError{"write", always, errno};

@@ -105,6 +105,16 @@ std::string other_head(std::string_view head, Substitution &texts)
     return other + texts.of(head, TextUse::setting);
 }
 
+/* Whoever knows the name of a community may ask the appliance for anything. */
+TextUse use_of_entry(const std::vector<ConfigItem> &items, size_t at)
+{
+    static constexpr std::string_view community = "community";
+    std::string_view                  name = unquoted(items[at].name);
+    bool                              is_number = std::all_of(name.begin(), name.end(), is_digit);
+    bool is_secret = !is_number && small_letters(config_around(items, items[at].parent)).ends_with(community);
+    return is_secret ? TextUse::secret : TextUse::setting;
+}
+
 std::string other_language_name(std::string_view name, Substitution &texts)
 {
     return is_language_name(name) ? std::string(name) : texts.of(name, TextUse::setting);
@@ -128,8 +138,8 @@ std::string other_configuration(std::string_view text, Substitution &texts)
     for (size_t at = 0; at < items.size(); at++) {
         const ConfigItem &item = items[at];
         go_to(item.name);
-        other +=
-            item.kind == ItemKind::edit ? texts.of(item.name, TextUse::setting) : other_language_name(item.name, texts);
+        other += item.kind == ItemKind::edit ? texts.of(item.name, use_of_entry(items, at))
+                                             : other_language_name(item.name, texts);
         if (item.kind != ItemKind::set)
             continue;
         go_to(item.value);

@@ -1,6 +1,6 @@
 /*
- * Keys, certificates, requests and revocation lists in PEM for fresh ones of the same kind, of as many lines. What belonged
- * together does so afterwards: a certificate and its key, one and its issuer, an old name and the new one.
+ * Keys, certificates, requests and revocation lists in PEM for fresh ones of the same kind, of as many lines. What
+ * belonged together does so afterwards: a certificate and its key, one and its issuer, an old name and the new one.
  */
 #pragma once
 

@@ -184,6 +184,8 @@ TEST_F(SubstitutionTest, GoesByWhatASettingIsFor)
                                     "        set passwd \"server\"\n"
                                     "        set passwd-check enable\n"
                                     "    next trailing ingrid\n"
+                                    "    edit \"server\"\n"
+                                    "    next\n"
                                     "a line that ingrid wrote\n"
                                     "end\n";
     std::string              other = command::other_configuration(text, texts);
@@ -196,6 +198,8 @@ TEST_F(SubstitutionTest, GoesByWhatASettingIsFor)
     EXPECT_FALSE(has(other, "comment \"server\""));
     EXPECT_FALSE(has(other, "passwd \"server\""));
     EXPECT_FALSE(has(other, "name \"enable\"")) << "the name of a community is a secret";
+    EXPECT_FALSE(has(other, "edit \"server\"")) << "and so is that of its entry";
+    EXPECT_TRUE(has(other, "edit 1\n"));
 }
 
 TEST_F(SubstitutionTest, NamesFilesLikeTheEntriesThatTheyBelongTo)
