@@ -102,7 +102,7 @@ std::string of_length(size_t wanted, int tries, const std::function<std::string(
 }
 
 /* Another try at a signature costs little, one at a key much. */
-constexpr int signature_tries = 200;
+constexpr int signature_tries = 60;
 constexpr int key_tries = 6;
 constexpr int most_rsa_bits = 8192;
 
@@ -232,8 +232,7 @@ struct KeyBlocks::Block {
 static bool is_text_tag(int tag)
 {
     return tag == V_ASN1_UTF8STRING || tag == V_ASN1_PRINTABLESTRING || tag == V_ASN1_IA5STRING ||
-           tag == V_ASN1_T61STRING || tag == V_ASN1_VISIBLESTRING || tag == V_ASN1_NUMERICSTRING ||
-           tag == V_ASN1_BMPSTRING;
+           tag == V_ASN1_T61STRING || tag == V_ASN1_VISIBLESTRING || tag == V_ASN1_NUMERICSTRING;
 }
 
 /* Whether it is made of whole encoded things; a key's identifier or a serial number could only be so by chance. */
@@ -247,6 +246,8 @@ static bool is_encoded(const unsigned char *at, long length)
         long inner = 0;
         if (ASN1_get_object(&at, &inner, &tag, &kind, end - at) & 0x80)
             return ERR_clear_error(), false;
+        if (kind == V_ASN1_UNIVERSAL && tag == V_ASN1_EOC)
+            return false;
         at += inner;
     }
     return at == end;
@@ -269,20 +270,33 @@ static std::string other_address_bytes(std::string_view old, const Permutation &
     return {reinterpret_cast<char *>(&address), sizeof address};
 }
 
+/* What lies too deep, or is not encoded as it should be. */
+static void scramble(unsigned char *at, long length, const Permutation &permutation)
+{
+    std::string_view old(reinterpret_cast<char *>(at), static_cast<size_t>(length));
+    std::string      other = permutation.bytes(old, old.size());
+    memcpy(at, other.data(), other.size());
+}
+
 void KeyBlocks::replace_in(unsigned char *at, long length, int depth, bool is_certificate_part)
 {
     static constexpr int deepest = 32;
     unsigned char       *end = at + length;
-    while (at < end && depth < deepest) {
+    while (at < end) {
         const unsigned char *content = at;
         int                  tag = 0, kind = 0;
         long                 size = 0;
         int                  found = ASN1_get_object(&content, &size, &tag, &kind, end - at);
-        if (found & 0x80)
-            return ERR_clear_error();
+        if (found & 0x80) {
+            ERR_clear_error();
+            return scramble(at, end - at, texts_.permutation());
+        }
         at = const_cast<unsigned char *>(content);
-        bool holds_others = kind == V_ASN1_UNIVERSAL && tag == V_ASN1_OCTET_STRING && is_encoded(content, size);
-        if ((found & V_ASN1_CONSTRUCTED) || holds_others) {
+        bool is_extension = is_certificate_part && kind == V_ASN1_UNIVERSAL && tag == V_ASN1_OCTET_STRING;
+        bool holds_others = (found & V_ASN1_CONSTRUCTED) != 0 || (is_extension && is_encoded(content, size));
+        if (holds_others && depth == deepest) {
+            scramble(at, size, texts_.permutation());
+        } else if (holds_others) {
             replace_in(at, size, depth + 1, is_certificate_part);
         } else {
             std::string other = other_primitive(kind, tag, {reinterpret_cast<char *>(at), static_cast<size_t>(size)},
@@ -301,6 +315,8 @@ std::string KeyBlocks::other_primitive(int kind, int tag, std::string_view old, 
     bool                    is_own = kind == V_ASN1_CONTEXT_SPECIFIC;
     if (is_own && tag == address_tag && old.size() == sizeof(uint32_t))
         return other_address_bytes(old, texts_.permutation());
+    if (kind == V_ASN1_UNIVERSAL && tag == V_ASN1_BMPSTRING)
+        return texts_.permutation().of(old);
     if ((kind == V_ASN1_UNIVERSAL && is_text_tag(tag)) || (is_own && is_printable(old))) {
         std::string other = texts_.of(old, TextUse::setting);
         return other.size() == old.size() ? other : texts_.permutation().of(old);
@@ -404,6 +420,30 @@ std::string KeyBlocks::of_private_key(const Block &block)
     return fresh ? block.with(encode(fresh.get())) : "";
 }
 
+/* Of how a key is encrypted: among others, how many rounds it takes to try a passphrase. */
+static uint64_t largest_number_in(const unsigned char *at, long length)
+{
+    const unsigned char *end = at + length;
+    uint64_t             largest = 0;
+    while (at < end) {
+        int  tag = 0, kind = 0;
+        long size = 0;
+        int  found = ASN1_get_object(&at, &size, &tag, &kind, end - at);
+        if (found & 0x80)
+            return ERR_clear_error(), largest;
+        uint64_t number = 0;
+        for (long digit = 0; tag == V_ASN1_INTEGER && kind == V_ASN1_UNIVERSAL && digit < size; digit++)
+            number = number > UINT32_MAX ? number : number << 8 | at[digit];
+        /* What a thing is made of stands behind its head: to go on there is to look into it. */
+        at += found & V_ASN1_CONSTRUCTED ? 0 : size;
+        largest = std::max(largest, number);
+    }
+    return largest;
+}
+
+/* A tenth of a second or so. Whoever asks for more has something else in mind. */
+constexpr uint64_t most_rounds = 1'000'000;
+
 /* With the passphrase that takes the place of the one that opens it, if that is known; otherwise nobody can open it, as
  * before. */
 std::string KeyBlocks::of_encrypted_key(const Block &block)
@@ -416,7 +456,10 @@ std::string KeyBlocks::of_encrypted_key(const Block &block)
     if (!old)
         return "";
     replace_in(reinterpret_cast<unsigned char *>(content.data()), static_cast<long>(content.size()), 0, false);
+    bool takes_long = largest_number_in(bytes_of(block.der), static_cast<long>(block.der.size())) > most_rounds;
     for (const auto &[passphrase, other] : passphrases_) {
+        if (takes_long)
+            break;
         Owned<PKCS8_PRIV_KEY_INFO> opened(
             PKCS8_decrypt(old.get(), passphrase.data(), static_cast<int>(passphrase.size())));
         std::string closed = opened ? closed_like(content, *opened, other) : "";

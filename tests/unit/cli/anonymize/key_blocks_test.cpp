@@ -169,6 +169,30 @@ TEST_F(KeyBlocksTest, CloseEncryptedKeysWithWhatTheirPassphraseBecame)
     EXPECT_EQ(1, X509_check_private_key(certificate_of(other(certificate)).get(), opened.get()));
 }
 
+/* Nobody lives to see the end of so many rounds; the test ends, or it does not. */
+TEST_F(KeyBlocksTest, TryNoPassphraseThatTakesForEver)
+{
+    static constexpr int rounds = 2'000'000'000;
+    unsigned char        salt[8] = {1, 2, 3, 4, 5, 6, 7, 8}, content[48] = {};
+    X509_ALGOR          *scheme = PKCS5_pbe2_set_iv(EVP_aes_256_cbc(), rounds, salt, sizeof salt, nullptr, -1);
+    X509_SIG            *closed = X509_SIG_new();
+    X509_ALGOR          *algorithm = nullptr;
+    ASN1_OCTET_STRING   *octets = nullptr;
+    X509_SIG_getm(closed, &algorithm, &octets);
+    ASSERT_EQ(1, X509_ALGOR_copy(algorithm, scheme));
+    ASSERT_EQ(1, ASN1_OCTET_STRING_set(octets, content, sizeof content));
+    BIO *bio = BIO_new(BIO_s_mem());
+    ASSERT_EQ(1, PEM_write_bio_PKCS8(bio, closed));
+    char       *bytes = nullptr;
+    auto        length = BIO_get_mem_data(bio, &bytes);
+    std::string key(bytes, static_cast<size_t>(length));
+    X509_ALGOR_free(scheme);
+    X509_SIG_free(closed);
+    BIO_free(bio);
+    blocks.learn_passphrase("ida");
+    expect_same_shape(key, other(key));
+}
+
 TEST_F(KeyBlocksTest, CloseKeysOfTheOldFormToo)
 {
     auto  old = key_of(sample(std::string(folder) + "local/root/timeclock.key"));
