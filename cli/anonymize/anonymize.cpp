@@ -198,6 +198,11 @@ void make_file(int out, const std::string &path, const Entry &entry, const Links
     FileKind                   kind = kind_of(reached);
     std::optional<std::string> content = content_of(path, entry, kind);
     make_folders_to(out, there);
+    std::string folder = std::string(config_folder) + "/";
+    if (reached.starts_with(folder)) {
+        std::string name = reached.substr(folder.size());
+        done.configurations.push_back({name, other_file_name(name, shop.names)});
+    }
     if (!content && kind == FileKind::configuration) {
         done.unreadable.push_back(path);
         return write_to(out, there, broken_gzip);
@@ -209,10 +214,6 @@ void make_file(int out, const std::string &path, const Entry &entry, const Links
     }
     std::string other = shop.other(kind, *content);
     write_to(out, there, path.ends_with(".gz") ? gzip(other) : other);
-    std::string folder = std::string(config_folder) + "/";
-    if (reached.starts_with(folder))
-        done.configurations.push_back(
-            {reached.substr(folder.size()), other_file_name(reached.substr(folder.size()), shop.names)});
 }
 
 void make_entry(int out, const std::string &path, const Entry &entry, const LinksByTarget &links, Workshop &shop,

@@ -13,14 +13,12 @@
 #include <climits>
 #include <cstring>
 #include <functional>
-#include <new>
 #include <openssl/asn1.h>
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
-#include <openssl/rand.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 #include <optional>
