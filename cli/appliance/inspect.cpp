@@ -165,9 +165,9 @@ std::string from_mark(const char *line, const char *mark)
     return text;
 }
 
-void take_damage(ConfigFacts &facts, std::string_view text)
+void take_damage(ConfigFacts &facts, std::string_view text, std::vector<TopLevelConfig> *configs)
 {
-    DamageReport report = damage_of(text);
+    DamageReport report = damage_of(text, HeaderLines::both, configs);
     facts.too_large = why_too_large(report, room_here());
     facts.damage = std::move(report.found);
     facts.more_damage = report.more;
@@ -228,7 +228,7 @@ ConfigFacts inspect_bytes(const Root &machine, const std::string &bytes)
     });
 }
 
-ConfigFacts inspect_text(std::string_view text, Depth depth)
+ConfigFacts inspect_text(std::string_view text, Depth depth, std::vector<TopLevelConfig> *configs)
 {
     ConfigFacts facts;
     facts.text_size = facts.stored_size = text.size();
@@ -252,7 +252,7 @@ ConfigFacts inspect_text(std::string_view text, Depth depth)
     if (facts.release >= 0 && facts.second_line)
         facts.header_lines = first_line + from_mark(migr_main.second_line, "#conf_file_ver=");
     if (depth == Depth::whole)
-        take_damage(facts, text);
+        take_damage(facts, text, configs);
     return facts;
 }
 

@@ -96,7 +96,9 @@ ConfigFolder inspect_folder_here(Depth depth, StoredTexts *texts);
 
 /* Reads one file, of any place, packed or plain. In the calling process: see inspect_folder for hostile texts. */
 ConfigFacts inspect_file(const std::string &path, Depth depth);
-ConfigFacts inspect_text(std::string_view text, Depth depth);
+
+/* The same of a text. With Depth::whole, `configs` gets its top-level configs, if there is one. */
+ConfigFacts inspect_text(std::string_view text, Depth depth, std::vector<TopLevelConfig> *configs = nullptr);
 
 /* No older than the image: there is nothing to do about it. */
 bool is_current(const ConfigFacts &facts);

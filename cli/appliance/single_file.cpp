@@ -48,7 +48,7 @@ struct Counts {
 };
 
 /* The library's reader of the image's syntax file wants a file. */
-Counts count_kinds(const std::vector<std::string> &names, const std::string &syntax)
+Counts count_kinds(const std::vector<TopLevelConfig> &configs, const std::string &syntax)
 {
     Counts counts;
     write_new(syntax_copy, syntax);
@@ -56,9 +56,9 @@ Counts count_kinds(const std::vector<std::string> &names, const std::string &syn
     init_path_node(&domain_node);
     if (load_syntax_to_path_node_array(syntax_copy) != 0)
         return counts;
-    for (const std::string &name : names) {
-        bool global = is_path_node(name.c_str(), &global_node);
-        bool domain = is_path_node(name.c_str(), &domain_node);
+    for (const TopLevelConfig &config : configs) {
+        bool global = is_path_node(config.name.c_str(), &global_node);
+        bool domain = is_path_node(config.name.c_str(), &domain_node);
         counts.global += global && !domain ? 1 : 0;
         counts.domain += domain && !global ? 1 : 0;
     }
@@ -94,9 +94,9 @@ struct Kind {
     std::string assumed;
 };
 
-Kind kind_by_content(const std::vector<std::string> &names, const std::string &syntax)
+Kind kind_by_content(const std::vector<TopLevelConfig> &configs, const std::string &syntax)
 {
-    Counts counts = count_kinds(names, syntax);
+    Counts counts = count_kinds(configs, syntax);
     bool   domain = counts.domain > counts.global;
     return {domain ? "root" : "", std::string("taken for a ") +
                                       (domain ? "domain file of the domain \"root\"" : "global file") +
@@ -105,7 +105,7 @@ Kind kind_by_content(const std::vector<std::string> &names, const std::string &s
 }
 
 Kind kind_of(const SingleRequest &request, const std::string &shown, int32_t release,
-             const std::vector<std::string> &names, const std::string &syntax)
+             const std::vector<TopLevelConfig> &configs, const std::string &syntax)
 {
     bool before_split = release < MIGR_RELEASE(5, 10);
     if (before_split && (request.as == "domain" || !request.domain.empty()))
@@ -122,7 +122,7 @@ Kind kind_of(const SingleRequest &request, const std::string &shown, int32_t rel
         return {own, ""};
     if (!request.as.empty())
         return {"root", "taken for the domain \"root\". If that is wrong, say --domain NAME."};
-    return name.starts_with("sys_global") ? Kind() : kind_by_content(names, syntax);
+    return name.starts_with("sys_global") ? Kind() : kind_by_content(configs, syntax);
 }
 
 /* ---- laying out ---- */
@@ -150,40 +150,37 @@ std::string stored_name(const std::string &domain)
 }
 
 /* Of a file that is to be upgraded. */
-void look_at_names(const SingleRequest &request, const SingleFile &file, const std::string &text,
-                   const std::string &syntax, Look &look)
+void look_at_configs(const SingleRequest &request, const SingleFile &file, const std::vector<TopLevelConfig> &configs,
+                     const std::string &syntax, Look &look)
 {
-    std::vector<std::string> names;
-    for (TopLevelConfig &config : top_level_configs(text))
-        names.push_back(std::move(config.name));
-    look.kind = kind_of(request, file.shown, look.facts.release, names, syntax);
+    look.kind = kind_of(request, file.shown, look.facts.release, configs, syntax);
     if (!look.kind.domain.empty())
         check_domain_name(look.kind.domain, file.shown);
-    look.has_certificates = std::any_of(names.begin(), names.end(),
-                                        [](const std::string &name) { return name.starts_with("system,certificate"); });
+    look.has_certificates = std::any_of(configs.begin(), configs.end(), [](const TopLevelConfig &config) {
+        return config.name.starts_with("system,certificate");
+    });
 }
 
-/* Whether it is sound is asked here, while its text is at hand. */
-ConfigFacts lay_in(const std::string &name, const std::string &bytes, const std::string &text)
+void lay_in(const std::string &name, std::string_view packed)
 {
     fs::create_directories(config_folder);
     fs::create_directories("/tmp");
-    std::string packed = looks_like_gzip(bytes) ? "" : gzip(text, Packing::fast);
-    store_packed(name, packed.empty() ? bytes : packed);
-    ConfigFacts facts = inspect_text(text, Depth::whole);
-    facts.gzip = true;
-    facts.stored_size = packed.empty() ? bytes.size() : packed.size();
-    return facts;
+    store_packed(name, packed);
 }
 
+/* Whether it is sound is asked here, while its text is at hand. */
 Look look_and_lay_in(const SingleRequest &request, const SingleFile &file, const std::string &syntax)
 {
-    std::string text = unpacked(file.bytes, file.shown);
-    Look        look;
-    look.facts.release = inspect_text(text, Depth::headers).release;
+    std::string                 text = unpacked(file.bytes, file.shown);
+    std::vector<TopLevelConfig> configs;
+    Look                        look;
+    look.facts = inspect_text(text, Depth::whole, &configs);
+    look.facts.gzip = true;
     if (look.facts.release >= 0 && look.facts.release < image_release())
-        look_at_names(request, file, text, syntax, look);
-    look.facts = lay_in(stored_name(look.kind.domain), file.bytes, text);
+        look_at_configs(request, file, configs, syntax, look);
+    std::string packed = looks_like_gzip(file.bytes) ? "" : gzip(text, Packing::fast);
+    lay_in(stored_name(look.kind.domain), packed.empty() ? file.bytes : packed);
+    look.facts.stored_size = packed.empty() ? file.bytes.size() : packed.size();
     return look;
 }
 

@@ -100,12 +100,13 @@ void check_predefined(std::string_view text, const SyntaxFile *split, Faults &fa
 {
     if (text.empty())
         faults.push_back({predefined_file, 0, "is empty: no appliance would get what its new releases bring."});
-    DamageReport report = damage_of(text, HeaderLines::none);
+    std::vector<TopLevelConfig> configs;
+    DamageReport                report = damage_of(text, HeaderLines::none, &configs);
     for (const Damage &damage : report.found)
         faults.push_back({predefined_file, damage.line, damage.text});
     if (!report.is_sound() || !split)
         return;
-    for (const TopLevelConfig &config : top_level_configs(text))
+    for (const TopLevelConfig &config : configs)
         if (!split->has(config.name))
             faults.push_back({syntax_file, 0,
                               "does not name the block \"" + config.name + "\" of " + predefined_file + ", line " +

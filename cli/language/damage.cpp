@@ -147,8 +147,8 @@ struct Header {
 
 class Scanner {
   public:
-    Scanner(std::string_view text, HeaderLines headers, DamageReport *report)
-        : lines_(text), headers_(headers), report_(report), findings_(report)
+    Scanner(std::string_view text, HeaderLines headers, DamageReport *report, std::vector<TopLevelConfig> *configs)
+        : lines_(text), headers_(headers), report_(report), findings_(report), configs_(configs)
     {
     }
 
@@ -187,17 +187,18 @@ class Scanner {
         return !blocks_.empty() && blocks_.back().is_lost;
     }
 
-    ConfigLines        lines_;
-    HeaderLines        headers_;
-    DamageReport      *report_;
-    Findings           findings_;
-    SimilarNames       names_;
-    std::vector<Block> blocks_;
-    size_t             opened_ = 0;    /* how many blocks there have been */
-    size_t             nul_line_ = 0;  /* told last */
-    size_t             long_line_ = 0; /* told last */
-    Header             version_ = {"#config-version="};
-    Header             second_ = {"#conf_file_ver="};
+    ConfigLines                  lines_;
+    HeaderLines                  headers_;
+    DamageReport                *report_;
+    Findings                     findings_;
+    std::vector<TopLevelConfig> *configs_; /* null when nobody wants them */
+    SimilarNames                 names_;
+    std::vector<Block>           blocks_;
+    size_t                       opened_ = 0;    /* how many blocks there have been */
+    size_t                       nul_line_ = 0;  /* told last */
+    size_t                       long_line_ = 0; /* told last */
+    Header                       version_ = {"#config-version="};
+    Header                       second_ = {"#conf_file_ver="};
 };
 
 void Scanner::scan()
@@ -296,6 +297,8 @@ void Scanner::take_top_level(std::string_view text)
         findings_.tell(line(), DamageKind::comma_in_name, "has a comma in its name, which is written as a blank.");
     check_similar("config", kept, join_words(name.whole, ' '));
     open_block(false, false, kept.size());
+    if (configs_)
+        configs_->push_back({line(), std::move(kept)});
 }
 
 void Scanner::take_block(std::string_view text, bool is_edit)
@@ -490,10 +493,10 @@ const char *phrase_of(DamageKind kind)
     return kind_phrases[static_cast<size_t>(kind)];
 }
 
-DamageReport damage_of(std::string_view text, HeaderLines headers)
+DamageReport damage_of(std::string_view text, HeaderLines headers, std::vector<TopLevelConfig> *configs)
 {
     DamageReport report;
-    Scanner(text, headers, &report).scan();
+    Scanner(text, headers, &report, configs).scan();
     return report;
 }
 

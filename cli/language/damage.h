@@ -83,14 +83,16 @@ struct DamageReport {
     }
 };
 
-/* Takes time in proportion to the text, and memory to the depth of its blocks. */
-DamageReport damage_of(std::string_view text, HeaderLines headers = HeaderLines::both);
-
 /* A top-level config, as the library names it ("waf,signature"). */
 struct TopLevelConfig {
     size_t      line;
     std::string name;
 };
+
+/* Takes time in proportion to the text, and memory to the depth of its blocks. With `configs`, these get all top-level
+ * configs that the parser finds, in their order. */
+DamageReport damage_of(std::string_view text, HeaderLines headers = HeaderLines::both,
+                       std::vector<TopLevelConfig> *configs = nullptr);
 
 /* All of them, in their order. Of a damaged text it gives something, and never fails. */
 std::vector<TopLevelConfig> top_level_configs(std::string_view text);
