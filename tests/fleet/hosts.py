@@ -28,7 +28,7 @@ class Machine:
             self.port = probe.getsockname()[1]
         subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", self.folder / "host_key"], check=True)
         settings = self.folder / "sshd_config"
-        # The key exchange that ssh likes best costs each of the many connections ten times what this one does.
+        # The key exchange that ssh likes best would be half of what these tests cost, with their many connections.
         settings.write_text(f"""ListenAddress 127.0.0.1:{self.port}
 HostKey {self.folder}/host_key
 AuthorizedKeysFile {key}.pub
