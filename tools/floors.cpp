@@ -129,13 +129,18 @@ class House {
     std::vector<std::string> faults()
     {
         for (const auto &[file, includes] : files_) {
-            if (!room_of(file))
+            if (const Room *room = room_of(file))
+                used_.insert(room);
+            else
                 tell(file + " is in no room of " + table_file);
             for (const std::string &text : includes)
                 look_at(file, text);
         }
         for (const auto &[stem, above] : edges_)
             look_for_circle(stem);
+        for (const Room &room : rooms_)
+            if (!used_.contains(&room))
+                tell(room.name + " is a room of " + table_file + " and holds nothing");
         return std::move(faults_);
     }
 
@@ -198,6 +203,7 @@ class House {
         if (!may_see(file, *meant))
             tell(includes + ", which is not among the headers of " + public_headers_file);
         const Room *above = room_of(file), *below = room_of(*meant);
+        used_.insert(below);
         if (!above || !below || above == below)
             return;
         if (above->floor > below->floor)
@@ -233,6 +239,7 @@ class House {
     std::map<std::string, std::set<std::string>> edges_; /* between stems */
     std::vector<std::string>                     way_;
     std::set<std::string>                        left_;
+    std::set<const Room *>                       used_;
     std::vector<std::string>                     faults_;
 };
 

@@ -14,6 +14,7 @@ namespace tools {
  * What is wrong in the project below `root`, a line each, "cli/run/x.h includes ..."; none for a house in order:
  *
  *   - a source file or a generated header that no row of the table names
+ *   - a room that holds no file, and none that the build makes for an include
  *   - an include of a file on a higher floor, or of another room on the same floor
  *   - a folder that builds on the library and includes another header of it than those of cmake/public_headers.cmake
  *   - a circle; X.h and X.cpp are one and the same here

@@ -106,6 +106,16 @@ TEST(Floors, ARoomThatIsNotInTheTable)
     EXPECT_EQ(faults_with({{"lost/file.c", ""}}), Faults{"lost/file.c is in no room of docs/architecture.md"});
 }
 
+TEST(Floors, ARoomThatHoldsNothing)
+{
+    std::string table = in_order.at("docs/architecture.md");
+    table.insert(table.find("| `src/top/` | |\n"), "| `src/gone/` `src/top/gone` `gone/...` | |\n");
+    EXPECT_EQ(faults_with({{"docs/architecture.md", table}}),
+              (Faults{"src/gone/ is a room of docs/architecture.md and holds nothing",
+                      "src/top/gone is a room of docs/architecture.md and holds nothing",
+                      "gone/... is a room of docs/architecture.md and holds nothing"}));
+}
+
 TEST(Floors, AnIncludeOfNothing)
 {
     EXPECT_EQ(faults_with({{"src/right/right.h", "#include \"right/gone.h\"\n"}}),
