@@ -115,6 +115,7 @@ void upgrade_copy(EntryRun &run, const std::string &root)
         return std::string();
     };
     std::vector<std::string> missing = missing_folders(root);
+    SyncsLeftOut             as_it_is_a_copy;
     run.outcome = upgrade(request, run.interrupts);
     drop_snapshot(root, missing, run.outcome.snapshot);
     run.outcome.snapshot.clear();
@@ -322,11 +323,9 @@ Identity identity_of(const EntryJob &job)
     return {"", digest_of_image(open_image(job.image)), version_text(), options};
 }
 
-EntryResult upgrade_entry(const EntryJob &job, Interrupts &interrupts)
+/* All but the line. The copy goes before anything is synced, so that no disk has to take it. */
+static EntryResult upgraded_into(const ResultsFolder &results, const EntryJob &job, Interrupts &interrupts)
 {
-    setlocale(LC_CTYPE, "C.UTF-8"); /* or names in archives cannot be read */
-    auto            start = std::chrono::steady_clock::now();
-    ResultsFolder   results(job.out);
     TemporaryFolder work(results.work());
     EntryRun        run = {job, interrupts, results, work, open_image(job.image), file_name_of(job.path)};
     EntryForm       form = form_of(job.path);
@@ -350,9 +349,18 @@ EntryResult upgrade_entry(const EntryJob &job, Interrupts &interrupts)
         take_failure(run, {Status::failed, other.what()}, error);
     }
     put_results(run, error, details);
-    run.result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    results.add_line(run.result);
     return run.result;
+}
+
+EntryResult upgrade_entry(const EntryJob &job, Interrupts &interrupts)
+{
+    setlocale(LC_CTYPE, "C.UTF-8"); /* or names in archives cannot be read */
+    auto          start = std::chrono::steady_clock::now();
+    ResultsFolder results(job.out);
+    EntryResult   result = upgraded_into(results, job, interrupts);
+    result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    results.add_line(result);
+    return result;
 }
 
 } // namespace command

@@ -61,8 +61,22 @@ void write_all(int fd, std::string_view bytes, const std::string &path)
     }
 }
 
+static bool syncs_are_left_out;
+
+SyncsLeftOut::SyncsLeftOut()
+{
+    syncs_are_left_out = true;
+}
+
+SyncsLeftOut::~SyncsLeftOut()
+{
+    syncs_are_left_out = false;
+}
+
 void begin_to_sync(int fd)
 {
+    if (syncs_are_left_out)
+        return;
     int error = errno;
     sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE);
     errno = error;
@@ -70,6 +84,8 @@ void begin_to_sync(int fd)
 
 void sync_to_disk(int fd, const std::string &path)
 {
+    if (syncs_are_left_out)
+        return;
     /* Some file systems cannot sync a folder, and say so by EINVAL. */
     if (fsync(fd) != 0 && errno != EINVAL)
         throw PathError{"write", path, errno};

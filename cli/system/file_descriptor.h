@@ -69,4 +69,14 @@ void begin_to_sync(int fd);
 /* Throws PathError, naming `path`, unless the disk has it. */
 void sync_to_disk(int fd, const std::string &path);
 
+/* While one lives, these two do nothing, in this process and in the children that it makes: for work on a copy that
+ * counts for nothing until somebody has put it elsewhere and synced it there. */
+class SyncsLeftOut {
+  public:
+    SyncsLeftOut();
+    ~SyncsLeftOut();
+    SyncsLeftOut(const SyncsLeftOut &) = delete;
+    SyncsLeftOut &operator=(const SyncsLeftOut &) = delete;
+};
+
 } // namespace command
