@@ -9,6 +9,7 @@
 #include "report/page_parts.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/gzip_text.h"
 #include "system/new_file.h"
 
 #include <cctype>
@@ -103,9 +104,24 @@ std::string percent_encoded(std::string_view name)
     return encoded;
 }
 
+/* Of an appliance that was upgraded when nobody wanted pages. */
+void make_missing_page(const std::string &entry, const std::string &out)
+{
+    std::string page = joined(out, "reports/" + entry + ".html"), ledger = joined(out, "ledgers/" + entry + ".json.gz");
+    if (is_there(page) || !is_there(ledger))
+        return;
+    std::optional<std::string> text = gunzip(read_file(ledger, Links::refuse));
+    if (!text)
+        throw Failure(Status::unusable, ledger + " is damaged, so there is no page of it.");
+    NewFile file(page);
+    file.write(report_page(*text));
+    file.publish();
+}
+
 void fill_index_row(IndexDictionary &row, const ListedResult &result, const std::string &out)
 {
     std::string page = result.entry + ".html";
+    make_missing_page(result.entry, out);
     put_text(row, "RESULT", name_of(result.end));
     put_number(row, "LINES", result.lines);
     put_number(row, "DROPPED", result.dropped);

@@ -7,7 +7,8 @@
 
 namespace command {
 
-/* Writes OUT/index.html. Appliances with a page in OUT/reports are links to it. Throws Failure and PathError. */
+/* Writes OUT/index.html, and of appliances that have a ledger and no page in OUT/reports that page, too. Throws Failure
+ * and PathError. */
 void write_index_page(const FleetIndex &index, const std::string &out);
 
 } // namespace command

@@ -155,6 +155,25 @@ class Hosts(FleetTest):
         entries = [line["entry"] for line in lines_of(self.out)]
         self.assertEqual(sorted(entries), sorted(path.name for path in self.saved.iterdir()))
 
+    def test_what_comes_back_to_nobody_is_not_lost(self):
+        for number in range(4):
+            write_tar(self.saved / f"e{number}.tar", files(and_also={"etc/number": str(number).encode()}))
+        run = subprocess.Popen([MIGR, "fleet", "upgrade", self.saved, self.out, "--hosts", self.hosts], stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL)
+        end = time.monotonic() + PATIENCE
+        while not (self.out / "fleet.jsonl").exists():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.02)
+        run.kill()
+        run.wait()
+        end = time.monotonic() + PATIENCE
+        while subprocess.run([MIGR, "fleet", "upgrade", self.saved, self.out, "--resume"], capture_output=True).returncode == 2:
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.1)
+        entries = [line["entry"] for line in lines_of(self.out)]
+        self.assertEqual(sorted(entries), sorted(path.name for path in self.saved.iterdir()), "none is lost and none is doubled")
+        self.assertEqual(sorted(path.name for path in (self.out / ".fleet").iterdir() if path.name != "hosts"), ["jobs", "log"])
+
     def test_machines_that_are_not_there_are_told(self):
         self.machines[1].goes_away()
         run = self.upgrade("--hosts", self.hosts, status=1)

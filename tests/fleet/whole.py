@@ -336,6 +336,13 @@ class Asked(Small):
         for name in self.names:
             self.assertIn(f'<a href="reports/{name}.html">{name}</a>', index)
 
+    def test_pages_can_be_had_later(self):
+        self.upgrade(status=1)
+        self.assertFalse((self.out / "reports/a.html").exists())
+        self.upgrade("--html", "--resume", status=1)
+        self.assertEqual(len(lines_of(self.out)), 5)
+        self.assertTrue((self.out / "reports/a.html").read_text().startswith("<!DOCTYPE html>"))
+
     def test_names_are_escaped_on_the_page(self):
         odd = "<b>&\"'#?% \u00fc.conf"
         (self.saved / odd).write_text(TEXTS[DOMAIN])
