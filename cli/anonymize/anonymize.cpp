@@ -291,7 +291,7 @@ AnonymizedFile anonymize_file(const std::string &bytes, const std::string &shown
     bool                       packed = looks_like_gzip(bytes);
     std::optional<std::string> text = packed ? gunzip(bytes) : bytes;
     if (!text)
-        throw Failure(Status::left_alone, shown + ": a damaged gzip file. Take a good copy of it.");
+        throw Failure(Status::left_alone, shown + ": it " + why_not_unpacked(bytes) + ". Take a good copy of it.");
     std::unique_ptr<StagingFolder> place = throw_away_appliance();
     return inside(
         place->root(),

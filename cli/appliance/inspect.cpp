@@ -79,15 +79,18 @@ std::string read_if_possible(const std::string &path, int &error)
 
 ConfigFacts facts_of(std::string bytes, Depth depth, std::string *kept_text = nullptr)
 {
-    size_t stored_size = bytes.size();
-    bool   packed = looks_like_gzip(bytes);
+    size_t      stored_size = bytes.size();
+    bool        packed = looks_like_gzip(bytes);
+    std::string no_gzip = packed ? "" : why_not_unpacked(bytes);
     if (packed) {
         std::optional<std::string> text = gunzip(bytes);
         packed = text.has_value();
+        no_gzip = packed ? "" : why_not_unpacked(bytes);
         bytes = text ? std::move(*text) : "";
     }
     ConfigFacts facts = inspect_text(bytes, depth);
     facts.gzip = packed;
+    facts.no_gzip = no_gzip;
     facts.stored_size = stored_size;
     if (kept_text)
         *kept_text = std::move(bytes);
@@ -286,8 +289,8 @@ FileFinding fault_of(const ConfigFacts &facts)
         return {"It cannot be read: " + std::string(strerror(facts.error)) + ". " + next_step(facts.error),
                 "It cannot be read: " + std::string(strerror(facts.error)) + "."};
     if (!facts.gzip)
-        return {"It is no gzip file, or a damaged one. Put a good copy in its place, or move it out of the folder.",
-                "It is no gzip file, or a damaged one."};
+        return {"It " + facts.no_gzip + ". Put a good copy in its place, or move it out of the folder.",
+                "It " + facts.no_gzip + "."};
     if (facts.release < 0)
         return {why_no_release(facts), facts.no_release.empty() ? "It has no version line that can be read."
                                                                 : "Its version line names no release."};

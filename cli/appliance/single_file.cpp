@@ -35,7 +35,7 @@ std::string unpacked(const std::string &bytes, const std::string &shown)
 {
     std::optional<std::string> text = looks_like_gzip(bytes) ? gunzip(bytes) : bytes;
     if (!text)
-        throw Failure(Status::left_alone, shown + ": a damaged gzip file. Take a good copy of it.");
+        throw Failure(Status::left_alone, shown + ": it " + why_not_unpacked(bytes) + ". Take a good copy of it.");
     return std::move(*text);
 }
 

@@ -46,6 +46,19 @@ std::vector<std::string> places_of(const std::string &name)
             "reports/" + name + ".html"};
 }
 
+/* A job that was killed takes a moment to let go. */
+bool takes_lock(int fd)
+{
+    static constexpr int        tries = 20;
+    static constexpr useconds_t pause_between = 50'000;
+    for (int left = tries; left > 0; left--) {
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0)
+            return true;
+        usleep(pause_between);
+    }
+    return false;
+}
+
 struct LineBuffer {
     char  *bytes = nullptr;
     size_t size = 0;
@@ -143,7 +156,7 @@ Fd ResultsFolder::lock() const
     Fd fd(open(path_.c_str(), O_RDONLY | O_DIRECTORY)); /* not closed on exec */
     if (!fd)
         throw failure_of({"enter", path_, errno}, path_);
-    if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0)
+    if (!takes_lock(fd.get()))
         throw Failure(Status::unusable,
                       path_ + ": another migr fleet, or an appliance of one that was stopped, is still at work there. "
                               "Wait until it has ended.");

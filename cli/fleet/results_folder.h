@@ -43,8 +43,8 @@ class ResultsFolder {
      * appliances that were. The other folder must be on the same disk. */
     size_t take_in(const std::string &other, const std::function<bool(const EntryResult &result)> &is_here) const;
 
-    /* Waits for nobody: throws Failure when another process works on the whole fleet. Children that inherit the
-     * descriptor keep it. */
+    /* Throws Failure when another process works on the whole fleet, and keeps at it. Children that inherit the
+     * descriptor keep the lock. */
     Fd lock() const;
 
   private:

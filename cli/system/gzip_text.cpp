@@ -60,6 +60,39 @@ bool unpack_member(const Unpacker &unpacker, std::string_view &bytes, std::strin
     }
 }
 
+/* Where a member's data begin (RFC 1952, section 2.3), or the bytes' end when they break off ahead of that. */
+size_t start_of_data(std::string_view member)
+{
+    static constexpr size_t        fixed = 10;
+    static constexpr unsigned char sum = 2, extra = 4, name = 8, comment = 16;
+    if (member.size() < fixed)
+        return member.size();
+    auto   byte = [&](size_t at) { return at < member.size() ? static_cast<unsigned char>(member[at]) : 0U; };
+    size_t flags = byte(3), at = fixed;
+    if (flags & extra)
+        at += 2 + byte(at) + (byte(at + 1) << 8);
+    for (unsigned char text : {name, comment})
+        if (flags & text)
+            at = std::min(member.find('\0', at), member.size()) + 1;
+    return std::min(at + (flags & sum ? 2 : 0), member.size());
+}
+
+/* Whether the data are whole, so that only what stands behind them can be wrong. */
+bool has_whole_data(const Unpacker &unpacker, std::string_view member)
+{
+    static constexpr size_t trailer = 8;
+    std::string_view        data = member.substr(start_of_data(member));
+    std::string             text;
+    for (size_t room = likely_length(member);; room = std::min(room * 2, text_limit)) {
+        text.resize(room);
+        size_t used = 0, made = 0;
+        auto   result =
+            libdeflate_deflate_decompress_ex(unpacker.get(), data.data(), data.size(), text.data(), room, &used, &made);
+        if (result != LIBDEFLATE_INSUFFICIENT_SPACE || room == text_limit)
+            return result == LIBDEFLATE_SUCCESS && data.size() - used >= trailer;
+    }
+}
+
 } // namespace
 
 std::string gzip(std::string_view text, Packing packing)
@@ -84,6 +117,25 @@ std::optional<std::string> gunzip(std::string_view bytes)
         if (!unpack_member(unpacker, bytes, text))
             return std::nullopt;
     return text;
+}
+
+const char *why_not_unpacked(std::string_view bytes)
+{
+    if (bytes.empty())
+        return "is empty";
+    if (!looks_like_gzip(bytes))
+        return "is no gzip file";
+    Unpacker    unpacker(libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+    std::string text;
+    for (std::string_view left = bytes; unpacker && !left.empty();) {
+        std::string_view member = left;
+        if (!looks_like_gzip(member))
+            return "is a gzip file with something else behind its end";
+        if (!unpack_member(unpacker, left, text))
+            return has_whole_data(unpacker, member) ? "is a gzip file whose sum is wrong"
+                                                    : "is a gzip file that breaks off or is damaged";
+    }
+    return "unpacks to more than a configuration may hold";
 }
 
 } // namespace command

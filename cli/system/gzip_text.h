@@ -19,4 +19,7 @@ std::string gzip(std::string_view text, Packing packing = Packing::tight);
  * may hold. */
 std::optional<std::string> gunzip(std::string_view bytes);
 
+/* What is wrong with bytes for which gunzip gives nothing: "is empty", as a file's owner is told. */
+const char *why_not_unpacked(std::string_view bytes);
+
 } // namespace command

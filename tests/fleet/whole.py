@@ -26,8 +26,8 @@ PATIENCE = 60  # seconds
 # What came of an appliance with that damage, and what the summary says of it; None where nothing stands in the way.
 OUTCOMES = {
     "no-value": ("refused", "`set` without a value in"),
-    "cut-gzip": ("refused", "no gzip file, or a damaged one"),
-    "wrong-checksum": ("refused", "damaged"),
+    "cut-gzip": ("refused", "a gzip file that breaks off or is damaged"),
+    "wrong-checksum": ("refused", "a gzip file whose sum is wrong"),
     "cut-archive": ("refused", "The archive is damaged"),
     "no-archive": ("refused", "The archive is damaged, or none"),
     "end-missing": ("refused", " in "),
@@ -238,7 +238,7 @@ class Stopped(Small):
         self.expect_whole()
 
     def test_one_at_a_time(self):
-        self.many(10)
+        self.many(60)
         run = self.start("--jobs", "1")
         self.wait_for_lines(1)
         second = migr("fleet", "upgrade", self.saved, self.out, "--resume")

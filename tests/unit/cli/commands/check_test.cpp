@@ -124,7 +124,7 @@ TEST_F(Checked, ADamagedPackedFileIsNoSoundOne)
     root.write("/cut.gz", gzip(with_headers("config a\nend\n")).substr(0, 40));
     Outcome answer = check({in_root("/cut.gz")});
     EXPECT_EQ(answer.status, 1);
-    EXPECT_EQ(answer.out.find(in_root("/cut.gz: It is no gzip file, or a damaged one.")), 0u) << answer.out;
+    EXPECT_EQ(answer.out.find(in_root("/cut.gz: It is a gzip file that breaks off or is damaged.")), 0u) << answer.out;
 }
 
 TEST_F(Checked, AnUnusableImageCountsMost)

@@ -176,15 +176,18 @@ void put(const TinyAppliance &box, const std::string &bytes)
     box.write(domain_path, bytes);
 }
 
-const std::string no_gzip = "It is no gzip file, or a damaged one";
+const std::string no_gzip = "It is no gzip file.";
+const std::string cut_gzip = "It is a gzip file that breaks off or is damaged.";
+const std::string wrong_sum = "It is a gzip file whose sum is wrong.";
 
 const DamagedFile damaged_files[] = {
     {"Plain", [](auto &box) { put(box, headers("5.50") + "config a b\nend\n"); }, no_gzip},
-    {"CutShort", [](auto &box) { put(box, sound_file().substr(0, sound_file().size() - 3)); }, no_gzip},
-    {"ATurnedBitInTheData", [](auto &box) { put(box, turned_bit(sound_file(), 30)); }, no_gzip},
-    {"ATurnedBitInTheSum", [](auto &box) { put(box, turned_bit(sound_file(), sound_file().size() - 8)); }, no_gzip},
-    {"Empty", [](auto &box) { put(box, ""); }, no_gzip},
-    {"BytesBehindTheEnd", [](auto &box) { put(box, sound_file() + "more"); }, no_gzip},
+    {"CutShort", [](auto &box) { put(box, sound_file().substr(0, sound_file().size() - 3)); }, cut_gzip},
+    {"ATurnedBitInTheData", [](auto &box) { put(box, turned_bit(sound_file(), 30)); }, wrong_sum},
+    {"ATurnedBitInTheSum", [](auto &box) { put(box, turned_bit(sound_file(), sound_file().size() - 8)); }, wrong_sum},
+    {"Empty", [](auto &box) { put(box, ""); }, "It is empty."},
+    {"BytesBehindTheEnd", [](auto &box) { put(box, sound_file() + "more"); },
+     "It is a gzip file with something else behind its end."},
     {"NoText", [](auto &box) { put(box, gzip("")); }, "It has no version line"},
     {"NoVersionLine", [](auto &box) { put(box, gzip("\n" + headers("5.50") + "config a b\nend\n")); },
      "It has no version line"},
