@@ -235,6 +235,7 @@ ConfigFacts inspect_text(std::string_view text, Depth depth, std::vector<TopLeve
 {
     ConfigFacts facts;
     facts.text_size = facts.stored_size = text.size();
+    facts.version_line = text.starts_with("#config-version=");
     text_reader reader = {const_cast<char *>(text.data()), text.size(), 0, 0, 0, 0}; /* it copies lines out */
     migr_main.img_version = get_osimage_version();
     migr_main.first_line[0] = '\0';
@@ -292,8 +293,8 @@ FileFinding fault_of(const ConfigFacts &facts)
         return {"It " + facts.no_gzip + ". Put a good copy in its place, or move it out of the folder.",
                 "It " + facts.no_gzip + "."};
     if (facts.release < 0)
-        return {why_no_release(facts), facts.no_release.empty() ? "It has no version line that can be read."
-                                                                : "Its version line names no release."};
+        return {why_no_release(facts),
+                facts.version_line ? "Its version line names no release." : "It has no version line."};
     if (!facts.second_line)
         return {"It has no second header line (\"#conf_file_ver=\") that can be read. Put it behind the first line. "
                 "A machine-learning configuration has none; it is upgraded with migr ml.",

@@ -20,11 +20,12 @@ namespace command {
 
 /* What one file holds. Lines count from 1. */
 struct ConfigFacts {
-    int         error = 0;    /* errno of the attempt to read it */
-    bool        gzip = false; /* unpacks without an error */
-    std::string no_gzip;      /* why it does not: "is empty" */
-    int32_t     release = -1; /* version code, or -1 without a version line that names a release */
-    std::string no_release;   /* what such a line names in its place */
+    int         error = 0;            /* errno of the attempt to read it */
+    bool        gzip = false;         /* unpacks without an error */
+    std::string no_gzip;              /* why it does not: "is empty" */
+    int32_t     release = -1;         /* version code, or -1 without a version line that names a release */
+    bool        version_line = false; /* the text begins as one does, whatever it names */
+    std::string no_release;           /* what such a line names in its place */
     std::string model;
     bool        second_line = false;
     uint64_t    stored_size = 0;
@@ -46,9 +47,9 @@ struct ConfigFacts {
 /* For the way from process to process (system/codec.h). */
 inline auto fields_of(ConfigFacts &facts)
 {
-    return std::tie(facts.error, facts.gzip, facts.no_gzip, facts.release, facts.no_release, facts.model,
-                    facts.second_line, facts.stored_size, facts.text_size, facts.header_lines, facts.too_large,
-                    facts.damage, facts.more_damage, facts.can_accept_damage);
+    return std::tie(facts.error, facts.gzip, facts.no_gzip, facts.version_line, facts.release, facts.no_release,
+                    facts.model, facts.second_line, facts.stored_size, facts.text_size, facts.header_lines,
+                    facts.too_large, facts.damage, facts.more_damage, facts.can_accept_damage);
 }
 
 enum class Depth { headers, whole };

@@ -29,9 +29,21 @@ TEST(ReasonsAgainst, LeaveOutOfTheCauseWhatOneFileNames)
 {
     ConfigFacts facts;
     facts.gzip = true;
+    facts.version_line = true;
     facts.no_release = "5.65536";
     EXPECT_NE(reasons_against(facts, false).front().text.find("5.65536"), std::string::npos);
     EXPECT_EQ(reasons_against(facts, false).front().cause, "Its version line names no release.");
+}
+
+TEST(ReasonsAgainst, TellALineWithoutAReleaseFromNone)
+{
+    auto cause = [](const std::string &first_line) {
+        ConfigFacts facts = inspect_text(first_line + "\n#conf_file_ver=1\nconfig a\nend\n", Depth::whole);
+        facts.gzip = true;
+        return reasons_against(facts, false).front().cause;
+    };
+    EXPECT_EQ(cause("#config-version=QA-A1X-unknown-CV-build100-200101:x"), "Its version line names no release.");
+    EXPECT_EQ(cause("config system global"), "It has no version line.");
 }
 
 TEST(ReasonsAgainst, HaveNoConfigAheadOfTheFirst)
