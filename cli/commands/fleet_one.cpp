@@ -33,7 +33,7 @@ Status upgrade_one(const Arguments &arguments)
 {
     EntryResult result = upgraded(arguments);
     say(std::string(name_of(result.end)) + " " + result.entry);
-    return status_of(result.end);
+    return status_of(result);
 }
 
 } // namespace

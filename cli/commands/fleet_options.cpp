@@ -1,6 +1,8 @@
 /* What each appliance of a fleet is upgraded with, from the command line. */
 #include "commands/fleet_options.h"
 
+#include <algorithm>
+
 namespace command {
 
 std::vector<Option> fleet_upgrade_options()
@@ -30,17 +32,13 @@ FleetRequest fleet_request(const Arguments &arguments)
     return request;
 }
 
-Status status_of(EntryEnd end)
+Status status_of(const EntryResult &result)
 {
-    switch (end) {
-    case EntryEnd::upgraded:
-    case EntryEnd::current:
-        return Status::done;
-    case EntryEnd::refused:
-        return Status::left_alone;
-    default:
+    if (result.end == EntryEnd::failed)
         return Status::failed;
-    }
+    bool all = std::none_of(result.findings.begin(), result.findings.end(),
+                            [](const CountedFinding &finding) { return finding.is_reason; });
+    return all ? Status::done : Status::left_alone;
 }
 
 } // namespace command

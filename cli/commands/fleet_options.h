@@ -17,6 +17,7 @@ EntryJob entry_job(const Arguments &arguments, const std::string &path);
 
 FleetRequest fleet_request(const Arguments &arguments);
 
-Status status_of(EntryEnd end);
+/* 1 when a file of it was not upgraded, too. */
+Status status_of(const EntryResult &result);
 
 } // namespace command

@@ -85,6 +85,20 @@ archive_entry *next_header(const Archive &reader)
     return header;
 }
 
+/* Calls `take` with each part of what the member at hand holds. */
+template <typename Take> void for_each_block(const Archive &reader, Take take)
+{
+    std::array<char, 64 * 1024> buffer;
+    for (;;) {
+        la_ssize_t got = archive_read_data(reader.get(), buffer.data(), buffer.size());
+        if (got < 0)
+            damaged(reader.get());
+        if (got == 0)
+            return;
+        take(std::string_view(buffer.data(), static_cast<size_t>(got)));
+    }
+}
+
 /* A form that only some archives have would not be written as it was. */
 void require_one_filter(const Archive &reader)
 {
@@ -232,18 +246,12 @@ class Unpacker {
 
     void fill(int fd, const std::string &path)
     {
-        std::array<char, 64 * 1024> buffer;
-        for (;;) {
-            la_ssize_t got = archive_read_data(reader_.get(), buffer.data(), buffer.size());
-            if (got < 0)
-                damaged(reader_.get());
-            if (got == 0)
-                return;
-            bytes_ += static_cast<uint64_t>(got);
+        for_each_block(reader_, [&](std::string_view block) {
+            bytes_ += block.size();
             if (bytes_ > most_unpacked)
                 refuse_bomb(path);
-            write_all(fd, {buffer.data(), static_cast<size_t>(got)}, inside_path(path));
-        }
+            write_all(fd, block, inside_path(path));
+        });
     }
 
     /* Once nothing is written any more. */
@@ -313,21 +321,17 @@ class Packer {
     void pass_on(archive_entry *header)
     {
         require(archive_write_header(writer_.get(), header));
-        std::array<char, 64 * 1024> buffer;
-        for (;;) {
-            la_ssize_t got = archive_read_data(reader_.get(), buffer.data(), buffer.size());
-            if (got < 0)
-                damaged(reader_.get());
-            if (got == 0)
-                return;
-            write(buffer.data(), static_cast<size_t>(got));
-        }
+        for_each_block(reader_, [&](std::string_view block) { write(block); });
     }
 
-    void write(const void *bytes, size_t size)
+    /* More than a member's header says would be cut. */
+    void write(std::string_view bytes)
     {
-        if (archive_write_data(writer_.get(), bytes, size) < 0)
+        la_ssize_t put = archive_write_data(writer_.get(), bytes.data(), bytes.size());
+        if (put < 0)
             require(ARCHIVE_FATAL);
+        if (static_cast<size_t>(put) != bytes.size())
+            throw Failure(Status::failed, "The upgraded archive cannot be written: a member is longer than it was.");
     }
 
     void pack(archive_entry *header, const Member &member)
@@ -366,8 +370,7 @@ class Packer {
         require(archive_write_header(writer_.get(), header));
         if (!S_ISREG(st.st_mode))
             return;
-        std::string bytes = read_file(inside_path(path), Links::refuse);
-        write(bytes.data(), bytes.size());
+        write(read_file(inside_path(path), Links::refuse));
     }
 
     /* What lies there and was in no archive, folders ahead of what is in them. Folders that no member named, and that

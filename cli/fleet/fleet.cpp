@@ -49,7 +49,7 @@ void read_lines(Fleet &fleet)
     fleet.index.begin();
     for_each_line(fleet.results.lines(), [&](const std::string &line, size_t number) {
         if (number > fleet.lines)
-            fleet.index.add(result_from(line));
+            fleet.index.add(result_in_line(fleet.results.lines(), line, number));
         fleet.lines = std::max(fleet.lines, number);
     });
     fleet.index.commit();
@@ -324,7 +324,7 @@ void read_results(const std::string &out, FleetIndex &index)
     if (!is_there(path))
         throw Failure(Status::unusable, path + " is not there, so " + out + " has no results of a fleet.");
     index.begin();
-    for_each_line(path, [&](const std::string &line, size_t) { index.add(result_from(line)); });
+    for_each_line(path, [&](const std::string &line, size_t number) { index.add(result_in_line(path, line, number)); });
     index.commit();
 }
 

@@ -129,9 +129,10 @@ void ResultsFolder::add_line(const EntryResult &result) const
 size_t ResultsFolder::take_in(const std::string                                    &other,
                               const std::function<bool(const EntryResult &result)> &is_here) const
 {
-    size_t taken = 0;
-    for_each_line(joined(other, "fleet.jsonl"), [&](const std::string &line, size_t) {
-        EntryResult result = result_from(line);
+    size_t      taken = 0;
+    std::string path = joined(other, "fleet.jsonl");
+    for_each_line(path, [&](const std::string &line, size_t number) {
+        EntryResult result = result_in_line(path, line, number);
         if (is_here(result))
             return;
         take_in_entry(other, result);
@@ -161,6 +162,16 @@ Fd ResultsFolder::lock() const
                       path_ + ": another migr fleet, or an appliance of one that was stopped, is still at work there. "
                               "Wait until it has ended.");
     return fd;
+}
+
+EntryResult result_in_line(const std::string &path, const std::string &line, size_t number)
+{
+    try {
+        return result_from(line);
+    } catch (const Failure &failure) {
+        throw Failure(failure.status, path + ":" + std::to_string(number) + ": " + failure.what() +
+                                          " Take the line out, and the appliance is done again with --resume.");
+    }
 }
 
 void for_each_line(const std::string &path, const std::function<void(const std::string &line, size_t number)> &look)

@@ -57,4 +57,7 @@ class ResultsFolder {
  * left half written is none. Throws PathError. */
 void for_each_line(const std::string &path, const std::function<void(const std::string &line, size_t number)> &look);
 
+/* The result that is in a line of such a file. Throws Failure that names the file and the line. */
+EntryResult result_in_line(const std::string &path, const std::string &line, size_t number);
+
 } // namespace command

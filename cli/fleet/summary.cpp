@@ -108,8 +108,7 @@ Json::Members summary_json(const FleetIndex &index)
 
 Status status_of(const FleetIndex &index)
 {
-    bool all = index.count(EntryEnd::refused) + index.count(EntryEnd::failed) == 0;
-    return all ? Status::done : Status::left_alone;
+    return index.findings(true).empty() ? Status::done : Status::left_alone;
 }
 
 } // namespace command

@@ -11,7 +11,7 @@ void show_summary(const FleetIndex &index, bool all);
 
 Json::Members summary_json(const FleetIndex &index);
 
-/* The exit status for it: 1 when some appliance was refused or failed. */
+/* The exit status for it: 1 when some appliance, or a file of one, was not upgraded. */
 Status status_of(const FleetIndex &index);
 
 } // namespace command

@@ -144,6 +144,24 @@ class Resumed(Small):
         run = self.upgrade(status=2)
         self.assertIn("--resume", run.stderr)
 
+    def test_a_line_that_is_none_is_named(self):
+        self.upgrade(status=1)
+        with open(self.out / "fleet.jsonl", "a") as lines:
+            lines.write("no result\n")
+        for command in (["fleet", "summary", self.out], ["fleet", "upgrade", self.saved, self.out, "--resume"]):
+            run = migr(*command)
+            self.assertEqual(run.returncode, 2)
+            self.assertIn(f"{self.out}/fleet.jsonl:6: This is no line of results", run.stderr)
+
+    def test_a_part_that_is_upgraded_is_not_all(self):
+        for path in self.saved.iterdir():
+            shutil.rmtree(path) if path.is_dir() else path.unlink()
+        write_folder(self.saved / "a", files(and_also={DOMAIN: b"no gzip file"}))
+        run = self.upgrade("--partial", status=1)
+        self.assertIn("1 upgraded, 0 current, 0 refused, 0 failed.", run.stdout)
+        self.assertIn("It is no gzip file: 1 appliance, first a", run.stdout)
+        self.assertEqual(migr("fleet", "one", self.saved / "a", self.out, "--partial").returncode, 1)
+
     def test_a_line_that_breaks_off_is_none(self):
         self.upgrade(status=1)
         whole = (self.out / "fleet.jsonl").read_bytes()
