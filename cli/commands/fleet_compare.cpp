@@ -44,6 +44,11 @@ void require_two_sides(const Arguments &arguments)
         throw Failure(Status::unusable, "Name the file that differences are accepted in (--expect FILE).");
 }
 
+std::string number_of(uint64_t count, const std::string &what)
+{
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 void upgrade_side(const Arguments &arguments, bool is_new, const std::string &results, Interrupts &interrupts)
 {
     FleetIndex   index;
@@ -55,7 +60,13 @@ void upgrade_side(const Arguments &arguments, bool is_new, const std::string &re
     request.resume = true;
     complain(std::string("the ") + (is_new ? "new" : "old") + " side" +
              (request.job.image.empty() ? "" : ", with " + request.job.image));
-    upgrade_fleet(request, index, interrupts);
+    FleetRun run = upgrade_fleet(request, index, interrupts);
+    if (run.left + index.count(EntryEnd::failed) > 0) /* what failed on both sides would look the same */
+        throw Failure(Status::failed, number_of(run.left + index.count(EntryEnd::failed), "appliance") +
+                                          " could not be tried, so nothing can be said of all. See migr fleet upgrade "
+                                          "for what is wrong.");
+    if (index.count(EntryEnd::upgraded) + index.count(EntryEnd::current) + index.count(EntryEnd::refused) == 0)
+        throw Failure(Status::unusable, arguments.in + " holds no appliance.");
 }
 
 bool is_in(const std::vector<Difference> &list, const Difference &one)
@@ -71,11 +82,6 @@ std::vector<Difference> without(const std::vector<Difference> &list, const std::
         if (!is_in(other, one))
             left.push_back(one);
     return left;
-}
-
-std::string number_of(uint64_t count, const std::string &what)
-{
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 void show(const Difference &one)

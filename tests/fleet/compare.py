@@ -88,6 +88,19 @@ class Compare(FleetTest):
         self.assertTrue((out / "new/appliances/a").is_dir())
         self.assertEqual(again.stdout, "Nothing comes out otherwise.\n")
 
+    def test_what_failed_on_both_sides_is_not_the_same(self):
+        broken = self.folder / "broken"
+        broken.write_text("#!/bin/sh\nexit 7\n")
+        broken.chmod(0o755)
+        run = migr("fleet", "compare", self.saved, "--migr", broken)
+        self.assertEqual(run.returncode, 3, run.stdout + run.stderr)
+        self.assertIn("3 appliances could not be tried", run.stderr)
+
+    def test_an_empty_corpus_says_nothing(self):
+        for path in self.saved.iterdir():
+            shutil.rmtree(path) if path.is_dir() else path.unlink()
+        self.assertIn("holds no appliance", self.compare(status=2).stderr)
+
     def test_wrong_usage(self):
         for options in ([], ["--image", self.old], ["--image", self.old, "--image", self.new, "--accept"]):
             run = migr("fleet", "compare", self.saved, *options)
