@@ -7,9 +7,11 @@
 #include "driver/hooks.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -27,6 +29,24 @@ Descriptor::~Descriptor()
 bool no_path(const char *path)
 {
     return !path || !*path;
+}
+
+void ask_for_large_pages(void *start, size_t size)
+{
+    constexpr uintptr_t LARGE_PAGE = uintptr_t{2} << 20;
+    auto                address = reinterpret_cast<uintptr_t>(start);
+    uintptr_t           first = (address + LARGE_PAGE - 1) / LARGE_PAGE * LARGE_PAGE;
+    uintptr_t           end = (address + size) / LARGE_PAGE * LARGE_PAGE;
+    if (first < end)
+        madvise(reinterpret_cast<void *>(first), end - first, MADV_HUGEPAGE);
+}
+
+Block new_block(size_t size)
+{
+    void *block = malloc(size);
+    if (block)
+        ask_for_large_pages(block, size);
+    return Block(static_cast<unsigned char *>(block));
 }
 
 int open_regular(int folder, const char *name, int flags, struct stat *status)
@@ -67,7 +87,7 @@ bool read_whole(const char *path, size_t limit, Block *bytes, size_t *size)
 
     /* One byte more than the file has: a file that grows while it is read is refused rather than cut. */
     size_t room = static_cast<size_t>(status.st_size) + 1;
-    Block  block(static_cast<unsigned char *>(malloc(room)));
+    Block  block = new_block(room);
     if (!block)
         return false;
     ssize_t got = read_up_to(file.get(), block.get(), room);

@@ -18,6 +18,13 @@ struct FreeBlock {
 };
 using Block = std::unique_ptr<unsigned char, FreeBlock>; /* from malloc, so that want of memory is seen */
 
+/* Has the system give large pages, as far as whole ones lie there, to memory that is going to be filled: one fault then
+ * stands for hundreds. */
+void ask_for_large_pages(void *start, size_t size);
+
+/* With large pages; empty when there is not as much memory. */
+Block new_block(size_t size);
+
 /* A descriptor that closes itself. */
 class Descriptor {
   public:

@@ -55,7 +55,7 @@ int cvgzip(const char *source, const char *target)
     if (!tool)
         return -1;
     size_t room = libdeflate_gzip_compress_bound(tool.get(), length);
-    Block  packed(static_cast<unsigned char *>(malloc(room)));
+    Block  packed = appliance::new_block(room);
     if (!packed)
         return -1;
     size_t used = libdeflate_gzip_compress(tool.get(), text.get(), length, packed.get(), room);
@@ -73,8 +73,8 @@ struct Unpacked {
 
 } // namespace
 
-/* A file's last four bytes are the length of its last member's text, which is mostly all of it. Whoever made the file may
- * have lied, so a length that few texts reach is not believed. */
+/* A file's last four bytes are the length of its last member's text, which is mostly all of it. Whoever made the file
+ * may have lied, so a length that few texts reach is not believed. */
 static size_t likely_length(const unsigned char *packed, size_t length)
 {
     constexpr size_t trailer = 4, believed_growth = 64;
@@ -100,6 +100,7 @@ static bool grow(Unpacked *out, size_t packed, size_t first)
     (void)out->text.release();
     out->text.reset(static_cast<unsigned char *>(larger));
     out->room = room;
+    appliance::ask_for_large_pages(out->text.get() + out->used, room - out->used);
     return true;
 }
 

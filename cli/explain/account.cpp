@@ -111,7 +111,7 @@ class Accountant {
     Detail                                   detail_;
     std::vector<size_t>                      file_of_text_; /* of those of the journal; no_file for none of the files */
     std::vector<LinedText>                   old_texts_, new_texts_;
-    std::map<uint32_t, std::vector<Written>> writings_; /* by text; in each by the line where it begins */
+    std::map<uint32_t, LargeVector<Written>> writings_; /* by text; in each by the line where it begins */
     std::vector<uint32_t>                    next_;     /* the node that read what this one wrote */
     std::vector<bool>                        claimed_;
     Account                                  account_;
@@ -142,7 +142,7 @@ void Accountant::index_writings()
 /* No two nodes begin in one line. */
 void Accountant::add_writing(uint32_t text, const Span &out, const Written &written)
 {
-    std::vector<Written> &by_line = writings_[text];
+    LargeVector<Written> &by_line = writings_[text];
     if (out.first >= by_line.size())
         by_line.resize(std::max<size_t>(out.first + 1, by_line.size() * 2));
     by_line[out.first] = written;
@@ -349,7 +349,7 @@ uint32_t Accountant::result_of(const std::string &file) const
 void Accountant::take_results()
 {
     claimed_.resize(journal_.nodes.size());
-    std::vector<std::pair<size_t, const std::vector<Written> *>> results;
+    std::vector<std::pair<size_t, const LargeVector<Written> *>> results;
     for (size_t file = 0; file < files_.size(); file++) {
         auto writings = writings_.find(result_of(files_[file].file));
         if (writings != writings_.end())

@@ -4,7 +4,6 @@
 #include "driver/migr.h"
 #include "run/library_child.h"
 #include "system/files.h"
-#include "system/large_pages.h"
 
 #include <map>
 #include <sys/stat.h>
@@ -68,13 +67,11 @@ uint32_t add_text(JournalText text)
 void make_room(const char *path)
 {
     static constexpr size_t   usual_node = 32; /* characters, or more */
-    std::vector<JournalNode> &nodes = taking->journal.nodes;
+    LargeVector<JournalNode> &nodes = taking->journal.nodes;
     struct stat               st = {};
     if (stat(path, &st) != 0)
         return;
-    size_t further = static_cast<size_t>(st.st_size) / usual_node;
-    nodes.reserve(nodes.size() + further);
-    ask_for_large_pages(nodes.data() + nodes.size(), further * sizeof nodes[0]);
+    nodes.reserve(nodes.size() + static_cast<size_t>(st.st_size) / usual_node);
 }
 
 /* Whatever else than the configuration is read is a file of the image, by a step that needs it. */

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "explain/authors.h"
+#include "system/large_pages.h"
 
 #include <cstdint>
 #include <string>
@@ -80,8 +81,8 @@ struct FileEffect {
 
 struct Journal {
     std::vector<Author>         authors;
-    std::vector<JournalNode>    nodes; /* by number; the first is none */
-    std::vector<Event>          events;
+    LargeVector<JournalNode>    nodes; /* by number; the first is none */
+    LargeVector<Event>          events;
     std::vector<JournalText>    texts;
     std::vector<std::string>    files; /* that values were filled from */
     std::vector<FurtherWriting> further;

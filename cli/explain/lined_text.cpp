@@ -3,7 +3,6 @@
 
 #include "language/items.h"
 #include "language/lines.h"
-#include "system/large_pages.h"
 
 #include <algorithm>
 
@@ -51,9 +50,8 @@ class OpenValue {
 /* Of an overlong line, which is read in several parts, the first part counts that begins something. */
 LinedText::LinedText(std::string_view text) : text_(text)
 {
-    static constexpr size_t usual_line = 32;
+    static constexpr size_t usual_line = 24;
     lines_.reserve(text.size() / usual_line);
-    ask_for_large_pages(lines_.data(), lines_.capacity() * sizeof lines_[0]);
     std::vector<uint32_t> blocks; /* lines of those around, innermost last */
     OpenValue             value;
     ConfigLines           lines(text);

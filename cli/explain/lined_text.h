@@ -5,6 +5,7 @@
 #pragma once
 
 #include "explain/journal.h"
+#include "system/large_pages.h"
 
 #include <cstdint>
 #include <string>
@@ -54,7 +55,7 @@ class LinedText {
     std::string name_of(uint32_t line) const;
 
     std::string_view  text_;
-    std::vector<Line> lines_;
+    LargeVector<Line> lines_;
     std::vector<bool> is_taken_;
 };
 

@@ -2,6 +2,7 @@
 #include "system/file_descriptor.h"
 
 #include "system/failure.h"
+#include "system/large_pages.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -46,6 +47,7 @@ std::string read_all(int fd, const std::string &path)
 {
     std::string bytes;
     bytes.reserve(likely_size(fd));
+    ask_for_large_pages(bytes.data(), bytes.capacity());
     for_each_part(fd, path, [&](std::string_view part) { bytes += part; });
     return bytes;
 }

@@ -26,9 +26,9 @@ static_assert(sizeof(config_node) % cache_line == 0);
 
 /* Chunks grow with the tree: what is small needs little, and what is large comes in pieces for which the system has
  * large pages. */
-constexpr size_t first_chunk_nodes = 340; /* with what aligning takes, a block of just under 64 KiB */
-constexpr size_t last_chunk_nodes = first_chunk_nodes * 128;
 constexpr size_t large_page = size_t{2} << 20;
+constexpr size_t first_chunk_nodes = 340; /* with what aligning takes, a block of just under 64 KiB */
+constexpr size_t last_chunk_nodes = 6 * large_page / sizeof(config_node);
 
 struct node_chunk {
     config_node *nodes;
@@ -92,10 +92,11 @@ node_chunk new_chunk(size_t records)
 {
     size_t room = std::clamp(records, first_chunk_nodes, last_chunk_nodes);
     size_t bytes = room * sizeof(config_node);
-    void  *block = malloc(bytes + cache_line);
+    size_t alignment = bytes < large_page ? cache_line : large_page; /* what nobody touches takes no memory */
+    void  *block = malloc(bytes + alignment);
     if (!block)
         return room > first_chunk_nodes ? new_chunk(first_chunk_nodes) : node_chunk{};
-    auto aligned = (reinterpret_cast<uintptr_t>(block) + cache_line - 1) / cache_line * cache_line;
+    auto aligned = (reinterpret_cast<uintptr_t>(block) + alignment - 1) / alignment * alignment;
     return {reinterpret_cast<config_node *>(aligned), room, 0, block};
 }
 
