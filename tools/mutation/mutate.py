@@ -1,0 +1,643 @@
+#!/usr/bin/python3
+"""./dev mutate: breaks the sources in thousands of small ways and says which of these no test notices. One build holds
+all breakages (schemata.py), each test is asked once which it reaches, and for each breakage run those that do.
+docs/mutation.md says what it is good for. Results lie in the build folder, a line for each breakage, as they come."""
+import argparse
+import hashlib
+import json
+import os
+import queue
+import shlex
+import shutil
+import subprocess
+import sys
+import threading
+from collections import Counter, defaultdict
+from dataclasses import dataclass
+
+import known_survivors
+
+TOOL = os.path.dirname(os.path.abspath(__file__))
+FLAGS = "-Og -g1"
+FIRST_CHUNK = 0.5  # seconds of tests that run ahead of a first look at the outcome; each next chunk takes twice as long
+SLACK = 5  # seconds that a run may take beyond ten times its own
+
+
+def say(*words):
+    print(*words, file=sys.stderr, flush=True)
+
+
+def digest(*pieces):
+    return hashlib.sha1("\0".join(str(piece) for piece in pieces).encode()).hexdigest()
+
+
+def digest_of_file(path):
+    with open(path, "rb") as stream:
+        return hashlib.file_digest(stream, "sha1").hexdigest()
+
+
+def read_json(path, otherwise):
+    try:
+        with open(path, encoding="utf-8") as stream:
+            return json.load(stream)
+    except FileNotFoundError:
+        return otherwise
+
+
+def write_json(path, value):
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path + ".new", "w", encoding="utf-8") as stream:
+        json.dump(value, stream)
+    os.replace(path + ".new", path)
+
+
+@dataclass
+class Place:
+    """Where everything is."""
+    source: str
+    build: str
+    jobs: int
+
+    def relative(self, path):
+        return os.path.relpath(path, self.source)
+
+    def copy_of(self, file):
+        return os.path.join(self.build, "mutated", file)
+
+    def launcher(self):
+        return [os.path.join(TOOL, "compile"), os.path.join(self.build, "mutated"), self.source]
+
+
+@dataclass
+class Mutant:
+    number: int
+    file: str
+    line: int
+    text: str
+    told: str
+    ordinal: int
+
+    def key(self):
+        return (self.file, self.text, self.told, self.ordinal)
+
+    def room(self):
+        folders = self.file.split("/")[:-1]
+        return "/".join(folders[:2]) + "/"
+
+
+# The build
+
+
+def configure(place):
+    launcher = ";".join(place.launcher())
+    done = subprocess.run(["cmake", "-S", place.source, "-B", place.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                           f"-DCMAKE_CXX_FLAGS_DEBUG={FLAGS}", f"-DCMAKE_C_FLAGS_DEBUG={FLAGS}", "-DMIGR_TESTS=ON",
+                           "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", f"-DCMAKE_CXX_COMPILER_LAUNCHER={launcher}",
+                           f"-DCCACHE={launcher}"], capture_output=True, text=True, check=False)
+    if done.returncode != 0:
+        sys.exit(done.stdout + done.stderr)
+
+
+def compile_commands(place):
+    """How each source below the root is compiled: {file: (command, folder, object)}."""
+    commands = {}
+    for entry in read_json(os.path.join(place.build, "compile_commands.json"), []):
+        file = place.relative(entry["file"])
+        if file.startswith("..") or file.startswith(place.relative(place.build) + os.sep):
+            continue
+        command = shlex.split(entry["command"])
+        commands[file] = (command, entry["directory"], os.path.join(entry["directory"], command[command.index("-o") + 1]))
+    return commands
+
+
+def build(place, targets=()):
+    command = ["cmake", "--build", place.build, "-j", str(place.jobs)]
+    done = subprocess.run(command + (["--target", *targets] if targets else []), capture_output=True, text=True, check=False)
+    if done.returncode != 0:
+        sys.exit(done.stdout[-5000:] + done.stderr)
+
+
+def parser_arguments(command):
+    """What the syntax tree depends on, from the compiler's command."""
+    arguments = [word for word in command if word.startswith(("-I", "-D", "-std", "-fno-exceptions", "-fno-rtti"))]
+    for i, word in enumerate(command):
+        if word in ("-isystem", "-include"):
+            arguments += command[i:i + 2]
+    folders = subprocess.run(["clang-14", "-print-resource-dir"], capture_output=True, text=True, check=False).stdout.strip()
+    return arguments + ["-resource-dir", folders or "/usr/lib/llvm-14/lib/clang/14.0.6"]
+
+
+# The breakages of a source
+
+
+class Plan:
+    """The points of one source, from an earlier run if neither it nor this tool has changed since."""
+
+    def __init__(self, place, file, command):
+        self.place, self.file, self.command = place, file, command
+        self.path = os.path.join(place.build, "plans", file.replace("/", "+") + ".json")
+        tool = [digest_of_file(os.path.join(TOOL, name)) for name in ("breakages.py", "schemata.py", "runtime.h")]
+        self.stamp = digest(digest_of_file(os.path.join(place.source, file)), *tool)
+        with open(os.path.join(place.source, file), "rb") as stream:
+            self.text = stream.read().decode("latin-1")
+        self.settled = self.load()
+        if not self.settled:
+            self.look()
+
+    def load(self):
+        from breakages import Point, Region
+        kept = read_json(self.path, {})
+        if kept.get("stamp") != self.stamp:
+            return False
+        regions = [Region(*fields) for fields in kept["regions"]]
+        self.points = [Point(*fields, regions[region] if region is not None else None, depth)
+                       for *fields, region, depth in kept["points"]]
+        self.left_out = kept["left_out"]
+        self.not_compiled = kept["not_compiled"]
+        return True
+
+    def save(self):
+        regions = list({id(point.region): point.region for point in self.points if point.region}.values())
+        index = {id(region): i for i, region in enumerate(regions)}
+        write_json(self.path, {
+            "stamp": self.stamp, "left_out": self.left_out, "not_compiled": self.not_compiled,
+            "regions": [[region.start, region.end, region.keyword, region.instead] for region in regions],
+            "points": [[point.start, point.end, point.before, point.after, point.told,
+                        index[id(point.region)] if point.region else None, point.depth] for point in self.points]})
+
+    def look(self):
+        import breakages
+        source = breakages.Source(os.path.join(self.place.source, self.file), parser_arguments(self.command[0]))
+        found = breakages.find(source)
+        self.points, self.left_out, self.not_compiled = found.points, found.constants_left_out, 0
+
+    def count(self):
+        return sum(len(point.told) for point in self.points)
+
+    def numbers(self, base):
+        numbers = {}
+        for point in self.points:
+            numbers[point] = base
+            base += len(point.told)
+        return numbers
+
+    def settle(self, base):
+        """Writes the copy, without what does not compile."""
+        import schemata
+        schema = schemata.Schema(self.text, list(self.points), self.place.copy_of(self.file), self.command[1])
+        if not os.path.exists(schema.path):
+            # What was compiled without breakages knows nothing of this copy.
+            if os.path.exists(self.command[2]):
+                os.unlink(self.command[2])
+        numbers = self.numbers(base)
+        if self.settled:
+            schema.write(numbers)
+            return
+        if not schema.settle(numbers, schemata.compiler_of(self.command[0], self.command[1], self.place.launcher())):
+            sys.exit(f"{self.file} does not compile, whatever is left out")
+        before = self.count()
+        self.points = schema.points
+        self.not_compiled = before - self.count()
+        schema.write(self.numbers(base))
+        self.settled = True
+        self.save()
+
+    def mutants(self, base):
+        found, seen = [], Counter()
+        for point, number in self.numbers(base).items():
+            line = self.text.count("\n", 0, point.start)
+            text = self.text.split("\n")[line].strip().encode("latin-1").decode("utf-8", "replace")
+            for i, told in enumerate(point.told):
+                seen[text, told] += 1
+                found.append(Mutant(number + i, self.file, line + 1, text, told, seen[text, told]))
+        return found
+
+
+def plan_all(place, commands, wanted):
+    """Plans of what is wanted, and of what an earlier run has left copies of."""
+    left = [file for file in commands if os.path.exists(place.copy_of(file))]
+    plans = {}
+    for file in sorted(set(wanted) | set(left)):
+        plans[file] = Plan(place, file, commands[file])
+        if not plans[file].settled:
+            say(f"{file}: {plans[file].count()} breakages")
+    return plans
+
+
+def bases_of(place, plans):
+    """The first number of each source's breakages; it stays the same from run to run, so that copies do."""
+    path = os.path.join(place.build, "plans", "bases.json")
+    bases = read_json(path, {})
+    for file, plan in plans.items():
+        if file not in bases or bases[file][1] < plan.count():
+            first = max((base + room for base, room in bases.values()), default=0)
+            bases[file] = [first, plan.count() + plan.count() // 4 + 20]
+    write_json(path, bases)
+    return {file: bases[file][0] for file in plans}, max(base + room for base, room in bases.values())
+
+
+def in_threads(jobs, work, items):
+    waiting = queue.Queue()
+    for item in items:
+        waiting.put(item)
+    failed = []
+
+    def go_on():
+        while not failed:
+            try:
+                item = waiting.get_nowait()
+            except queue.Empty:
+                return
+            try:
+                work(item)
+            except BaseException as fault:  # told by whoever waits
+                failed.append(fault)
+    threads = [threading.Thread(target=go_on, daemon=True) for _ in range(jobs)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    if failed:
+        raise failed[0]
+
+
+# Tests
+
+
+class Runner:
+    """A process that runs one test at a time, shut in: runner.py."""
+
+    def __init__(self, place):
+        self.place = place
+        command = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
+        if os.geteuid() != 0:
+            command.insert(1, "--map-root-user")
+        self.process = subprocess.Popen(command + ["/usr/bin/python3", os.path.join(TOOL, "runner.py"), place.source],
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+
+    def run(self, arguments, environment, limit, **more):
+        task = {"arguments": arguments, "environment": environment, "folder": self.place.build, "limit": limit, **more}
+        print(json.dumps(task), file=self.process.stdin, flush=True)
+        answer = self.process.stdout.readline()
+        if not answer:
+            raise RuntimeError("the runner of tests has ended")
+        return json.loads(answer)
+
+    def end(self):
+        self.process.stdin.close()
+        self.process.wait()
+
+
+@dataclass
+class Program:
+    """A program of tests with cases that can be named, or a whole test (no cases)."""
+    name: str
+    arguments: list
+    environment: dict
+    stamp: str
+    has_cases: bool
+
+
+def programs_of(place):
+    shown = subprocess.run(["ctest", "--test-dir", place.build, "--show-only=json-v1"], capture_output=True, text=True, check=True)
+    found = {}
+    sums = {}
+    for test in json.loads(shown.stdout)["tests"]:
+        if "command" not in test:
+            continue
+        arguments = test["command"]
+        has_cases = os.path.dirname(arguments[0]) == os.path.join(place.build, "tests")
+        properties = {item["name"]: item["value"] for item in test.get("properties", [])}
+        environment = dict(line.split("=", 1) for line in properties.get("ENVIRONMENT", []) if not line.startswith("GTEST_"))
+        pieces = [arguments, sorted(environment.items())]
+        for path in [os.path.join(place.build, "migr"), *arguments]:
+            if os.path.isfile(path):
+                sums[path] = sums.get(path) or digest_of_file(path)
+                pieces.append(sums[path])
+            elif os.path.isdir(path) and "case" in path:
+                pieces += sorted((file, os.stat(os.path.join(folder, file)).st_mtime)
+                                 for folder, _, files in os.walk(path) for file in files)
+        # The shards of a program are one program.
+        name = test["name"].rsplit("_part", 1)[0]
+        found[tuple(arguments)] = Program(name, arguments, environment, digest(*pieces), has_cases)
+    return list(found.values())
+
+
+@dataclass
+class Case:
+    program: Program
+    name: str  # none: the whole program
+    file: str
+    time: float
+
+
+class Tests:
+    """Every test, how long it takes, and which breakages it reaches."""
+
+    def __init__(self):
+        self.reaching = defaultdict(list)
+        self.failing = []
+
+    def take(self, program, looked):
+        for name, facts in looked.items():
+            case = Case(program, name, facts["file"], facts["time"])
+            if not facts["passed"]:
+                self.failing.append(f"{program.name} {name}")
+                continue
+            for number in facts["reached"]:
+                self.reaching[number].append(case)
+
+
+def cases_of(runner, program):
+    if not program.has_cases:
+        return {"": ""}
+    listed = runner.run(program.arguments + ["--gtest_list_tests", "--gtest_output=json:/tmp/cases.json"], {}, 60)
+    if listed["status"] != 0:
+        return {}
+    shown = runner.run(["sh", "-c", '"$@" --gtest_list_tests --gtest_output=json:/tmp/cases.json >/dev/null; cat /tmp/cases.json',
+                        "sh", *program.arguments], {}, 60, output=True)
+    cases = {}
+    for suite in json.loads(shown["output"])["testsuites"]:
+        for test in suite["testsuite"]:
+            cases[f"{suite['name']}.{test['name']}"] = test.get("file", "")
+    return cases
+
+
+def look_at(runner, place, program, count, known):
+    """Runs each case by itself. known: what an earlier, ended look has found."""
+    looked = known
+    for name, file in cases_of(runner, program).items():
+        if name in looked:
+            continue
+        arguments = program.arguments + ([f"--gtest_filter={name}"] if name else [])
+        answer = runner.run(arguments, program.environment, 900, count=count)
+        if answer["status"] != 0 and name:  # some tests need a second chance where other work goes on
+            answer = runner.run(arguments, program.environment, 900, count=count)
+        looked[name] = {"file": file, "time": answer["time"], "passed": answer["status"] == 0, "reached": answer["reached"]}
+    return looked
+
+
+def look_at_all(place, count, with_scripts):
+    tests = Tests()
+    lock = threading.Lock()
+    wanted = [program for program in programs_of(place) if program.has_cases or with_scripts]
+
+    def look(program):
+        path = os.path.join(place.build, "reached", program.stamp + ".json")
+        kept = read_json(path, None)
+        if kept is None or kept["count"] != count:
+            say(f"{program.name}: which breakages does it reach?")
+            runner = Runner(place)
+            kept = {"count": count, "looked": look_at(runner, place, program, count, {})}
+            runner.end()
+            write_json(path, kept)
+        with lock:
+            tests.take(program, kept["looked"])
+
+    in_threads(place.jobs, look, wanted)
+    for name in tests.failing:
+        say(f"{name} fails or is skipped with nothing broken, and is left out")
+    return tests
+
+
+# A breakage and the tests that reach it
+
+
+def chunks_of(mutant, cases):
+    """Those that are named for the source first, then all from the quickest on; whole programs last, one by one."""
+    stem = os.path.splitext(os.path.basename(mutant.file))[0]
+    named = sorted((case for case in cases if case.name), key=lambda case: case.time)
+    near = [case for case in named if os.path.basename(case.file) == stem + "_test.cpp"]
+    far = [case for case in named if os.path.basename(case.file) != stem + "_test.cpp"]
+    budget = FIRST_CHUNK
+    for group in (near, far):
+        chunk, spent = [], 0.0
+        for case in group:
+            chunk.append(case)
+            spent += case.time
+            if spent >= budget:
+                yield chunk
+                chunk, spent, budget = [], 0.0, budget * 2
+        if chunk:
+            yield chunk
+    for case in sorted((case for case in cases if not case.name), key=lambda case: case.time):
+        yield [case]
+
+
+def filters_of(cases, most=60000):
+    """The names of cases for one run each, as long as an argument may be."""
+    part, length = [], 0
+    for case in cases:
+        if part and length + len(case.name) > most:
+            yield part
+            part, length = [], 0
+        part.append(case)
+        length += len(case.name) + 1
+    yield part
+
+
+def run_chunk(runner, mutant, chunk):
+    """None when nothing was noticed, otherwise how."""
+    by_program = defaultdict(list)
+    for case in chunk:
+        by_program[tuple(case.program.arguments)].append(case)
+    for cases in by_program.values():
+        program = cases[0].program
+        for part in filters_of(cases):
+            arguments = list(program.arguments)
+            if part[0].name:
+                arguments += ["--gtest_filter=" + ":".join(case.name for case in part), "--gtest_fail_fast", "--gtest_brief=1"]
+            limit = 10 * sum(case.time for case in part) + SLACK
+            answer = runner.run(arguments, {**program.environment, "MIGR_MUTANT": str(mutant.number)}, limit)
+            if answer["status"] == "timeout" or answer["status"] == 99:
+                return "hung", program.name
+            if answer["status"] != 0:
+                return "killed", program.name
+    return None
+
+
+def try_mutant(runner, mutant, cases):
+    tried = 0
+    for chunk in chunks_of(mutant, cases):
+        tried += len(chunk)
+        noticed = run_chunk(runner, mutant, chunk)
+        if noticed:
+            return {"status": noticed[0], "by": noticed[1], "tests": tried}
+    return {"status": "survived", "tests": tried}
+
+
+# Results
+
+
+class Results:
+    """A line for each breakage, written as they come; the last one of a breakage holds."""
+
+    def __init__(self, path):
+        self.path = path
+        self.lines = {}
+        self.lock = threading.Lock()
+        if os.path.exists(path):
+            with open(path, "r+", encoding="utf-8") as stream:
+                for line in stream:
+                    self.take(line)
+                if self.lines and not line.endswith("\n"):  # the run was ended while it wrote
+                    stream.write("\n")
+
+    def take(self, line):
+        try:
+            result = json.loads(line)
+        except ValueError:
+            return
+        self.lines[tuple(result["mutant"])] = result
+
+    def add(self, mutant, result):
+        result = {"mutant": list(mutant.key()), "line": mutant.line, **result}
+        with self.lock:
+            self.lines[mutant.key()] = result
+            with open(self.path, "a", encoding="utf-8") as stream:
+                stream.write(json.dumps(result, ensure_ascii=False) + "\n")
+
+    def of(self, mutant):
+        return self.lines.get(mutant.key())
+
+
+def chosen(mutants, sample):
+    """All, or so many of each room, by a draw that is the same each time."""
+    if sample is None:
+        return mutants
+    rooms = defaultdict(list)
+    for mutant in mutants:
+        rooms[mutant.room()].append(mutant)
+    picked = set()
+    for room in rooms.values():
+        picked |= {mutant.key() for mutant in sorted(room, key=lambda mutant: digest(*mutant.key()))[:sample]}
+    return [mutant for mutant in mutants if mutant.key() in picked]
+
+
+def is_due(result, cases, arguments):
+    if result is None:
+        return True
+    if result["status"] == "unreached":
+        return bool(cases)
+    if result["status"] != "survived":
+        return False
+    return arguments.again or (arguments.scripts and not result.get("scripts"))
+
+
+def run_all(place, mutants, tests, results, arguments):
+    due = []
+    for mutant in mutants:
+        cases = tests.reaching.get(mutant.number, [])
+        if not is_due(results.of(mutant), cases, arguments):
+            continue
+        if cases:
+            due.append((mutant, cases))
+        elif results.of(mutant) is None:
+            results.add(mutant, {"status": "unreached"})
+    say(f"{len(mutants)} breakages, {len(due)} of them to be tried")
+    idle = queue.Queue()
+    for _ in range(place.jobs):
+        idle.put(Runner(place))
+    done = Counter()
+
+    def work(item):
+        mutant, cases = item
+        runner = idle.get()
+        result = try_mutant(runner, mutant, cases)
+        idle.put(runner)
+        results.add(mutant, {**result, "scripts": arguments.scripts})
+        done[result["status"]] += 1
+        if sum(done.values()) % 100 == 0:
+            say(f"{sum(done.values())} of {len(due)}: {dict(done)}")
+
+    in_threads(place.jobs, work, due)
+    while not idle.empty():
+        idle.get().end()
+
+
+def report(plans, mutants, results, survivors):
+    """A table of rooms, then what is new. Gives the number of new survivors."""
+    rooms = defaultdict(Counter)
+    new = []
+    for mutant in mutants:
+        result = results.of(mutant)
+        status = result["status"] if result else "not tried"
+        if status in ("survived", "unreached"):
+            reason = survivors.reason(mutant.file, mutant.text, mutant.told)
+            if reason is None:
+                new.append((mutant, status))
+            else:
+                status = "with reason"
+        rooms[mutant.room()][status] += 1
+    for file, plan in plans.items():
+        room = "/".join(file.split("/")[:-1][:2]) + "/"
+        rooms[room]["left out"] += plan.left_out + plan.not_compiled
+    columns = ["killed", "hung", "with reason", "survived", "unreached", "not tried", "left out"]
+    print("| Room | breakages | " + " | ".join(columns) + " |")
+    print("|---|" + "--:|" * (len(columns) + 1))
+    for room, counts in sorted(rooms.items()):
+        total = sum(counts.values()) - counts["left out"]
+        print(f"| `{room}` | {total} | " + " | ".join(str(counts[column]) for column in columns) + " |")
+    for wanted, words in (("survived", "survives all tests"), ("unreached", "is reached by no test")):
+        for mutant, status in new:
+            if status == wanted:
+                print(f"{mutant.file}:{mutant.line}: {mutant.told}; {words}\n    {mutant.text}")
+    for entry in survivors.unused(mutants):
+        print(f"tools/mutation/survivors: no breakage is as in: {entry}")
+    return len(new)
+
+
+def wanted_files(place, commands, paths):
+    paths = [place.relative(os.path.abspath(path)) for path in paths] or ["src", "appliance", "cli"]
+    found = [file for file in commands if any(file == path or path == "." or file.startswith(path.rstrip("/") + "/") for path in paths)]
+    if not found:
+        sys.exit("no source is below " + ", ".join(paths))
+    return sorted(file for file in found if not file.startswith(("tests/", "bench/", "fuzz/", "tools/")))
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(prog="./dev mutate", description="break the sources and see which tests notice")
+    parser.add_argument("paths", nargs="*", metavar="PATH", help="sources, or folders of them; src, appliance and cli without any")
+    parser.add_argument("--sample", type=int, metavar="N", help="no more than N breakages of each room, drawn alike each time")
+    parser.add_argument("--list", action="store_true", help="list the breakages, build nothing")
+    parser.add_argument("--report", action="store_true", help="show the results that there are, run nothing")
+    parser.add_argument("--again", action="store_true", help="try survivors once more, with the tests as they are now")
+    parser.add_argument("--no-scripts", dest="scripts", action="store_false",
+                        help="leave out the tests that are scripts, which take long")
+    parser.add_argument("--source", default=os.path.dirname(os.path.dirname(TOOL)), help=argparse.SUPPRESS)
+    parser.add_argument("--build", help=argparse.SUPPRESS)
+    parser.add_argument("--survivors", default=os.path.join(TOOL, "survivors"), help=argparse.SUPPRESS)
+    return parser.parse_args()
+
+
+def main():
+    arguments = parse_arguments()
+    source = os.path.abspath(arguments.source)
+    place = Place(source, os.path.abspath(arguments.build or os.path.join(source, "build-mutation")),
+                  int(os.environ.get("MIGR_JOBS", os.cpu_count())))
+    os.makedirs(place.build, exist_ok=True)
+    survivors = known_survivors.read(arguments.survivors)
+    configure(place)
+    commands = compile_commands(place)
+    if not arguments.list and not arguments.report:
+        build(place)  # what sources include may be made by the build
+    wanted = wanted_files(place, commands, arguments.paths)
+    plans = plan_all(place, commands, wanted)
+    bases, count = bases_of(place, plans)
+    results = Results(os.path.join(place.build, "results.jsonl"))
+    if not arguments.list and not arguments.report:
+        in_threads(place.jobs, lambda file: plans[file].settle(bases[file]), plans)
+        build(place)
+    mutants = chosen([mutant for file in wanted for mutant in plans[file].mutants(bases[file])], arguments.sample)
+    if arguments.list:
+        for mutant in mutants:
+            print(f"{mutant.file}:{mutant.line}: {mutant.told}")
+        return 0
+    if not arguments.report:
+        run_all(place, mutants, look_at_all(place, count, arguments.scripts), results, arguments)
+    return 1 if report({file: plans[file] for file in wanted}, mutants, results, survivors) else 0
+
+
+if __name__ == "__main__":
+    sys.path.insert(0, TOOL)
+    sys.exit(main())
