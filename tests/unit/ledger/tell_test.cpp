@@ -364,4 +364,234 @@ TEST_F(Tell, WithoutMemoryItSaysOnceThatItIsIncomplete)
     EXPECT_GT(incomplete, 0u);
 }
 
+TEST_F(Tell, BothWithoutAValueAreAlike)
+{
+    plant("config a\nset s 1\nend\n");
+    config_node *block = root()->top_list;
+    ledger::tell_revalued(block, nullptr, nullptr);
+    EXPECT_TRUE(told.empty());
+    ledger::tell_revalued(block, nullptr, "");
+    ledger::tell_revalued(block, "", nullptr);
+    EXPECT_EQ(told.size(), 2u);
+}
+
+TEST_F(Tell, APlaceThatIsThereAlreadyIsNotToldAgain)
+{
+    plant("config a\nset s 1\nend\nconfig b\nset t 1\nend\n");
+    config_node *block = root()->top_list;
+    ledger::tell_adopting(&block->set_list, block->set_list);
+    ledger::tell_unlinking(&block->set_list, block->next->set_list); /* and one that it has not, is not taken away */
+    EXPECT_TRUE(told.empty());
+}
+
+TEST_F(Tell, NothingIsToldOfTheUnknownWhateverIsDoneToIt)
+{
+    plant("config a\nset s 1\nend\n");
+    config_node         *block = root()->top_list;
+    config_node          node = {};
+    ledger::written_text text = {"/out", 1};
+    node.kind = MIGR_SET;
+    strcpy(node.name, "two\nlines");
+    ledger::tell_unlinking(&block->set_list, &node);
+    ledger::tell_exchanging(&node, block);
+    ledger::tell_exchanging(block, &node);
+    ledger::tell_releasing(&node);
+    ledger::tell_filled(&node);
+    ledger::tell_marked(&node);
+    ledger::tell_left_out(&node);
+    ledger::tell_unwritten(&node);
+    ledger::write_on(&text);
+    ledger::tell_written(&node, true);
+    EXPECT_EQ(text.lines, 3u); /* it is written all the same */
+    ledger::tell_written_end(&node);
+    EXPECT_EQ(text.lines, 4u);
+    ledger::write_on(nullptr);
+    ledger::tell_written(block, true);
+    ledger::tell_written_end(block);
+    EXPECT_FALSE(ledger::tells_writing());
+    EXPECT_TRUE(told.empty()) << kinds_and_names();
+    EXPECT_NE(migr_identity_of(block), 0u);
+}
+
+TEST_F(Tell, AValueThatIsNotWrittenHasNoLines)
+{
+    plant("config a\nset s \"x\ny\"\nend\n");
+    config_node         *set = root()->top_list->set_list;
+    ledger::written_text text = {"/out", 1};
+    ledger::write_on(&text);
+    EXPECT_TRUE(ledger::tells_writing());
+    ledger::tell_written(set, false);
+    EXPECT_EQ(text.lines, 2u);
+    ledger::tell_written(set, true);
+    EXPECT_EQ(text.lines, 4u);
+    ledger::write_on(nullptr);
+    EXPECT_EQ(told.size(), 2u);
+}
+
+/* Nobody listens: then nothing is told of writing, whatever text it is. */
+TEST_F(Tell, WritingIsToldToWhoeverListens)
+{
+    ledger::written_text  text = {"/out", 1};
+    migr_change_observer *before = ledger::observer;
+    ledger::write_on(&text);
+    ledger::observer = nullptr;
+    EXPECT_FALSE(ledger::tells_writing());
+    ledger::observer = before;
+    EXPECT_TRUE(ledger::tells_writing());
+    ledger::write_on(nullptr);
+}
+
+TEST_F(Tell, OfAListThatNoTextHasOnlyWhatWouldBeWrittenIsToldAndWhatWasLinkedAloudThere)
+{
+    plant("config a\nset s 1\nset t 1\nset u 1\nset v 1\nend\n");
+    config_node *set = root()->top_list->set_list;
+    mark_deleted(set->next);
+    mark_hidden(set->next->next);
+    told.clear();
+    ledger::tell_unwritten(set);
+    std::string left_out = std::to_string(MIGR_LEFT_OUT);
+    EXPECT_EQ(kinds_and_names(), left_out + " s\n" + left_out + " v\n");
+    config_node *alone = make_node(MIGR_SET, "alone", nullptr);
+    alone->next = set;
+    told.clear();
+    ledger::tell_unwritten(alone);
+    EXPECT_TRUE(told.empty());
+    alone->next = nullptr;
+}
+
+TEST_F(Tell, ANodeThatIsCopiedOntoKeepsItsNumber)
+{
+    plant("config a\nset s 1\nset t 1\nend\n");
+    config_node *set = root()->top_list->set_list;
+    uint64_t     number = migr_identity_of(set);
+    config_node  strange = {};
+    ledger::tell_copied(set, &strange);
+    EXPECT_EQ(only().change.node, number);
+    EXPECT_EQ(only().change.source, 0u); /* nobody knows it */
+    EXPECT_EQ(migr_identity_of(set), number);
+}
+
+TEST_F(Tell, AValueThatIsFilledNamesTheFile)
+{
+    plant("config a\nset s 1\nend\n");
+    ledger::tell_read_file("/data/etc/key");
+    ledger::tell_filled(root()->top_list->set_list);
+    EXPECT_EQ(only().change.kind, MIGR_FILLED);
+    EXPECT_EQ(only().file, "/data/etc/key");
+}
+
+TEST_F(Tell, AFileIsReadIntoARootThatWasKnownUnderANewNumber)
+{
+    plant("config a\nend\n");
+    uint64_t before = migr_identity_of(root());
+    ledger::tell_opened(root(), "/again");
+    EXPECT_EQ(only().change.kind, MIGR_OPENED);
+    EXPECT_EQ(only().file, "/again");
+    EXPECT_GT(migr_identity_of(root()), before);
+}
+
+TEST_F(Tell, AKeptRootOutlivesThePassAndNothingElseDoes)
+{
+    config_node kept = {}, of_pass = {};
+    kept.kind = of_pass.kind = MIGR_ROOT;
+    ledger::tell_kept_root(&kept);
+    EXPECT_EQ(only().change.kind, MIGR_OPENED);
+    EXPECT_EQ(only().file, "(null)");
+    ledger::tell_opened(&of_pass, "/in");
+    ledger::tell_pass_ends();
+    EXPECT_NE(migr_identity_of(&kept), 0u);
+    EXPECT_EQ(migr_identity_of(&of_pass), 0u);
+    ledger::nodes_outlive_pass(true);
+    ledger::tell_opened(&of_pass, "/in");
+    ledger::tell_pass_ends(); /* and so does what came while nodes did */
+    EXPECT_NE(migr_identity_of(&of_pass), 0u);
+    ledger::tell_run_ends();
+    EXPECT_EQ(migr_identity_of(&kept), 0u);
+    EXPECT_EQ(migr_identity_of(&of_pass), 0u);
+}
+
+TEST_F(Tell, TheHostIsNoReleases)
+{
+    ledger::set_author(7, "step", "name");
+    ledger::tell_pass_ends();
+    ledger::tell_file(MIGR_FOLDER_MADE, "/folder", nullptr);
+    EXPECT_EQ(only().change.author->release, 0);
+    EXPECT_EQ(only().mechanism + only().who, "host");
+}
+
+/* A host's block with more below it than a table holds at first, put below two parents: whichever allocation fails,
+ * that is said once, and the next pass begins whole. */
+TEST_F(Tell, WithoutMemoryEachWayToTellSaysThatItIsIncomplete)
+{
+    constexpr size_t         count = 40;
+    std::vector<config_node> entries(count), nested(count);
+    config_node              block = {};
+    block.kind = MIGR_TOP;
+    for (size_t i = 0; i < count; i++) {
+        entries[i].kind = MIGR_EDIT;
+        nested[i].kind = MIGR_SET;
+        entries[i].set_list = &nested[i];
+        entries[i].next = i + 1 < count ? &entries[i + 1] : nullptr;
+    }
+    block.edit_list = entries.data();
+    auto forget_all = [] {
+        ledger::tell_pass_ends();
+        ledger::tell_run_ends();
+    };
+    auto run = [&](size_t number) {
+        config_node top = {}, one = {}, other = {};
+        top.kind = MIGR_ROOT;
+        one.kind = other.kind = MIGR_TOP;
+        forget_all();
+        told.clear();
+        fail_allocation(number);
+        ledger::tell_opened(&top, "/in");
+        ledger::tell_linking(&top.top_list, &block);
+        top.top_list = &block;
+        ledger::tell_linking(&block.next, &one);
+        ledger::tell_linking(&block.next, &other);
+        ledger::tell_adopting(&one.edit_list, block.edit_list);
+        ledger::tell_adopting(&other.edit_list, block.edit_list);
+        ledger::tell_linking(&entries[0].next, &entries[20]);
+        ledger::tell_exchanging(&entries[0], &entries[1]);
+        ledger::tell_unlinking(&block.edit_list, &entries[0]);
+        config_node unknown = {}, read = {};
+        ledger::tell_parsed(&read, &unknown, 1, 1);
+        ledger::tell_copied(&unknown, &read);
+        size_t asked = allocations();
+        fail_allocation(0);
+        return asked;
+    };
+    auto said = [] {
+        size_t times = 0;
+        for (const Told &one : told)
+            times += one.change.kind == MIGR_INCOMPLETE;
+        return times;
+    };
+    told.reserve(4096); /* it is no part of what is counted */
+    size_t asked = run(0);
+    EXPECT_EQ(said(), 0u);
+    ASSERT_GT(asked, 10u);
+    for (size_t number = 1; number <= asked; number++) {
+        run(number);
+        EXPECT_EQ(said(), 1u) << number;
+    }
+    run(0);
+    EXPECT_EQ(said(), 0u);
+    /* And when there is none from then on. */
+    for (size_t number = 1; number <= asked; number++) {
+        forget_all();
+        told.clear();
+        fail_allocation(number, true);
+        config_node top = {};
+        top.kind = MIGR_ROOT;
+        ledger::tell_opened(&top, "/in");
+        ledger::tell_linking(&top.top_list, &block);
+        size_t failed = allocations();
+        fail_allocation(0);
+        EXPECT_EQ(said(), failed >= number ? 1u : 0u) << number;
+    }
+    forget_all();
+}
+
 } // namespace
