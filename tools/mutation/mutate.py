@@ -131,36 +131,38 @@ def parser_arguments(command):
 
 
 class Plan:
-    """The points of one source, from an earlier run if neither it nor this tool has changed since."""
+    """The points of one source, from an earlier run if neither it nor this tool has changed since. Those that do not
+    compile are known once the copy has been settled, for those that were chosen then."""
 
-    def __init__(self, place, file, command):
+    def __init__(self, place, file, command, as_built):
         self.place, self.file, self.command = place, file, command
         self.path = os.path.join(place.build, "plans", file.replace("/", "+") + ".json")
         tool = [digest_of_file(os.path.join(TOOL, name)) for name in ("breakages.py", "schemata.py", "runtime.h")]
         self.stamp = digest(digest_of_file(os.path.join(place.source, file)), *tool)
         with open(os.path.join(place.source, file), "rb") as stream:
             self.text = stream.read().decode("latin-1")
-        self.settled = self.load()
-        if not self.settled:
+        if not self.load(as_built):
             self.look()
 
-    def load(self):
+    def load(self, as_built):
         from breakages import Point, Region
         kept = read_json(self.path, {})
-        if kept.get("stamp") != self.stamp:
+        if kept.get("stamp") != self.stamp and not (kept and as_built):
             return False
         regions = [Region(*fields) for fields in kept["regions"]]
         self.points = [Point(*fields, regions[region] if region is not None else None, depth)
                        for *fields, region, depth in kept["points"]]
         self.left_out = kept["left_out"]
-        self.not_compiled = kept["not_compiled"]
+        self.dropped = {self.points[i] for i in kept["dropped"]}
+        self.settled_for = kept["settled_for"]
         return True
 
     def save(self):
         regions = list({id(point.region): point.region for point in self.points if point.region}.values())
         index = {id(region): i for i, region in enumerate(regions)}
         write_json(self.path, {
-            "stamp": self.stamp, "left_out": self.left_out, "not_compiled": self.not_compiled,
+            "stamp": self.stamp, "left_out": self.left_out, "settled_for": self.settled_for,
+            "dropped": [i for i, point in enumerate(self.points) if point in self.dropped],
             "regions": [[region.start, region.end, region.keyword, region.instead] for region in regions],
             "points": [[point.start, point.end, point.before, point.after, point.told,
                         index[id(point.region)] if point.region else None, point.depth] for point in self.points]})
@@ -169,10 +171,15 @@ class Plan:
         import breakages
         source = breakages.Source(os.path.join(self.place.source, self.file), parser_arguments(self.command[0]))
         found = breakages.find(source)
-        self.points, self.left_out, self.not_compiled = found.points, found.constants_left_out, 0
+        self.points, self.left_out, self.dropped, self.settled_for = found.points, found.constants_left_out, set(), None
+        self.save()
+        say(f"{self.file}: {self.count()} breakages")
 
     def count(self):
         return sum(len(point.told) for point in self.points)
+
+    def not_compiled(self):
+        return sum(len(point.told) for point in self.dropped)
 
     def numbers(self, base):
         numbers = {}
@@ -181,47 +188,42 @@ class Plan:
             base += len(point.told)
         return numbers
 
-    def settle(self, base):
-        """Writes the copy, without what does not compile."""
+    def settle(self, base, chosen_numbers):
+        """Writes the copy with what was chosen, without what does not compile."""
         import schemata
-        schema = schemata.Schema(self.text, list(self.points), self.place.copy_of(self.file), self.command[1])
-        if not os.path.exists(schema.path):
-            # What was compiled without breakages knows nothing of this copy.
-            if os.path.exists(self.command[2]):
-                os.unlink(self.command[2])
         numbers = self.numbers(base)
-        if self.settled:
+        points = [point for point, number in numbers.items() if point not in self.dropped and
+                  not chosen_numbers.isdisjoint(range(number, number + len(point.told)))]
+        schema = schemata.Schema(self.text, points, self.place.copy_of(self.file), self.command[1])
+        if not os.path.exists(schema.path) and os.path.exists(self.command[2]):
+            os.unlink(self.command[2])  # what was compiled without breakages knows nothing of this copy
+        goal = digest(*(number - base for number in sorted(chosen_numbers) if 0 <= number - base < self.count()))
+        if self.settled_for == goal:
             schema.write(numbers)
             return
         if not schema.settle(numbers, schemata.compiler_of(self.command[0], self.command[1], self.place.launcher())):
             sys.exit(f"{self.file} does not compile, whatever is left out")
-        before = self.count()
-        self.points = schema.points
-        self.not_compiled = before - self.count()
-        schema.write(self.numbers(base))
-        self.settled = True
+        self.dropped |= set(schema.dropped)
+        self.settled_for = goal
         self.save()
 
     def mutants(self, base):
         found, seen = [], Counter()
+        lines = self.text.split("\n")
         for point, number in self.numbers(base).items():
             line = self.text.count("\n", 0, point.start)
-            text = self.text.split("\n")[line].strip().encode("latin-1").decode("utf-8", "replace")
+            text = lines[line].strip().encode("latin-1").decode("utf-8", "replace")
             for i, told in enumerate(point.told):
                 seen[text, told] += 1
-                found.append(Mutant(number + i, self.file, line + 1, text, told, seen[text, told]))
+                if point not in self.dropped:
+                    found.append(Mutant(number + i, self.file, line + 1, text, told, seen[text, told]))
         return found
 
 
-def plan_all(place, commands, wanted):
+def plan_all(place, commands, wanted, as_built):
     """Plans of what is wanted, and of what an earlier run has left copies of."""
     left = [file for file in commands if os.path.exists(place.copy_of(file))]
-    plans = {}
-    for file in sorted(set(wanted) | set(left)):
-        plans[file] = Plan(place, file, commands[file])
-        if not plans[file].settled:
-            say(f"{file}: {plans[file].count()} breakages")
-    return plans
+    return {file: Plan(place, file, commands[file], as_built) for file in sorted(set(wanted) | set(left))}
 
 
 def bases_of(place, plans):
@@ -403,23 +405,30 @@ def look_at_all(place, count, with_scripts):
 # A breakage and the tests that reach it
 
 
-def chunks_of(mutant, cases):
-    """Those that are named for the source first, then all from the quickest on; whole programs last, one by one."""
-    stem = os.path.splitext(os.path.basename(mutant.file))[0]
-    named = sorted((case for case in cases if case.name), key=lambda case: case.time)
-    near = [case for case in named if os.path.basename(case.file) == stem + "_test.cpp"]
-    far = [case for case in named if os.path.basename(case.file) != stem + "_test.cpp"]
-    budget = FIRST_CHUNK
-    for group in (near, far):
-        chunk, spent = [], 0.0
-        for case in group:
-            chunk.append(case)
-            spent += case.time
-            if spent >= budget:
-                yield chunk
-                chunk, spent, budget = [], 0.0, budget * 2
-        if chunk:
+def distance(mutant, case):
+    """Cases in the mirror place of a source are asked first, then those beside them, then all others."""
+    folder, name = os.path.split(mutant.file)
+    mirrored = os.path.basename(case.file) == os.path.splitext(name)[0] + "_test.cpp"
+    beside = os.path.dirname(case.file).endswith("/unit/" + folder.removeprefix("src/"))
+    return 0 if mirrored else 1 if beside else 2
+
+
+def chunks_of(mutant, cases, seconds):
+    """Near cases first, each group from the quickest on, until they have taken those seconds together; whole programs
+    last, one by one."""
+    named = sorted((case for case in cases if case.name), key=lambda case: (distance(mutant, case), case.time))
+    budget, chunk, in_chunk, total = FIRST_CHUNK, [], 0.0, 0.0
+    for case in named:
+        if total > 0 and total + case.time > seconds:
+            continue  # others may be quicker
+        chunk.append(case)
+        in_chunk += case.time
+        total += case.time
+        if in_chunk >= budget:
             yield chunk
+            chunk, in_chunk, budget = [], 0.0, budget * 2
+    if chunk:
+        yield chunk
     for case in sorted((case for case in cases if not case.name), key=lambda case: case.time):
         yield [case]
 
@@ -456,9 +465,9 @@ def run_chunk(runner, mutant, chunk):
     return None
 
 
-def try_mutant(runner, mutant, cases):
+def try_mutant(runner, mutant, cases, seconds):
     tried = 0
-    for chunk in chunks_of(mutant, cases):
+    for chunk in chunks_of(mutant, cases, seconds):
         tried += len(chunk)
         noticed = run_chunk(runner, mutant, chunk)
         if noticed:
@@ -535,6 +544,7 @@ def run_all(place, mutants, tests, results, arguments):
         elif results.of(mutant) is None:
             results.add(mutant, {"status": "unreached"})
     say(f"{len(mutants)} breakages, {len(due)} of them to be tried")
+    due.sort(key=lambda item: digest(*item[0].key()))  # so that a run that is ended early has tried some of everything
     idle = queue.Queue()
     for _ in range(place.jobs):
         idle.put(Runner(place))
@@ -543,9 +553,9 @@ def run_all(place, mutants, tests, results, arguments):
     def work(item):
         mutant, cases = item
         runner = idle.get()
-        result = try_mutant(runner, mutant, cases)
+        result = try_mutant(runner, mutant, cases, arguments.seconds)
         idle.put(runner)
-        results.add(mutant, {**result, "scripts": arguments.scripts})
+        results.add(mutant, {**result, "of": len(cases), "scripts": arguments.scripts})
         done[result["status"]] += 1
         if sum(done.values()) % 100 == 0:
             say(f"{sum(done.values())} of {len(due)}: {dict(done)}")
@@ -571,7 +581,7 @@ def report(plans, mutants, results, survivors):
         rooms[mutant.room()][status] += 1
     for file, plan in plans.items():
         room = "/".join(file.split("/")[:-1][:2]) + "/"
-        rooms[room]["left out"] += plan.left_out + plan.not_compiled
+        rooms[room]["left out"] += plan.left_out + plan.not_compiled()
     columns = ["killed", "hung", "with reason", "survived", "unreached", "not tried", "left out"]
     print("| Room | breakages | " + " | ".join(columns) + " |")
     print("|---|" + "--:|" * (len(columns) + 1))
@@ -604,6 +614,9 @@ def parse_arguments():
     parser.add_argument("--again", action="store_true", help="try survivors once more, with the tests as they are now")
     parser.add_argument("--no-scripts", dest="scripts", action="store_false",
                         help="leave out the tests that are scripts, which take long")
+    parser.add_argument("--seconds", type=float, default=60, metavar="N",
+                        help="run the nearest and quickest tests that take no longer than this together (60)")
+    parser.add_argument("--no-build", dest="as_built", action="store_true", help="go on with the programs as they were built")
     parser.add_argument("--source", default=os.path.dirname(os.path.dirname(TOOL)), help=argparse.SUPPRESS)
     parser.add_argument("--build", help=argparse.SUPPRESS)
     parser.add_argument("--survivors", default=os.path.join(TOOL, "survivors"), help=argparse.SUPPRESS)
@@ -619,16 +632,23 @@ def main():
     survivors = known_survivors.read(arguments.survivors)
     configure(place)
     commands = compile_commands(place)
-    if not arguments.list and not arguments.report:
+    if arguments.report or arguments.list:
+        arguments.as_built = arguments.report
+    elif not arguments.as_built:
         build(place)  # what sources include may be made by the build
     wanted = wanted_files(place, commands, arguments.paths)
-    plans = plan_all(place, commands, wanted)
+    plans = plan_all(place, commands, wanted, arguments.as_built)
     bases, count = bases_of(place, plans)
     results = Results(os.path.join(place.build, "results.jsonl"))
-    if not arguments.list and not arguments.report:
-        in_threads(place.jobs, lambda file: plans[file].settle(bases[file]), plans)
+
+    def drawn():
+        return chosen([mutant for file in plans for mutant in plans[file].mutants(bases[file])], arguments.sample)
+
+    if not arguments.list and not arguments.as_built:
+        numbers = {mutant.number for mutant in drawn()}
+        in_threads(place.jobs, lambda file: plans[file].settle(bases[file], numbers), plans)
         build(place)
-    mutants = chosen([mutant for file in wanted for mutant in plans[file].mutants(bases[file])], arguments.sample)
+    mutants = [mutant for mutant in drawn() if mutant.file in wanted]
     if arguments.list:
         for mutant in mutants:
             print(f"{mutant.file}:{mutant.line}: {mutant.told}")
