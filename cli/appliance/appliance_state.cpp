@@ -126,6 +126,21 @@ void settle_last_commit(const Root &root, bool may_write, const Tell &tell)
         tell(text_of(leftover));
 }
 
+std::string commit_inside(const Root &root, const std::function<std::string()> &work)
+{
+    size_t earlier = inside(root, snapshot_names).size();
+    try {
+        return root.run(work);
+    } catch (const ChildEnded &) {
+        inside(root, recover);
+    }
+    std::vector<std::string> names = inside(root, snapshot_names);
+    if (names.size() == earlier)
+        throw Failure(Status::failed, root.shown() + ": the process that was to put the result in place was killed. "
+                                                     "Everything is as it was. Run migr again.");
+    return names.back();
+}
+
 std::vector<SnapshotSummary> list_snapshots(const Root &root)
 {
     return inside(root, [] {
@@ -176,7 +191,7 @@ RollbackPlan plan_rollback(const Root &root, const std::string &snapshot)
 
 std::string roll_back(const Root &root, const std::string &snapshot)
 {
-    return root.run([&] {
+    return commit_inside(root, [&] {
         WayBack way = way_back_of(root, snapshot);
         commit(root, way.manifest,
                [&](const Change &change) { return open_in_snapshot(way.kept_in.at(change.path), change.path); });

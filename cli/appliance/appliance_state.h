@@ -20,6 +20,13 @@ using Tell = std::function<void(const std::string &line)>;
  */
 void settle_last_commit(const Root &root, bool may_write, const Tell &tell);
 
+/*
+ * Has `work`, which commits something and gives its snapshot's name, done in the root folder, and gives that name. When
+ * the process that does it is killed, what it left is finished or dropped at once: then too all is new, or Failure says
+ * that all is old. By the lock's holder.
+ */
+std::string commit_inside(const Root &root, const std::function<std::string()> &work);
+
 struct SnapshotSummary {
     std::string name;
     std::string command; /* "upgrade" or "rollback" */

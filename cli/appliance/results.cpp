@@ -70,7 +70,7 @@ void take_misreadings(const Evidence &evidence, FileOutcome &outcome)
 
 bool is_cause(int error)
 {
-    static constexpr int causes[] = {EACCES, EPERM, ENOSPC, EDQUOT, EFBIG, EIO, EROFS, ENOMEM, EMFILE, ENFILE};
+    static constexpr int causes[] = {EACCES, EPERM, ENOSPC, EDQUOT, EFBIG, EIO, EROFS, ENOMEM, EMFILE, ENFILE, EINTR};
     return std::find(std::begin(causes), std::end(causes), error) != std::end(causes);
 }
 
@@ -93,8 +93,15 @@ PassEnd end_of_pass(const LibraryRun &run, const std::string &name)
                   what + " in the private copy: " + strerror(error) + ". Nothing was changed. " + next_step(error));
 }
 
-/* A sound file that the library gave up, through no fault of the file or of the update file. What goes wrong between
- * reading and writing is a matter of rules and migrations, unless there was no memory. */
+void fail_if_unread(const StoredFile &result)
+{
+    if (is_cause(result.facts.error))
+        fail_for(result.facts.error, result.name + " could not be read after the upgrade");
+}
+
+/* A sound file that the library gave up, through no fault of the file or of the update file. Between reading and
+ * writing it may be a matter of rules and migrations all the same; but EPERM alone is what the system refuses in any
+ * run, where the library asks for a mount. */
 void fail_for_the_system(const LibraryRun &run, const std::string &name)
 {
     PassEnd end = end_of_pass(run, name);
@@ -104,7 +111,7 @@ void fail_for_the_system(const LibraryRun &run, const std::string &name)
         fail_for(end.error, name + " could not be read");
     if (end.phase == "signatures")
         fail_for(end.error, name + " could not be written anew");
-    if (end.error == ENOMEM)
+    if (end.error != EPERM)
         fail_for(end.error, name + " could not be carried forward");
 }
 
@@ -117,7 +124,7 @@ enum class PlainCopy {
 PlainCopy look_at_copy(const std::string &copy, const std::string &text)
 {
     struct stat st = {};
-    if (lstat(copy.c_str(), &st) != 0)
+    if (!is_there(copy))
         return PlainCopy::missing;
     if (stat(copy.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
         return PlainCopy::hindered;
@@ -166,6 +173,8 @@ FileOutcome outcome_of_run(const Evidence &evidence, const FilePlan &plan)
     outcome.time = time_of(evidence.run, plan.file.name);
     take_misreadings(evidence, outcome);
     if (!is_good(result)) {
+        if (result)
+            fail_if_unread(*result);
         fail_for_the_system(evidence.run, plan.file.name);
         outcome.reasons.push_back(no_result(result));
     }
@@ -182,6 +191,7 @@ FileOutcome outcome_of_run(const Evidence &evidence, const FilePlan &plan)
 
 FileOutcome outcome_of_new_file(const LibraryRun &run, const StoredFile &file)
 {
+    fail_if_unread(file);
     FileOutcome outcome;
     outcome.name = file.name;
     outcome.after = file.facts.release;

@@ -9,6 +9,7 @@
 #include "system/failure.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <poll.h>
@@ -18,6 +19,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 
 namespace command {
 
@@ -108,14 +110,24 @@ Answer answer_of(const Root &root, const std::function<std::string()> &work)
     }
 }
 
+/* Gives the exit code: the errno that kept the answer from being sent. */
 int send_answer(const Root &root, const std::function<std::string()> &work, int fd)
 {
     try {
         write_all(fd, encoded(answer_of(root, work)), "a pipe");
+    } catch (const PathError &error) {
+        return error.error;
     } catch (...) {
-        return 1;
+        return ENOMEM;
     }
     return 0;
+}
+
+std::string how_it_ended(int status)
+{
+    if (WIFSIGNALED(status))
+        return "was killed";
+    return "could not give its answer: " + std::string(strerror(WEXITSTATUS(status)));
 }
 
 /* Waits until the child says or ends something. False when a signal came first. */
@@ -177,11 +189,12 @@ std::string Root::run(const std::function<std::string()> &work, Interrupts *inte
     if (!wait_for_answer(pipe.read_end.get(), interrupts))
         child.kill();
     std::string bytes = read_all(pipe.read_end.get(), "a pipe");
-    child.wait();
+    int         status = child.wait();
     if (interrupts)
         interrupts->stop_here("Nothing was changed.");
     if (bytes.empty())
-        throw Failure(Status::unusable, shown_ + ": the process that looked into it was killed. Run migr again.");
+        throw ChildEnded(Status::unusable,
+                         shown_ + ": the process that looked into it " + how_it_ended(status) + ". Run migr again.");
     auto answer = decoded<Answer>(bytes);
     if (answer.failed)
         throw Failure(answer.status, answer.bytes);

@@ -9,12 +9,18 @@
 
 #include "run/confinement.h"
 #include "run/interrupts.h"
+#include "system/failure.h"
 #include "system/file_descriptor.h"
 
 #include <functional>
 #include <string>
 
 namespace command {
+
+/* A child that ended without an answer: nobody knows how far it came. */
+struct ChildEnded : Failure {
+    using Failure::Failure;
+};
 
 class Root {
   public:
@@ -50,8 +56,8 @@ class Root {
 
     /*
      * Runs `work` in a child inside the root folder, and gives what it gives. What `work` throws as Failure or
-     * PathError comes out as Failure; so does the child's own end. With `interrupts`, a signal ends the child, and
-     * Failure says so. inside.h has a form for work that gives more than bytes, or nothing.
+     * PathError comes out as Failure; the child's own end as ChildEnded. With `interrupts`, a signal ends the child,
+     * and Failure says so. inside.h has a form for work that gives more than bytes, or nothing.
      */
     std::string run(const std::function<std::string()> &work, Interrupts *interrupts = nullptr) const;
 

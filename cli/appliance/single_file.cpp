@@ -163,8 +163,8 @@ void look_at_configs(const SingleRequest &request, const SingleFile &file, const
 
 void lay_in(const std::string &name, std::string_view packed)
 {
-    fs::create_directories(config_folder);
-    fs::create_directories("/tmp");
+    make_folders_above(config_path(name), 0777);
+    make_folders_above("/tmp/file", 0777);
     store_packed(name, packed);
 }
 

@@ -4,6 +4,7 @@
 #include "system/digest.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/new_file.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -59,29 +60,16 @@ void make_folder_of_ours(const std::string &path)
         throw PathError{"protect", path, errno};
 }
 
-/* Those above our own are an appliance's ordinary folders. */
-void make_folders_above(const std::string &path, mode_t mode)
+std::string unfinished(const std::string &path)
 {
-    std::string folder = folder_of(path);
-    if (folder == "/" || is_there(folder))
-        return;
-    make_folders_above(folder, mode);
-    if (mkdir(folder.c_str(), mode) != 0 && errno != EEXIST)
-        throw PathError{"make", folder, errno};
+    return path + ".new";
 }
 
-/* Written beside and renamed: there in full or not at all. */
 void write_synced(const std::string &path, const std::string &text)
 {
-    std::string beside = path + ".new";
-    unlink(beside.c_str());
-    Fd fd(open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!fd)
-        throw PathError{"write", path, errno};
-    write_all(fd.get(), text, path);
-    sync_to_disk(fd.get(), path);
-    if (rename(beside.c_str(), path.c_str()) != 0)
-        throw PathError{"write", path, errno};
+    NewFile file(path, unfinished(path));
+    file.write(text);
+    file.publish();
     sync_folder(folder_of(path));
 }
 
@@ -140,6 +128,7 @@ std::vector<std::string> names_in(const char *folder)
 
 void sweep_staging()
 {
+    unlink(unfinished(record_path).c_str());
     for (const std::string &name : names_in(own_folder))
         if (name.starts_with(staging_prefix))
             remove_all(std::string(own_folder) + "/" + name);
@@ -148,7 +137,7 @@ void sweep_staging()
 void make_own_folders()
 {
     mode_t before = umask(022);
-    make_folders_above(own_folder, 0755);
+    make_folders_above(own_folder, 0755); /* an appliance's ordinary folders */
     umask(before);
     make_folder_of_ours(own_folder);
     make_folder_of_ours(snapshots_folder);

@@ -51,11 +51,9 @@ void tell(const Scene &scene, const std::string &line)
 
 void make_folder(const char *path, mode_t mode)
 {
-    std::error_code error;
-    fs::create_directories(path, error);
-    if (error)
-        throw PathError{"make", path, error.value()};
-    chmod(path, mode);
+    make_folders_above(joined(path, "file"), 0777);
+    if (chmod(path, mode) != 0)
+        throw PathError{"make", path, errno};
 }
 
 void lay_in_file(const Fd &from, const ImageFile &file)

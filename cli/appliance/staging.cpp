@@ -65,9 +65,9 @@ void copy_file(const std::string &path, Entry &entry, int to)
         throw PathError{"make a copy of", path, errno};
     entry.sha256 = copy_and_sum(from.get(), path, copy.get(), "the private copy of " + path);
     entry.size = static_cast<uint64_t>(lseek(copy.get(), 0, SEEK_CUR));
-    fchmod(copy.get(), entry.mode);
     timespec times[] = {{0, UTIME_OMIT}, {entry.seconds, entry.nanoseconds}};
-    futimens(copy.get(), times);
+    if (fchmod(copy.get(), entry.mode) != 0 || futimens(copy.get(), times) != 0)
+        throw PathError{"make a copy of", path, errno};
 }
 
 void copy_entry(const std::string &path, Entry &entry, int to)
@@ -88,8 +88,8 @@ Entries copy_all(const std::vector<Place> &places, int to)
     for (auto &[path, entry] : entries)
         copy_entry(path, entry, to);
     for (auto at = entries.rbegin(); at != entries.rend(); ++at)
-        if (at->second.type == 'd')
-            fchmodat(to, relative(at->first), at->second.mode, 0);
+        if (at->second.type == 'd' && fchmodat(to, relative(at->first), at->second.mode, 0) != 0)
+            throw PathError{"make a copy of", at->first, errno};
     return entries;
 }
 
@@ -116,7 +116,7 @@ StagingFolder::~StagingFolder()
             std::error_code ignored;
             fs::remove_all(inside_, ignored);
         });
-    } catch (const std::exception &) { /* the next command sweeps it */
+    } catch (...) { /* the next command sweeps it */
     }
 }
 

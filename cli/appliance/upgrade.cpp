@@ -30,7 +30,10 @@ void require_appliance(const Root &root)
     std::string path = config_path(global_name);
     bool        there = inside(root, [&] {
         struct stat st = {};
-        return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+        bool        is_known = stat(path.c_str(), &st) == 0;
+        if (!is_known && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
+            throw PathError{"look for", path, errno};
+        return is_known && S_ISREG(st.st_mode);
     });
     if (!there)
         throw Failure(Status::unusable, root.shows(path) + " is not there, so " + root.shown() +
@@ -127,7 +130,7 @@ Fd open_result(const Root &staging, const Change &change)
 /* Gives the name of the snapshot. */
 std::string commit_result(const Root &root, const Root &staging, const Manifest &manifest, const std::string &account)
 {
-    return root.run([&] {
+    return commit_inside(root, [&] {
         Manifest named = manifest;
         named.name = new_snapshot_name();
         std::vector<std::string> earlier = snapshot_names();

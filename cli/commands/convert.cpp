@@ -333,7 +333,8 @@ Status convert_files(const Arguments &arguments)
     for (const Conversion &conversion : conversions)
         all.push_back(to_json(conversion));
     if (!arguments.json)
-        tell_account(std::move(conversions), arguments, image);
+        do_or_complain("What became of the lines cannot be summed up",
+                       [&] { tell_account(std::move(conversions), arguments, image); });
     else
         print_answer(
             "convert", worst,

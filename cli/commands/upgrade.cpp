@@ -43,19 +43,15 @@ void show_account(const Outcome &outcome, const Account &account, const Argument
         (outcome.changed ? " --last" : ""));
 }
 
-/* The upgrade is done by then, so what keeps the page from being written is no failure of it. */
+/* The upgrade is done by then. */
 void write_report(const Outcome &outcome, const Account &account, const ResultTexts &results,
                   const Arguments &arguments, Interrupts &interrupts)
 {
     LedgerRequest request = {outcome.root, outcome.files, account, results, outcome.changed, outcome.snapshot};
-    try {
+    do_or_complain("The report was not written", [&] {
         write_page(arguments.report, upgrade_ledger(request, open_image(arguments.image)), interrupts);
         say("Report:                " + shell_word(arguments.report));
-    } catch (const PathError &error) {
-        complain(std::string("The report was not written: ") + failure_of(error, error.path).what());
-    } catch (const Failure &failure) {
-        complain(std::string("The report was not written: ") + failure.what());
-    }
+    });
 }
 
 Status upgrade_appliance(const Arguments &arguments)
@@ -83,7 +79,11 @@ Status upgrade_appliance(const Arguments &arguments)
         return outcome.status;
     }
     show(outcome, arguments.verbose);
-    show_account(outcome, account, arguments);
+    auto account_of_lines = [&] { show_account(outcome, account, arguments); };
+    if (outcome.changed)
+        do_or_complain("What became of the lines cannot be summed up", account_of_lines);
+    else
+        account_of_lines();
     if (wants_report)
         write_report(outcome, account, results, arguments, interrupts);
     return outcome.status;

@@ -87,12 +87,15 @@ AccountedText accounted(const std::string &name, std::string old_text, std::stri
     return text;
 }
 
-/* Nothing when it is gone or cannot be read, which whoever looks at the results will say. */
+/* Nothing when it is gone or no file that can be unpacked, which whoever looks at the results will say. */
 std::optional<std::string> result_text(const std::string &name)
 {
     try {
         return stored_text(name);
-    } catch (const PathError &) {
+    } catch (const PathError &error) {
+        bool is_none = error.error == ENOENT || error.error == EISDIR || error.error == EINVAL || error.error == EILSEQ;
+        if (!is_none)
+            throw;
         return std::nullopt;
     }
 }

@@ -20,11 +20,11 @@ Fd open_regular(const std::string &path, std::string &why)
 {
     Fd          fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat st = {};
-    if (!fd) {
+    if (!fd || fstat(fd.get(), &st) != 0) {
         why = strerror(errno);
-        return fd;
+        return Fd();
     }
-    if (fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode))
+    if (S_ISREG(st.st_mode))
         return fd;
     why = "Not a file";
     return Fd();

@@ -13,9 +13,11 @@ std::string packaged_image(const fs::path &command_path)
     fs::path installed = beside.parent_path() / "share" / "migr" / "image";
     fs::path built = beside / "image";
     for (const fs::path &folder : {installed, built}) {
-        std::error_code none;
-        if (fs::is_directory(folder, none))
+        std::error_code error;
+        if (fs::is_directory(folder, error))
             return folder;
+        if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory)
+            throw PathError{"look for", folder, error.value()};
     }
     throw Failure(Status::unusable, "No image's files came with this command: neither " + installed.string() + " nor " +
                                         built.string() + " is there. Name their folder with --image.");
@@ -28,8 +30,8 @@ std::string image_folder(const std::string &named)
     std::error_code error;
     fs::path        command_path = fs::read_symlink("/proc/self/exe", error);
     if (error)
-        throw Failure(Status::unusable, "migr cannot tell where it is installed. Name the folder of the image's files "
-                                        "with --image.");
+        throw Failure(Status::unusable, "migr cannot tell where it is installed (/proc/self/exe: " + error.message() +
+                                            "). Name the folder of the image's files with --image.");
     return packaged_image(command_path);
 }
 

@@ -2,6 +2,7 @@
 #include "output/console.h"
 
 #include "output/printable.h"
+#include "system/failure.h"
 
 namespace command {
 
@@ -29,6 +30,17 @@ void complain(std::string_view line)
         kept.emplace_back(line);
     else
         print_line(stderr, "migr: " + std::string(line));
+}
+
+void do_or_complain(const std::string &what, const std::function<void()> &work)
+{
+    try {
+        work();
+    } catch (const PathError &error) {
+        complain(what + ": " + failure_of(error, error.path).what());
+    } catch (const std::exception &failure) {
+        complain(what + ": " + failure.what());
+    }
 }
 
 void keep_lines(bool keep)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,10 @@ namespace command {
 void say(std::string_view line);               /* to standard output */
 void complain(std::string_view line);          /* to standard error, with the command's name ahead */
 using Print = void (*)(std::string_view line); /* one of the two */
+
+/* What is left to do when everything that counts is done, to tell more about it or to write it down: its failure is
+ * complained of, behind `what`, and is none of the command's. */
+void do_or_complain(const std::string &what, const std::function<void()> &work);
 
 void print_line(FILE *stream, std::string_view line);
 

@@ -107,8 +107,11 @@ void tell_pass_end(int error)
 void arrange_descriptors(int input, int records, int output, int lock)
 {
     std::array from = {input, output, output, records, lock};
-    for (int &fd : from)
+    for (int &fd : from) {
         fd = fcntl(fd, F_DUPFD_CLOEXEC, first_unused);
+        if (fd < 0)
+            throw PathError{"arrange the descriptors of", "a process", errno};
+    }
     for (int number = 0; number < first_unused; number++)
         if (dup2(from[static_cast<size_t>(number)], number) < 0)
             throw PathError{"arrange the descriptors of", "a process", errno};
@@ -135,8 +138,10 @@ template <typename Work> bool do_or_tell(const Work &work)
 int be_library(const Confinement &confinement, const std::function<void()> &work, int records, int output)
 {
     told_on = records;
-    int  nothing = memfd_create("nothing", MFD_CLOEXEC); /* /dev need not be there */
     bool is_inside = do_or_tell([&] {
+        int nothing = memfd_create("nothing", MFD_CLOEXEC); /* /dev need not be there */
+        if (nothing < 0)
+            throw PathError{"open", "an empty file in memory", errno};
         confinement.enter();
         arrange_descriptors(nothing, records, output, confinement.lock);
     });

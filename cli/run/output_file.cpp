@@ -6,18 +6,38 @@
 #include "system/new_file.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
 namespace command {
 
+static constexpr char prefix[] = ".migr-new-"; /* of what is being written; the process's number stands behind it */
+
 /* The owner goes first: rights that were one user's are not another's. */
 static void take_rights(int fd, const struct stat &old)
 {
     if (fchown(fd, old.st_uid, old.st_gid) == 0)
         fchmod(fd, old.st_mode & 07777);
+}
+
+/* What killed processes have left there. The file of a living one is locked. */
+static void sweep(const fs::path &folder)
+{
+    std::error_code error;
+    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+        struct stat st = {};
+        std::string name = at->path().filename().string();
+        bool ours = name.starts_with(prefix) && name.find_first_not_of("0123456789", sizeof prefix - 1) == name.npos;
+        if (!ours || lstat(at->path().c_str(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != geteuid())
+            continue;
+        Fd fd(open(at->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        if (fd && flock(fd.get(), LOCK_EX | LOCK_NB) == 0)
+            unlink(at->path().c_str());
+    }
 }
 
 void write_output(const std::string &path, std::string_view bytes, Readers readers, Interrupts &interrupts)
@@ -30,7 +50,9 @@ void write_output(const std::string &path, std::string_view bytes, Readers reade
     fs::path        target = fs::weakly_canonical(path, error);
     if (error)
         throw PathError{"write", path, error.value()};
-    NewFile file(target, (target.parent_path() / (".migr-new-" + std::to_string(getpid()))).string());
+    sweep(target.parent_path());
+    NewFile file(target, (target.parent_path() / (prefix + std::to_string(getpid()))).string());
+    flock(file.fd(), LOCK_EX); /* until it is renamed or gone */
     file.write(bytes);
     if (is_there && readers == Readers::as_before)
         take_rights(file.fd(), old);

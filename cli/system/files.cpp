@@ -48,7 +48,21 @@ void write_new(const std::string &path, std::string_view bytes)
 bool is_there(const std::string &path)
 {
     struct stat st = {};
-    return lstat(path.c_str(), &st) == 0;
+    if (lstat(path.c_str(), &st) == 0)
+        return true;
+    if (errno != ENOENT && errno != ENOTDIR)
+        throw PathError{"look for", path, errno};
+    return false;
+}
+
+void make_folders_above(const std::string &path, mode_t mode)
+{
+    std::string folder = folder_of(path);
+    if (folder == "/" || is_there(folder))
+        return;
+    make_folders_above(folder, mode);
+    if (mkdir(folder.c_str(), mode) != 0 && errno != EEXIST)
+        throw PathError{"make", folder, errno};
 }
 
 std::string folder_of(const std::string &path)

@@ -29,8 +29,12 @@ bool file_holds(const std::string &path, Links links, std::string_view bytes);
 /* Makes the file, for its owner alone; nothing may be there yet. It is not synced. */
 void write_new(const std::string &path, std::string_view bytes);
 
-/* Whether there is anything of that name, a link that leads nowhere too. */
+/* Whether there is anything of that name, a link that leads nowhere too. Throws PathError when nobody can tell: who
+ * takes a disk's fault for an empty place would leave something out. */
 bool is_there(const std::string &path);
+
+/* Makes the folders above `path` that are missing. */
+void make_folders_above(const std::string &path, mode_t mode);
 
 /* "/a" for "/a/b", "/" for "/a", "." for "a". */
 std::string folder_of(const std::string &path);

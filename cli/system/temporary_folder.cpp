@@ -57,9 +57,19 @@ static void sweep(const fs::path &where)
     }
 }
 
+static fs::path folder_for_temporary_files()
+{
+    std::error_code error;
+    fs::path        folder = fs::temp_directory_path(error);
+    if (error)
+        throw Failure(Status::unusable, "The folder for temporary files (TMPDIR, otherwise /tmp) cannot be used: " +
+                                            error.message() + ". " + next_step(error.value()));
+    return folder;
+}
+
 TemporaryFolder::TemporaryFolder(const std::string &where)
 {
-    fs::path folder = where.empty() ? fs::temp_directory_path() : fs::path(where);
+    fs::path folder = where.empty() ? folder_for_temporary_files() : fs::path(where);
     sweep(folder);
     std::error_code ignored;
     do { /* until it is locked, somebody else may sweep it */

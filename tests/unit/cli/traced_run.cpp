@@ -38,10 +38,13 @@ bool is_reading_open(const user_regs_struct &registers)
     return registers.orig_rax == SYS_openat && (registers.rdx & (O_WRONLY | O_RDWR | O_CREAT)) == 0;
 }
 
-void install_filter()
+void install_filter(long only)
 {
     std::vector<sock_filter> program = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
-    for (int call : writing_calls) {
+    std::vector<long>        calls(std::begin(writing_calls), std::end(writing_calls));
+    if (only >= 0)
+        calls = {only};
+    for (long call : calls) {
         program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(call), 0, 1));
         program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRACE));
     }
@@ -51,7 +54,7 @@ void install_filter()
         _exit(77);
 }
 
-[[noreturn]] void be_command(const std::vector<std::string> &arguments, int said)
+[[noreturn]] void be_command(const std::vector<std::string> &arguments, long only, int said)
 {
     dup2(said, STDOUT_FILENO);
     dup2(said, STDERR_FILENO);
@@ -61,7 +64,7 @@ void install_filter()
     if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
         _exit(77);
     raise(SIGSTOP);
-    install_filter();
+    install_filter(only);
     _exit(command::run_command(static_cast<int>(all.size()), all.data()));
 }
 
@@ -149,7 +152,7 @@ TracedRun run_traced(const std::vector<std::string> &arguments, const Fault &fau
     int       said = memfd_create("said", MFD_CLOEXEC);
     pid_t     command = fork();
     if (command == 0)
-        be_command(arguments, said);
+        be_command(arguments, fault.only, said);
     int status = 0;
     waitpid(command, &status, 0);
     if (WIFSTOPPED(status)) {

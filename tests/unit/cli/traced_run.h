@@ -18,7 +18,7 @@ struct Fault {
     Kind kind = Kind::none;
     long point = 0; /* which call, from 1 on */
     int  error = 0; /* errno */
-    long only = -1; /* count calls of this number only; -1: all that write */
+    long only = -1; /* count calls of this number only, whether they write or not; -1: all that write */
 };
 
 struct TracedRun {
