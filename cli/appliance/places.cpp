@@ -171,7 +171,8 @@ Entries in_places(const Entries &entries, const std::vector<Place> &places)
 {
     Entries found;
     for (const auto &[path, entry] : entries)
-        if (std::any_of(places.begin(), places.end(), [&path](const Place &place) { return holds(place, path); }))
+        if (std::any_of(places.begin(), places.end(),
+                        [&inside = path](const Place &place) { return holds(place, inside); }))
             found.emplace(path, entry);
     return found;
 }

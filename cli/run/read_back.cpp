@@ -56,6 +56,13 @@ bool ends_where_it_is_written_to(std::string_view value)
     }
 }
 
+/* The line break between the first two lines goes when a quote stands ahead of it, whether that closes or not. */
+bool loses_line_break(std::string_view value)
+{
+    size_t newline = value.find('\n');
+    return newline != std::string_view::npos && newline > 0 && value[newline - 1] == '"';
+}
+
 bool has_long_line(std::string_view value, size_t ahead)
 {
     size_t line = 0;
@@ -82,9 +89,10 @@ std::string_view without_blanks(std::string_view word)
     return word;
 }
 
-/* A name ends at white space outside its first pair of quotes. */
+/* A name ends at white space outside its first pair of quotes, or at its longest. */
 bool is_one_word(std::string_view name)
 {
+    bool is_longest = name.size() == MIGR_NAME_SIZE - 1;
     name = without_blanks(name);
     size_t quotes = 0;
     for (char c : name) {
@@ -92,7 +100,7 @@ bool is_one_word(std::string_view name)
             return false;
         quotes += c == '"' ? 1 : 0;
     }
-    return true;
+    return quotes != 1 || is_longest;
 }
 
 std::optional<Misreading::Kind> of_set(const config_node &set, size_t depth)
@@ -103,7 +111,7 @@ std::optional<Misreading::Kind> of_set(const config_node &set, size_t depth)
     if (!is_one_word(name) || without_blanks(name).empty() || !ends_where_it_is_written_to(value))
         return Misreading::Kind::open;
     size_t ahead = depth * 4 + strlen("set ") + name.size() + 1;
-    if (has_long_line(value, ahead))
+    if (has_long_line(value, ahead) || loses_line_break(value))
         return Misreading::Kind::cut;
     return std::nullopt;
 }

@@ -12,7 +12,9 @@ namespace fs = std::filesystem;
 
 extern "C" {
 int fuzz_config(const uint8_t *data, size_t size);
+int fuzz_parts(const uint8_t *data, size_t size);
 int fuzz_rules(const uint8_t *data, size_t size);
+int fuzz_runs(const uint8_t *data, size_t size);
 int fuzz_syntax(const uint8_t *data, size_t size);
 }
 
@@ -50,9 +52,19 @@ TEST(Corpus, Config)
     feed("config", fuzz_config);
 }
 
+TEST(Corpus, Parts)
+{
+    feed("parts", fuzz_parts);
+}
+
 TEST(Corpus, Rules)
 {
     feed("rules", fuzz_rules);
+}
+
+TEST(Corpus, Runs)
+{
+    feed("runs", fuzz_runs);
 }
 
 TEST(Corpus, Syntax)
