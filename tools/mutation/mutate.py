@@ -221,9 +221,16 @@ class Plan:
 
 
 def plan_all(place, commands, wanted, as_built):
-    """Plans of what is wanted, and of what an earlier run has left copies of."""
-    left = [file for file in commands if os.path.exists(place.copy_of(file))]
-    return {file: Plan(place, file, commands[file], as_built) for file in sorted(set(wanted) | set(left))}
+    return {file: Plan(place, file, commands[file], as_built) for file in sorted(wanted)}
+
+
+def drop_old_copies(place, commands, wanted):
+    """Copies of an earlier run stay, as long as their sources have not changed: each changes the programs, and so what is
+    known of the tests."""
+    for file in commands:
+        copy, source = place.copy_of(file), os.path.join(place.source, file)
+        if file not in wanted and os.path.exists(copy) and os.path.getmtime(copy) < os.path.getmtime(source):
+            os.unlink(copy)
 
 
 def bases_of(place, plans):
@@ -510,17 +517,16 @@ class Results:
         return self.lines.get(mutant.key())
 
 
-def chosen(mutants, sample):
-    """All, or so many of each room, by a draw that is the same each time."""
-    if sample is None:
-        return mutants
+def chosen(mutants, samples):
+    """All, or so many of each room, by a draw that is the same each time. samples: {file: how many of its room}."""
     rooms = defaultdict(list)
     for mutant in mutants:
         rooms[mutant.room()].append(mutant)
     picked = set()
     for room in rooms.values():
-        picked |= {mutant.key() for mutant in sorted(room, key=lambda mutant: digest(*mutant.key()))[:sample]}
-    return [mutant for mutant in mutants if mutant.key() in picked]
+        room.sort(key=lambda mutant: digest(*mutant.key()))
+        picked |= {mutant.number for i, mutant in enumerate(room) if samples[mutant.file] is None or i < samples[mutant.file]}
+    return [mutant for mutant in mutants if mutant.number in picked]
 
 
 def is_due(result, cases, arguments):
@@ -597,17 +603,24 @@ def report(plans, mutants, results, survivors):
     return len(new)
 
 
-def wanted_files(place, commands, paths):
-    paths = [place.relative(os.path.abspath(path)) for path in paths] or ["src", "appliance", "cli"]
-    found = [file for file in commands if any(file == path or path == "." or file.startswith(path.rstrip("/") + "/") for path in paths)]
-    if not found:
+def wanted_files(place, commands, paths, sample):
+    """The sources below the paths, and how many breakages of their rooms are wanted: {file: None for all}."""
+    wanted = {}
+    for path in paths or [os.path.join(place.source, folder) for folder in ("src", "appliance", "cli")]:
+        name, _, number = path.partition(":")
+        below = place.relative(os.path.abspath(name))
+        for file in commands:
+            if (file == below or below == "." or file.startswith(below + "/")) and \
+                    not file.startswith(("tests/", "bench/", "fuzz/", "tools/")):
+                wanted[file] = int(number) if number else sample
+    if not wanted:
         sys.exit("no source is below " + ", ".join(paths))
-    return sorted(file for file in found if not file.startswith(("tests/", "bench/", "fuzz/", "tools/")))
+    return wanted
 
 
 def parse_arguments():
     parser = argparse.ArgumentParser(prog="./dev mutate", description="break the sources and see which tests notice")
-    parser.add_argument("paths", nargs="*", metavar="PATH", help="sources, or folders of them; src, appliance and cli without any")
+    parser.add_argument("paths", nargs="*", metavar="PATH", help="sources, or folders of them, with :N behind it for a sample; src, appliance and cli without any")
     parser.add_argument("--sample", type=int, metavar="N", help="no more than N breakages of each room, drawn alike each time")
     parser.add_argument("--list", action="store_true", help="list the breakages, build nothing")
     parser.add_argument("--report", action="store_true", help="show the results that there are, run nothing")
@@ -636,26 +649,27 @@ def main():
         arguments.as_built = arguments.report
     elif not arguments.as_built:
         build(place)  # what sources include may be made by the build
-    wanted = wanted_files(place, commands, arguments.paths)
+    wanted = wanted_files(place, commands, arguments.paths, arguments.sample)
     plans = plan_all(place, commands, wanted, arguments.as_built)
     bases, count = bases_of(place, plans)
     results = Results(os.path.join(place.build, "results.jsonl"))
 
     def drawn():
-        return chosen([mutant for file in plans for mutant in plans[file].mutants(bases[file])], arguments.sample)
+        return chosen([mutant for file in plans for mutant in plans[file].mutants(bases[file])], wanted)
 
     if not arguments.list and not arguments.as_built:
+        drop_old_copies(place, commands, wanted)
         numbers = {mutant.number for mutant in drawn()}
         in_threads(place.jobs, lambda file: plans[file].settle(bases[file], numbers), plans)
         build(place)
-    mutants = [mutant for mutant in drawn() if mutant.file in wanted]
+    mutants = drawn()
     if arguments.list:
         for mutant in mutants:
             print(f"{mutant.file}:{mutant.line}: {mutant.told}")
         return 0
     if not arguments.report:
         run_all(place, mutants, look_at_all(place, count, arguments.scripts), results, arguments)
-    return 1 if report({file: plans[file] for file in wanted}, mutants, results, survivors) else 0
+    return 1 if report(plans, mutants, results, survivors) else 0
 
 
 if __name__ == "__main__":
