@@ -236,6 +236,8 @@ TEST_F(Journal, AKeptRootHasNoText)
 
 TEST_F(Journal, NumbersAheadOfTheFirstArePassedOver)
 {
+    make_node(MIGR_SET, "told of before", nullptr);
+    migr_journal_open();
     ASSERT_EQ(parse("config a\nend\n"), 0);
     config_node node = {};
     node.kind = MIGR_SET;
