@@ -7,13 +7,17 @@
 
 #include <iterator>
 
-/* The rows up to the record's end, each cut to its room; SQLITE_DONE or SQLITE_ROW when that went well. */
+/* The rows up to the record's end, each cut to its room and none left out; SQLITE_DONE or SQLITE_ROW when that went
+ * well. */
 static int read_names(sqlite3_stmt *rows, global_white_list *list)
 {
     int result = SQLITE_ROW;
     while (list->count < static_cast<int32_t>(std::size(list->names)) && (result = sqlite3_step(rows)) == SQLITE_ROW) {
+        const char *text = appliance::text_in(rows, 0);
+        if (!text)
+            return SQLITE_NOMEM;
         char(&name)[8] = list->names[list->count++];
-        v_strncpy(name, sizeof name, appliance::text_in(rows, 0), sizeof name - 1);
+        v_strncpy(name, sizeof name, text, sizeof name - 1);
     }
     return result;
 }

@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
@@ -18,6 +19,7 @@ namespace {
 
 bool       counting;
 size_t     failing;
+bool       are_short;
 int        given_error;
 FailedCall seen;
 
@@ -60,6 +62,13 @@ void with_each_call_failing(int error, const std::function<void()> &work,
         judge(with_failing_call(number, error, work));
 }
 
+void with_short_transfers(const std::function<void()> &work)
+{
+    are_short = true;
+    work();
+    are_short = false;
+}
+
 /* NOLINTBEGIN(bugprone-reserved-identifier): the linker's names. */
 extern "C" {
 
@@ -99,12 +108,12 @@ X509_SIG            *__real_PKCS8_encrypt(int scheme, const EVP_CIPHER *cipher, 
 
 ssize_t __wrap_read(int fd, void *bytes, size_t room)
 {
-    return fails("read") ? -1 : __real_read(fd, bytes, room);
+    return fails("read") ? -1 : __real_read(fd, bytes, are_short ? std::min<size_t>(room, 3) : room);
 }
 
 ssize_t __wrap_write(int fd, const void *bytes, size_t length)
 {
-    return fails("write") ? -1 : __real_write(fd, bytes, length);
+    return fails("write") ? -1 : __real_write(fd, bytes, are_short ? std::min<size_t>(length, 3) : length);
 }
 
 int __wrap_openat(int folder, const char *path, int flags, ...)

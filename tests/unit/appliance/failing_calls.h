@@ -17,6 +17,9 @@ struct FailedCall {
 /* Runs the work while the number-th call, from 1, fails with that error; 0 lets all succeed. */
 FailedCall with_failing_call(size_t number, int error, const std::function<void()> &work);
 
+/* Runs the work while no call reads or writes more than three bytes, as a kernel may do. */
+void with_short_transfers(const std::function<void()> &work);
+
 /* The same for none, and then for each call in turn. */
 void with_each_call_failing(int error, const std::function<void()> &work,
                             const std::function<void(const FailedCall &)> &judge);

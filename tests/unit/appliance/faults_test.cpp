@@ -9,6 +9,7 @@
 #include <openssl/pem.h>
 
 #include <cerrno>
+#include <cstring>
 #include <vector>
 
 using support::ApplianceRoot;
@@ -80,6 +81,8 @@ TEST(ApplianceFaults, Unpacking)
     ApplianceRoot root;
     root.write("/data/config/packed", support::gzip(text));
     std::string packed = at(root, "/data/config/packed"), target = at(root, "/data/config/new");
+    with_short_transfers([&] { EXPECT_EQ(cvgunzip(packed.c_str(), target.c_str()), 0); });
+    EXPECT_EQ(root.read("/data/config/new"), text);
     expect_old_or_new(
         root, [&] { return cvgunzip(packed.c_str(), target.c_str()); }, text);
 }
@@ -230,4 +233,24 @@ TEST(ApplianceFaults, EncryptingAKey)
         is_plain = log.find("key_encrypt: ") != std::string::npos;
         EXPECT_EQ(failed, is_plain) << number << ": " << log;
     }
+}
+
+/* All names or none, whatever was in the record. */
+TEST(ApplianceFaults, GlobalWhiteList)
+{
+    ApplianceRoot root;
+    root.database("create table global_white_list(name text);insert into global_white_list values('a'),('b'),('c');");
+    support::expect_in_root(root, [] {
+        global_white_list list;
+        int               result = 0;
+        auto              work = [&] {
+            memset(&list, 'x', sizeof list);
+            result = global_white_list_read_db(&list);
+        };
+        with_each_call_failing(EIO, work, [&](const FailedCall &failed) {
+            EXPECT_EQ(list.count, result == 0 ? 3 : 0) << failed.name;
+            EXPECT_STREQ(list.names[0], result == 0 ? "a" : "") << failed.name;
+            EXPECT_STREQ(list.names[3], "");
+        });
+    });
 }

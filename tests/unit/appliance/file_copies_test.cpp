@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
+
 using support::ApplianceRoot;
 using support::Listing;
 
@@ -212,4 +214,17 @@ TEST(CopyDir, SourceThatIsNoFolder)
     EXPECT_NE(copy_dir("/tmp", nullptr), 0);
     EXPECT_NE(copy_dir("", ""), 0);
     EXPECT_EQ(root.listing(), before);
+}
+
+TEST(CopyFolder, DownToSixtyFourLevels)
+{
+    ApplianceRoot root;
+    std::string   path = "/data/etc/deep";
+    for (int i = 0; i < 64; i++)
+        path += "/d";
+    root.write(path + "/file", "at the bottom");
+    EXPECT_EQ(copy_folder_there(root, "/data/etc/deep", "/data/etc/copy"), 0);
+    EXPECT_EQ(root.read("/data/etc/copy" + path.substr(strlen("/data/etc/deep")) + "/file"), "at the bottom");
+    root.folder(path + "/d");
+    EXPECT_EQ(copy_folder_there(root, "/data/etc/deep", "/data/etc/other"), -1);
 }

@@ -62,3 +62,20 @@ TEST(ReplacedFileTest, RelativeToAFolder)
     close(folder);
     EXPECT_EQ(root.listing()["data/etc/file"], (support::Entry{'f', 0640, "new"}));
 }
+
+/* A name is taken by what a process of the same number left when it was killed. */
+TEST(ReplacedFileTest, AThousandNamesAreTried)
+{
+    ApplianceRoot root;
+    std::string   target = root.path().string() + "/data/etc/file";
+    std::string   taken = "/data/etc/.new-" + std::to_string(getpid()) + "-";
+    for (int i = 0; i < 999; i++)
+        root.write(taken + std::to_string(i), "");
+    {
+        ReplacedFile file(AT_FDCWD, target.c_str());
+        EXPECT_TRUE(file.make());
+    }
+    root.write(taken + "999", "");
+    ReplacedFile file(AT_FDCWD, target.c_str());
+    EXPECT_FALSE(file.make());
+}
