@@ -386,10 +386,17 @@ def look_at(runner, place, program, count, known):
     return looked
 
 
+def is_broken(program):
+    """Whether any source with breakages went into it."""
+    with open(program.arguments[0], "rb") as stream:
+        return b"migr_mutation" in stream.read()
+
+
 def look_at_all(place, count, with_scripts):
     tests = Tests()
     lock = threading.Lock()
-    wanted = [program for program in programs_of(place) if program.has_cases or with_scripts]
+    wanted = [program for program in programs_of(place) if (program.has_cases and is_broken(program)) or
+              (with_scripts and not program.has_cases)]
 
     def look(program):
         path = os.path.join(place.build, "reached", program.stamp + ".json")
@@ -550,7 +557,8 @@ def run_all(place, mutants, tests, results, arguments):
         elif results.of(mutant) is None:
             results.add(mutant, {"status": "unreached"})
     say(f"{len(mutants)} breakages, {len(due)} of them to be tried")
-    due.sort(key=lambda item: digest(*item[0].key()))  # so that a run that is ended early has tried some of everything
+    # Those of which something is known first, and so that a run that is ended early has tried some of everything.
+    due.sort(key=lambda item: (results.of(item[0]) is None, digest(*item[0].key())))
     idle = queue.Queue()
     for _ in range(place.jobs):
         idle.put(Runner(place))
