@@ -69,14 +69,13 @@ entry *new_entry(uint64_t number)
     return &book.entries.records[number - book.first];
 }
 
-bool keep_text(char **kept, const char *text)
+void keep_text(char **kept, const char *text)
 {
     char *copy = text ? strdup(text) : nullptr;
     if (text && !copy)
         book.incomplete = true;
     free(*kept);
     *kept = copy;
-    return !text || copy;
 }
 
 void keep_content(entry *noted, const migr_change *change)

@@ -95,8 +95,11 @@ def run(task):
 
 def main():
     shut_in(sys.argv[1])
-    for line in sys.stdin:
-        print(json.dumps(run(json.loads(line))), flush=True)
+    try:
+        for line in sys.stdin:
+            print(json.dumps(run(json.loads(line))), flush=True)
+    except BrokenPipeError:  # whoever asked has been ended
+        pass
 
 
 main()

@@ -7,6 +7,7 @@
 #include "tree/make_node.h"
 #include "tree/operations.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -144,6 +145,7 @@ TEST_F(Journal, NothingIsGivenForNumbersThatWereNotTold)
     EXPECT_EQ(migr_journal_node_at(0), nullptr);
     EXPECT_EQ(migr_journal_last(), 0u);
     ASSERT_EQ(parse("config a\nend\n"), 0);
+    EXPECT_EQ(migr_journal_first(), migr_identity_of(&migr_main.root));
     EXPECT_EQ(migr_journal_node_at(migr_journal_first() - 1), nullptr);
     EXPECT_EQ(migr_journal_node_at(migr_journal_last() + 1), nullptr);
     EXPECT_EQ(migr_journal_change_at(0), nullptr);
@@ -301,9 +303,10 @@ TEST_F(Journal, AMarkAndACopyOntoANodeThatIsThereLeaveItsSourceAndKind)
     EXPECT_EQ(node_of(set)->source, 0u);
     EXPECT_EQ(node_of(set)->hidden, 1);
     EXPECT_EQ(node_of(set)->deleted, 0);
-    set->kind = 0;
+    set->kind = MIGR_EDIT;
     mark_deleted(set);
     EXPECT_EQ(node_of(set)->kind, uint32_t{MIGR_SET});
+    set->kind = MIGR_SET;
     EXPECT_EQ(migr_journal_change_at(1)->source, migr_identity_of(set->next));
     config_node *made = make_node(MIGR_SET, "made", nullptr);
     ledger::tell_marked(made);
@@ -345,9 +348,9 @@ TEST_F(Journal, WithoutMemoryANodeIsInNoTextThatThereIsNot)
     ASSERT_EQ(parse("config a\nset s 1\nend\n"), 0);
     config_node *block = migr_main.root.top_list;
     std::string  name(70000, 'n');
-    auto         run = [&](size_t number) {
+    auto         run = [&](size_t number, bool lasting) {
         migr_journal_open();
-        fail_allocation(number);
+        fail_allocation(number, lasting);
         ledger::set_author(1, "step", name.c_str());
         ledger::tell_marked(block);
         ledger::tell_opened(&migr_main.root, "/in");
@@ -360,16 +363,21 @@ TEST_F(Journal, WithoutMemoryANodeIsInNoTextThatThereIsNot)
         fail_allocation(0);
         return asked;
     };
-    size_t asked = run(0);
+    size_t asked = run(0, false);
     EXPECT_EQ(migr_journal_is_incomplete(), 0);
     EXPECT_EQ(migr_journal_texts(), 2u);
     ASSERT_NE(node_of(block), nullptr);
     EXPECT_EQ(node_of(block)->out.text, 2u);
-    for (size_t number = 1; number <= asked; number++) {
-        run(number);
+    EXPECT_EQ(migr_journal_first(), std::min(migr_identity_of(block), migr_identity_of(&migr_main.root)));
+    for (size_t number = 1; number <= 2 * asked; number++) {
+        run((number + 1) / 2, number % 2 == 0); /* one fails, or all from there on */
         EXPECT_EQ(migr_journal_is_incomplete(), 1) << number;
         const migr_journal_node *node = node_of(block);
-        EXPECT_TRUE(!node || node->out.text <= migr_journal_texts()) << number;
+        const migr_journal_text *text = node ? migr_journal_text_at(node->out.text) : nullptr;
+        EXPECT_TRUE(!node || node->out.text == 0 || text) << number;
+        if (text && text->file) {
+            EXPECT_STREQ(text->file, "/out") << number;
+        }
         for (size_t i = 1; i <= migr_journal_changes(); i++)
             EXPECT_EQ(migr_journal_change_at(i)->author->name, name) << number;
     }

@@ -256,6 +256,14 @@ TEST_F(SecondBook, AListThatABlockHasTwiceIsOne)
     block()->config_list = nullptr;
 }
 
+TEST_F(SecondBook, ASetOutsideOfAllBlocksIsInNoFile)
+{
+    push_front(&migr_main.root.set_list, make_node(MIGR_SET, "outside", nullptr));
+    EXPECT_EQ(check(), 0) << found;
+    migr_main.root.set_list->name[0] = 'x';
+    EXPECT_EQ(check(), 0) << found;
+}
+
 TEST_F(SecondBook, WhatHangsBelowASetIsInNoFile)
 {
     push_front(&block()->set_list->set_list, make_node(MIGR_SET, "below", nullptr));

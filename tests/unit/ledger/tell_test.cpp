@@ -289,6 +289,21 @@ TEST_F(Tell, AHostsOwnRecordIsToldWhenItIsLinkedWithAllBelowIt)
     root()->top_list = nullptr;
 }
 
+TEST_F(Tell, AHostsOwnListIsToldWhenABlockTakesIt)
+{
+    plant("config a\nend\n");
+    config_node first = {}, second = {};
+    first.kind = second.kind = MIGR_SET;
+    first.next = &second;
+    ledger::tell_adopting(&root()->top_list->set_list, &first);
+    ASSERT_EQ(told.size(), 4u);
+    EXPECT_EQ(told[0].change.kind, MIGR_MADE);
+    EXPECT_EQ(told[1].change.kind, MIGR_MADE);
+    EXPECT_EQ(told[3].change.kind, MIGR_LINKED);
+    EXPECT_EQ(told[3].change.node, migr_identity_of(&second));
+    EXPECT_EQ(told[3].change.parent, migr_identity_of(root()->top_list));
+}
+
 TEST_F(Tell, NothingIsToldOfANodeThatIsNotKnown)
 {
     config_node node = {};
