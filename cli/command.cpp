@@ -130,14 +130,16 @@ void add_subcommand(CLI::App &app, const Subcommand &subcommand, Arguments &give
     added->callback([&] { chosen = &subcommand; });
 }
 
-void describe(CLI::App &app, Arguments &given, const Subcommand *&chosen)
+/* Of the subcommands the one that is named, or all: most runs need no more, and to describe all takes a while. */
+void describe(CLI::App &app, const Subcommand *named, Arguments &given, const Subcommand *&chosen)
 {
     app.require_subcommand(1);
     app.footer(footer);
     app.set_version_flag("--version", "migr " MIGR_VERSION ", for images of " + release_text(image_release()),
                          "Print the versions of this command and of the image that it carries files forward to");
     for (const Subcommand *subcommand : subcommands)
-        add_subcommand(app, *subcommand, given, chosen);
+        if (!named || subcommand == named)
+            add_subcommand(app, *subcommand, given, chosen);
 }
 
 int print_help(const CLI::App &app, const CLI::Success &asked)
@@ -289,7 +291,7 @@ int run_command(int count, const char *const *arguments)
     Arguments         given;
     const Subcommand *chosen = nullptr;
     CLI::App          app("Carries the configuration of an appliance forward to this image's release.", "migr");
-    describe(app, given, chosen);
+    describe(app, named, given, chosen);
     try {
         app.parse(count, arguments);
     } catch (const CLI::Success &asked) {

@@ -5,6 +5,7 @@
 #include "appliance/root.h"
 
 #include "run/child_process.h"
+#include "run/system_calls.h"
 #include "system/codec.h"
 #include "system/failure.h"
 
@@ -214,6 +215,7 @@ void Root::enter() const
     prctl(PR_SET_DUMPABLE, 0);
     die_with_parent();
     umask(077);
+    hold_to_listed_calls();
 }
 
 Confinement Root::confinement() const

@@ -143,8 +143,11 @@ void put_stand_in(const Scene &scene)
     store_text(global_name, oldest->file.facts.header_lines);
 }
 
-void set_scene(const Scene &scene)
+void set_scene(const Scene &scene, const Image &image)
 {
+    lay_in_image(image);
+    if (!scene.runs)
+        return;
     make_old_forms();
     for (const FilePlan &plan : scene.plans)
         if (plan.fate == Fate::upgrade)
@@ -169,15 +172,15 @@ Scene scene_of(const Root &staging, const RunRequest &request, ConfigFolder befo
     return scene;
 }
 
-/* In one child: the image's files, what there is to upgrade, and what the library is to find. */
+/* In one child: the image's files, what there is to upgrade, and what the library is to find. Where that is known
+ * already, the library's own child sets the scene: a process is much of what a small file takes. */
 Scene prepare(const Root &staging, const Image &image, const RunRequest &request)
 {
+    if (request.before)
+        return scene_of(staging, request, *request.before);
     ConfigFolder before = inside(staging, [&] {
-        lay_in_image(image);
-        Scene scene =
-            scene_of(staging, request, request.before ? *request.before : inspect_folder_here(Depth::whole, nullptr));
-        if (scene.runs)
-            set_scene(scene);
+        Scene scene = scene_of(staging, request, inspect_folder_here(Depth::whole, nullptr));
+        set_scene(scene, image);
         return scene.before;
     });
     return scene_of(staging, request, std::move(before));
@@ -200,14 +203,26 @@ size_t expected_passes(const Scene &scene)
     return scene.plans.size() + (!splits ? 0 : scene.before.find(first_domain_name) ? 1 : 2);
 }
 
-LibraryRun run_library_there(const Scene &scene, Interrupts &interrupts)
+/* Where the library is to work. */
+Confinement confinement_of(const Scene &scene, const Image &image)
+{
+    Confinement confinement = scene.staging.confinement();
+    if (scene.request.before)
+        confinement.enter = [&scene, &image, enter = std::move(confinement.enter)] {
+            enter();
+            set_scene(scene, image);
+        };
+    return confinement;
+}
+
+LibraryRun run_library_there(const Scene &scene, const Image &image, Interrupts &interrupts)
 {
     const StoredFile     *global = scene.before.global();
     int32_t               small_model = global && is_small_model(global->facts.model) ? 1 : 0;
     std::function<void()> library = scene.request.library ? scene.request.library : migr_main_do_all;
     Progress              progress(scene.request.progress, expected_passes(scene));
     return run_library(
-        scene.staging.confinement(),
+        confinement_of(scene, image),
         [&] {
             qb01a = small_model;
             library();
@@ -288,7 +303,7 @@ StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &
         result.status = any_of_fate(scene.plans, Fate::refuse) ? Status::left_alone : Status::done;
         return result;
     }
-    LibraryRun run = run_library_there(scene, interrupts);
+    LibraryRun run = run_library_there(scene, image, interrupts);
     result.notes = notes_of(run.output);
     if (!run.trouble().empty())
         throw Failure(Status::failed, run.trouble());

@@ -15,6 +15,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
+#include <filesystem>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -128,6 +130,32 @@ Outcome run_process(const std::function<int()> &work, const Ahead &ahead)
     outcome.out = drain(out);
     outcome.err = drain(err);
     return outcome;
+}
+
+void signal_soon(int signal, const std::function<bool()> &ready, pid_t to)
+{
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, signal);
+    sigprocmask(SIG_BLOCK, &held, nullptr);
+    alarm(patience);
+    if (fork() != 0)
+        return;
+    alarm(patience);
+    do
+        usleep(100'000);
+    while (!ready());
+    kill(to, signal);
+    _exit(0);
+}
+
+bool has_file_below(const std::string &folder, const std::string &name)
+{
+    std::error_code error;
+    for (std::filesystem::recursive_directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
+        if (at->path().filename() == name)
+            return true;
+    return false;
 }
 
 Ahead with_input(const std::string &text)

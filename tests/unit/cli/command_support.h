@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace support {
@@ -65,6 +66,16 @@ struct Outcome {
 
 /* What a test changes in the process ahead of the command. */
 using Ahead = std::function<void()>;
+
+constexpr unsigned patience = 60; /* seconds until a process that waits for nothing is killed */
+
+/* In such a process: sends a signal once `ready`, to that process or, for 0, to its group. One that comes early is
+ * held.
+ */
+void signal_soon(int signal, const std::function<bool()> &ready, pid_t to = getpid());
+
+/* Whether a file of that name lies anywhere below the folder, in which others may be at work. */
+bool has_file_below(const std::string &folder, const std::string &name);
 
 /* That text is its standard input. */
 Ahead with_input(const std::string &text);

@@ -19,36 +19,11 @@ using namespace support;
 
 namespace {
 
-constexpr unsigned patience = 60; /* seconds until a command that does not end is killed */
-
 /* The configuration lies in a private folder: all input has been read, and what is left to wait for is the result's way
  * out. */
-bool is_laid_out(const fs::path &folder)
+bool is_laid_out(const std::string &folder)
 {
-    std::error_code error;
-    for (fs::recursive_directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
-        if (at->path().filename() == "sys_global.conf.gz")
-            return true;
-    return false;
-}
-
-/* The signal comes once `ready`, while the command waits; one that comes earlier is held until then. */
-void signal_soon(int signal, const std::function<bool()> &ready)
-{
-    sigset_t held;
-    sigemptyset(&held);
-    sigaddset(&held, signal);
-    sigprocmask(SIG_BLOCK, &held, nullptr);
-    alarm(patience);
-    pid_t command = getpid();
-    if (fork() == 0) {
-        alarm(patience);
-        do
-            usleep(100'000);
-        while (!ready());
-        kill(command, signal);
-        _exit(0);
-    }
+    return has_file_below(folder, "sys_global.conf.gz");
 }
 
 class Waiting : public testing::Test {
