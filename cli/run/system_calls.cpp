@@ -79,18 +79,25 @@ Filter make_filter()
     return filter;
 }
 
+void load(const Filter &filter)
+{
+    static constexpr uint32_t searched_by_halves = 2, as_the_kernel_gave_it = 1;
+    check(seccomp_attr_set(filter.get(), SCMP_FLTATR_CTL_OPTIMIZE, searched_by_halves));
+    check(seccomp_attr_set(filter.get(), SCMP_FLTATR_API_SYSRAWRC, as_the_kernel_gave_it));
+    check(seccomp_load(filter.get()));
+}
+
 } // namespace
 
 void hold_to_listed_calls()
 {
-    static constexpr uint32_t searched_by_halves = 2, as_the_kernel_gave_it = 1;
-    Filter                    filter = make_filter();
-    check(seccomp_attr_set(filter.get(), SCMP_FLTATR_CTL_OPTIMIZE, searched_by_halves));
-    check(seccomp_attr_set(filter.get(), SCMP_FLTATR_API_SYSRAWRC, as_the_kernel_gave_it));
-    int  result = seccomp_load(filter.get());
-    bool is_unknown = result == -EINVAL || result == -ENOSYS;
-    if (!is_unknown)
-        check(result);
+    try {
+        load(make_filter());
+    } catch (const PathError &error) {
+        bool is_unknown = error.error == EINVAL || error.error == ENOSYS;
+        if (!is_unknown)
+            throw;
+    }
 }
 
 } // namespace command
