@@ -4,6 +4,7 @@
  * each of them explained, and the sums right; two upgrades from the same files end in the same bytes; what is stored
  * is whole and is what will be read; a second upgrade changes nothing.
  */
+#include "appliance/inspect.h"
 #include "driver/migr.h"
 #include "driver/upgrade_run.h"
 #include "driver/version_lines.h"
@@ -86,10 +87,10 @@ int32_t release_of_file(const std::string &name)
     return get_config_version((MIGR_CONFIG_FOLDER "/" + name).c_str());
 }
 
-/* The text behind the header lines. */
+/* The text behind the header lines, which are one where a NUL has cut the first of them short. */
 std::string body_of(const std::string &text)
 {
-    size_t second = text.find('\n'), body = second == std::string::npos ? second : text.find('\n', second + 1);
+    size_t second = text.find("#conf_file_ver="), body = second == std::string::npos ? second : text.find('\n', second);
     return body == std::string::npos ? "" : text.substr(body + 1);
 }
 
@@ -120,8 +121,19 @@ void expect_normal(const std::string &name, const std::string &text)
         fail(name + " is not read as it was written:\n" + body + "\n---- but\n" + again);
 }
 
+/* Whether the command would leave one of the files alone for its version line, in which the library finds numbers all
+ * the same. The line that it makes then need not be one. */
+bool names_no_release(const Files &files)
+{
+    return std::any_of(files.begin(), files.end(), [](const auto &file) {
+        return !command::inspect_text(file.second, command::Depth::headers).no_release.empty();
+    });
+}
+
 void look_at_results(const Files &before, const Files &after)
 {
+    if (names_no_release(before))
+        return;
     for (const auto &[name, text] : after) {
         auto old = before.find(name);
         if (old != before.end() && old->second == text)
@@ -209,7 +221,16 @@ bool all_current(const Files &files)
                        [](const auto &file) { return release_of_file(file.first) == MIGR_RELEASE_IMAGE; });
 }
 
-std::string try_all(const Document &document)
+std::string listing_as_text(const Files &files)
+{
+    std::string text;
+    for (const auto &[path, content] : files)
+        text += path + "=" + content + "\n";
+    return text;
+}
+
+/* What the first upgrade has left, and ahead of it whether that came back. */
+std::string upgrade_twice(const Document &document)
 {
     lay_out(document);
     Files before = configurations(listing());
@@ -220,15 +241,18 @@ std::string try_all(const Document &document)
         upgrade_by_the_book();
         expect_same(once, listing(), "A second upgrade");
     }
-    return came_back ? "came back" : "";
+    return (came_back ? '1' : '0') + listing_as_text(once);
 }
 
-std::string listing_as_text(const Files &files)
+std::string upgrade_for_account(const Document &document, bool comes_back)
 {
-    std::string text;
-    for (const auto &[path, content] : files)
-        text += path + "=" + content + "\n";
-    return text;
+    lay_out(document);
+    Files before = configurations(listing());
+    if (comes_back)
+        upgrade_with_account(before);
+    else
+        upgrade();
+    return (comes_back ? '1' : '0') + listing_as_text(listing());
 }
 
 } // namespace
@@ -238,21 +262,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     Inside inside;
     take_chance_away();
     Document    document = document_of({reinterpret_cast<const char *>(data), size});
-    bool        came_back = !afresh([&] { return try_all(document); }).empty();
-    std::string once = afresh([&] {
-        lay_out(document);
-        upgrade();
-        return listing_as_text(listing());
-    });
-    std::string again = afresh([&] {
-        lay_out(document);
-        Files before = configurations(listing());
-        if (came_back)
-            upgrade_with_account(before);
-        else
-            upgrade();
-        return listing_as_text(listing());
-    });
+    std::string once = afresh([&] { return upgrade_twice(document); });
+    std::string again = afresh([&] { return upgrade_for_account(document, once[0] == '1'); });
     if (once == again)
         return 0;
     auto at = std::mismatch(once.begin(), once.end(), again.begin(), again.end()).first - once.begin();

@@ -26,7 +26,7 @@ namespace {
 
 int         own_root = -1, machine_root = -1, own_folder = -1;
 bool        is_inside;
-std::string root_path;
+std::string path_of_root;
 pid_t       maker;
 
 struct ImageFile {
@@ -52,7 +52,7 @@ void remove_root()
 {
     std::error_code ignored;
     if (getpid() == maker)
-        fs::remove_all(root_path, ignored);
+        fs::remove_all(path_of_root, ignored);
 }
 
 void leave()
@@ -114,8 +114,8 @@ void become_able_to_change_root()
 
 void make_root()
 {
-    root_path = access("/dev/shm", W_OK | X_OK) == 0 ? "/dev/shm/migr-fuzz-XXXXXX" : "/tmp/migr-fuzz-XXXXXX";
-    if (!mkdtemp(root_path.data()))
+    path_of_root = access("/dev/shm", W_OK | X_OK) == 0 ? "/dev/shm/migr-fuzz-XXXXXX" : "/tmp/migr-fuzz-XXXXXX";
+    if (!mkdtemp(path_of_root.data()))
         fail("a root folder");
     maker = getpid();
     atexit(remove_root);
@@ -124,7 +124,7 @@ void make_root()
             fail(file.name);
     machine_root = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     own_folder = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    own_root = open(root_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    own_root = open(path_of_root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     become_able_to_change_root();
     for (int number : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGALRM, SIGINT, SIGTERM, SIGUSR1, SIGXFSZ})
         guard(number);
@@ -204,11 +204,22 @@ Inside::~Inside()
     leave();
 }
 
-void lay_out(const Document &document)
+const std::string &root_path()
+{
+    return path_of_root;
+}
+
+void empty_root()
 {
     std::error_code ignored;
     for (const fs::directory_entry &entry : fs::directory_iterator("/"))
         fs::remove_all(entry.path(), ignored);
+}
+
+void lay_out(const Document &document)
+{
+    std::error_code ignored;
+    empty_root();
     for (const char *folder : {"/tmp", "/data/config", "/data/etc", "/etc", "/var/log"})
         fs::create_directories(folder, ignored);
     for (const ImageFile &file : image_files)

@@ -14,6 +14,12 @@ namespace fuzzing {
 /* Lays out the image's files and those of the document in an empty root folder. Inside. */
 void lay_out(const Document &document);
 
+/* Empties the root folder. Inside. */
+void empty_root();
+
+/* Where it lies, seen from outside. */
+const std::string &root_path();
+
 /* What lies in /data, /etc and /var, by path: a file's bytes, a link's target. Inside. */
 std::map<std::string, std::string> listing();
 

@@ -351,7 +351,8 @@ class Packer {
     /* New files belong to whoever has those beside them. */
     void remember_owner(archive_entry *header, const std::string &folder)
     {
-        owners_.try_emplace(folder, archive_entry_clone(header));
+        if (!owners_.contains(folder))
+            owners_.try_emplace(folder, archive_entry_clone(header));
     }
 
     static void set_state(archive_entry *header, const struct stat &st)

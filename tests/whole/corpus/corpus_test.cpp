@@ -11,7 +11,10 @@
 namespace fs = std::filesystem;
 
 extern "C" {
+int fuzz_accounts(const uint8_t *data, size_t size);
+int fuzz_archives(const uint8_t *data, size_t size);
 int fuzz_config(const uint8_t *data, size_t size);
+int fuzz_headers(const uint8_t *data, size_t size);
 int fuzz_parts(const uint8_t *data, size_t size);
 int fuzz_rules(const uint8_t *data, size_t size);
 int fuzz_runs(const uint8_t *data, size_t size);
@@ -47,9 +50,24 @@ void feed(const char *corpus, fuzz_target target)
 
 } // namespace
 
+TEST(Corpus, Accounts)
+{
+    feed("accounts", fuzz_accounts);
+}
+
+TEST(Corpus, Archives)
+{
+    feed("archives", fuzz_archives);
+}
+
 TEST(Corpus, Config)
 {
     feed("config", fuzz_config);
+}
+
+TEST(Corpus, Headers)
+{
+    feed("headers", fuzz_headers);
 }
 
 TEST(Corpus, Parts)
