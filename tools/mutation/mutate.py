@@ -392,11 +392,11 @@ def is_broken(program):
         return b"migr_mutation" in stream.read()
 
 
-def look_at_all(place, count, with_scripts):
+def look_at_all(place, count, arguments):
     tests = Tests()
     lock = threading.Lock()
-    wanted = [program for program in programs_of(place) if (program.has_cases and is_broken(program)) or
-              (with_scripts and not program.has_cases)]
+    wanted = [program for program in programs_of(place) if arguments.tests in program.name and
+              (is_broken(program) if program.has_cases else arguments.scripts)]
 
     def look(program):
         path = os.path.join(place.build, "reached", program.stamp + ".json")
@@ -554,7 +554,7 @@ def run_all(place, mutants, tests, results, arguments):
             continue
         if cases:
             due.append((mutant, cases))
-        elif results.of(mutant) is None:
+        elif results.of(mutant) is None and not arguments.tests:
             results.add(mutant, {"status": "unreached"})
     say(f"{len(mutants)} breakages, {len(due)} of them to be tried")
     # Those of which something is known first, and so that a run that is ended early has tried some of everything.
@@ -569,7 +569,8 @@ def run_all(place, mutants, tests, results, arguments):
         runner = idle.get()
         result = try_mutant(runner, mutant, cases, arguments.seconds)
         idle.put(runner)
-        results.add(mutant, {**result, "of": len(cases), "scripts": arguments.scripts})
+        if result["status"] != "survived" or not arguments.tests:
+            results.add(mutant, {**result, "of": len(cases), "scripts": arguments.scripts})
         done[result["status"]] += 1
         if sum(done.values()) % 100 == 0:
             say(f"{sum(done.values())} of {len(due)}: {dict(done)}")
@@ -637,6 +638,8 @@ def parse_arguments():
                         help="leave out the tests that are scripts, which take long")
     parser.add_argument("--seconds", type=float, default=60, metavar="N",
                         help="run the nearest and quickest tests that take no longer than this together (60)")
+    parser.add_argument("--tests", default="", metavar="TEXT",
+                        help="ask only programs with this in their name, and write down no more than what they notice")
     parser.add_argument("--no-build", dest="as_built", action="store_true", help="go on with the programs as they were built")
     parser.add_argument("--source", default=os.path.dirname(os.path.dirname(TOOL)), help=argparse.SUPPRESS)
     parser.add_argument("--build", help=argparse.SUPPRESS)
@@ -676,7 +679,7 @@ def main():
             print(f"{mutant.file}:{mutant.line}: {mutant.told}")
         return 0
     if not arguments.report:
-        run_all(place, mutants, look_at_all(place, count, arguments.scripts), results, arguments)
+        run_all(place, mutants, look_at_all(place, count, arguments), results, arguments)
     return 1 if report(plans, mutants, results, survivors) else 0
 
 
