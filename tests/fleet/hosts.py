@@ -140,7 +140,7 @@ class Hosts(FleetTest):
         self.assertIn("Done before, and left as they are: 4.", run.stdout, "done is done wherever")
 
     def test_one_machine_goes_away_in_the_middle(self):
-        for number in range(8):
+        for number in range(5):
             write_tar(self.saved / f"e{number:02}.tar", files(and_also={"etc/number": str(number).encode()}))
         run = subprocess.Popen([MIGR, "fleet", "upgrade", self.saved, self.out, "--hosts", self.hosts], stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE, text=True)
@@ -151,7 +151,7 @@ class Hosts(FleetTest):
         self.machines[1].goes_away()
         out, err = run.communicate(timeout=4 * PATIENCE)
         self.assertEqual(run.returncode, 1, err)
-        self.assertIn("11 upgraded, 0 current, 1 refused, 0 failed.", out)
+        self.assertIn("8 upgraded, 0 current, 1 refused, 0 failed.", out)
         entries = [line["entry"] for line in lines_of(self.out)]
         self.assertEqual(sorted(entries), sorted(path.name for path in self.saved.iterdir()))
 

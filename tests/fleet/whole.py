@@ -242,7 +242,7 @@ class Stopped(Small):
         self.assertEqual([line["result"] for line in lines_of(self.out) if line["entry"] == "slow"], ["failed", "upgraded"])
 
     def test_a_signal_ends_it_cleanly(self):
-        self.many(30)
+        self.many(12)
         run = self.start("--jobs", "1")
         self.wait_for_lines(3)
         run.send_signal(signal.SIGINT)
@@ -256,7 +256,7 @@ class Stopped(Small):
         self.expect_whole()
 
     def test_one_at_a_time(self):
-        self.many(60)
+        self.many(20)
         run = self.start("--jobs", "1")
         self.wait_for_lines(1)
         second = migr("fleet", "upgrade", self.saved, self.out, "--resume")
