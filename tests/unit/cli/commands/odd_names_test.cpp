@@ -140,7 +140,11 @@ std::vector<std::string> words_of(const std::string &line)
 /* Whoever is told what to do next may copy it from the terminal, whatever the folder is called. */
 TEST(OddNames, HintsCanBePasted)
 {
-    for (const char *name : {"-box", "my box", "the 'good' \"box\"", "-o a'b", "$(touch pwned) ; #\\", "*", "~"}) {
+    std::vector<const char *> names = {"the 'good' \"box\"",   "-o a'b", "-box", "my box",
+                                       "$(touch pwned) ; #\\", "*",      "~"};
+    if (is_sanitized()) /* what a shell makes of the others is found without */
+        names.resize(2);
+    for (const char *name : names) {
         SCOPED_TRACE(name);
         TinyAppliance box;
         std::string   root = box.root() + "/" + name;
