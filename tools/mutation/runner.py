@@ -30,9 +30,10 @@ def shut_in(writable):
         mounted = [line.split()[1:4] for line in stream]
     mount("-t", "overlay", "-o", f"lowerdir={writable},upperdir=/dev/shm/.layer/upper,workdir=/dev/shm/.layer/work",
           "sources", writable)
-    for place, kind, options in mounted:
-        if kind not in ("proc", "sysfs", "devpts", "devtmpfs", "tmpfs", "cgroup2", "overlay") and "rw" in options.split(","):
-            mount("-o", "remount,bind,ro", place)
+    # Devices can be written to all the same, but none can be removed.
+    mount("--bind", "/proc/sys", "/proc/sys")
+    for place in {place for place, kind, _ in mounted if kind not in ("proc", "devpts")} - {*TEMPORARY} | {"/proc/sys"}:
+        mount("-o", "remount,bind,ro", place)
 
 
 def end_all():

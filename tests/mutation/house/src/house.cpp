@@ -49,5 +49,5 @@ int cellar()
 /* Left to itself it would take more with it than its own. */
 int remove_own_folder()
 {
-    return system("rm -rf /usr/share/house-of-mutation /tmp/house 2>/dev/null || true");
+    return system("rm -rf /usr/share/house-of-mutation /dev/house-of-mutation /tmp/house 2>/dev/null || true");
 }

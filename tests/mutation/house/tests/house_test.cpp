@@ -20,5 +20,8 @@ TEST(House, WritesNowhere)
 {
     remove_own_folder();
     EXPECT_NE(system("touch /usr/share/house-of-mutation 2>/dev/null"), 0);
+    EXPECT_NE(system("touch /dev/house-of-mutation 2>/dev/null"), 0);
+    EXPECT_NE(system("echo > /proc/sys/kernel/hostname 2>/dev/null"), 0);
+    EXPECT_EQ(system("echo > /dev/null"), 0);
     EXPECT_EQ(system("touch /tmp/house"), 0);
 }
