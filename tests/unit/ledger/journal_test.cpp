@@ -384,4 +384,31 @@ TEST_F(Journal, WithoutMemoryANodeIsInNoTextThatThereIsNot)
     ledger::set_author(0, "host");
 }
 
+TEST_F(Journal, WithoutMemoryForATextNothingIsInIt)
+{
+    ASSERT_EQ(parse("config a\nend\n"), 0);
+    auto run = [&](size_t number) {
+        migr_journal_open();
+        fail_allocation(number);
+        ledger::written_text text = {"/out", 1};
+        ledger::write_on(&text);
+        ledger::tell_written(migr_main.root.top_list, false);
+        ledger::write_on(nullptr);
+        ledger::tell_marked(migr_main.root.top_list);
+        size_t asked = allocations();
+        fail_allocation(0);
+        return asked;
+    };
+    size_t asked = run(0);
+    ASSERT_NE(node_of(migr_main.root.top_list), nullptr);
+    EXPECT_EQ(node_of(migr_main.root.top_list)->out.text, 1u);
+    for (size_t number = 1; number <= asked; number++) {
+        run(number);
+        EXPECT_EQ(migr_journal_is_incomplete(), 1) << number;
+        const migr_journal_node *node = node_of(migr_main.root.top_list);
+        EXPECT_TRUE(!node || node->out.text <= migr_journal_texts()) << number;
+        EXPECT_TRUE(migr_journal_texts() == 0 || migr_journal_text_at(1)->file) << number;
+    }
+}
+
 } // namespace

@@ -143,6 +143,8 @@ TEST_F(SecondBook, DoesNotKnowATreeThatWasNeverTold)
     config_node root = {};
     root.kind = MIGR_ROOT;
     EXPECT_EQ(migr_book_check(&root, nullptr), 1);
+    EXPECT_EQ(migr_book_check(&root, report), 1);
+    EXPECT_EQ(found, "the root was never told of\n");
 }
 
 TEST_F(SecondBook, FindsALinkThatCannotBe)
@@ -315,6 +317,10 @@ TEST_F(SecondBook, AReleasedNodeStandsNowhere)
     block()->set_list = set->next;
     EXPECT_EQ(check(), 0) << found;
     note(MIGR_UNLINKED, set, number, migr_identity_of(block()));
+    EXPECT_EQ(check(), 1);
+    found.clear();
+    note(MIGR_MARKED, set, number);
+    EXPECT_EQ(found, "a mark of s, which was never told of\n");
     EXPECT_EQ(check(), 1);
 }
 

@@ -289,6 +289,25 @@ TEST_F(Tell, AHostsOwnRecordIsToldWhenItIsLinkedWithAllBelowIt)
     root()->top_list = nullptr;
 }
 
+/* Of a host's block only what is new is told as made. */
+TEST_F(Tell, AHostsBlockMayHoldWhatStandsInTheTree)
+{
+    plant("config a\nset s 1\nend\n");
+    config_node *set = root()->top_list->set_list;
+    uint64_t     number = migr_identity_of(set);
+    config_node  block = {};
+    block.kind = MIGR_TOP;
+    block.set_list = set;
+    ledger::tell_linking(&root()->top_list->next, &block);
+    ASSERT_EQ(told.size(), 3u) << kinds_and_names();
+    EXPECT_EQ(told[0].change.kind, MIGR_MADE);
+    EXPECT_EQ(told[1].change.kind, MIGR_LINKED);
+    EXPECT_EQ(told[1].change.node, number);
+    EXPECT_EQ(told[1].change.parent, migr_identity_of(&block));
+    EXPECT_EQ(told[2].change.node, migr_identity_of(&block));
+    EXPECT_EQ(migr_identity_of(set), number);
+}
+
 TEST_F(Tell, AHostsOwnListIsToldWhenABlockTakesIt)
 {
     plant("config a\nend\n");
@@ -598,10 +617,14 @@ TEST_F(Tell, WithoutMemoryEachWayToTellSaysThatItIsIncomplete)
         forget_all();
         told.clear();
         fail_allocation(number, true);
-        config_node top = {};
+        config_node top = {}, one = {}, other = {};
         top.kind = MIGR_ROOT;
         ledger::tell_opened(&top, "/in");
         ledger::tell_linking(&top.top_list, &block);
+        ledger::tell_adopting(&top.edit_list, block.edit_list);
+        ledger::tell_parsed(&one, &other, 1, 1);
+        ledger::tell_made(&one);
+        ledger::tell_copied(&other, &top);
         size_t failed = allocations();
         fail_allocation(0);
         EXPECT_EQ(said(), failed >= number ? 1u : 0u) << number;
