@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <optional>
 
 namespace command {
 
@@ -96,7 +95,7 @@ class Reader {
             return;
         }
         file_->sections.push_back({file_->lines, version, {}});
-        kind_.reset();
+        header_ = nullptr;
     }
 
     void take_other(const std::string &line)
@@ -113,24 +112,24 @@ class Reader {
             return;
         }
         if (header)
-            kind_ = header->kind;
+            header_ = header;
         else
             take_rule(without_white_ends(line));
     }
 
     void take_rule(const std::string &text)
     {
-        if (kind_)
-            file_->sections.back().rules.push_back({file_->lines, column_, *kind_, text});
+        if (header_)
+            file_->sections.back().rules.push_back({file_->lines, column_, header_->kind, text});
         else
             tell("stands ahead of the first subsection of section " + section_name(file_->sections.back().version) +
                  ", and is dropped. Put it behind [DELETE], [MODIFY] or [READD].");
     }
 
-    LintFile               *file_;
-    size_t                  column_ = 1; /* of the line's first character that is not white */
-    std::vector<Finding>   *findings_;
-    std::optional<RuleKind> kind_;
+    LintFile             *file_;
+    size_t                column_ = 1; /* of the line's first character that is not white */
+    std::vector<Finding> *findings_;
+    const Header         *header_ = nullptr; /* the section's last one */
 };
 
 } // namespace
