@@ -1,5 +1,7 @@
 #include "support/appliance_root.h"
 
+#include "support/child_output.h"
+
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <libdeflate.h>
@@ -170,17 +172,6 @@ bool may_chroot()
     std::ofstream("/proc/self/uid_map") << "0 " << uid << " 1";
     std::ofstream("/proc/self/gid_map") << "0 " << gid << " 1";
     return true;
-}
-
-static std::string drain(int fd)
-{
-    std::string text;
-    char        part[65536];
-    lseek(fd, 0, SEEK_SET);
-    for (ssize_t got; (got = read(fd, part, sizeof part)) > 0;)
-        text.append(part, static_cast<size_t>(got));
-    close(fd);
-    return text;
 }
 
 [[noreturn]] static void run_child(const fs::path &root, const std::function<int()> &work, int out, int err,

@@ -3,6 +3,7 @@
 #include "command.h"
 #include "output/console.h"
 #include "report/report.h"
+#include "support/child_output.h"
 #include "support/places.h"
 
 #include <fcntl.h>
@@ -92,17 +93,6 @@ std::vector<std::string> TinyAppliance::snapshots() const
         names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
-}
-
-static std::string drain(int fd)
-{
-    std::string text;
-    char        part[65536];
-    lseek(fd, 0, SEEK_SET);
-    for (ssize_t got; (got = read(fd, part, sizeof part)) > 0;)
-        text.append(part, static_cast<size_t>(got));
-    close(fd);
-    return text;
 }
 
 Outcome run_process(const std::function<int()> &work, const Ahead &ahead)
