@@ -1,3 +1,4 @@
+/* Takes a case file apart, as tests/cases/README.md tells, and refuses what is none, with the line. It runs nothing. */
 #include "cases/case_file.h"
 
 #include <fstream>

@@ -1,3 +1,5 @@
+/* A root folder that goes with its owner, and children that see it as their whole world. What lies in it, beyond the
+ * few folders that every appliance has, is for its users to say. */
 #include "support/appliance_root.h"
 
 #include "support/child_output.h"

@@ -1,3 +1,5 @@
+/* Stands between a program and its allocations, where its program.cmake wraps them. Only calls from object to object
+ * come by here; those within the C library do not. */
 #include "support/failing_memory.h"
 
 #include "tree/config_node.h"

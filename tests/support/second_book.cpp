@@ -1,3 +1,5 @@
+/* Holds the tree against the book of changes at each section, in programs that ask for it. What it finds is a
+ * failure of the test that runs. */
 #include "support/second_book.h"
 
 #include "driver/hooks.h"

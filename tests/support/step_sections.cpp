@@ -1,3 +1,4 @@
+/* Sections as an update file has them, one for each step of the chain, from the chain's own table. */
 #include "support/step_sections.h"
 
 #include "chain/steps.h"

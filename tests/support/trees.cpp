@@ -1,3 +1,5 @@
+/* Texts become trees and trees texts by the library's own parser and writer: what those get wrong is not seen here,
+ * but in their own tests. */
 #include "support/trees.h"
 
 #include "tree/config_text.h"

@@ -1,3 +1,4 @@
+/* What the stand-in makes of base64 in one call. Who uses the bytes is tested elsewhere. */
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+/* The folders for a domain's certificates: that they are made, and that nothing which is there is touched. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

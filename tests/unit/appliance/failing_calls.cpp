@@ -1,3 +1,5 @@
+/* Lets one call of the stand-in to the system or to a kept library fail, or transfer less than it was asked to. The
+ * program's wrapped calls all end here; the library has sweeps of its own. */
 #include "failing_calls.h"
 
 #include <dirent.h>

@@ -1,3 +1,4 @@
+/* Copies of files and of folders on a real disk: content, modes, links, and what a copy that fails leaves behind. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

@@ -1,3 +1,5 @@
+/* Reading a file whole, and writing one beside its place until it is good. What the stand-in keeps in such files is
+ * tested with what it is. */
 #include "files.h"
 
 #include "support/appliance_root.h"

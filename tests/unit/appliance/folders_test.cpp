@@ -1,3 +1,4 @@
+/* Whether something is a folder, and making one with those above it. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

@@ -1,3 +1,5 @@
+/* The names of the global white list, as the database has them. What a migration does with them is shown by its
+ * cases. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

@@ -1,3 +1,5 @@
+/* Packing and unpacking of stored files: contents, modes, links, and limits. What is in the files means nothing
+ * here. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

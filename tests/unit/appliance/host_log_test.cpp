@@ -1,3 +1,4 @@
+/* Where the stand-in's messages go. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

@@ -1,3 +1,5 @@
+/* Private keys, encrypted as the firmware does it; libcrypto is asked whether it can read them. Which keys get
+ * encrypted is the callbacks' matter. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

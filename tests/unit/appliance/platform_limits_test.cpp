@@ -1,3 +1,4 @@
+/* Limits of a machine, from its database or by default. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

@@ -1,3 +1,4 @@
+/* The pages that come with the signature database: when they are there, and when the next ones replace them. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

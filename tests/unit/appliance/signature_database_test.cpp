@@ -1,3 +1,5 @@
+/* Opening a signature database and asking it, good ones and bad. What a reconciliation makes of the answers is
+ * tested with the library. */
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 

@@ -1,3 +1,4 @@
+/* Searches and copies in texts of a given length, at their edges. */
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>

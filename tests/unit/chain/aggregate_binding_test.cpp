@@ -1,3 +1,5 @@
+/* How lines of text become aggregates and the ports in them: lengths, quotes, and what is no aggregate. The
+ * migration as a whole has cases. */
 #include "chain/aggregate_binding.h"
 
 #include "driver/run_context.h"

@@ -1,3 +1,5 @@
+/* What no case can show of the moves of forwarding and routing: marks, sets without a value, and memory that is not
+ * to be had. */
 #include "chain/forwarding_and_routing.h"
 #include "support/failing_memory.h"
 #include "support/trees.h"

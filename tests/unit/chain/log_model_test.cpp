@@ -1,3 +1,5 @@
+/* What no case can show of the way logs are split and moved: where nodes come from, their marks, and values that are
+ * not there. */
 #include "chain/log_model.h"
 
 #include "sweeps.h"

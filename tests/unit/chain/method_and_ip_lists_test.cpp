@@ -1,3 +1,4 @@
+/* What no case can show of lists of methods and addresses: marks that stay, and memory that is not to be had. */
 #include "chain/method_and_ip_lists.h"
 #include "support/failing_memory.h"
 #include "support/trees.h"

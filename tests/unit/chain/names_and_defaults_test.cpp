@@ -1,3 +1,5 @@
+/* What no case can show of names and defaults that changed: sets without a value, records that went, memory that is
+ * not to be had. */
 #include "chain/names_and_defaults.h"
 #include "support/failing_memory.h"
 #include "support/trees.h"

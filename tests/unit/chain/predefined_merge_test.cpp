@@ -1,3 +1,5 @@
+/* The tables of predefined rows, held against the image, and how they are merged into a tree, also where lists or
+ * memory are missing. */
 #include "chain/predefined_merge.h"
 
 #include "chain/hardcode.h"

@@ -1,3 +1,4 @@
+/* What no case can show of protection rules: kinds and marks of nodes, and two steps in a row. */
 #include "chain/protection_rules.h"
 
 #include "chain/hardcode.h"

@@ -1,3 +1,5 @@
+/* What no case can show of the step to 4.10: rules that are remembered and forgotten, empty values, and memory that
+ * is not to be had. */
 #include "chain/release_4_10.h"
 
 #include "support/processor_time.h"

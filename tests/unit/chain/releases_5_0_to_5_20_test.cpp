@@ -1,3 +1,4 @@
+/* What no case can show of the steps from 5.0 to 5.20: limits of lengths, missing values, and what is reported. */
 #include "chain/releases_5_0_to_5_20.h"
 
 #include "driver/run_context.h"

@@ -1,3 +1,4 @@
+/* What no case can show of the steps from 5.30 to 5.40: missing values, and memory that is not to be had. */
 #include "chain/releases_5_30_to_5_40.h"
 
 #include "driver/run_context.h"

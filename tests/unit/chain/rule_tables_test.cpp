@@ -1,3 +1,4 @@
+/* What no case can show of tables of rules: marks, copies, and blocks that are left half done when memory fails. */
 #include "chain/rule_tables.h"
 #include "support/failing_memory.h"
 #include "support/trees.h"

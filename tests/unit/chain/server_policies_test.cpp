@@ -1,3 +1,4 @@
+/* What no case can show of server policies: the machine's limits, marks, and values that are not there. */
 #include "chain/server_policies.h"
 #include "driver/migr.h"
 #include "support/failing_memory.h"

@@ -1,3 +1,5 @@
+/* What no case can show of system settings: limits of lengths, values that are not there, and memory that is not to
+ * be had. */
 #include "chain/system_settings.h"
 #include "support/failing_memory.h"
 #include "support/trees.h"

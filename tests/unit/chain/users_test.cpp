@@ -1,3 +1,5 @@
+/* How groups of users are bound, in every order of their sets, and what happens without values or memory. Whole
+ * groups are in the cases. */
 #include "chain/users.h"
 #include "support/failing_memory.h"
 #include "support/trees.h"

@@ -1,3 +1,4 @@
+/* Several steps in a row on one tree, where one migration meets what another has made. */
 #include "chain/hardcode.h"
 #include "support/trees.h"
 

@@ -1,3 +1,4 @@
+/* The filters of word lists alone, without a tree. */
 #include "chain/word_filters.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+/* Applies a diff as its line numbers say, and holds each old line that the diff shows against the text: what differs
+ * is a failure of the test that runs. */
 #include "unit/cli/applied_diff.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+/* Small appliances and images, and the command in a child with its output. The child is a fork: statics of the test
+ * are the command's, too. */
 #include "unit/cli/command_support.h"
 
 #include "command.h"

@@ -1,3 +1,4 @@
+/* An image with a rule or two, whose effects tests can count on. It knows nothing of the packaged one. */
 #include "unit/cli/small_image.h"
 
 #include "support/image_line.h"

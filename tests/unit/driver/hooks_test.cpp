@@ -1,3 +1,4 @@
+/* What a file that never gets on does where no host has said otherwise: a child waits, and is ended. */
 #include "driver/hooks.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+/* Takes the place of all that the driver calls, takes down the calls, and does what a script says. Nothing is
+ * converted here. */
 #include "mechanisms.h"
 
 #include "driver/upgrade_run.h"

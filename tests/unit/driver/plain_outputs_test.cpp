@@ -1,3 +1,4 @@
+/* The roads that end in a plain text: header lines, versions, and outputs that cannot be written. */
 #include "driver/migr.h"
 #include "mechanisms.h"
 #include "support/appliance_root.h"

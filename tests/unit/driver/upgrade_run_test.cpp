@@ -1,3 +1,5 @@
+/* Which files a run takes, in which order, and what it does when one of the mechanisms fails. Those are stood in
+ * for, by mechanisms.cpp. */
 #include "driver/upgrade_run.h"
 #include "platform/platform.h"
 

@@ -1,3 +1,4 @@
+/* What is read from a version line and what the new one says, character by character. */
 #include "driver/version_lines.h"
 
 #include "driver/migr.h"

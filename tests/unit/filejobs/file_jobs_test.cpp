@@ -1,3 +1,4 @@
+/* The jobs after the last file, on a folder of certificates with links and obstacles of all sorts. */
 #include "filejobs/file_jobs.h"
 
 #include "driver/upgrade_run.h"

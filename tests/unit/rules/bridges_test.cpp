@@ -1,3 +1,5 @@
+/* Which bridges are listed, and which servers and policies are marked with them. How a delete rule finds its nodes
+ * is tested beside it. */
 #include "update_texts.h"
 
 class Bridges : public RulesTest {

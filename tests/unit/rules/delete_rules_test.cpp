@@ -1,3 +1,4 @@
+/* How a delete rule finds its nodes, and that it marks them and unlinks nothing. */
 #include "rules/delete_rules.h"
 
 #include "tree/node_store.h"

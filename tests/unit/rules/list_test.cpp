@@ -1,3 +1,4 @@
+/* The linked list alone. */
 #include "rules/rules.h"
 
 #include <gtest/gtest.h>

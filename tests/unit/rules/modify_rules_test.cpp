@@ -1,3 +1,4 @@
+/* How a modify rule is taken apart, at its limits, and what each sort does to a node. */
 #include "rules/modify_rules.h"
 
 #include "tree/node_store.h"

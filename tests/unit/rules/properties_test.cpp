@@ -1,3 +1,4 @@
+/* The types and values of properties as rules write them, cut at their limits. */
 #include "rules/properties.h"
 
 #include "tree/node_store.h"

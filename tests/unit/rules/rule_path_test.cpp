@@ -1,3 +1,4 @@
+/* The parts of a rule in brackets, apart from what any rule does with them. */
 #include "rules/rule_path.h"
 
 #include "support/trees.h"

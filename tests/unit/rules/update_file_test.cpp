@@ -1,3 +1,5 @@
+/* Which lines of an update file are sections, headers and rules, and which sections a file gets. No rule is applied
+ * here. */
 #include "update_texts.h"
 
 #include "support/appliance_root.h"

@@ -1,3 +1,5 @@
+/* Stands between the reconciliation and the database: takes down what is asked, and breaks an answer when a test
+ * says so. */
 #include "query_log.h"
 
 #include "platform/platform.h"

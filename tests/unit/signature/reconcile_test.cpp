@@ -1,3 +1,4 @@
+/* What the reconciliation asks, and which nodes it marks for each answer, good or broken. */
 #include "driver/migr.h"
 #include "driver/upgrade_run.h"
 #include "platform/platform.h"

@@ -1,3 +1,4 @@
+/* A text through one migration, or through one row of a stage, without the driver. */
 #include "passes.h"
 
 #include "driver/upgrade_run.h"

@@ -1,3 +1,5 @@
+/* The wrapped calls that reach out of a tree: taken down, stood in for, or watched for a secret in memory that is
+ * given back. */
 #include "watched_calls.h"
 
 #include <malloc.h>

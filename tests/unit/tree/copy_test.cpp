@@ -1,3 +1,4 @@
+/* Copies of nodes and of all below them, by their kinds and marks. */
 #include "support/trees.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"

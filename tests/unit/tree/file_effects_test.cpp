@@ -1,3 +1,4 @@
+/* Files that are made, copied and removed: modes, links, and what a full disk leaves. */
 #include "support/appliance_root.h"
 #include "support/trees.h"
 #include "tree/file_effects.h"

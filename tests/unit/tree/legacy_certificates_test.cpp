@@ -1,3 +1,4 @@
+/* The certificate folders of old releases, as they become flat files, with strange things lying in them. */
 #include "tree/legacy_certificates.h"
 
 #include "refused_calls.h"

@@ -1,3 +1,4 @@
+/* Words, names and values of one line, at their limits. The parser that asks for them has tests of its own. */
 #include "tree/line_words.h"
 
 #include "support/trees.h"

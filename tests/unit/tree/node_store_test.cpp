@@ -1,3 +1,4 @@
+/* Who owns which record for how long, a host's own ones among them. */
 #include "support/trees.h"
 #include "tree/config_text.h"
 #include "tree/node_stack.h"

@@ -1,3 +1,4 @@
+/* Searches and changes of trees, one function after another, with the corners that migrations lean on. */
 #include "support/trees.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"

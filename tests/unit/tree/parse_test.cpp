@@ -1,3 +1,5 @@
+/* What tree a text becomes, also one that is damaged or has no memory to go to. What is lost of it is told by the
+ * command, and tested there. */
 #include "support/trees.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"

@@ -1,3 +1,4 @@
+/* Refuses one call of the library to the system, as tests say which. */
 #include "refused_calls.h"
 
 #include <cerrno>

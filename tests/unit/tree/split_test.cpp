@@ -1,3 +1,4 @@
+/* The syntax file line by line, and which block goes to which half. The passes behind a split are the driver's. */
 #include "tree/split.h"
 
 #include "driver/run_context.h"

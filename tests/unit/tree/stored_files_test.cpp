@@ -1,3 +1,4 @@
+/* How a tree becomes a stored file and its plain copy, and what stays when any call on the way is refused. */
 #include "tree/stored_files.h"
 
 #include "driver/run_context.h"

@@ -1,3 +1,4 @@
+/* Lines as they come from a file, cut where the buffer is full. */
 #include "refused_calls.h"
 #include "support/trees.h"
 #include "tree/config_text.h"

@@ -1,3 +1,5 @@
+/* A release as text and as number, and the product in a version line, at their limits. The rest of a version line is
+ * the driver's matter. */
 #include "tree/version_text.h"
 
 #include "driver/run_context.h"

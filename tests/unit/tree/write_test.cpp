@@ -1,3 +1,4 @@
+/* What text a tree becomes: order, marks, names and values. */
 #include "support/trees.h"
 #include "tree/config_text.h"
 #include "tree/operations.h"

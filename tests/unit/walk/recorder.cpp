@@ -1,3 +1,4 @@
+/* Callbacks that take down where a walk has brought them, and do what a test says. They migrate nothing. */
 #include "recorder.h"
 
 #include <cstdlib>

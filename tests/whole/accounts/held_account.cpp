@@ -1,3 +1,5 @@
+/* Upgrades an appliance with its account, and holds each entry against both texts. It trusts nothing of the account
+ * but its form. */
 #include "held_account.h"
 
 #include "appliance/old_forms.h"

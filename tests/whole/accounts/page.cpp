@@ -1,3 +1,4 @@
+/* Accounts as pages of text, which tests compare; the command prints others. */
 #include "page.h"
 
 #include "output/release_text.h"

@@ -1,3 +1,4 @@
+/* The library's calls that fail, each in its own way. Which one fails, and for how long, a sweep says. */
 #include "faults.h"
 
 #include "platform/platform.h"

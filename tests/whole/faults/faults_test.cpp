@@ -1,3 +1,5 @@
+/* Runs of whole appliances in which one call after another fails. What each call's failure means in its place is
+ * tested beside its source. */
 #include "sweep.h"
 
 #include "driver/migr.h"

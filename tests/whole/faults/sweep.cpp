@@ -1,3 +1,5 @@
+/* One child for each failing call, and a look at what it left. It knows what must hold of any appliance, and asks of
+ * each what more may be. */
 #include "sweep.h"
 
 #include "driver/migr.h"

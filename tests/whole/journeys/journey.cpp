@@ -1,3 +1,4 @@
+/* Reads what a journey's folder says. It runs nothing. */
 #include "journey.h"
 
 #include "support/places.h"

@@ -1,3 +1,4 @@
+/* A text with lines dropped, doubled, exchanged and spaced otherwise, by a number that says how. */
 #include "disturbed.h"
 
 #include <algorithm>

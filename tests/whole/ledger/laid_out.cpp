@@ -1,3 +1,4 @@
+/* Samples and the image's files in a root folder, for any test that upgrades them. */
 #include "laid_out.h"
 
 #include "support/places.h"

@@ -1,3 +1,4 @@
+/* Random configurations of the words that stand in the stages' sources, so that callbacks find something to do. */
 #include "random_trees.h"
 
 #include "support/places.h"

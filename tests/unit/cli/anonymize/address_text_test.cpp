@@ -1,3 +1,5 @@
+/* Which parts of a text are addresses, and what becomes of them. Whole configurations are anonymized in
+ * tests/anonymize. */
 #include "anonymize/address_text.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+/* Keys and certificates that are replaced by fresh ones and still fit each other; libcrypto is asked whether they
+ * do. */
 #include "anonymize/key_blocks.h"
 
 #include "support/places.h"

@@ -1,3 +1,4 @@
+/* The permutation behind all replaced words: its shapes, that it is one, and what it depends on. */
 #include "anonymize/permutation.h"
 
 #include <gtest/gtest.h>

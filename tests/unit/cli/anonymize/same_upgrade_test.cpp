@@ -1,3 +1,4 @@
+/* That the comparison of two upgrades finds what differs, so that it may be trusted where it finds nothing. */
 #include "anonymize/same_upgrade.h"
 
 #include "support/appliance_root.h"

@@ -1,3 +1,4 @@
+/* Which words and numbers of a configuration are replaced, and by what; addresses and keys have tests of their own. */
 #include "anonymize/substitution.h"
 
 #include "anonymize/configuration.h"

@@ -1,3 +1,4 @@
+/* What `migr account` says of a file; the account itself is tested in tests/whole/accounts. */
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+/* `migr convert` as its user sees it: names and forms of input and output, and what is said. What conversions do is
+ * none of it. */
 #include "unit/cli/command_support.h"
 #include "unit/cli/small_image.h"
 

@@ -1,3 +1,4 @@
+/* `migr explain` as its user sees it: who changed what, in which words, and what is hidden. */
 #include "unit/cli/applied_diff.h"
 #include "unit/cli/command_support.h"
 #include "unit/cli/small_image.h"

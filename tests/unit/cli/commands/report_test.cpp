@@ -1,3 +1,5 @@
+/* `migr report` and the page of an upgrade: when one is written and what it replaces. How its rows come about is
+ * tested in tests/unit/cli/report. */
 #include "unit/cli/command_support.h"
 #include "unit/cli/small_image.h"
 

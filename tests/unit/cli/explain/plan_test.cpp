@@ -1,3 +1,4 @@
+/* The plan of a file, which runs nothing: its sections, steps, stages and effects on files. */
 #include "explain/plan_effects.h"
 #include "output/release_text.h"
 #include "support/step_sections.h"

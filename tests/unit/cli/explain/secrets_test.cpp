@@ -1,3 +1,4 @@
+/* Which sets hold secrets, and what is shown in their place. */
 #include "explain/secrets.h"
 
 #include "explain/shown_lines.h"

@@ -1,3 +1,4 @@
+/* Diffs of lines, some of which do not count; random ones are applied again. */
 #include "explain/unified_diff.h"
 #include "unit/cli/applied_diff.h"
 

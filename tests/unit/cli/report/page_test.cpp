@@ -1,3 +1,4 @@
+/* The rows of a report's page, from small accounts. A browser looks at whole pages in tests/browser. */
 #include "report/page.h"
 #include "report/page_rows.h"
 #include "system/failure.h"

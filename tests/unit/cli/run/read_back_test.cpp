@@ -1,3 +1,5 @@
+/* Which nodes of a tree would be read back otherwise than they stand there. Whether texts are read as they are
+ * written is tested with the parser. */
 #include "run/read_back.h"
 
 #include "support/trees.h"

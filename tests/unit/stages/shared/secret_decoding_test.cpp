@@ -1,3 +1,4 @@
+/* Old encoded secrets, from the bytes of their keys on. Which sets are decoded is in the cases. */
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "stages/shared/secret_decoding.h"

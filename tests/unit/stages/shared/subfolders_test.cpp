@@ -1,3 +1,4 @@
+/* That folders lose their files and nothing else, whatever lies there. */
 #include "stages/shared/subfolders.h"
 
 #include "unit/stages/passes.h"

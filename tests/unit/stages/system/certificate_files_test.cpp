@@ -1,3 +1,5 @@
+/* What no case can show of certificates' files and keys: what the platform is given, limits, and that no secret
+ * stays in memory. */
 #include "stages/system/certificate_files.h"
 
 #include "key_material.h"

@@ -1,3 +1,4 @@
+/* What no case can show of the copies that the cleanup makes: sizes, modes, a full disk, and the remount. */
 #include "stages/system/feature_cleanup.h"
 
 #include "support/failing_memory.h"

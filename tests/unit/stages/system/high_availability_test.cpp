@@ -1,3 +1,4 @@
+/* What no case can show of high availability: values and memory that are not there. */
 #include "stages/system/high_availability.h"
 
 #include "support/failing_memory.h"

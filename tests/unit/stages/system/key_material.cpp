@@ -1,3 +1,4 @@
+/* Keys and certificates of each form, made by libcrypto. The one key that takes long is made once for a program. */
 #include "key_material.h"
 
 #include <openssl/bio.h>

@@ -1,3 +1,4 @@
+/* What no case can show of the table of remote certificates: its order, its limit, and memory that is not to be had. */
 #include "stages/system/remote_certificates.h"
 
 #include "support/failing_memory.h"

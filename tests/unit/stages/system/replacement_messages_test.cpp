@@ -1,3 +1,5 @@
+/* What no case can show of replacement messages: pages of the database, characters that go, and memory that is not
+ * to be had. */
 #include "stages/system/replacement_messages.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,4 @@
+/* Lists of cipher suites as such: which go, which stay, and what becomes of blanks and of long lists. */
 #include "stages/system/tls_settings.h"
 
 #include "support/failing_memory.h"

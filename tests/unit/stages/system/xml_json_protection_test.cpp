@@ -1,3 +1,5 @@
+/* What no case can show of protection of XML and JSON: identifiers that come from the clock, several files of one
+ * process, limits and memory. */
 #include "stages/system/xml_json_protection.h"
 
 #include "support/failing_memory.h"
