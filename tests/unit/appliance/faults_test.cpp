@@ -254,3 +254,42 @@ TEST(ApplianceFaults, GlobalWhiteList)
         });
     });
 }
+
+/* The text is on disk before the name is, and then the name. */
+TEST(ApplianceFaults, AStoredFileReachesTheDisk)
+{
+    ApplianceRoot root;
+    root.write("/data/config/plain", text);
+    std::string plain = at(root, "/data/config/plain"), target = at(root, "/data/config/new");
+    size_t      ahead = 0, behind = 0;
+    with_each_call_failing(
+        EIO, [&] { cvgzip(plain.c_str(), target.c_str()); },
+        [&](const FailedCall &failed) {
+            ahead += failed.name == "fsync" && !failed.was_renaming ? 1 : 0;
+            behind += failed.name == "fsync" && failed.was_renaming ? 1 : 0;
+        });
+    EXPECT_EQ(ahead, 1u);
+    EXPECT_EQ(behind, 1u);
+}
+
+TEST(ApplianceFaults, AQuestionOfNothing)
+{
+    ApplianceRoot root;
+    root.database("create table t(name text);");
+    support::expect_in_root(root, [] {
+        signature_database *handle = nullptr;
+        ASSERT_EQ(db_open(&handle), 0);
+        EXPECT_EQ(init_db_object(nullptr, handle), -1);
+        db_object object = {};
+        EXPECT_EQ(init_db_object(&object, nullptr), -1);
+        object.row_count = 7;
+        ASSERT_EQ(init_db_object(&object, handle), 0);
+        EXPECT_EQ(object.row_count, 0);
+        int32_t status = 0;
+        EXPECT_EQ(object.run(nullptr, "select name from t", &status), -1);
+        EXPECT_NE(status, 0);
+        object.release(nullptr);
+        object.release(&object);
+        db_close(handle);
+    });
+}

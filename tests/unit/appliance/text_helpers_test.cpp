@@ -90,6 +90,13 @@ TEST(Strncpy, CopiesAtMostTheLength)
     EXPECT_EQ(target[3], 'g');
 }
 
+TEST(Strncpy, ALengthThatIsTheRoomLeavesRoomForTheEnd)
+{
+    char target[8] = "xxxxxxx";
+    v_strncpy(target, 4, "abcdefgh", 4);
+    EXPECT_EQ(memcmp(target, "abc\0xxx", 8), 0);
+}
+
 TEST(Strncpy, NeverOutgrowsTheRoom)
 {
     char target[8] = "xxxxxxx";
