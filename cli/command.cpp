@@ -267,21 +267,8 @@ bool asks_for_json(int count, const char *const *arguments)
     return false;
 }
 
-} // namespace
-
-void prepare_process()
+int parse_and_run(int count, const char *const *arguments)
 {
-    rlimit no_core = {0, 0}; /* it would hold configuration text */
-    setrlimit(RLIMIT_CORE, &no_core);
-    open_missing_streams();
-    ignore_deadly_signals();
-    settle_time_zone();
-    settle_libcrypto();
-}
-
-int run_command(int count, const char *const *arguments)
-{
-    prepare_process();
     bool              json = asks_for_json(count, arguments);
     std::string       word = name_given(count, arguments);
     const Subcommand *named = subcommand_named(word);
@@ -302,6 +289,29 @@ int run_command(int count, const char *const *arguments)
     }
     keep_lines(given.json);
     return run(*chosen, given);
+}
+
+} // namespace
+
+void prepare_process()
+{
+    rlimit no_core = {0, 0}; /* it would hold configuration text */
+    setrlimit(RLIMIT_CORE, &no_core);
+    open_missing_streams();
+    ignore_deadly_signals();
+    settle_time_zone();
+    settle_libcrypto();
+}
+
+int run_command(int count, const char *const *arguments)
+{
+    prepare_process();
+    try {
+        return parse_and_run(count, arguments);
+    } catch (const std::bad_alloc &) { /* what tells of other failures needs memory itself */
+        fputs("migr: There is not enough memory to begin, or to tell what was done.\n", stderr);
+        return static_cast<int>(Status::failed);
+    }
 }
 
 } // namespace command

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <new>
 
 namespace fs = std::filesystem;
 
@@ -128,16 +129,19 @@ void settle_last_commit(const Root &root, bool may_write, const Tell &tell)
 
 std::string commit_inside(const Root &root, const std::function<std::string()> &work)
 {
-    size_t earlier = inside(root, snapshot_names).size();
+    size_t      earlier = inside(root, snapshot_names).size();
+    std::string why = "the process that was to put the result in place was killed";
     try {
         return root.run(work);
     } catch (const ChildEnded &) {
         inside(root, recover);
+    } catch (const std::bad_alloc &error) { /* perhaps for the answer alone, and all is in place */
+        why = text_of(error);
+        inside(root, recover);
     }
     std::vector<std::string> names = inside(root, snapshot_names);
     if (names.size() == earlier)
-        throw Failure(Status::failed, root.shown() + ": the process that was to put the result in place was killed. "
-                                                     "Everything is as it was. Run migr again.");
+        throw Failure(Status::failed, root.shown() + ": " + why + ". Everything is as it was. Run migr again.");
     return names.back();
 }
 

@@ -469,7 +469,7 @@ void commit(const Root &root, Manifest manifest, const ContentOf &content, const
     } catch (const PathError &error) {
         turn_back(under_way, failure_of(error, root.shows(error.path)).what());
     } catch (const std::exception &error) {
-        turn_back(under_way, root.shown() + ": " + error.what() + ".");
+        turn_back(under_way, root.shown() + ": " + text_of(error) + ".");
     }
 }
 

@@ -107,7 +107,7 @@ Answer answer_of(const Root &root, const std::function<std::string()> &work)
     } catch (const PathError &error) {
         return {true, Status::unusable, failure_of(error, root.shows(error.path)).what()};
     } catch (const std::exception &error) {
-        return {true, Status::unusable, root.shown() + ": " + error.what()};
+        return {true, Status::unusable, root.shown() + ": " + text_of(error)};
     }
 }
 

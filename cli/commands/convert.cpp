@@ -138,10 +138,14 @@ void check_output(const Arguments &arguments, const SingleFile &file)
         throw Failure(Status::unusable, what + "Convert it by itself.");
 }
 
-void make_output_folder(const Arguments &arguments)
+/* False when it is there already. */
+bool make_output_folder(const Arguments &arguments)
 {
-    if (mkdir(arguments.output.c_str(), 0700) != 0 && errno != EEXIST)
+    if (mkdir(arguments.output.c_str(), 0700) == 0)
+        return true;
+    if (errno != EEXIST)
         throw PathError{"make", arguments.output, errno};
+    return false;
 }
 
 /* ---- the run ---- */
@@ -180,18 +184,35 @@ std::string output_path(const Arguments &arguments, const SingleFile &file, cons
                               : output_path(arguments, file.path);
 }
 
+/* One of two files is no result. What it has replaced is gone, so what was new alone goes. */
+void take_back(const std::vector<std::string> &made, const std::string &made_folder)
+{
+    for (const std::string &path : made)
+        unlink(path.c_str());
+    if (!made_folder.empty())
+        rmdir(made_folder.c_str());
+}
+
 void put_results(const Arguments &arguments, const SingleFile &file, StagedRun &run, Interrupts &interrupts,
                  Conversion &conversion)
 {
-    if (file.becomes_two())
-        make_output_folder(arguments);
-    std::vector<std::string> results = results_of(file);
-    for (size_t at = 0; at < results.size(); at++) {
-        Converted output = {output_path(arguments, file, results[at]), std::move(run.brought.at(at))};
-        put(output, arguments, interrupts, conversion);
-        if (file.becomes_two())
-            complain("wrote " + output.path);
+    bool                     made_folder = file.becomes_two() && make_output_folder(arguments);
+    std::vector<std::string> results = results_of(file), made;
+    try {
+        for (size_t at = 0; at < results.size(); at++) {
+            Converted output = {output_path(arguments, file, results[at]), std::move(run.brought.at(at))};
+            bool      is_new = file.becomes_two() && !is_there(output.path);
+            put(output, arguments, interrupts, conversion);
+            if (is_new)
+                made.push_back(output.path);
+        }
+    } catch (...) {
+        take_back(made, made_folder ? arguments.output : "");
+        throw;
     }
+    for (const std::string &path : conversion.outputs)
+        if (file.becomes_two())
+            complain("wrote " + path);
 }
 
 /* Files are called what the person calls them, and not as they were in the throw-away appliance. */

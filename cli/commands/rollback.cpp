@@ -47,6 +47,19 @@ bool is_agreed(const Root &root, const Arguments &arguments, const RollbackPlan 
     return is_answered_yes(stdout, "Go back all the same? What is replaced is kept in a snapshot. [y/N] ", interrupts);
 }
 
+void tell(const Root &root, const RollbackPlan &plan, const std::string &name, const std::string &kept, bool json)
+{
+    if (json)
+        return print_answer("rollback", Status::done,
+                            {{"root", root.shown()},
+                             {"release", plan.to},
+                             {"undone", Json::list(plan.undone)},
+                             {"snapshot", shown_snapshot(root, kept)},
+                             {"since", Json::list(since_texts(root, plan))}});
+    say(root.shown() + ": back at " + plan.to + ", as it was before the snapshot " + shown_snapshot(root, name) + ".");
+    say("To undo this:  migr rollback " + shell_word(root.shown()) + " " + kept);
+}
+
 /* A signal ends the question; once the way back has begun, it waits until all is back. */
 Status roll_back_appliance(const Arguments &arguments)
 {
@@ -64,17 +77,7 @@ Status roll_back_appliance(const Arguments &arguments)
         return Status::done;
     }
     std::string kept = roll_back(root, name);
-    if (arguments.json) {
-        print_answer("rollback", Status::done,
-                     {{"root", root.shown()},
-                      {"release", plan.to},
-                      {"undone", Json::list(plan.undone)},
-                      {"snapshot", shown_snapshot(root, kept)},
-                      {"since", Json::list(since_texts(root, plan))}});
-        return Status::done;
-    }
-    say(root.shown() + ": back at " + plan.to + ", as it was before the snapshot " + shown_snapshot(root, name) + ".");
-    say("To undo this:  migr rollback " + shell_word(root.shown()) + " " + kept);
+    do_or_complain("It is done, and not all of it can be told", [&] { tell(root, plan, name, kept, arguments.json); });
     return Status::done;
 }
 

@@ -54,6 +54,14 @@ void write_report(const Outcome &outcome, const Account &account, const ResultTe
     });
 }
 
+void tell_a_program(const Outcome &outcome, const Account &account, const ResultTexts &results,
+                    const Arguments &arguments, Interrupts &interrupts)
+{
+    if (!arguments.report.empty())
+        write_report(outcome, account, results, arguments, interrupts);
+    print_answer("upgrade", outcome.status, answer_members(outcome, account));
+}
+
 Status upgrade_appliance(const Arguments &arguments)
 {
     Interrupts     interrupts;
@@ -72,20 +80,18 @@ Status upgrade_appliance(const Arguments &arguments)
         return stored_account(account);
     };
     Outcome outcome = upgrade(request, interrupts);
-    if (arguments.json) {
+    auto    show_all = [&] {
+        if (arguments.json)
+            return tell_a_program(outcome, account, results, arguments, interrupts);
+        show(outcome, arguments.verbose);
+        show_account(outcome, account, arguments);
         if (wants_report)
             write_report(outcome, account, results, arguments, interrupts);
-        print_answer("upgrade", outcome.status, answer_members(outcome, account));
-        return outcome.status;
-    }
-    show(outcome, arguments.verbose);
-    auto account_of_lines = [&] { show_account(outcome, account, arguments); };
+    };
     if (outcome.changed)
-        do_or_complain("What became of the lines cannot be summed up", account_of_lines);
+        do_or_complain("The upgrade is done, and not all of it can be told", show_all);
     else
-        account_of_lines();
-    if (wants_report)
-        write_report(outcome, account, results, arguments, interrupts);
+        show_all();
     return outcome.status;
 }
 

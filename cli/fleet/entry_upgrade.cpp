@@ -346,7 +346,7 @@ static EntryResult upgraded_into(const ResultsFolder &results, const EntryJob &j
     } catch (const PathError &path_error) {
         take_failure(run, failure_of(path_error, path_error.path), error);
     } catch (const std::exception &other) { /* above all, too little memory */
-        take_failure(run, {Status::failed, other.what()}, error);
+        take_failure(run, {Status::failed, text_of(other)}, error);
     }
     put_results(run, error, details);
     return run.result;

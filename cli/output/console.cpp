@@ -39,7 +39,7 @@ void do_or_complain(const std::string &what, const std::function<void()> &work)
     } catch (const PathError &error) {
         complain(what + ": " + failure_of(error, error.path).what());
     } catch (const std::exception &failure) {
-        complain(what + ": " + failure.what());
+        complain(what + ": " + text_of(failure));
     }
 }
 

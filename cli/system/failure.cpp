@@ -3,8 +3,14 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 namespace command {
+
+std::string text_of(const std::exception &error)
+{
+    return dynamic_cast<const std::bad_alloc *>(&error) ? "there is not enough memory" : error.what();
+}
 
 std::string next_step(int error)
 {

@@ -37,6 +37,9 @@ struct PathError {
     std::string advice = {}; /* what to do, in place of what usually helps against that errno */
 };
 
+/* What an exception says, in words that are no program's: of std::bad_alloc that there is not enough memory. */
+std::string text_of(const std::exception &error);
+
 /* What an operator can do about an errno. */
 std::string next_step(int error);
 
