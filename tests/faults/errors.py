@@ -14,7 +14,7 @@ GROUPS = (
     (("read", "pread64", "readv"), (IO, MEMORY, BREAK), "rights and numbers were looked at when it was opened"),
     (("write", "pwrite64", "writev"), (IO, SPACE, QUOTA, MEMORY, BREAK), "the disk grows; rights were looked at when it was opened"),
     (("sendfile", "copy_file_range"), (IO, SPACE, QUOTA, MEMORY, BREAK), "a read and a write"),
-    (("fsync", "fdatasync", "sync_file_range"), (IO, SPACE, QUOTA, BREAK), "a disk that holds back its room tells only now that there is none"),
+    (("fsync", "fdatasync", "sync_file_range", "syncfs"), (IO, SPACE, QUOTA, BREAK), "a disk that holds back its room tells only now that there is none"),
     (("ftruncate", "truncate", "fallocate"), (IO, SPACE, QUOTA, MEMORY, BREAK), "as a write"),
     (("getdents64",), (IO, MEMORY), "reads a folder"),
     (("newfstatat", "fstat", "stat", "lstat", "statx", "access", "faccessat", "faccessat2", "readlink", "readlinkat", "statfs", "fstatfs", "getcwd"),
@@ -65,13 +65,18 @@ NOT_TRIED = (
     (lambda call: not call.behind_start, "the dynamic linker's calls ahead of the program's own: no program has begun that could promise anything"),
 )
 
+
+def is_about_plain_copy(call):
+    return any(re.search(r"/var/log/sys_[^/]*\.conf$|/tmp/system2\.conf$", path) for path in call.paths)
+
+
 # What does not hold and is not promised: of which call, what is found, and why.
 NOT_PROMISED = (
     (lambda call: call.streams, "does not name",
      "the way to the operator is what fails: a message that cannot be written is not read; the status tells"),
-    (lambda call: any(re.search(r"/var/log/sys_[^/]*\.conf$", path) for path in call.paths) and call.name in ("openat", "open"), "does not name the cause",
+    (is_about_plain_copy, "does not name the cause",
      "the plain copy in /var/log: the library goes on without it and keeps no cause; that it is missing is found, and stops the run"),
-    (lambda call: any(re.search(r"/var/log/sys_[^/]*\.conf$", path) for path in call.paths) and call.name == "close", "account.json.gz",
+    (is_about_plain_copy, r"not all is new: \['[-~+][^']*(account\.json\.gz|fleet/)|behind the next command: \['[-~+][^']*account\.json\.gz",
      "the plain copy in /var/log is whole, and the library takes it for lost: the account does not list it among the files made"),
     (lambda call: call.pipe and call.name == "write", "does not name the cause",
      "a pipe of a child's that finds no page: how it failed cannot be told on it; the run ends as one that was cut off"),
@@ -115,4 +120,4 @@ def why_not_tried(call):
 
 
 def why_not_promised(call, fault):
-    return next((reason for applies, found, reason in NOT_PROMISED if applies(call) and found in fault), None)
+    return next((reason for applies, found, reason in NOT_PROMISED if applies(call) and re.search(found, fault)), None)

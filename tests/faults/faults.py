@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Everything goes wrong, one thing at a time: ./dev faults, or MIGR=COMMAND STRIKE=TRACER faults.py [WHAT...]
+"""Everything goes wrong, one thing at a time: ./dev faults, or with STRIKE, HELD_TIME and NO_MEMORY beside MIGR faults.py
 
-WHAT narrows it down: words that are in a scene's name ("upgrade, smallest"). What was found is kept in --results, and
+WHAT narrows it down: a command ("fleet one"), or a part of an appliance's name. What was found is kept in --results, and
 --page writes it into docs/reliability.md.
 """
 import argparse
@@ -13,7 +13,9 @@ import subprocess
 import sys
 import tempfile
 
+import memory
 import page
+import power
 import scenes
 import sweep
 
@@ -23,8 +25,11 @@ MEMORY_DISK = "/dev/shm"
 
 def parsed():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("what", nargs="*", help="words that the names of scenes have in them")
-    parser.add_argument("--all", action="store_true", help="every call of every appliance, with all that can go wrong with it")
+    parser.add_argument("what", nargs="*", help="a command, or a part of an appliance's name")
+    parser.add_argument("--power", action="store_true", help="take the power away, in place of letting calls fail")
+    parser.add_argument("--memory", action="store_true", help="let allocations fail, in place of calls")
+    parser.add_argument("--all", action="store_true", help="every call of every appliance, with all that can go wrong with it; every allocation")
+    parser.add_argument("--every", type=int, default=1, help="try one of so many only")
     parser.add_argument("--short", action="store_true", help="a few of the smallest appliance, for each run of the tests")
     parser.add_argument("--page", action="store_true", help="write what is in --results into docs/reliability.md")
     parser.add_argument("--jobs", type=int, default=2)
@@ -41,53 +46,106 @@ def may_trace(strike):
     return probe.stdout.startswith("passed 0") and traced.returncode == 0
 
 
-def chosen_scenes(migr, words):
-    for command in scenes.COMMANDS:
+def chosen_scenes(commands, words):
+    for command in commands:
         for appliance in scenes.APPLIANCES:
-            scene = scenes.Scene(command, appliance, migr)
-            if all(word in scene.name() for word in words):
-                yield scene
+            if all(word == command or word in appliance for word in words):
+                yield scenes.Scene(command, appliance, os.environ["MIGR"])
 
 
-def tell(verdict):
+def today():
+    return str(datetime.date.today())
+
+
+def complain(text):
+    print(text, file=sys.stderr)
+
+
+def tell_call(verdict):
     call = verdict.call
-    print(f"  process {call.process}, {call.name} {call.nth}, {verdict.blow} ({verdict.kind()}): {call.arguments}", file=sys.stderr)
-    for fault in verdict.faults:
-        print(f"    {fault}", file=sys.stderr)
-    print(f"    said: {verdict.said[-400:].strip()}", file=sys.stderr)
+    complain(f"  process {call.process}, {call.name} {call.nth}, {verdict.blow} ({verdict.kind()}): {call.arguments}")
+    complain("".join(f"    {fault}\n" for fault in verdict.faults) + f"    said: {verdict.said[-400:].strip()}")
 
 
-def run_scene(scene, strike, work, options):
+def tell_allocation(verdict):
+    complain(f"  allocation {verdict.number}: {'; '.join(verdict.faults)}\n    said: {verdict.said[-400:].strip()}")
+
+
+def tried_text(thorough, every):
+    return ("all" if thorough else "sites") + (f", one of {every}" if every > 1 else "")
+
+
+def calls_of(scene, work, options):
     thorough = options.all or (scene.appliance == "smallest" and scene.command != "fleet upgrade")
-    swept = sweep.Sweep(scene, strike, work)
-    verdicts, left_out = swept.run(options.jobs, thorough, 151 if options.short else 1, tell)
+    swept = sweep.Sweep(scene, os.environ["STRIKE"], work)
+    verdicts, left_out = swept.run(options.jobs, thorough, options.every, tell_call)
     swept.clean_up()
-    faults = sum(bool(verdict.faults) for verdict in verdicts)
-    print(f"{scene.name()}: {len(swept.calls)} calls, {len(verdicts)} tried, {faults} found wanting", flush=True)
-    return page.summary(scene, swept.calls, verdicts, left_out, thorough, str(datetime.date.today()))
+    result = page.summary(scene, swept.calls, verdicts, left_out, tried_text(thorough, options.every), today())
+    print(f"{scene.name()}: {len(swept.calls)} calls, {len(verdicts)} tried, {result['wanting']} found wanting", flush=True)
+    return result
+
+
+def losses_of(scene, work, options):
+    loss = power.Loss(scene, os.environ["STRIKE"], work)
+    calls, disks, tried, wanting = power.sweep(loss, 1 if options.short else 4, complain)
+    if not power.finds_missing_syncs(loss):
+        complain("  files that are not synced are not found missing: this check proves nothing")
+        wanting += 1
+    loss.clean_up()
+    print(f"{scene.name()}: {calls} calls, {disks} states of the disk, {tried} tried, {wanting} found wanting", flush=True)
+    return {"command": scene.command, "appliance": scene.appliance, "date": today(), "power": True, "calls": calls, "disks": disks, "runs": tried,
+            "wanting": wanting}
+
+
+def allocations_of(scene, work, options):
+    swept = memory.Memory(scene, os.environ["NO_MEMORY"], work)
+    verdicts = swept.sweep(options.jobs, options.all, options.every, tell_allocation)
+    swept.clean_up()
+    result = {"command": scene.command, "appliance": scene.appliance, "date": today(), "memory": True, "allocations": swept.count,
+              "places": swept.count_of_places, "every": options.every, **memory.summary(verdicts)}
+    print(f"{scene.name()}: {swept.count} allocations, {len(verdicts)} tried, {result['wanting']} found wanting", flush=True)
+    return result
+
+
+def chosen_work(options):
+    """What is done with each scene, with which commands, and the word that its results are kept under."""
+    if options.power:
+        return losses_of, ("upgrade",) if options.short else ("upgrade", "rollback"), "power-"
+    if options.memory:
+        return allocations_of, ("upgrade", "rollback", "convert", "fleet one"), "memory-"
+    return calls_of, scenes.COMMANDS[:3] if options.short else scenes.COMMANDS, ""
+
+
+def run(options, work_of, commands, prefix):
+    found_wanting = 0
+    words = options.what or (["smallest"] if options.short else [])
+    with tempfile.TemporaryDirectory(prefix="faults-", dir=MEMORY_DISK if os.path.isdir(MEMORY_DISK) else None) as work:
+        for scene in chosen_scenes(commands, words):
+            result = work_of(scene, work, options)
+            found_wanting += result["wanting"]
+            if not options.short:
+                options.results.mkdir(parents=True, exist_ok=True)
+                (options.results / f"{prefix}{scene.name().replace(' ', '-')}.json").write_text(json.dumps(result, indent=1))
+    return 1 if found_wanting else 0
 
 
 def main():
     options = parsed()
+    if options.short:
+        options.every = 151
     if options.page:
         page.write(options.results)
         return 0
-    strike, migr = os.environ["STRIKE"], os.environ["MIGR"]
-    if not may_trace(strike):
+    if not options.memory and not may_trace(os.environ["STRIKE"]):
         print("this machine has no strace, or lets nobody trace")
         return SKIPPED
-    words = options.what or (["smallest"] if options.short else [])
-    found_wanting = 0
-    with tempfile.TemporaryDirectory(prefix="faults-", dir=MEMORY_DISK if os.path.isdir(MEMORY_DISK) else None) as work:
-        for scene in chosen_scenes(migr, words):
-            if options.short and scene.command.startswith("fleet"):
-                continue
-            result = run_scene(scene, strike, work, options)
-            found_wanting += result["wanting"]
-            if not options.short:
-                options.results.mkdir(parents=True, exist_ok=True)
-                (options.results / f"{scene.name().replace(' ', '-')}.json").write_text(json.dumps(result, indent=1))
-    return 1 if found_wanting else 0
+    try:
+        if options.power:
+            power.enter_own_mounts()
+        return run(options, *chosen_work(options))
+    except power.NoDisks as why:
+        print(f"this machine lets nobody mount a disk: {why}")
+        return SKIPPED
 
 
 if __name__ == "__main__":

@@ -11,7 +11,7 @@ PAGE = scenes.PROJECT / "docs/reliability.md"
 COLUMNS = ("EIO", "ENOSPC", "EDQUOT", "EACCES", "EMFILE", "ENOMEM", "EINTR", "short", "kill", "kill-one")
 
 
-def summary(scene, calls, verdicts, left_out, thorough, date):
+def summary(scene, calls, verdicts, left_out, tried_what, date):
     """Of one scene, as it is kept."""
     tried = collections.defaultdict(lambda: collections.defaultdict(collections.Counter))
     excuses = collections.Counter()
@@ -19,7 +19,7 @@ def summary(scene, calls, verdicts, left_out, thorough, date):
         tried[errors.kind_of(verdict.call)][verdict.kind()][verdict.end] += 1
         excuses.update(verdict.excuses)
     return {"command": scene.command, "appliance": scene.appliance, "date": date, "calls": len(calls), "processes": len({call.process for call in calls}),
-            "thorough": thorough, "tried": tried, "runs": len(verdicts), "wanting": sum(bool(verdict.faults) for verdict in verdicts),
+            "tried_what": tried_what, "tried": tried, "runs": len(verdicts), "wanting": sum(bool(verdict.faults) for verdict in verdicts),
             "leaves": sum(verdict.leaves for verdict in verdicts), "left_out": left_out, "excuses": excuses}
 
 
@@ -36,6 +36,8 @@ def write(results):
 
 def tables(kept):
     """Each table that the page has a place for, and that something is known of."""
+    yield "power", table_of_power([one for one in kept if one.get("power")])
+    yield "memory", table_of_memory([one for one in kept if one.get("memory")])
     swept = [one for one in kept if one.get("tried")]
     if not swept:
         return
@@ -66,11 +68,31 @@ def table_of_errors():
 
 def table_of_runs(swept):
     text = head(("Command", "Appliance", "Calls", "Processes", "Tried", "Runs", "Left something for the next command", "Found wanting", "Date"))
-    order = {command: number for number, command in enumerate(scenes.COMMANDS)}
-    for one in sorted(swept, key=lambda one: (order[one["command"]], scenes.APPLIANCES.index(one["appliance"]))):
-        text += row((one["command"], one["appliance"], one["calls"], one["processes"], "all" if one["thorough"] else "sites", one["runs"], one["leaves"],
+    for one in in_order(swept):
+        text += row((one["command"], one["appliance"], one["calls"], one["processes"], one["tried_what"], one["runs"], one["leaves"],
                      one["wanting"], one["date"]))
     return text
+
+
+def in_order(kept):
+    return sorted(kept, key=lambda one: (scenes.COMMANDS.index(one["command"]), scenes.APPLIANCES.index(one["appliance"])))
+
+
+def table_of_power(kept):
+    text = head(("Command", "Appliance", "Calls that write", "States of the disk", "Tried", "Found wanting", "Date"))
+    return text + "".join(row((one["command"], one["appliance"], one["calls"], one["disks"], one["runs"], one["wanting"], one["date"])) for one in in_order(kept))
+
+
+def table_of_memory(kept):
+    text = head(("Command", "Appliance", "Allocations", "Places", "Tried", "Refused", "Done", "Aborted", "Not reached", "Found wanting", "Date"))
+    excuses = collections.Counter()
+    for one in in_order(kept):
+        ends = one["ends"]
+        excuses.update(one["memory_excuses"])
+        text += row((one["command"], one["appliance"], one["allocations"], one["places"], one["runs"], *(ends.get(end, 0) for end in
+                     ("refused", "done", "aborted", "passed")), one["wanting"], one["date"]))
+    text += "\n" + head(("Not promised", "How often"))
+    return text + "".join(row((reason, f"{count} runs")) for reason, count in sorted(excuses.items()))
 
 
 def table_of_excuses(swept):

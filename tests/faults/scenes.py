@@ -6,6 +6,7 @@ import pathlib
 import shutil
 import subprocess
 
+HELD_TIME = os.environ.get("HELD_TIME", "")
 PROJECT = pathlib.Path(__file__).resolve().parent.parent.parent
 
 HEADERS = "#config-version=QA-A1X-5.50-FW-build0100-200101:opmode=0:vdom=0:user=admin\n#conf_file_ver=1\n"
@@ -58,7 +59,8 @@ class Scene:
             shutil.rmtree(place)
 
     def environment(self, folder):
-        return {"PATH": "/usr/local/bin:/usr/bin:/bin", "HOME": "/nonexistent", "TMPDIR": os.path.join(folder, "tmp"), "LC_ALL": "C"}
+        return {"PATH": "/usr/local/bin:/usr/bin:/bin", "HOME": "/nonexistent", "TMPDIR": os.path.join(folder, "tmp"), "LC_ALL": "C",
+                "LD_PRELOAD": HELD_TIME}
 
     def arguments(self):
         return {
@@ -82,6 +84,19 @@ class Scene:
     def changing(self):
         """The part of the folder that may change."""
         return {"upgrade": "in", "rollback": "in", "convert": "out", "fleet one": "out", "fleet upgrade": "out"}[self.command]
+
+    def is_refused(self, state, before, after):
+        """What a fleet's folder of results has no line of was not done; only what has all that it needs is told as done."""
+        if not self.command.startswith("fleet"):
+            return False
+        elsewhere = {path: what for path, what in state.items() if not path.startswith("out/fleet")}
+        is_told_done = '"upgraded"' in state.get("out/fleet/fleet.jsonl", ("", ""))[1]
+        has_all = all(state.get(path) == what for path, what in after.items() if path.startswith("out/fleet/appliances/"))
+        return elsewhere == before and (has_all or not is_told_done)
+
+    def also_said(self, folder):
+        """What went wrong with an appliance of a fleet stands in the answer that is kept."""
+        return "".join(path.read_text(errors="replace") for path in pathlib.Path(folder, "out").glob("fleet/answers/*.json"))
 
     def runs(self, arguments):
         return [self.migr, *arguments]

@@ -60,8 +60,8 @@ class Place:
     def is_untouched(self):
         return marks_of(self.folder) == self.marks
 
-    def run(self, command, timeout=120):
-        return subprocess.run(command, cwd=self.folder, env=self.scene.environment(self.folder), stdin=subprocess.DEVNULL,
+    def run(self, command, timeout=120, environment=None):
+        return subprocess.run(command, cwd=self.folder, env=environment or self.scene.environment(self.folder), stdin=subprocess.DEVNULL,
                               capture_output=True, timeout=timeout, errors="replace", text=True)
 
     def state(self):
@@ -131,7 +131,7 @@ class Sweep:
         command = [self.strike, call.process, str(call.number), str(call.nth), blow, *self.scene.runs(self.scene.arguments())]
         run = place.run(command)
         told = run.stdout.rstrip().rsplit("\n", 1)[-1].split()
-        verdict = Verdict(call, blow, error, "", [], run.stdout + run.stderr)
+        verdict = Verdict(call, blow, error, "", [], run.stdout + run.stderr + self.scene.also_said(place.folder))
         if told[:1] not in (["struck"], ["passed"]):
             verdict.faults.append(f"strike: {run.returncode} {run.stdout[-200:]} {run.stderr[-200:]}")
             return verdict
@@ -163,6 +163,8 @@ class Sweep:
             verdict.faults.append(f"status 0, and not all is new: {states.differences(self.after, state)}")
         elif code != 0 and state != self.before and states.without_own_folders(states.without_leftovers(state), "in/box") == self.before:
             verdict.leaves = True
+        elif code != 0 and self.scene.is_refused(state, self.before, self.after):
+            pass
         elif code != 0 and state != self.before:
             new = " (all is new)" if state == self.after else ""
             verdict.faults.append(f"status {code}, and not all is old{new}: {states.differences(self.before, state)}")
