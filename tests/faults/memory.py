@@ -17,7 +17,10 @@ MOST_PLACES = 4_000_000
 
 
 # What does not hold and is not promised: what is found, a part of what was said, and why.
+IN_LIBCRYPTO = "\n(from within libcrypto)"
 NOT_PROMISED = (
+    ("it ended with -11", IN_LIBCRYPTO, "libcrypto dies without memory when it sets up its tables, ahead of all work; nothing is touched"),
+    ("does not name the cause", IN_LIBCRYPTO, "libcrypto dies without memory when it sets up its tables, ahead of all work; nothing is touched"),
     ("account.json.gz", "memory ran out, so causes are missing", "an account that lacks causes says so; the upgrade is done all the same"),
     ("ledgers/", "memory ran out, so causes are missing", "an account that lacks causes says so; the upgrade is done all the same"),
     ("it ended with -6", "terminate called",
@@ -55,9 +58,9 @@ class Allocations:
         HEAD.pack_into(self.map, 0, 0, number, 0, self.room)
 
     def found(self):
-        """How many there were, and whether the one that fails was among them."""
+        """How many there were, and whether the one that fails was among them: 2 when libcrypto asked for it."""
         count, _, struck, _ = HEAD.unpack_from(self.map)
-        return count, bool(struck)
+        return count, struck
 
     def places(self):
         count = min(self.found()[0], self.room)
@@ -122,6 +125,8 @@ class Memory:
         _, struck = self.local.allocations.found()
         verdict = Verdict(number, "passed" if not struck else "done" if run.returncode == 0 else "refused", [], run.stdout + run.stderr + self.scene.also_said(place.folder))
         self.judge(verdict, place, run.returncode)
+        if struck == 2 and run.returncode == -11:
+            verdict.said += IN_LIBCRYPTO
         excuse(verdict)
         return verdict
 

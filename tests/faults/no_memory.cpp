@@ -3,13 +3,15 @@
  * then hold, is for those to say that run this.
  *
  * MIGR_ALLOCATIONS names a file that all processes share: how many allocations there were, the one that is to fail
- * (from 1 on, 0 for none), whether it came, and of each the place that asked for it, as far as the file has room.
+ * (from 1 on, 0 for none), whether it came (2: from within libcrypto), and of each the place that asked for it, as far
+ * as the file has room.
  */
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <new>
@@ -69,6 +71,16 @@ void note_place(uint64_t number)
     shared->places[number - 1] = trace.sum;
 }
 
+/* That library dies of it when it sets itself up, and whoever judges has to know whose place it was. */
+_Unwind_Reason_Code look_for_libcrypto(_Unwind_Context *context, void *)
+{
+    Dl_info object = {};
+    void   *address = reinterpret_cast<void *>(_Unwind_GetIP(context));
+    if (dladdr(address, &object) != 0 && object.dli_fname && strstr(object.dli_fname, "/libcrypto.so"))
+        shared->struck = 2;
+    return _URC_NO_REASON;
+}
+
 bool fails()
 {
     if (!is_begun || !shared || is_looking)
@@ -79,6 +91,9 @@ bool fails()
     if (number != shared->failing)
         return false;
     shared->struck = 1;
+    is_looking = true;
+    _Unwind_Backtrace(look_for_libcrypto, nullptr);
+    is_looking = false;
     errno = ENOMEM;
     return true;
 }
