@@ -59,7 +59,7 @@ class Scene:
             shutil.rmtree(place)
 
     def environment(self, folder):
-        return {"PATH": "/usr/local/bin:/usr/bin:/bin", "HOME": "/nonexistent", "TMPDIR": os.path.join(folder, "tmp"), "LC_ALL": "C",
+        return {"PATH": "/usr/local/bin:/usr/bin:/bin", "HOME": os.environ.get("HOME", "/"), "TMPDIR": os.path.join(folder, "tmp"), "LC_ALL": "C",
                 "LD_PRELOAD": HELD_TIME}
 
     def arguments(self):
