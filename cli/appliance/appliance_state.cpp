@@ -41,7 +41,7 @@ Failure unusable_snapshot(const Root &root, const std::string &name, const std::
             shown_snapshot(root, name) + ": " + why + ". Choose another snapshot (migr snapshots lists them)."};
 }
 
-const char *text_of(Leftover leftover)
+const char *words_for(Leftover leftover)
 {
     switch (leftover) {
     case Leftover::dropped:
@@ -124,7 +124,7 @@ void settle_last_commit(const Root &root, bool may_write, const Tell &tell)
     }
     Leftover leftover = inside(root, recover);
     if (leftover != Leftover::none && tell)
-        tell(text_of(leftover));
+        tell(words_for(leftover));
 }
 
 std::string commit_inside(const Root &root, const std::function<std::string()> &work)
