@@ -28,13 +28,17 @@ constexpr char stored[] = "/tmp/stored";
 }
 
 /* The name of a model that is written without a dash counts wherever it stands in the line, also in what the new line
- * has no more: then that is read otherwise. Such names begin with these letters; one may stand where a model does. */
+ * has no more: then that is read otherwise. Such names begin with these letters; one may stand where a model does. A
+ * NUL makes one line of two. */
 bool has_stray_model(std::string_view text)
 {
     static constexpr std::string_view mark = "#config-version=";
     size_t                            at = text.find(mark);
     std::string_view line = text.substr(at == std::string_view::npos ? 0 : std::min(at + mark.size() + 2, text.size()));
-    line = line.substr(0, line.find('\n'));
+    size_t           end = line.find('\n');
+    if (line.substr(0, end).find('\0') != std::string_view::npos)
+        end = line.find('\n', end == std::string_view::npos ? end : end + 1);
+    line = line.substr(0, end);
     return line.find("QB") != std::string_view::npos || line.find("QQ") != std::string_view::npos;
 }
 
