@@ -40,7 +40,8 @@ std::vector<WrittenList> written_lists(uint32_t kind)
     }
 }
 
-/* Runs of white space are one blank, and none at the ends; so is the comma between the words of a top-level name. */
+/* Runs of white space are one blank, and none at the ends; so is the comma between the words of a top-level name. A
+ * line break counts, but for the one that white space behind a closing quote is read with. */
 std::string squeezed(std::string_view text, bool commas)
 {
     std::string result;
@@ -51,7 +52,7 @@ std::string squeezed(std::string_view text, bool commas)
         else if (!result.empty() && result.back() != ' ')
             result += ' ';
     }
-    while (!result.empty() && result.back() == ' ')
+    while (!result.empty() && (result.back() == ' ' || result.back() == '\n'))
         result.pop_back();
     return result;
 }

@@ -37,7 +37,8 @@ bool is_closed(std::string_view text)
     return backslashes % 2 == 0;
 }
 
-/* The reader takes lines in until one that is not blank closes the quote; that must be the last one and no other. */
+/* The reader takes lines in until one that is not blank closes the quote; that must be the last one and no other. White
+ * space behind the quote becomes blank lines, which are passed over. */
 bool ends_where_it_is_written_to(std::string_view value)
 {
     if (value[0] != '"')
@@ -48,9 +49,9 @@ bool ends_where_it_is_written_to(std::string_view value)
         bool   last = newline == std::string_view::npos;
         size_t end = last ? value.size() : newline;
         bool   closed = !is_blank(value.substr(line, end - line)) && is_closed(value.substr(0, end));
-        if (last)
-            return closed;
-        if (closed || end + 1 >= MIGR_VALUE_LIMIT)
+        if (closed)
+            return is_blank(value.substr(end));
+        if (last || end + 1 >= MIGR_VALUE_LIMIT)
             return false;
         line = newline + 1;
     }

@@ -58,6 +58,19 @@ TEST_F(ReadBack, TellsOfALineBreakThatGoes)
     EXPECT_FALSE(reads_back());
 }
 
+/* It is read together with the line's end, which the writer writes and the reader passes over. */
+TEST_F(ReadBack, TakesWhiteSpaceBehindAClosingQuote)
+{
+    for (const char *end : {" \n", "\t\n", " \n \n\n"}) {
+        ASSERT_EQ(0, support::parse(std::string("config a\nset b \"one\"") + end + "set c \"two\"" + end + "end\n"));
+        EXPECT_TRUE(command::misreadings_of(migr_main.root, 10).empty()) << end;
+        EXPECT_TRUE(reads_back()) << end;
+    }
+    EXPECT_TRUE(of_set("b", "\"one\" \n\n").empty());
+    expect(of_set("b", "\"one\" \ntwo"), Misreading::Kind::open, "b");
+    expect(of_set("b", "\"one\" \nset c d"), Misreading::Kind::open, "b");
+}
+
 TEST_F(ReadBack, KeepsLineBreaksFurtherDown)
 {
     EXPECT_TRUE(of_set("b", "\"one\ntwo\\\"\nthree\"").empty());
