@@ -39,7 +39,8 @@ def enter_own_mounts():
     new_namespace = 0x00020000
     if os.geteuid() != 0 or ctypes.CDLL(None, use_errno=True).unshare(new_namespace) != 0:
         raise NoDisks("not root, or no mount namespaces")
-    subprocess.run(["mount", "--make-rprivate", "/"], check=True)
+    if subprocess.run(["mount", "--make-rprivate", "/"], capture_output=True).returncode != 0:
+        raise NoDisks("the root folder is no mount, as where it was changed")
 
 
 class Disk:
