@@ -224,15 +224,20 @@ class Stopped(Small):
         self.upgrade("--resume", status=1)
         self.expect_whole()
 
-    def test_a_job_that_is_killed_fails_alone(self):
+    def start_with_a_slow_one(self, signal_of_it, *words):
+        """Start a fleet with an appliance that takes long enough to be caught at work, and send that one a signal."""
         slow = files(and_also={GLOBAL: packed(HEADERS + 'config system global\nend\nconfig system dns\n' + "".join(
             f'  edit "n{number}"\n    set a "{number}"\n  next\n' for number in range(60000)) + "end\n")})
         write_folder(self.saved / "slow", slow)
-        run = self.start()
+        run = self.start(*words)
         end = time.monotonic() + PATIENCE
-        while subprocess.run(["pkill", "-KILL", "-f", f"fleet one.*{self.saved}/slow "]).returncode != 0:
+        while subprocess.run(["pkill", signal_of_it, "-f", f"fleet one.*{self.saved}/slow "]).returncode != 0:
             self.assertLess(time.monotonic(), end)
             time.sleep(0.01)
+        return run
+
+    def test_a_job_that_is_killed_fails_alone(self):
+        run = self.start_with_a_slow_one("-KILL")
         out, err = run.communicate()
         self.assertEqual(run.returncode, 1, err)
         self.assertIn("1 failed.", out)
@@ -266,11 +271,11 @@ class Stopped(Small):
         self.expect_whole()
 
     def test_a_time_limit_is_told(self):
-        slow = HEADERS + "config system dns\n" + "".join(f'  edit "n{number}"\n    set a "{number}"\n  next\n' for number in range(150000)) + "end\n"
-        (self.saved / "slow.conf").write_text(slow)
-        run = self.upgrade("--timeout", "1", status=1)
-        self.assertIn("It took longer than the 1 s", run.stdout)
-        self.assertIn("1 failed.", run.stdout)
+        run = self.start_with_a_slow_one("-STOP", "--timeout", "1")
+        out, err = run.communicate()
+        self.assertEqual(run.returncode, 1, err)
+        self.assertIn("It took longer than the 1 s", out)
+        self.assertIn("1 failed.", out)
 
     def test_enough_failures_halt_it(self):
         self.many(5)
