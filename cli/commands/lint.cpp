@@ -107,7 +107,8 @@ const Subcommand lint_command = {
     },
     lint,
     "Prints a line for each finding. An error is what fails, or never acts. A warning is a rule that takes something "
-    "away from a conversion of the library. Exit status: 0 no error; 1 errors; 2 the file cannot be read.",
+    "away from a conversion of the library, or a comment that misspells what the rule is about. Exit status: 0 no "
+    "error; 1 errors; 2 the file cannot be read.",
 };
 
 } // namespace command

@@ -9,7 +9,7 @@ namespace command {
 
 enum class Severity {
     error,   /* fails, never acts, or acts on something else than it says */
-    warning, /* acts, and takes something away from a conversion of the library */
+    warning, /* acts, and does or says something that was hardly meant */
 };
 
 /* What was found, and what to do. */

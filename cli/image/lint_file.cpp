@@ -5,6 +5,7 @@
 #include "image/lint_file.h"
 
 #include "driver/run_context.h"
+#include "image/lint_comment.h"
 #include "language/lines.h"
 #include "rules/update_file.h"
 #include "tree/config_text.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace command {
 
@@ -67,7 +69,8 @@ class Reader {
         file_->lines++;
         column_ = static_cast<size_t>(skip_white(line.c_str()) - line.c_str()) + 1;
         if (is_comment(line.c_str()))
-            return;
+            return take_comment(line);
+        in_comment_ = false;
         if (int32_t version = line_is_version(line.c_str()); version >= 0)
             take_version(line, version);
         else if (*skip_white(line.c_str()) != '\0')
@@ -85,6 +88,23 @@ class Reader {
     }
 
   private:
+    /* The first line of a comment may begin with a kind. */
+    void take_comment(const std::string &line)
+    {
+        size_t first = std::min(line.find_first_not_of("# \t", column_ - 1), line.size());
+        size_t colon = line.find(':', first);
+        bool   begins = !std::exchange(in_comment_, true);
+        if (!begins || colon == line.npos)
+            return;
+        std::string word = line.substr(first, colon - first);
+        if (const char *kind = meant_kind(word))
+            findings_->push_back({file_->lines, first + 1, Severity::warning,
+                                  "\"" + word +
+                                      ":\" is none of the words for what a rule is about, and stays in the "
+                                      "sentence. Was \"" +
+                                      kind + ":\" meant?"});
+    }
+
     void take_version(const std::string &line, int32_t version)
     {
         if (!is_plain_version(line)) {
@@ -128,6 +148,7 @@ class Reader {
 
     LintFile             *file_;
     size_t                column_ = 1; /* of the line's first character that is not white */
+    bool                  in_comment_ = false;
     std::vector<Finding> *findings_;
     const Header         *header_ = nullptr; /* the section's last one */
 };
