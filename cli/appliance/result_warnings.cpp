@@ -326,7 +326,7 @@ void look_at_result(const UpgradedText &file, NamesThere &there, Warnings &warni
     ConfigItems      after(file.after);
     while (after.next()) {
         if (after.item().kind == ItemKind::edit)
-            there.emplace(unquoted(after.item().name));
+            there.insert(unquoted(after.item().name));
         material.take(after);
         warn_of_clear_key(after, clear_keys);
     }

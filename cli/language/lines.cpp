@@ -61,19 +61,21 @@ std::string join_words(std::string_view words, char between)
 
 void ConfigValue::append(std::string_view text)
 {
-    size_t end = without_white_end(text).size();
+    size_t   end = without_white_end(text).size();
+    uint64_t backslashes = backslashes_;
     is_complete_ = false;
     for (size_t at = 0; at < text.size(); at++) {
         if (text[at] == '\\') {
-            backslashes_++;
+            backslashes++;
             continue;
         }
-        if (text[at] == '"' && backslashes_ % 2 == 0) {
+        if (text[at] == '"' && backslashes % 2 == 0) {
             quotes_++;
             is_complete_ = at + 1 == end && length_ + at > 0;
         }
-        backslashes_ = 0;
+        backslashes = 0;
     }
+    backslashes_ = backslashes;
     if (!has_newline_)
         first_line_ = length_ + std::min(text.find('\n'), text.size());
     has_newline_ = has_newline_ || text.ends_with('\n');

@@ -51,13 +51,17 @@ class ConfigLines {
 
 constexpr bool is_config_white(char c)
 {
-    return c == ' ' || (c >= '\t' && c <= '\r');
+    return c <= ' ' && (c == ' ' || (c >= '\t' && c <= '\r')); /* one look tells of letters */
 }
 
-/* Without white space at the start, at the end. */
+/* Without white space at the start, at the end. Each line of a large text is asked for its indent several times, which
+ * is mostly one of four to sixteen blanks: these are taken four at a time. */
 constexpr std::string_view without_indent(std::string_view text)
 {
-    size_t start = 0;
+    constexpr std::string_view level = "    ";
+    size_t                     start = 0;
+    while (text.size() - start >= level.size() && text.substr(start, level.size()) == level)
+        start += level.size();
     while (start < text.size() && is_config_white(text[start]))
         start++;
     return text.substr(start);
@@ -90,6 +94,8 @@ constexpr bool is_word(std::string_view word, std::string_view lower_case)
 {
     if (word.size() != lower_case.size())
         return false;
+    if (word == lower_case) /* as nearly all are written */
+        return true;
     for (size_t at = 0; at < word.size(); at++)
         if ((word[at] >= 'A' && word[at] <= 'Z' ? word[at] + ('a' - 'A') : word[at]) != lower_case[at])
             return false;
@@ -121,9 +127,15 @@ constexpr ConfigName config_name(std::string_view text)
     text = without_indent(text);
     size_t quotes = 0;
     size_t length = 0;
-    for (; length < text.size() && (quotes == 1 || !is_config_white(text[length])); length++)
-        if (text[length] == '"')
+    for (; length < text.size(); length++) {
+        char c = text[length];
+        if (c > '"') /* neither a quote nor white, as nearly all are */
+            continue;
+        if (quotes != 1 && is_config_white(c))
+            break;
+        if (c == '"')
             quotes++;
+    }
     return cut_name(text, length, quotes == 1);
 }
 
