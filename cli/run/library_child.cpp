@@ -147,7 +147,8 @@ int be_library(const Confinement &confinement, const std::function<void()> &work
     });
     if (!is_inside)
         return 1;
-    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    static char line[BUFSIZ]; /* a stream that the parent has printed on becomes line by line only with a new buffer */
+    setvbuf(stdout, line, _IOLBF, sizeof line);
     std::set_new_handler(end_without_memory);
     errno = 0;
     if (!do_or_tell(work))

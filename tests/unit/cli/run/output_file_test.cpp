@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -52,6 +53,53 @@ TEST_F(OutputFile, OneThatIsReplacedKeepsItsReadersIfThatIsWanted)
     EXPECT_EQ(count(), 1u);
 }
 
+TEST_F(OutputFile, OneThatIsReplacedKeepsItsOwnerAndAllRights)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root gives files away";
+    box.write("/x", "old");
+    ASSERT_EQ(chown(path("x").c_str(), 12345, 54321), 0);
+    ASSERT_EQ(chmod(path("x").c_str(), 06751), 0);
+    write_output(path("x"), "new", Readers::as_before, interrupts);
+    struct stat st = {};
+    ASSERT_EQ(stat(path("x").c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, 12345u);
+    EXPECT_EQ(st.st_gid, 54321u);
+    EXPECT_EQ(st.st_mode & 07777, 06751u);
+}
+
+/* They are known by their names, and nobody holds their lock. */
+TEST_F(OutputFile, WhatKilledProcessesLeftGoes)
+{
+    box.write("/.migr-new-1", "left");
+    box.write("/.migr-new-1234567890", "left");
+    box.write("/.migr-new-2", "of a living process");
+    int living = open(path(".migr-new-2").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(living, LOCK_EX), 0);
+    box.write("/.migr-new-3x", "of somebody else");
+    box.write("/.migr-new-abc", "of somebody else");
+    box.write("/migr-new-4", "of somebody else");
+    box.folder("/.migr-new-5");
+    box.link("/.migr-new-6", "data");
+    support::Listing expected = box.listing();
+    expected.erase(".migr-new-1");
+    expected.erase(".migr-new-1234567890");
+    expected["x"] = {'f', 0600, "new"};
+    write_output(path("x"), "new", Readers::owner, interrupts);
+    EXPECT_EQ(box.listing(), expected);
+    close(living);
+}
+
+TEST_F(OutputFile, WhatOthersLeftIsTheirs)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root gives files away";
+    box.write("/.migr-new-1", "left");
+    ASSERT_EQ(chown(path(".migr-new-1").c_str(), 12345, 12345), 0);
+    write_output(path("x"), "new", Readers::owner, interrupts);
+    EXPECT_TRUE(box.exists("/.migr-new-1"));
+}
+
 TEST_F(OutputFile, ALinkStaysALink)
 {
     box.write("/far/x", "old");
@@ -80,7 +128,8 @@ TEST_F(OutputFile, APipeIsWrittenTo)
 
 TEST_F(OutputFile, AFailureNamesThePathAndLeavesNothing)
 {
-    for (const char *name : {"none/x", "data"}) {
+    box.link("/circle", "circle");
+    for (const char *name : {"none/x", "data", "circle"}) {
         try {
             write_output(path(name), "new", Readers::owner, interrupts);
             ADD_FAILURE() << name;
@@ -89,5 +138,5 @@ TEST_F(OutputFile, AFailureNamesThePathAndLeavesNothing)
             EXPECT_EQ(error.doing, "write");
         }
     }
-    EXPECT_EQ(count(), 0u);
+    EXPECT_EQ(count(), 1u); /* the circle */
 }

@@ -6,6 +6,7 @@
 #include "run/library_child.h"
 #include "system/failure.h"
 #include "unit/cli/command_support.h"
+#include "unit/cli/failing_calls.h"
 
 #include <cerrno>
 #include <csignal>
@@ -132,6 +133,25 @@ TEST(SystemCalls, WorkOnFilesAndMemoryGoesOn)
                   return error || !memory ? -1 : 0;
               }),
               0);
+}
+
+/* A kernel that knows no such lists does without; whatever else goes wrong is told. */
+TEST(SystemCalls, AreNotLeftFreeForAnyOtherReason)
+{
+    auto told = [](const char *call, int error) {
+        fail_call(call, error);
+        try {
+            command::hold_to_listed_calls();
+        } catch (const command::PathError &fault) {
+            return fault.doing + " " + fault.path + ": " + std::to_string(fault.error);
+        }
+        return std::string();
+    };
+    std::string failure = "limit the system calls of a process: ";
+    EXPECT_EQ(told("seccomp_load", EINVAL), "");
+    EXPECT_EQ(told("seccomp_load", ENOSYS), "");
+    EXPECT_EQ(told("seccomp_load", EACCES), failure + std::to_string(EACCES));
+    EXPECT_EQ(told("seccomp_init", 0), failure + std::to_string(ENOMEM));
 }
 
 TEST(SystemCalls, TheLibraryIsHeldToThem)

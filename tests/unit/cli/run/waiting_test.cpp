@@ -4,7 +4,9 @@
 #include "support/places.h"
 #include "system/failure.h"
 #include "unit/cli/command_support.h"
+#include "unit/cli/failing_calls.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -24,6 +26,22 @@ namespace {
 bool is_laid_out(const std::string &folder)
 {
     return has_file_below(folder, "sys_global.conf.gz");
+}
+
+std::string told(const std::string &doing, const std::string &path, int error)
+{
+    return doing + " " + path + ": " + std::to_string(error);
+}
+
+/* Of a PathError; "" without one. */
+std::string told_by(const std::function<void()> &work)
+{
+    try {
+        work();
+    } catch (const command::PathError &error) {
+        return told(error.doing, error.path, error.error);
+    }
+    return "";
 }
 
 class Waiting : public testing::Test {
@@ -176,8 +194,51 @@ TEST_F(Waiting, AnInputIsReadWhole)
     box.link("/link", "a");
     command::Interrupts interrupts;
     EXPECT_EQ(command::read_input(path("link"), interrupts), bytes);
-    EXPECT_THROW(command::read_input(path("none"), interrupts), command::PathError);
-    EXPECT_THROW(command::read_input(path("data"), interrupts), command::PathError);
+    EXPECT_EQ(told_by([&] { command::read_input(path("none"), interrupts); }), told("read", path("none"), ENOENT));
+    EXPECT_EQ(told_by([&] { command::read_input(path("data"), interrupts); }), told("read", path("data"), EISDIR));
+}
+
+TEST_F(Waiting, LosesNothingToASignalThatIsNoneOfOurs)
+{
+    std::string         bytes(20'000, 'x');
+    command::Interrupts interrupts;
+    box.write("/a", bytes);
+    int out = open(path("out").c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    for (const char *call : {"poll", "read", "write"})
+        for (int error : {EINTR, EAGAIN}) {
+            if (call == std::string("poll") && error == EAGAIN)
+                continue;
+            fail_call(call, error, 2); /* the first read is a look for a signal */
+            EXPECT_EQ(command::read_input(path("a"), interrupts), bytes) << call << error;
+            fail_call(call, error, 2);
+            ASSERT_EQ(ftruncate(out, 0), 0);
+            command::write_all(out, bytes, "x", interrupts);
+            EXPECT_EQ(box.read("/out"), bytes) << call << error;
+        }
+    close(out);
+}
+
+TEST_F(Waiting, TellsWhatTheSystemRefuses)
+{
+    command::Interrupts interrupts;
+    box.write("/a", "text");
+    fail_call("poll", ENOMEM);
+    EXPECT_EQ(told_by([&] { command::read_input(path("a"), interrupts); }), told("wait for", "a file", ENOMEM));
+    int before = dup(STDIN_FILENO);
+    dup2(open(path("a").c_str(), O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    fail_call("read", EIO, 2); /* the first one is a look for a signal */
+    EXPECT_EQ(told_by([&] { command::read_input("-", interrupts); }), told("read", "standard input", EIO));
+    fail_call("read", EIO, 2);
+    EXPECT_EQ(told_by([&] { command::is_answered_yes(stderr, "", interrupts); }), told("read", "standard input", EIO));
+    fail_call("read", EINTR, 2);
+    EXPECT_FALSE(command::is_answered_yes(stderr, "", interrupts));
+    dup2(before, STDIN_FILENO);
+    close(before);
+    fail_call("write", EIO);
+    EXPECT_EQ(told_by([&] { command::write_all(STDERR_FILENO, "text", "x", interrupts); }), told("write", "x", EIO));
+    for (const char *name : {"none/x", "data"})
+        EXPECT_TRUE(
+            told_by([&] { command::open_for_writing(path(name), interrupts); }).starts_with("write " + path(name)));
 }
 
 TEST(Answer, IsYesOrNo)

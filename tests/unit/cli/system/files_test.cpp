@@ -81,15 +81,67 @@ TEST_F(Files, ANewFileTakesNoPlaceOfAnother)
     write_new(path("new"), "text");
     EXPECT_EQ(box.listing()["new"], (support::Entry{'f', 0600, "text"}));
     box.link("/link", "data/other");
-    EXPECT_THROW(write_new(path("new"), "other"), PathError);
-    EXPECT_THROW(write_new(path("link"), "other"), PathError);
+    for (const char *name : {"new", "link"})
+        try {
+            write_new(path(name), "other");
+            ADD_FAILURE() << name;
+        } catch (const PathError &error) {
+            EXPECT_EQ(error.path, path(name));
+            EXPECT_EQ(error.doing, "write");
+            EXPECT_EQ(error.error, EEXIST);
+        }
     EXPECT_EQ(box.read("/new"), "text");
 }
 
 TEST_F(Files, OnlyAFolderThatIsThereCanBeSynced)
 {
+    box.write("/file", "text");
     EXPECT_NO_THROW(sync_folder(path("data")));
-    EXPECT_THROW(sync_folder(path("none")), PathError);
+    for (const char *name : {"none", "file"})
+        try {
+            sync_folder(path(name));
+            ADD_FAILURE() << name;
+        } catch (const PathError &error) {
+            EXPECT_EQ(error.path, path(name));
+            EXPECT_EQ(error.doing, "read");
+        }
+}
+
+TEST_F(Files, SomethingIsThereOrNot)
+{
+    box.write("/a", "text");
+    box.link("/dangling", "none");
+    EXPECT_TRUE(is_there(path("a")));
+    EXPECT_TRUE(is_there(path("data")));
+    EXPECT_TRUE(is_there(path("dangling")));
+    EXPECT_FALSE(is_there(path("none")));
+    EXPECT_FALSE(is_there(path("a/b")));
+    try {
+        is_there(path(std::string(300, 'n')));
+        FAIL();
+    } catch (const PathError &error) {
+        EXPECT_EQ(error.doing, "look for");
+        EXPECT_EQ(error.error, ENAMETOOLONG);
+    }
+}
+
+TEST_F(Files, FoldersAboveAreMade)
+{
+    box.write("/file", "text");
+    make_folders_above(path("one/two/x"), 0700);
+    make_folders_above(path("one/two/y"), 0700);
+    EXPECT_EQ(box.listing()["one"], (support::Entry{'d', 0700, ""}));
+    EXPECT_EQ(box.listing()["one/two"], (support::Entry{'d', 0700, ""}));
+    EXPECT_FALSE(box.exists("/one/two/x"));
+    make_folders_above("/x", 0700);
+    try {
+        make_folders_above(path("file/two/x"), 0700);
+        FAIL();
+    } catch (const PathError &error) {
+        EXPECT_EQ(error.doing, "make");
+        EXPECT_EQ(error.path, path("file/two"));
+        EXPECT_EQ(error.error, ENOTDIR);
+    }
 }
 
 TEST(Paths, TheFolderOfAPathAndBack)
@@ -97,6 +149,8 @@ TEST(Paths, TheFolderOfAPathAndBack)
     EXPECT_EQ(folder_of("/a/b"), "/a");
     EXPECT_EQ(folder_of("/a"), "/");
     EXPECT_EQ(folder_of("a"), ".");
+    EXPECT_EQ(file_name_of("/a/b"), "b");
+    EXPECT_EQ(file_name_of("b"), "b");
     EXPECT_EQ(joined("/a", "b"), "/a/b");
     EXPECT_EQ(joined("/", "b"), "/b");
     EXPECT_EQ(config_path(global_name), "/data/config/sys_global.conf.gz");

@@ -2,7 +2,10 @@
 #include "system/temporary_folder.h"
 
 #include "support/appliance_root.h"
+#include "system/failure.h"
 
+#include <cstdlib>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -24,4 +27,70 @@ TEST(TemporaryFolders, SweepWhatKilledProcessesLeftAndNothingElse)
         EXPECT_TRUE(fs::exists(place + other)) << other;
     TemporaryFolder second(place);
     EXPECT_TRUE(fs::exists(root)); /* somebody is at work there */
+}
+
+TEST(TemporaryFolders, GoWithAllThatIsInThem)
+{
+    support::ApplianceRoot box;
+    support::Listing       before = box.listing();
+    {
+        TemporaryFolder folder(box.path().string());
+        std::string     root = folder.make("root");
+        struct stat     st = {};
+        ASSERT_EQ(stat(root.c_str(), &st), 0);
+        EXPECT_EQ(st.st_mode & 07777, 0700u);
+        EXPECT_EQ(fs::path(root).filename(), "root");
+        std::ofstream(root + "/file") << "text";
+        EXPECT_THROW(folder.make("root"), command::PathError);
+    }
+    EXPECT_EQ(box.listing(), before);
+}
+
+TEST(TemporaryFolders, AreMadeWhereTheEnvironmentSays)
+{
+    support::ApplianceRoot box;
+    std::string            before = getenv("TMPDIR") ? getenv("TMPDIR") : "";
+    setenv("TMPDIR", box.path().c_str(), 1);
+    {
+        TemporaryFolder folder("");
+        EXPECT_EQ(fs::path(folder.make("root")).parent_path().parent_path(), box.path());
+    }
+    std::string told;
+    setenv("TMPDIR", (box.path() / "none").c_str(), 1);
+    try {
+        TemporaryFolder folder("");
+    } catch (const command::Failure &failure) {
+        told = failure.what();
+    }
+    before.empty() ? unsetenv("TMPDIR") : setenv("TMPDIR", before.c_str(), 1);
+    EXPECT_TRUE(told.starts_with("The folder for temporary files (TMPDIR, otherwise /tmp) cannot be used: ")) << told;
+    EXPECT_TRUE(told.ends_with(". Put that right and run migr again.")) << told;
+}
+
+TEST(TemporaryFolders, CannotBeMadeWhereThereIsNoFolder)
+{
+    support::ApplianceRoot box;
+    std::string            none = box.path().string() + "/none";
+    try {
+        TemporaryFolder folder(none);
+        FAIL();
+    } catch (const command::Failure &failure) {
+        EXPECT_EQ(failure.what(), none + ": cannot make a folder in it: No such file or directory. "
+                                         "Put that right and run migr again.");
+    }
+}
+
+/* Nor a file, nor a link to a folder: neither is one of ours. */
+TEST(TemporaryFolders, OfOthersAreNotSwept)
+{
+    support::ApplianceRoot box;
+    box.write("/.migr-private-aaaaaa", "a file");
+    box.folder("/kept");
+    box.write("/kept/file", "text");
+    box.link("/.migr-private-bbbbbb", "kept");
+    support::Listing before = box.listing();
+    {
+        TemporaryFolder folder(box.path().string());
+    }
+    EXPECT_EQ(box.listing(), before);
 }

@@ -1,0 +1,70 @@
+/* Stands between the command and the calls that program.cmake wraps, and lets all of them through but one. */
+#include "unit/cli/failing_calls.h"
+
+#include <cerrno>
+#include <libdeflate.h>
+#include <openssl/evp.h>
+#include <poll.h>
+#include <seccomp.h>
+#include <signal.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace {
+
+std::string_view failing;
+int              error_of_call;
+unsigned         left; /* calls of that name until one fails; 0: none will */
+
+bool fails(std::string_view name)
+{
+    if (left == 0 || name != failing || --left > 0)
+        return false;
+    errno = error_of_call;
+    return true;
+}
+
+} // namespace
+
+namespace support {
+
+void fail_call(std::string_view name, int error, unsigned number)
+{
+    failing = name;
+    error_of_call = error;
+    left = number;
+}
+
+bool has_failed()
+{
+    return !failing.empty() && left == 0;
+}
+
+} // namespace support
+
+extern "C" {
+
+#define WRAPPED(result, name, parameters, arguments, failed)                                                           \
+    result __real_##name parameters;                                                                                   \
+    result __wrap_##name parameters                                                                                    \
+    {                                                                                                                  \
+        return fails(#name) ? failed : __real_##name arguments;                                                        \
+    }
+
+WRAPPED(ssize_t, read, (int fd, void *bytes, size_t size), (fd, bytes, size), -1)
+WRAPPED(ssize_t, write, (int fd, const void *bytes, size_t size), (fd, bytes, size), -1)
+WRAPPED(int, poll, (pollfd * waits, nfds_t count, int milliseconds), (waits, count, milliseconds), -1)
+WRAPPED(pid_t, waitpid, (pid_t pid, int *status, int options), (pid, status, options), -1)
+WRAPPED(pid_t, fork, (), (), -1)
+WRAPPED(int, signalfd, (int fd, const sigset_t *held, int flags), (fd, held, flags), -1)
+WRAPPED(int, memfd_create, (const char *name, unsigned flags), (name, flags), -1)
+WRAPPED(int, dup2, (int from, int to), (from, to), -1)
+WRAPPED(int, seccomp_load, (scmp_filter_ctx filter), (filter), -error_of_call)
+WRAPPED(scmp_filter_ctx, seccomp_init, (uint32_t action), (action), nullptr)
+WRAPPED(EVP_MD_CTX *, EVP_MD_CTX_new, (), (), nullptr)
+WRAPPED(int, EVP_DigestUpdate, (EVP_MD_CTX * sum, const void *bytes, size_t size), (sum, bytes, size), 0)
+WRAPPED(libdeflate_compressor *, libdeflate_alloc_compressor, (int level), (level), nullptr)
+WRAPPED(libdeflate_decompressor *, libdeflate_alloc_decompressor, (), (), nullptr)
+
+#undef WRAPPED
+}
