@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <seccomp.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -59,6 +60,9 @@ WRAPPED(pid_t, fork, (), (), -1)
 WRAPPED(int, signalfd, (int fd, const sigset_t *held, int flags), (fd, held, flags), -1)
 WRAPPED(int, memfd_create, (const char *name, unsigned flags), (name, flags), -1)
 WRAPPED(int, dup2, (int from, int to), (from, to), -1)
+WRAPPED(int, fchown, (int fd, uid_t owner, gid_t group), (fd, owner, group), -1)
+WRAPPED(int, fchmod, (int fd, mode_t mode), (fd, mode), -1)
+WRAPPED(int, futimens, (int fd, const timespec *times), (fd, times), -1)
 WRAPPED(int, seccomp_load, (scmp_filter_ctx filter), (filter), -error_of_call)
 WRAPPED(scmp_filter_ctx, seccomp_init, (uint32_t action), (action), nullptr)
 WRAPPED(EVP_MD_CTX *, EVP_MD_CTX_new, (), (), nullptr)
