@@ -2,6 +2,7 @@
 #include "unit/cli/failing_calls.h"
 
 #include <cerrno>
+#include <gtest/gtest.h>
 #include <libdeflate.h>
 #include <openssl/evp.h>
 #include <poll.h>
@@ -24,6 +25,18 @@ bool fails(std::string_view name)
     errno = error_of_call;
     return true;
 }
+
+class EndOfOrders : public testing::EmptyTestEventListener {
+    void OnTestEnd(const testing::TestInfo &) override
+    {
+        left = 0;
+    }
+};
+
+[[maybe_unused]] const bool is_listening = [] {
+    testing::UnitTest::GetInstance()->listeners().Append(new EndOfOrders);
+    return true;
+}();
 
 } // namespace
 

@@ -6,7 +6,8 @@
 
 namespace support {
 
-/* The call of that name fails once, the `number`-th from now on, with that errno. Orders before this one are void. */
+/* The call of that name fails once, the `number`-th from now on, with that errno. Orders before this one are void, and
+ * with the end of the test so is this. */
 void fail_call(std::string_view name, int error, unsigned number = 1);
 
 /* Whether it has come to that in this process. */
