@@ -7,6 +7,7 @@
 #include "appliance/way_back.h"
 #include "output/printable.h"
 #include "system/failure.h"
+#include "system/refused_memory.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -131,6 +132,7 @@ std::string commit_inside(const Root &root, const std::function<std::string()> &
 {
     size_t      earlier = inside(root, snapshot_names).size();
     std::string why = "the process that was to put the result in place was killed";
+    require_no_refused_memory();
     try {
         return root.run(work);
     } catch (const ChildEnded &) {

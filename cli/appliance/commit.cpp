@@ -6,6 +6,7 @@
 #include "system/digest.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/refused_memory.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -370,7 +371,8 @@ void apply(const Commit &commit)
     sync_changed_folders(commit);
 }
 
-/* A record that stays behind makes the next command look, and find everything done. */
+/* A record that stays behind makes the next command look, and find everything done. What was refused meanwhile has
+ * changed nothing of that. */
 void finish(const Commit &commit)
 {
     publish_snapshot(commit.manifest.name);
@@ -378,6 +380,7 @@ void finish(const Commit &commit)
         remove_record();
     } catch (const PathError &) {
     }
+    forget_refused_memory();
 }
 
 /* ---- the way back ---- */
@@ -458,6 +461,7 @@ void commit(const Root &root, Manifest manifest, const ContentOf &content, const
     under_way.account = account;
     try {
         prepare(root, under_way, content);
+        require_no_refused_memory();
         write_record({under_way.manifest.name, Direction::forward});
     } catch (...) {
         drop(under_way);

@@ -8,6 +8,7 @@
 #include "run/system_calls.h"
 #include "system/codec.h"
 #include "system/failure.h"
+#include "system/refused_memory.h"
 
 #include <cerrno>
 #include <cstring>
@@ -97,15 +98,26 @@ auto fields_of(Answer &answer)
     return std::tie(answer.failed, answer.status, answer.bytes);
 }
 
+/* What could not be read for want of memory is told by some as if it were no good. */
+std::string with_likely_cause(const std::string &text)
+{
+    return text +
+           (memory_was_refused() ? " Memory was refused (Cannot allocate memory), which is the likely cause." : "");
+}
+
 Answer answer_of(const Root &root, const std::function<std::string()> &work)
 {
     try {
+        forget_refused_memory();
         root.enter();
-        return {false, Status::done, work()};
+        std::string bytes = work();
+        require_no_refused_memory();
+        return {false, Status::done, std::move(bytes)};
     } catch (const Failure &failure) {
-        return {true, failure.status, failure.what()};
+        return {true, failure.status, with_likely_cause(failure.what())};
     } catch (const PathError &error) {
-        return {true, Status::unusable, failure_of(error, root.shows(error.path)).what()};
+        std::string text = failure_of(error, root.shows(error.path)).what();
+        return {true, Status::unusable, error.error == ENOMEM ? text : with_likely_cause(text)};
     } catch (const std::exception &error) {
         return {true, Status::unusable, root.shown() + ": " + text_of(error)};
     }

@@ -8,6 +8,7 @@
 #include "run/child_process.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/refused_memory.h"
 
 #include <algorithm>
 #include <array>
@@ -96,10 +97,11 @@ void tell_pass_end(int error)
         tell(Note::pass_end, std::to_string(error) + " " + phase_of_pass);
 }
 
-/* The hooks are called by code that knows of no exceptions. */
+/* The library goes on without what it cannot have, to another result. And the hooks are called by code that knows of no
+ * exceptions. */
 [[noreturn]] void end_without_memory()
 {
-    tell(Note::no_start, "There is not enough memory for the upgrade.");
+    tell(Note::no_start, "There is not enough memory for the upgrade (Cannot allocate memory).");
     _exit(1);
 }
 
@@ -138,6 +140,8 @@ template <typename Work> bool do_or_tell(const Work &work)
 int be_library(const Confinement &confinement, const std::function<void()> &work, int records, int output)
 {
     told_on = records;
+    end_when_refused_memory(end_without_memory);
+    std::set_new_handler(end_without_memory); /* of what the command itself asks for, also beside a sanitizer */
     bool is_inside = do_or_tell([&] {
         int nothing = memfd_create("nothing", MFD_CLOEXEC); /* /dev need not be there */
         if (nothing < 0)
@@ -149,7 +153,6 @@ int be_library(const Confinement &confinement, const std::function<void()> &work
         return 1;
     static char line[BUFSIZ]; /* a stream that the parent has printed on becomes line by line only with a new buffer */
     setvbuf(stdout, line, _IOLBF, sizeof line);
-    std::set_new_handler(end_without_memory);
     errno = 0;
     if (!do_or_tell(work))
         return 1;

@@ -18,7 +18,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
@@ -228,6 +231,13 @@ bool users_may_chroot()
 {
     Outcome tried = run_process([] { return unshare(CLONE_NEWUSER) == 0 ? 0 : 1; }, become_nobody);
     return tried.status == 0;
+}
+
+void be_refused_memory()
+{
+    volatile size_t too_much = PTRDIFF_MAX;
+    free(malloc(too_much));
+    errno = 0;
 }
 
 bool is_clean(const std::string &text)

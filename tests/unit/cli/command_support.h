@@ -98,6 +98,9 @@ void               give_to_nobody(const std::string &path); /* with all below */
 /* Whether such a user can change its root folder on this machine. */
 bool users_may_chroot();
 
+/* Asks for more memory than there can be, and goes on without, as if it did not matter. */
+void be_refused_memory();
+
 /* No control character but the newline. */
 bool is_clean(const std::string &text);
 

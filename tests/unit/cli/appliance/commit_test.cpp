@@ -3,6 +3,7 @@
 
 #include "appliance/manifest.h"
 #include "driver/migr.h"
+#include "support/places.h"
 #include "system/digest.h"
 
 #include <gtest/gtest.h>
@@ -93,6 +94,8 @@ struct SyncLog {
 
 SyncLog *sync_log; /* null: nobody asks */
 
+bool is_refused_ahead_of_record, is_refused_behind_record; /* memory */
+
 std::string snapshot_folder(const TinyAppliance &box)
 {
     return "/var/lib/migr/snapshots/" + box.snapshots().at(0);
@@ -106,6 +109,8 @@ extern "C" int __real_rename(const char *from, const char *to);
 extern "C" int __wrap_fsync(int fd)
 {
     struct stat st = {};
+    if (is_refused_ahead_of_record)
+        be_refused_memory();
     if (sync_log && sync_log->count < std::size(sync_log->synced) && fstat(fd, &st) == 0)
         sync_log->synced[sync_log->count++] = st.st_ino;
     return __real_fsync(fd);
@@ -113,9 +118,13 @@ extern "C" int __wrap_fsync(int fd)
 
 extern "C" int __wrap_rename(const char *from, const char *to)
 {
-    if (sync_log && strcmp(to, "/var/lib/migr/commit") == 0)
+    bool is_record = strcmp(to, "/var/lib/migr/commit") == 0;
+    if (sync_log && is_record)
         sync_log->ahead_of_record = sync_log->count;
-    return __real_rename(from, to);
+    int result = __real_rename(from, to);
+    if (is_record && is_refused_behind_record)
+        be_refused_memory();
+    return result;
 }
 
 /* Whoever finds the record goes on by it, after a loss of power too. */
@@ -137,6 +146,33 @@ TEST(Commit, HasItsNewFilesOnDiskAheadOfItsRecord)
     EXPECT_NE(std::find(begin, end, status_of(manifest).st_ino), end);
     sync_log = nullptr;
     munmap(shared, sizeof(SyncLog));
+}
+
+TEST(Commit, DoesNotBeginWhereMemoryWasRefusedAheadOfIt)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "a sanitizer's allocator does not come back";
+    TinyAppliance box;
+    Listing       before = box.without_snapshots();
+    is_refused_ahead_of_record = true;
+    Outcome run = migr({"upgrade", box.root()});
+    is_refused_ahead_of_record = false;
+    EXPECT_NE(run.status, 0);
+    EXPECT_NE(run.err.find("there is not enough memory"), std::string::npos) << run.err;
+    EXPECT_EQ(box.without_snapshots(), before);
+    EXPECT_TRUE(box.snapshots().empty());
+}
+
+TEST(Commit, IsDoneWhereMemoryWasRefusedBehindItsRecord)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "a sanitizer's allocator does not come back";
+    TinyAppliance box;
+    is_refused_behind_record = true;
+    Outcome run = migr({"upgrade", box.root()});
+    is_refused_behind_record = false;
+    EXPECT_EQ(run.status, 0) << run.all();
+    EXPECT_EQ(box.snapshots().size(), 1U);
 }
 
 TEST(Commit, PutsEveryKindOfChangeAndBringsItBack)

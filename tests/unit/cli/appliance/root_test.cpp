@@ -5,6 +5,7 @@
 #include "command.h"
 #include "driver/migr.h"
 #include "support/places.h"
+#include "system/refused_memory.h"
 
 #include <gtest/gtest.h>
 #include <linux/capability.h>
@@ -16,6 +17,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 
@@ -164,6 +166,42 @@ TEST(Rooted, FailuresComeOut)
     }
     EXPECT_THROW(root.run([]() -> std::string { raise(SIGKILL), throw 1; }), command::Failure);
     EXPECT_THROW(root.run([]() -> std::string { throw std::runtime_error("odd"); }), command::Failure);
+}
+
+/* What was read without it may be no more than half of what is there. */
+TEST(Rooted, MemoryThatTheWorkDidWithoutFailsIt)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "a sanitizer's allocator does not come back";
+    TinyAppliance box;
+    Root          root(box.root());
+    auto          failure_of_work = [&](const std::function<void()> &work) -> std::string {
+        try {
+            inside(root, work);
+        } catch (const command::Failure &failure) {
+            return failure.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(failure_of_work(be_refused_memory), box.root() + ": there is not enough memory");
+    std::string said = failure_of_work([] {
+        be_refused_memory();
+        throw command::Failure(command::Status::failed, "It is damaged.");
+    });
+    EXPECT_EQ(said, "It is damaged. Memory was refused (Cannot allocate memory), which is the likely cause.");
+    said = failure_of_work([] {
+        be_refused_memory();
+        throw command::PathError{"limit", "the calls", EFAULT};
+    });
+    EXPECT_NE(said.find("Memory was refused (Cannot allocate memory)"), std::string::npos) << said;
+    said = failure_of_work([] {
+        be_refused_memory();
+        throw command::PathError{"read", "/data", ENOMEM};
+    });
+    EXPECT_EQ(said.find("likely"), std::string::npos) << said;
+    be_refused_memory(); /* which is none of a child's that comes later */
+    EXPECT_EQ(failure_of_work([] {}), "");
+    command::forget_refused_memory();
 }
 
 TEST(Rooted, TheMachinesOwnRootNeedsNoChange)

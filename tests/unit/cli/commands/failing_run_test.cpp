@@ -18,6 +18,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <new>
@@ -167,6 +169,68 @@ TEST(FailingRun, NoMemory)
             std::get_new_handler()(); /* as operator new does, but not that of a sanitizer */
         },
         3, "There is not enough memory");
+}
+
+/* The library does without, and no errno is left to tell of it. */
+TEST(FailingRun, MemoryThatTheLibraryDoesWithout)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "a sanitizer's allocator does not come back";
+    expect_failure(
+        [] {
+            be_refused_memory();
+            migr_main_do_all();
+        },
+        3, "There is not enough memory for the upgrade (Cannot allocate memory).");
+    expect_failure(
+        [] {
+            volatile size_t half = size_t{1} << 62;
+            free(calloc(half, 2));
+            migr_main_do_all();
+        },
+        3, "Cannot allocate memory");
+    expect_failure(
+        [] {
+            volatile size_t too_much = PTRDIFF_MAX;
+            void           *block = malloc(1);
+            void           *larger = realloc(block, too_much);
+            free(larger ? larger : block);
+            migr_main_do_all();
+        },
+        3, "Cannot allocate memory");
+}
+
+/* It is not the library that asks, but the C library, and it is the kernel that refuses. */
+TEST(FailingRun, MemoryThatALimitRefusesASharedLibrary)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "a sanitizer's allocator does not come back";
+    static const std::string large(64 << 20, 'x');
+    expect_failure(
+        [] {
+            rlimit before = {};
+            getrlimit(RLIMIT_AS, &before);
+            rlimit none = {1, before.rlim_max};
+            setrlimit(RLIMIT_AS, &none);
+            free(strdup(large.c_str()));
+            setrlimit(RLIMIT_AS, &before);
+            errno = 0;
+            migr_main_do_all();
+        },
+        3, "Cannot allocate memory");
+}
+
+TEST(FailingRun, MemoryThatTheCommandItselfDidWithout)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "a sanitizer's allocator does not come back";
+    TinyAppliance box;
+    Listing       before = box.without_snapshots();
+    Outcome       run = migr({"upgrade", box.root()}, be_refused_memory);
+    EXPECT_EQ(run.status, 3);
+    EXPECT_NE(run.err.find("There is not enough memory"), std::string::npos) << run.err;
+    EXPECT_EQ(box.without_snapshots(), before);
+    EXPECT_TRUE(box.snapshots().empty());
 }
 
 TEST(FailingRun, WhatTheCommandCouldNotDoBehindTheRunIsNamed)
