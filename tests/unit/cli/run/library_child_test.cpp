@@ -196,7 +196,8 @@ TEST_F(LibraryChild, WhoseWorkFailsSaysWhy)
                   throw PathError{"read", "x", EIO};
               }),
               "x: cannot read it: Input/output error. Look after the disk before anything else.");
-    EXPECT_EQ(trouble_of([] { throw std::bad_alloc(); }), "There is not enough memory for the upgrade.");
+    EXPECT_EQ(trouble_of([] { throw std::bad_alloc(); }),
+              "There is not enough memory for the upgrade (Cannot allocate memory).");
     EXPECT_EQ(trouble_of([] { throw std::runtime_error("Another reason."); }), "Another reason.");
     LibraryRun told = run([] { throw std::runtime_error("Another reason."); });
     EXPECT_EQ(told.end, End::exited);
