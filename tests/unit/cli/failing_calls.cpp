@@ -16,15 +16,9 @@ namespace {
 
 std::string_view failing;
 int              error_of_call;
-unsigned         left; /* calls of that name until one fails; 0: none will */
-
-bool fails(std::string_view name)
-{
-    if (left == 0 || name != failing || --left > 0)
-        return false;
-    errno = error_of_call;
-    return true;
-}
+unsigned         ahead; /* calls of that name that are made ahead of those that fail */
+unsigned         left;  /* that are to fail yet */
+bool             struck;
 
 class EndOfOrders : public testing::EmptyTestEventListener {
     void OnTestEnd(const testing::TestInfo &) override
@@ -42,16 +36,32 @@ class EndOfOrders : public testing::EmptyTestEventListener {
 
 namespace support {
 
-void fail_call(std::string_view name, int error, unsigned number)
+void fail_call(std::string_view name, int error, unsigned number, unsigned times)
 {
     failing = name;
     error_of_call = error;
-    left = number;
+    ahead = number - 1;
+    left = times;
+    struck = false;
 }
 
 bool has_failed()
 {
-    return !failing.empty() && left == 0;
+    return struck;
+}
+
+bool is_to_fail(std::string_view name)
+{
+    if (left == 0 || name != failing)
+        return false;
+    if (ahead > 0) {
+        ahead--;
+        return false;
+    }
+    left--;
+    struck = true;
+    errno = error_of_call;
+    return true;
 }
 
 } // namespace support
@@ -62,7 +72,7 @@ extern "C" {
     result __real_##name parameters;                                                                                   \
     result __wrap_##name parameters                                                                                    \
     {                                                                                                                  \
-        return fails(#name) ? failed : __real_##name arguments;                                                        \
+        return support::is_to_fail(#name) ? failed : __real_##name arguments;                                          \
     }
 
 WRAPPED(ssize_t, read, (int fd, void *bytes, size_t size), (fd, bytes, size), -1)
@@ -73,6 +83,12 @@ WRAPPED(pid_t, fork, (), (), -1)
 WRAPPED(int, signalfd, (int fd, const sigset_t *held, int flags), (fd, held, flags), -1)
 WRAPPED(int, memfd_create, (const char *name, unsigned flags), (name, flags), -1)
 WRAPPED(int, dup2, (int from, int to), (from, to), -1)
+WRAPPED(int, unlink, (const char *path), (path), -1)
+WRAPPED(int, mkdir, (const char *path, mode_t mode), (path, mode), -1)
+WRAPPED(int, rmdir, (const char *path), (path), -1)
+WRAPPED(int, symlink, (const char *target, const char *path), (target, path), -1)
+WRAPPED(int, link, (const char *path, const char *other), (path, other), -1)
+WRAPPED(int, lchown, (const char *path, uid_t owner, gid_t group), (path, owner, group), -1)
 WRAPPED(int, fchown, (int fd, uid_t owner, gid_t group), (fd, owner, group), -1)
 WRAPPED(int, fchmod, (int fd, mode_t mode), (fd, mode), -1)
 WRAPPED(int, futimens, (int fd, const timespec *times), (fd, times), -1)

@@ -6,11 +6,14 @@
 
 namespace support {
 
-/* The call of that name fails once, the `number`-th from now on, with that errno. Orders before this one are void, and
- * with the end of the test so is this. */
-void fail_call(std::string_view name, int error, unsigned number = 1);
+/* The call of that name fails, the `number`-th from now on, with that errno; once, or so many times in turn. Orders
+ * before this one are void, and with the end of the test so is this. */
+void fail_call(std::string_view name, int error, unsigned number = 1, unsigned times = 1);
 
-/* Whether it has come to that in this process. */
+/* Whether it has come to that in this process, or in one that it comes from. */
 bool has_failed();
+
+/* For a wrapper that has more to do than this: whether the call that is being made is to fail. Sets errno then. */
+bool is_to_fail(std::string_view name);
 
 } // namespace support

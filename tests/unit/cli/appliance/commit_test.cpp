@@ -1,5 +1,6 @@
 /* What a commit puts into an appliance, what it keeps of what was there, and the way back. */
 #include "unit/cli/command_support.h"
+#include "unit/cli/failing_calls.h"
 
 #include "appliance/manifest.h"
 #include "driver/migr.h"
@@ -108,6 +109,8 @@ extern "C" int __real_rename(const char *from, const char *to);
 
 extern "C" int __wrap_fsync(int fd)
 {
+    if (support::is_to_fail("fsync"))
+        return -1;
     struct stat st = {};
     if (is_refused_ahead_of_record)
         be_refused_memory();
@@ -118,6 +121,8 @@ extern "C" int __wrap_fsync(int fd)
 
 extern "C" int __wrap_rename(const char *from, const char *to)
 {
+    if (support::is_to_fail("rename"))
+        return -1;
     bool is_record = strcmp(to, "/var/lib/migr/commit") == 0;
     if (sync_log && is_record)
         sync_log->ahead_of_record = sync_log->count;
