@@ -24,18 +24,11 @@
         return position;                                                                                               \
     }
 
-COUNTED_PREDICATE(top_cfg, top[1])
-COUNTED_PREDICATE(top_edt, top[2])
-COUNTED_PREDICATE(top_cfg_set, top[3])
-COUNTED_PREDICATE(top_edt_set, top[4])
-COUNTED_PREDICATE(sub_cfg, sub[1])
-COUNTED_PREDICATE(sub_edt, sub[2])
-COUNTED_PREDICATE(sub_cfg_set, sub[3])
-COUNTED_PREDICATE(sub_edt_set, sub[4])
+MIGR_ASKED_SLOTS(COUNTED_PREDICATE)
 
 /* Inline in C++; a host in C finds them here. */
-[[gnu::used]] static config_node *(*const asked_by_name[])(const char *) = {
-    top_cfg_is, top_edt_is, top_cfg_set_is, top_edt_set_is, sub_cfg_is, sub_edt_is, sub_cfg_set_is, sub_edt_set_is};
+#define NAMED_PREDICATE(stem, slot) stem##_is,
+[[gnu::used]] static config_node *(*const asked_by_name[])(const char *) = {MIGR_ASKED_SLOTS(NAMED_PREDICATE)};
 [[gnu::used]] static int32_t (*const asked_for_end[])() = {top_cfg_set_end, top_edt_set_end, sub_cfg_set_end,
                                                            sub_edt_set_end};
 

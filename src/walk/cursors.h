@@ -87,6 +87,11 @@ void ncu_gen_unique_edt(char *target, size_t size);
 
 #ifdef __cplusplus
 
+/* The slots that have predicates, and the stems of these. */
+#define MIGR_ASKED_SLOTS(use)                                                                                          \
+    use(top_cfg, top[1]) use(top_edt, top[2]) use(top_cfg_set, top[3]) use(top_edt_set, top[4]) use(sub_cfg, sub[1])   \
+        use(sub_edt, sub[2]) use(sub_cfg_set, sub[3]) use(sub_edt_set, sub[4])
+
 /* The predicates of one slot, where the compiler can see them: callbacks ask them at every visit. The _in form for C++
  * counts the names itself. */
 #define SLOT_PREDICATES(stem, slot)                                                                                    \
@@ -111,14 +116,7 @@ extern "C++" inline int32_t migr_place_of_name(const config_node *node, std::ini
     return 0;
 }
 
-SLOT_PREDICATES(top_cfg, top[1])
-SLOT_PREDICATES(top_edt, top[2])
-SLOT_PREDICATES(top_cfg_set, top[3])
-SLOT_PREDICATES(top_edt_set, top[4])
-SLOT_PREDICATES(sub_cfg, sub[1])
-SLOT_PREDICATES(sub_edt, sub[2])
-SLOT_PREDICATES(sub_cfg_set, sub[3])
-SLOT_PREDICATES(sub_edt_set, sub[4])
+MIGR_ASKED_SLOTS(SLOT_PREDICATES)
 
 #undef SLOT_PREDICATES
 
