@@ -86,6 +86,8 @@ class Reader {
             document_.run.assign(words.begin() + 2, words.end());
         if (what == "pass" && document_.passes.size() < most_passes)
             document_.passes.push_back(pass_of(words));
+        if (what == "memory" && words.size() > 2)
+            document_.refused = strtoul(words[2].c_str(), nullptr, 10);
         if (what == "database")
             target_ = &document_.database;
         if (document_.disk.size() < most_entries && words.size() > 2)

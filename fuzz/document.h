@@ -35,7 +35,8 @@ struct Document {
     std::vector<std::string> run; /* what is to be run, and its arguments; never empty */
     std::vector<Pass>        passes;
     std::vector<DiskEntry>   disk;
-    std::string              database; /* SQL; empty: the image's own */
+    std::string              database;    /* SQL; empty: the image's own */
+    size_t                   refused = 0; /* the allocation of the work that fails, from 1; 0: none does */
 };
 
 Document document_of(std::string_view text);

@@ -17,6 +17,7 @@
 #include "fuzz/tree_text.h"
 #include "run/library_child.h"
 #include "run/read_back.h"
+#include "support/failing_memory.h"
 #include "system/gzip_text.h"
 #include "tree/stored_files.h"
 
@@ -255,13 +256,29 @@ std::string upgrade_for_account(const Document &document, bool comes_back)
     return (comes_back ? '1' : '0') + listing_as_text(listing());
 }
 
+/* What comes of it is anybody's guess, but nothing must break. */
+int upgrade_without_memory(const Document &document)
+{
+    afresh([&] {
+        lay_out(document);
+        migr_observe_changes(nullptr);
+        support::fail_allocation(document.refused);
+        upgrade();
+        support::fail_allocation(0);
+        return std::string();
+    });
+    return 0;
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     Inside inside;
     take_chance_away();
-    Document    document = document_of({reinterpret_cast<const char *>(data), size});
+    Document document = document_of({reinterpret_cast<const char *>(data), size});
+    if (document.refused != 0)
+        return upgrade_without_memory(document);
     std::string once = afresh([&] { return upgrade_twice(document); });
     std::string again = afresh([&] { return upgrade_for_account(document, once[0] == '1'); });
     if (once == again)

@@ -344,7 +344,7 @@ std::string Generator::heading()
     case 2:
         return use_ == Use::runs ? configuration_file() : pass_line() + block();
     default:
-        return file();
+        return one_in(6) ? "== memory " + std::to_string(1 + draw(one_in(2) ? 60 : 3000)) + "\n" : file();
     }
 }
 

@@ -12,6 +12,7 @@
 #include "rules/rules.h"
 #include "rules/update_file.h"
 #include "signature/reconcile.h"
+#include "support/failing_memory.h"
 #include "tree/changes.h"
 #include "walk/walk.h"
 
@@ -200,6 +201,28 @@ void check_reading_back(const std::string &text)
     abort();
 }
 
+void free_pass()
+{
+    free_migr_tree();
+    free_node(&migr_main.root);
+    forget_pass_nodes();
+    migr_release_nodes();
+}
+
+/* Where memory is refused a tree may be any, and nobody takes down how it came about. */
+void run_without_memory(const Pass &pass, size_t refused)
+{
+    begin_pass(pass);
+    migr_observe_changes(nullptr);
+    if (plant(pass.text) == 0) {
+        support::fail_allocation(refused);
+        comes_back(run_now);
+        support::fail_allocation(0);
+    }
+    written(&migr_main.root);
+    free_pass();
+}
+
 PartResult run_pass(const Pass &pass, const std::string &further)
 {
     PartResult result = {};
@@ -214,10 +237,7 @@ PartResult run_pass(const Pass &pass, const std::string &further)
     migr_observe_changes(nullptr);
     result.text = written(&migr_main.root);
     check_reading_back(result.text);
-    free_migr_tree();
-    free_node(&migr_main.root);
-    forget_pass_nodes();
-    migr_release_nodes();
+    free_pass();
     return result;
 }
 
@@ -234,7 +254,10 @@ std::vector<PartResult> run_part(const Document &document, const std::string &fu
     if (asks)
         global_sig_db_open();
     for (const Pass &pass : document.passes)
-        results.push_back(run_pass(pass, further));
+        if (document.refused != 0)
+            run_without_memory(pass, document.refused);
+        else
+            results.push_back(run_pass(pass, further));
     free_tmp_tree();
     global_sig_db_close();
     free_sigid_list();

@@ -17,7 +17,7 @@ struct PartResult {
 
 /* Once for each pass of the document, in a root folder that is laid out, one behind the other. Stops the program at a
  * change that was not told, or at a tree that will not read back as what it is. With a `further` text that is read into
- * each tree behind its own. */
+ * each tree behind its own. Gives nothing for a document that has an allocation refused. */
 std::vector<PartResult> run_part(const Document &document, const std::string &further);
 
 } // namespace fuzzing
