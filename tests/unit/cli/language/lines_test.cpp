@@ -1,6 +1,7 @@
 /* What a line is, and where a value ends: the quick ways against the plain ones. */
 #include "language/lines.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -90,6 +91,18 @@ TEST(Lines, AreCutOnlyWhereSomethingIsLeftOfThem)
     EXPECT_EQ(lines_of(full.substr(1) + "\nlast").size(), 2u);
 }
 
+TEST(Lines, AreIndentedByAnyWhiteSpace)
+{
+    for (int c = 0; c < 256; c++)
+        EXPECT_EQ(is_config_white(static_cast<char>(c)), c != 0 && strchr(" \t\n\v\f\r", c) != nullptr) << c;
+    for (size_t blanks = 0; blanks < 20; blanks++)
+        for (std::string further : {"", "\t", "\r\n  ", "\f         \v"}) {
+            std::string indent = std::string(blanks, ' ') + further;
+            EXPECT_EQ(without_indent(indent + "x  y"), "x  y") << blanks;
+            EXPECT_EQ(without_indent(indent), "");
+        }
+}
+
 TEST(Names, OfTheTopLevelAreAllTheirWords)
 {
     EXPECT_EQ(top_level_name(" waf  signature\t\n").kept, "waf  signature");
@@ -114,6 +127,7 @@ TEST(Names, EndAtWhiteSpaceOutsideTheirFirstQuotes)
                         {"x\"a b\"y z", "x\"a b\"y", " z", false},
                         {"\"a b", "\"a b", "", true},
                         {"\"a\"\"b c", "\"a\"\"b", " c", false},
+                        {"\xc3\xbc!\"\xa0 b\" c", "\xc3\xbc!\"\xa0 b\"", " c", false},
                         {"", "", "", false}};
     for (const Cut &cut : cuts) {
         ConfigName name = config_name(cut.text);
