@@ -27,6 +27,11 @@ std::vector<CheckedFile> check_appliance(const Root &root)
         throw Failure(Status::unusable, root.shows(config_folder) + ": holds no configuration files. Is " +
                                             root.shown() + " an appliance's root folder?");
     std::vector<CheckedFile> files;
+    if (!folder.global())
+        files.push_back({root.shows(config_path(global_name)),
+                         -1,
+                         {"It is not there, and no upgrade of the appliance starts without it."},
+                         {}});
     for (const StoredFile &file : folder.files)
         files.push_back(checked(root.shows(config_path(file.name)), file.facts));
     return files;

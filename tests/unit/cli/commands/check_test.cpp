@@ -84,6 +84,18 @@ TEST_F(Checked, EachFindingIsTold)
     EXPECT_NE(answer.out.find("sys_global.conf.gz: sound.\n"), std::string::npos);
 }
 
+TEST_F(Checked, AMissingGlobalFileIsToldOfLikeADamagedOne)
+{
+    std::filesystem::remove(in_root("/data/config/sys_global.conf.gz"));
+    Outcome answer = check({root.path()});
+    EXPECT_EQ(answer.status, 1);
+    EXPECT_TRUE(
+        answer.out.starts_with(in_root("/data/config/sys_global.conf.gz: It is not there, and no upgrade of the "
+                                       "appliance starts without it.\n")))
+        << answer.out;
+    EXPECT_NE(answer.out.find("sys_domain.root.conf.gz: sound.\n"), std::string::npos);
+}
+
 TEST_F(Checked, AHugeTextFromASmallFileIsRefused)
 {
     std::string deep;
