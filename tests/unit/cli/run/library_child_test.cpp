@@ -5,7 +5,9 @@
 #include "driver/migr.h"
 #include "support/trees.h"
 #include "system/failure.h"
+#include "system/files.h"
 #include "tree/changes.h"
+#include "unit/cli/command_support.h"
 #include "unit/cli/failing_calls.h"
 
 #include <cerrno>
@@ -54,6 +56,23 @@ class LibraryChild : public support::TreeTest {
     Interrupts            interrupts;
     Progress              progress{nullptr, 1};
 };
+
+/* A record as it goes over the pipe, and what it may be. */
+enum RawNote : uint32_t { pass, pass_end, misread, stall, no_start, done };
+
+struct RawRecord {
+    RawNote  note;
+    uint32_t length;
+    int64_t  time;
+};
+
+void tell_raw(RawNote note, const std::string &text)
+{
+    RawRecord   head = {note, static_cast<uint32_t>(text.size()), 0};
+    std::string bytes(reinterpret_cast<char *>(&head), sizeof head);
+    bytes += text;
+    (void)!write(3, bytes.data(), bytes.size());
+}
 
 void wait_for_ever()
 {
@@ -326,6 +345,106 @@ TEST_F(LibraryChild, LosesNoRecordToASignal)
             EXPECT_EQ(told.passes.size(), 2u) << call << number;
             EXPECT_EQ(told.output, "a line\n") << call << number;
         }
+}
+
+/* One that nobody can be told is given up, and not told for ever. */
+TEST_F(LibraryChild, GivesUpARecordThatCannotBeWritten)
+{
+    support::fail_call("write", EIO);
+    LibraryRun told = run([] {
+        migr_on_file("/a", 0);
+        migr_on_file("/b", 0);
+    });
+    EXPECT_EQ(told.end, End::done);
+    ASSERT_EQ(told.passes.size(), 1u);
+    EXPECT_EQ(told.passes[0].path, "/b");
+    support::fail_call("read", EIO, 2); /* the first one is a look for a signal */
+    EXPECT_NE(run([] { migr_on_file("/a", 0); }).end, End::done);
+}
+
+/* A child has looked at hostile text: what it says need not make sense. */
+TEST_F(LibraryChild, MayTellNonsense)
+{
+    LibraryRun told = run([] {
+        tell_raw(pass_end, "28 signatures");
+        tell_raw(misread, "1a");
+    });
+    EXPECT_EQ(told.end, End::done);
+    EXPECT_TRUE(told.passes.empty());
+    EXPECT_TRUE(told.misreadings.empty());
+    told = run([] {
+        migr_on_file("/a", 0);
+        tell_raw(misread, "");
+        tell_raw(pass_end, "");
+        migr_on_file("", 0);
+    });
+    ASSERT_EQ(told.misreadings.size(), 1u);
+    EXPECT_EQ(told.misreadings[0].misreading.kind, Misreading::Kind::no_value);
+    EXPECT_TRUE(told.misreadings[0].misreading.path.empty());
+}
+
+TEST_F(LibraryChild, TellsARecordInPieces)
+{
+    LibraryRun told = run([] {
+        RawRecord head = {pass, 4, 0};
+        for (const std::string &piece : {std::string(reinterpret_cast<char *>(&head), 7),
+                                         std::string(reinterpret_cast<char *>(&head) + 7, sizeof head - 7),
+                                         std::string("/a"), std::string("/b")}) {
+            (void)!write(3, piece.data(), piece.size());
+            usleep(10'000);
+        }
+    });
+    ASSERT_EQ(told.passes.size(), 1u);
+    EXPECT_EQ(told.passes[0].path, "/a/b");
+}
+
+/* What it said of its end counts only if it ended so. */
+TEST_F(LibraryChild, ThatSaysToBeDoneMayNotBe)
+{
+    LibraryRun killed = run([] {
+        tell_raw(done, "0");
+        raise(SIGKILL);
+    });
+    EXPECT_EQ(killed.end, End::crashed);
+    EXPECT_EQ(killed.code, SIGKILL);
+    LibraryRun ended = run([] {
+        tell_raw(done, "0");
+        _exit(3);
+    });
+    EXPECT_EQ(ended.end, End::exited);
+    EXPECT_EQ(ended.code, 3);
+    EXPECT_EQ(run([] {
+                  tell_raw(done, "0");
+                  _exit(0);
+              }).end,
+              End::done);
+    LibraryRun stuck = run([] {
+        tell_raw(stall, "there");
+        raise(SIGKILL);
+    });
+    EXPECT_EQ(stuck.end, End::stalled);
+}
+
+/* All of it comes while the parent is stopped, together with the signal that ends the child. */
+TEST_F(LibraryChild, IsHeardOutWhenItIsKilled)
+{
+    support::Outcome outcome = support::run_process([&] {
+        LibraryRun told = run([] {
+            pid_t       parent = getppid();
+            std::string state = "/proc/" + std::to_string(parent) + "/stat";
+            kill(parent, SIGSTOP);
+            for (std::string stat; stat.find(") T ") == stat.npos; usleep(1000))
+                stat = read_file(state, Links::follow);
+            migr_on_file("/a", 0);
+            printf("a line\n");
+            kill(parent, SIGTERM);
+            kill(parent, SIGCONT);
+            wait_for_ever();
+        });
+        printf("%d %zu %s", static_cast<int>(told.end), told.passes.size(), told.output.c_str());
+        return 0;
+    });
+    EXPECT_EQ(outcome.out, std::to_string(static_cast<int>(End::interrupted)) + " 1 a line\n");
 }
 
 /* A path as long as it likes is told, cut to what a record takes. */

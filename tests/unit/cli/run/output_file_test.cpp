@@ -3,6 +3,7 @@
 
 #include "support/appliance_root.h"
 #include "system/failure.h"
+#include "unit/cli/failing_calls.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -66,6 +67,15 @@ TEST_F(OutputFile, OneThatIsReplacedKeepsItsOwnerAndAllRights)
     EXPECT_EQ(st.st_uid, 12345u);
     EXPECT_EQ(st.st_gid, 54321u);
     EXPECT_EQ(st.st_mode & 07777, 06751u);
+}
+
+/* Rights that were one user's are not another's. */
+TEST_F(OutputFile, OneThatCannotKeepItsOwnerIsItsNewOwnersAlone)
+{
+    box.write("/x", "old", 0644);
+    support::fail_call("fchown", EPERM);
+    write_output(path("x"), "new", Readers::as_before, interrupts);
+    EXPECT_EQ(box.listing()["x"], (Entry{'f', 0600, "new"}));
 }
 
 /* They are known by their names, and nobody holds their lock. */

@@ -12,7 +12,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -230,8 +232,10 @@ TEST_F(Waiting, TellsWhatTheSystemRefuses)
     EXPECT_EQ(told_by([&] { command::read_input("-", interrupts); }), told("read", "standard input", EIO));
     fail_call("read", EIO, 2);
     EXPECT_EQ(told_by([&] { command::is_answered_yes(stderr, "", interrupts); }), told("read", "standard input", EIO));
-    fail_call("read", EINTR, 2);
-    EXPECT_FALSE(command::is_answered_yes(stderr, "", interrupts));
+    for (int error : {EINTR, EAGAIN}) {
+        fail_call("read", error, 2);
+        EXPECT_FALSE(command::is_answered_yes(stderr, "", interrupts));
+    }
     dup2(before, STDIN_FILENO);
     close(before);
     fail_call("write", EIO);

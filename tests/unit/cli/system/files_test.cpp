@@ -4,6 +4,7 @@
 #include "system/files.h"
 
 #include "support/appliance_root.h"
+#include "unit/cli/failing_calls.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>
@@ -134,6 +135,8 @@ TEST_F(Files, FoldersAboveAreMade)
     EXPECT_EQ(box.listing()["one/two"], (support::Entry{'d', 0700, ""}));
     EXPECT_FALSE(box.exists("/one/two/x"));
     make_folders_above("/x", 0700);
+    support::fail_call("mkdir", EEXIST); /* somebody else was quicker */
+    EXPECT_NO_THROW(make_folders_above(path("two/x"), 0700));
     try {
         make_folders_above(path("file/two/x"), 0700);
         FAIL();

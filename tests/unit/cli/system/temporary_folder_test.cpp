@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using command::TemporaryFolder;
@@ -80,7 +81,7 @@ TEST(TemporaryFolders, CannotBeMadeWhereThereIsNoFolder)
     }
 }
 
-/* Nor a file, nor a link to a folder: neither is one of ours. */
+/* Nor a file, a link to a folder, or another user's folder. */
 TEST(TemporaryFolders, OfOthersAreNotSwept)
 {
     support::ApplianceRoot box;
@@ -88,6 +89,12 @@ TEST(TemporaryFolders, OfOthersAreNotSwept)
     box.folder("/kept");
     box.write("/kept/file", "text");
     box.link("/.migr-private-bbbbbb", "kept");
+    box.folder("/.migr-private-cccccc");
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown((box.path() / ".migr-private-cccccc").c_str(), 12345, 12345), 0);
+    } else {
+        fs::remove(box.path() / ".migr-private-cccccc");
+    }
     support::Listing before = box.listing();
     {
         TemporaryFolder folder(box.path().string());
