@@ -77,6 +77,7 @@ extern "C" {
 
 WRAPPED(ssize_t, read, (int fd, void *bytes, size_t size), (fd, bytes, size), -1)
 WRAPPED(ssize_t, write, (int fd, const void *bytes, size_t size), (fd, bytes, size), -1)
+WRAPPED(ssize_t, pread, (int fd, void *bytes, size_t size, off_t at), (fd, bytes, size, at), -1)
 WRAPPED(int, poll, (pollfd * waits, nfds_t count, int milliseconds), (waits, count, milliseconds), -1)
 WRAPPED(pid_t, waitpid, (pid_t pid, int *status, int options), (pid, status, options), -1)
 WRAPPED(pid_t, fork, (), (), -1)

@@ -3,7 +3,6 @@
 #include "unit/cli/command_support.h"
 #include "unit/cli/small_image.h"
 
-#include "image/packaged_image.h"
 #include "system/failure.h"
 
 #include <gtest/gtest.h>
@@ -393,15 +392,4 @@ TEST_F(Convert, GoesOnBehindAResultThatCannotBeWritten)
     EXPECT_EQ(2, run.status);
     EXPECT_TRUE(holds(run.err, "/new/a.conf: cannot write it")) << run.err;
     EXPECT_TRUE(holds(box().read("/new/b.conf"), new_desk));
-}
-
-TEST(PackagedImage, LiesBesideTheInstalledOrTheBuiltCommand)
-{
-    support::ApplianceRoot box;
-    std::string            command_path = box.path() / "usr/bin/migr";
-    EXPECT_THROW(command::packaged_image(command_path), command::Failure);
-    box.folder("/usr/bin/image");
-    EXPECT_EQ(box.path() / "usr/bin/image", command::packaged_image(command_path));
-    box.folder("/usr/share/migr/image");
-    EXPECT_EQ(box.path() / "usr/share/migr/image", command::packaged_image(command_path));
 }

@@ -266,6 +266,61 @@ TEST_P(DamagedImage, IsFoundOut)
 INSTANTIATE_TEST_SUITE_P(All, DamagedImage, testing::ValuesIn(cases),
                          [](const testing::TestParamInfo<Case> &info) { return info.param.name; });
 
+/* All that is said of a fault, once for each. */
+TEST(ImageFaults, SayWhatIsWrong)
+{
+    auto told = [](int32_t lowest_release, const std::function<void(Image &)> &damage) {
+        Image image = sound;
+        damage(image);
+        std::string all;
+        for (const ImageFault &fault : image.faults(lowest_release))
+            all += shown(fault) + "\n";
+        return all;
+    };
+    auto syntax = [&](const std::string &text) {
+        return told(release_5_10, [&](Image &image) { image.syntax_file = "GLOBAL TABLE a\n" + text; });
+    };
+    EXPECT_EQ(
+        told(release_3_30, [](Image &image) { image.update_file += "[99.30]\n"; }),
+        "update_config:" + std::to_string(1 + std::count(sound.update_file.begin(), sound.update_file.end(), '\n')) +
+            ": this image is for 99.30, this migr knows up to " MIGR_IMAGE_RELEASE
+            ". Take the migr that comes with the image.\n");
+    EXPECT_EQ(told(release_5_10, [](Image &image) { image.syntax_file = "# none\n"; }),
+              "syntax_v510.txt: names no block, so nothing would survive the split of an old file.\n");
+    EXPECT_EQ(syntax("GLOBAL\n"), "syntax_v510.txt:2: is dropped, as it is no scope, type and path. Write it like: "
+                                  "DOMAIN TABLE \"waf signature\".\n");
+    EXPECT_EQ(syntax("BOTH COMPLEX \"a\n"),
+              "syntax_v510.txt:2: has a path that is cut or whose quote is never closed.\n");
+    EXPECT_EQ(syntax(std::string("a\0\n", 3)),
+              "syntax_v510.txt:2: holds a NUL or is too long, and is not read whole.\n");
+    EXPECT_EQ(told(release_5_10, [](Image &image) { image.predefined = ""; }),
+              "system.conf.predefine: is empty: no appliance would get what its new releases bring.\n");
+    EXPECT_EQ(told(release_5_0,
+                   [](Image &image) {
+                       image.predefined = "\nconfig a b\nend\nconfig c\nend\n";
+                       image.syntax_file = "both table \"c\"\n";
+                   }),
+              "syntax_v510.txt: does not name the block \"a,b\" of system.conf.predefine, line 2, which would not "
+              "survive the split of an old file.\n");
+}
+
+/* As many as there may be, and one more. */
+TEST(ImageFaults, CountPathsByTheirScope)
+{
+    auto faults = [](size_t of_both, size_t of_domains) {
+        Image image = sound;
+        image.syntax_file.clear();
+        for (size_t at = 0; at < of_both; at++)
+            image.syntax_file += "BOTH TABLE b" + std::to_string(at) + "\n";
+        for (size_t at = 0; at < of_domains; at++)
+            image.syntax_file += "DOMAIN TABLE d" + std::to_string(at) + "\n";
+        return image.faults(release_5_10).size();
+    };
+    EXPECT_EQ(faults(1024, 1024), 0u);
+    EXPECT_EQ(faults(1025, 0), 1u);
+    EXPECT_EQ(faults(0, 1025), 1u);
+}
+
 /* The tables' pages are good, and one that no table begins with is not. */
 TEST(ImageDatabase, IsLookedAtWholeUnlessTablesAreEnough)
 {
