@@ -207,7 +207,7 @@ class Finder:
             other = ARITHMETIC[operator]
         if other:
             left, right = (self.text(child) for child in children)
-            self.add_choice(cursor, [(f"{left} {other} {right}",
+            self.add_choice(cursor, [(f"({left}) {other} ({right})",
                                       f"`{shown(self.text(cursor))}` with `{other}` for `{operator}`")])
 
     def visit_assigned(self, cursor):

@@ -52,6 +52,21 @@ TEST(ChildProcesses, DoNotOutliveTheirRecord)
     EXPECT_EQ(errno, ECHILD);
 }
 
+/* Its number may be another's by then. */
+TEST(ChildProcesses, ThatAreGoneAreLeftInPeace)
+{
+    ChildProcess child([] { return 7; });
+    int          status = child.wait();
+    pid_t        other = fork();
+    if (other == 0)
+        _exit(0);
+    EXPECT_EQ(child.wait(), status);
+    EXPECT_EQ(waitpid(other, nullptr, 0), other);
+    support::fail_call("kill", EPERM);
+    child.kill();
+    EXPECT_FALSE(support::has_failed());
+}
+
 TEST(ChildProcesses, AreWaitedForBehindASignal)
 {
     ChildProcess child([] { return 7; });
@@ -64,7 +79,7 @@ TEST(ChildProcesses, ThatCannotBeMadeAreTold)
 {
     support::fail_call("fork", EAGAIN);
     try {
-        ChildProcess child([] { return 0; });
+        ChildProcess child([] { return 9; });
         FAIL();
     } catch (const command::PathError &error) {
         EXPECT_EQ(error.doing, "start");

@@ -88,6 +88,8 @@ TEST_F(OutputFile, WhatKilledProcessesLeftGoes)
     ASSERT_EQ(flock(living, LOCK_EX), 0);
     box.write("/.migr-new-3x", "of somebody else");
     box.write("/.migr-new-abc", "of somebody else");
+    box.write("/.migr-new-x7", "of somebody else");
+    ASSERT_EQ(mkfifo(path(".migr-new-8").c_str(), 0600), 0);
     box.write("/migr-new-4", "of somebody else");
     box.folder("/.migr-new-5");
     box.link("/.migr-new-6", "data");

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -86,6 +87,11 @@ TEST(ProgressLines, TellWhatIsDone)
               "[1/3] one\n[3/3] three\n");
 }
 
+TEST(ProgressLines, TellOfMoreThanWasThought)
+{
+    EXPECT_EQ(lines_of(0, [](Progress &progress) { progress.is_done(1, "one"); }), "[1/1] one\n");
+}
+
 TEST(ProgressLines, AreLeftOutWhereNobodyLooks)
 {
     Progress progress(nullptr, 2);
@@ -101,6 +107,22 @@ TEST(ProgressBar, GrowsByPasses)
     EXPECT_EQ(bar_of(100, 4, [](Progress &progress) { progress.is_done(2, "two\x1b"); }),
               drawn("[" + half + "] 2/4 two\\x1b") + "\n");
     EXPECT_EQ(bar_of(100, 4, [](Progress &) {}), "");
+}
+
+TEST(ProgressBar, IsThereAtOnce)
+{
+    int person = -1, terminal = -1;
+    ASSERT_EQ(openpty(&person, &terminal, nullptr, nullptr, nullptr), 0);
+    setenv("TERM", "xterm", 1);
+    FILE *stream = fdopen(terminal, "w");
+    {
+        Progress progress(stream, 1);
+        progress.begins("a");
+        pollfd wait = {person, POLLIN, 0};
+        EXPECT_EQ(poll(&wait, 1, 10'000), 1);
+    }
+    fclose(stream);
+    close(person);
 }
 
 TEST(ProgressBar, IsCutToTheTerminal)

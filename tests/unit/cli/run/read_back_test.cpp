@@ -119,7 +119,7 @@ TEST_F(ReadBack, TellsOfAValueThatEndsElsewhere)
 {
     for (const char *value : {"b\nc", "\"b", "\"", "\"b\\\"", "\"b\nc", "\"b\"\nc\"", "\"b \\\\\\\""})
         EXPECT_EQ(of_set("b", value).size(), 1u) << value;
-    for (const char *value : {"b c", "\"b\"", "\"\"", "\"b\\\\\"", " b", "\"b\" \"c\"", "b\""})
+    for (const char *value : {"b c", "\"b\"", "\"\"", "\"b\\\\\"", " b", "\"b\" \"c\"", "b\"", "\x01", "\x0e"})
         EXPECT_TRUE(of_set("b", value).empty()) << value;
 }
 
@@ -176,6 +176,8 @@ TEST_F(ReadBack, TellsOfBlocksWhoseLineHoldsMoreThanTheirName)
     EXPECT_TRUE(command::misreadings_of(migr_main.root, 10).empty());
     edit->name[0] = '\0';
     set_node_value(edit, "b"); /* it has its name there */
+    EXPECT_TRUE(command::misreadings_of(migr_main.root, 10).empty());
+    strcpy(top->name, "\"a"); /* nor do quotes count there */
     EXPECT_TRUE(command::misreadings_of(migr_main.root, 10).empty());
     strcpy(top->name, "a\nb");
     EXPECT_EQ(command::misreadings_of(migr_main.root, 10).at(0).kind, Misreading::Kind::open);

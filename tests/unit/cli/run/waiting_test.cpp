@@ -255,7 +255,8 @@ TEST(Answer, IsYesOrNo)
             int ends[2];
             if (pipe2(ends, O_CLOEXEC) != 0 || write(ends[1], text, strlen(text)) < 0)
                 return 2;
-            close(ends[1]);
+            if (!strchr(text, '\n'))
+                close(ends[1]); /* behind a line nobody waits for the end */
             dup2(ends[0], STDIN_FILENO);
             command::Interrupts interrupts;
             return command::is_answered_yes(stdout, "Well? ", interrupts) ? 1 : 0;

@@ -98,6 +98,8 @@ TEST_F(Files, OnlyAFolderThatIsThereCanBeSynced)
 {
     box.write("/file", "text");
     EXPECT_NO_THROW(sync_folder(path("data")));
+    support::fail_call("fsync", EIO);
+    EXPECT_THROW(sync_folder(path("data")), PathError);
     for (const char *name : {"none", "file"})
         try {
             sync_folder(path(name));

@@ -127,6 +127,7 @@ TEST(WhyNotUnpacked, FindsTheDataBehindAnyHeader)
 
     const std::pair<int, std::string> fields[] = {
         {0, ""},
+        {1, ""}, /* it is a text, says whoever packed it */
         {2, sum},
         {4, extra},
         {4, long_extra},

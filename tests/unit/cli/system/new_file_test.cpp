@@ -54,6 +54,17 @@ TEST_F(NewFiles, OneThatIsNotPublishedLeavesNothing)
     EXPECT_EQ(box.listing(), before);
 }
 
+/* Somebody else may be at work there by then. */
+TEST_F(NewFiles, OneThatIsPublishedHasNothingBesideAnyMore)
+{
+    {
+        NewFile file(path(), path("beside"));
+        file.publish();
+        box.write("/beside", "another's");
+    }
+    EXPECT_EQ(box.read("/beside"), "another's");
+}
+
 TEST_F(NewFiles, WhatAKilledRunLeftGoes)
 {
     box.write("/" + beside("x").substr(2), "left by a killed run", 0666);
@@ -96,6 +107,7 @@ TEST_F(NewFiles, AFailureNamesThePlaceAndLeavesTheOldFile)
         FAIL();
     } catch (const PathError &error) {
         EXPECT_EQ(error.path, path("full"));
+        EXPECT_EQ(error.doing, "write");
         EXPECT_EQ(error.error, EISDIR);
     }
 }

@@ -19,12 +19,14 @@ TEST(TemporaryFolders, SweepWhatKilledProcessesLeftAndNothingElse)
     std::string            place = box.path().string() + "/place";
     fs::create_directory(place);
     fs::create_directories(place + "/.migr-private-abcdef/root"); /* nobody holds its lock */
-    for (const char *other : {"/migr-backup", "/migr-test-abcdef", "/.migr-private-of-mine", "/.migr-private-"})
+    for (const char *other :
+         {"/migr-backup", "/a-name-of-this-width", "/migr-test-abcdef", "/.migr-private-of-mine", "/.migr-private-"})
         fs::create_directories(place + other);
     TemporaryFolder living(place);
     std::string     root = living.make("root");
     EXPECT_FALSE(fs::exists(place + "/.migr-private-abcdef"));
-    for (const char *other : {"/migr-backup", "/migr-test-abcdef", "/.migr-private-of-mine", "/.migr-private-"})
+    for (const char *other :
+         {"/migr-backup", "/a-name-of-this-width", "/migr-test-abcdef", "/.migr-private-of-mine", "/.migr-private-"})
         EXPECT_TRUE(fs::exists(place + other)) << other;
     TemporaryFolder second(place);
     EXPECT_TRUE(fs::exists(root)); /* somebody is at work there */
@@ -42,7 +44,13 @@ TEST(TemporaryFolders, GoWithAllThatIsInThem)
         EXPECT_EQ(st.st_mode & 07777, 0700u);
         EXPECT_EQ(fs::path(root).filename(), "root");
         std::ofstream(root + "/file") << "text";
-        EXPECT_THROW(folder.make("root"), command::PathError);
+        try {
+            folder.make("root");
+            ADD_FAILURE();
+        } catch (const command::PathError &error) {
+            EXPECT_EQ(error.doing, "make");
+            EXPECT_EQ(error.path, root);
+        }
     }
     EXPECT_EQ(box.listing(), before);
 }
