@@ -196,6 +196,7 @@ void Root::lock() const
 
 std::string Root::run(const std::function<std::string()> &work, Interrupts *interrupts) const
 {
+    prepare_listed_calls();
     Pipe         pipe;
     ChildProcess child([&] { return send_answer(*this, work, pipe.write_end.get()); });
     pipe.write_end.reset();
@@ -232,6 +233,7 @@ void Root::enter() const
 
 Confinement Root::confinement() const
 {
+    prepare_listed_calls();
     auto enter_or_fail = [this] {
         try {
             enter();

@@ -11,4 +11,7 @@ namespace command {
  */
 void hold_to_listed_calls();
 
+/* Works out what that puts in place, so that children who are started from now on need not. Throws PathError. */
+void prepare_listed_calls();
+
 } // namespace command
