@@ -185,7 +185,8 @@ TEST(FailingRun, MemoryThatTheLibraryDoesWithout)
     expect_failure(
         [] {
             volatile size_t half = size_t{1} << 62;
-            free(calloc(half, 2));
+            void *volatile block = calloc(half, 2);
+            free(block);
             migr_main_do_all();
         },
         3, "Cannot allocate memory");
