@@ -196,7 +196,6 @@ void Root::lock() const
 
 std::string Root::run(const std::function<std::string()> &work, Interrupts *interrupts) const
 {
-    prepare_listed_calls();
     Pipe         pipe;
     ChildProcess child([&] { return send_answer(*this, work, pipe.write_end.get()); });
     pipe.write_end.reset();
@@ -233,7 +232,6 @@ void Root::enter() const
 
 Confinement Root::confinement() const
 {
-    prepare_listed_calls();
     auto enter_or_fail = [this] {
         try {
             enter();

@@ -3,23 +3,16 @@
 #include "run/system_calls.h"
 
 #include "system/failure.h"
-#include "system/file_descriptor.h"
 
 #include <cerrno>
-#include <linux/filter.h>
 #include <linux/fs.h>
-#include <linux/seccomp.h>
 #include <memory>
 #include <seccomp.h>
 #include <sstream>
 #include <string>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
-#include <vector>
 
 namespace command {
 
@@ -74,75 +67,34 @@ void allow_with(const Filter &filter, int call, const scmp_arg_cmp &argument)
     check(seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 1, argument));
 }
 
-/* How the kernel takes a filter. */
-using Program = std::vector<sock_filter>;
-
-Program compiled(const Filter &filter)
-{
-    static constexpr uint32_t searched_by_halves = 2;
-    check(seccomp_attr_set(filter.get(), SCMP_FLTATR_CTL_OPTIMIZE, searched_by_halves));
-    Fd file(memfd_create("filter", MFD_CLOEXEC));
-    check(file ? 0 : -errno);
-    check(seccomp_export_bpf(filter.get(), file.get()));
-    struct stat st = {};
-    check(fstat(file.get(), &st) == 0 ? 0 : -errno);
-    Program program(static_cast<size_t>(st.st_size) / sizeof(sock_filter));
-    bool    is_whole = pread(file.get(), program.data(), program.size() * sizeof(sock_filter), 0) == st.st_size;
-    check(is_whole ? 0 : -EIO);
-    return program;
-}
-
-/* Whom it may signal is for each child to say. */
-Program compile_lists()
+Filter make_filter()
 {
     Filter filter(seccomp_init(SCMP_ACT_ERRNO(ENOSYS)), seccomp_release);
     check(filter ? 0 : -ENOMEM);
     add_rules(filter, SCMP_ACT_ALLOW, allowed_calls);
-    add_rules(filter, SCMP_ACT_ALLOW, "tgkill");
     add_rules(filter, SCMP_ACT_KILL_PROCESS, deadly_calls);
     for (unsigned long control : allowed_controls)
         allow_with(filter, SCMP_SYS(ioctl), SCMP_A1(SCMP_CMP_EQ, control));
     for (int question : allowed_questions)
         allow_with(filter, SCMP_SYS(prctl), SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(question)));
-    return compiled(filter);
+    allow_with(filter, SCMP_SYS(tgkill), SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(getpid()))); /* abort() */
+    return filter;
 }
 
-const Program &compiled_lists()
+void load(const Filter &filter)
 {
-    static const Program program = compile_lists();
-    return program;
-}
-
-/* abort() is a signal to oneself. */
-void signal_nobody_else()
-{
-    static constexpr uint32_t as_the_kernel_gave_it = 1;
-    Filter                    filter(seccomp_init(SCMP_ACT_ALLOW), seccomp_release);
-    check(filter ? 0 : -ENOMEM);
-    check(seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(tgkill), 1,
-                           SCMP_A0(SCMP_CMP_NE, static_cast<scmp_datum_t>(getpid()))));
+    static constexpr uint32_t searched_by_halves = 2, as_the_kernel_gave_it = 1;
+    check(seccomp_attr_set(filter.get(), SCMP_FLTATR_CTL_OPTIMIZE, searched_by_halves));
     check(seccomp_attr_set(filter.get(), SCMP_FLTATR_API_SYSRAWRC, as_the_kernel_gave_it));
     check(seccomp_load(filter.get()));
 }
 
-void load(const Program &program)
-{
-    sock_fprog given = {static_cast<unsigned short>(program.size()), const_cast<sock_filter *>(program.data())};
-    check(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &given) == 0 ? 0 : -errno);
-}
-
 } // namespace
-
-void prepare_listed_calls()
-{
-    compiled_lists();
-}
 
 void hold_to_listed_calls()
 {
     try {
-        signal_nobody_else();
-        load(compiled_lists());
+        load(make_filter());
     } catch (const PathError &error) {
         bool is_unknown = error.error == EINVAL || error.error == ENOSYS;
         if (!is_unknown)

@@ -11,7 +11,4 @@ namespace command {
  */
 void hold_to_listed_calls();
 
-/* Works out what that puts in place, so that children who are started from now on need not. Throws PathError. */
-void prepare_listed_calls();
-
 } // namespace command
