@@ -26,6 +26,10 @@ struct JsonWriter {
     {
         return value;
     }
+    template <typename Value> Object operator()(const std::shared_ptr<const Value> &shared) const
+    {
+        return (*this)(*shared);
+    }
     Object operator()(const Json::List &list) const
     {
         Object all = Object::array();
@@ -42,7 +46,7 @@ struct JsonWriter {
     }
 };
 
-Json::Json(std::string_view text) : value_(printable(text)) {}
+Json::Json(std::string_view text) : value_(std::make_shared<const std::string>(printable(text))) {}
 
 Json Json::lines(std::string_view text)
 {
@@ -53,7 +57,7 @@ Json Json::lines(std::string_view text)
         text.remove_prefix(std::min(length + 1, text.size()));
     }
     Json json;
-    json.value_ = std::move(out);
+    json.value_ = std::make_shared<const std::string>(std::move(out));
     return json;
 }
 

@@ -7,6 +7,7 @@
 #include "system/failure.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -29,8 +30,8 @@ class Json {
     Json(std::string_view text);
     Json(const std::string &text) : Json(std::string_view(text)) {}
     Json(const char *text) : Json(std::string_view(text)) {}
-    Json(List list) : value_(std::move(list)) {}
-    Json(Members members) : value_(std::move(members)) {}
+    Json(List list) : value_(std::make_shared<const List>(std::move(list))) {}
+    Json(Members members) : value_(std::make_shared<const Members>(std::move(members))) {}
 
     /* A text of several lines, which stay lines; each is made printable. */
     static Json lines(std::string_view text);
@@ -55,7 +56,11 @@ class Json {
 
   private:
     friend struct JsonWriter;
-    std::variant<std::nullptr_t, bool, int64_t, uint64_t, double, std::string, List, Members> value_ = nullptr;
+    /* Lists in braces are copied. A copy here asks for no memory: std::variant takes what cannot fail to move for what
+     * cannot fail to be copied either, and goes astray where it does. */
+    template <typename Value> using Shared = std::shared_ptr<const Value>;
+    std::variant<std::nullptr_t, bool, int64_t, uint64_t, double, Shared<std::string>, Shared<List>, Shared<Members>>
+        value_ = nullptr;
 };
 
 /*

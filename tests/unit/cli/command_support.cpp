@@ -14,6 +14,7 @@
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -239,6 +240,17 @@ void be_refused_memory()
     void *volatile block = malloc(too_much); /* which a compiler may leave out otherwise */
     free(block);
     errno = 0;
+}
+
+void use_up_memory()
+{
+    rlimit none = {1, 1};
+    setrlimit(RLIMIT_AS, &none);
+    void *volatile block = nullptr; /* or a compiler would see that it is for nothing */
+    for (size_t size : {4096, 256, 16})
+        do
+            block = malloc(size);
+        while (block);
 }
 
 bool is_clean(const std::string &text)

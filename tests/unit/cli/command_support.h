@@ -101,6 +101,9 @@ bool users_may_chroot();
 /* Asks for more memory than there can be, and goes on without, as if it did not matter. */
 void be_refused_memory();
 
+/* From now on whatever asks is refused, for good: not for the test's own process. */
+void use_up_memory();
+
 /* No control character but the newline. */
 bool is_clean(const std::string &text);
 

@@ -193,8 +193,8 @@ TEST(FailingRun, MemoryThatTheLibraryDoesWithout)
     expect_failure(
         [] {
             volatile size_t too_much = PTRDIFF_MAX;
-            void           *block = malloc(1);
-            void           *larger = realloc(block, too_much);
+            void *volatile block = malloc(1);
+            void *volatile larger = realloc(block, too_much);
             free(larger ? larger : block);
             migr_main_do_all();
         },
@@ -213,7 +213,8 @@ TEST(FailingRun, MemoryThatALimitRefusesASharedLibrary)
             getrlimit(RLIMIT_AS, &before);
             rlimit none = {1, before.rlim_max};
             setrlimit(RLIMIT_AS, &none);
-            free(strdup(large.c_str()));
+            char *volatile copy = strdup(large.c_str());
+            free(copy);
             setrlimit(RLIMIT_AS, &before);
             errno = 0;
             migr_main_do_all();

@@ -1,11 +1,14 @@
 /* Answers for programs: whatever goes in, valid JSON with safe texts comes out. */
-#include "output/json.h"
+#include "unit/cli/command_support.h"
 
 #include "output/console.h"
+#include "output/json.h"
+#include "support/places.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+using namespace support;
 using command::Json;
 
 TEST(Json, EveryKindOfValue)
@@ -81,4 +84,20 @@ TEST(Json, AnEmptyTextMayMeanNothing)
 {
     EXPECT_EQ(Json::text_or_null("").text(), "null\n");
     EXPECT_EQ(Json::text_or_null("why").text(), "\"why\"\n");
+}
+
+TEST(Json, IsCopiedWithoutMemory)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "a sanitizer's allocator does not come back";
+    Outcome run = run_process([] {
+        Json::List lists = {Json(std::string(100, 'x')), Json::List{1, 2},
+                            Json::Members{{"name", std::string(100, 'y')}}};
+        Json       all = std::move(lists);
+        use_up_memory();
+        Json copy = all;
+        return 0;
+    });
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.signal, 0);
 }
