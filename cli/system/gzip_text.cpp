@@ -24,6 +24,14 @@ namespace {
 
 using Unpacker = std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor *)>;
 
+Unpacker new_unpacker()
+{
+    Unpacker unpacker(libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+    if (!unpacker)
+        throw std::bad_alloc();
+    return unpacker;
+}
+
 /* What a text may take. A file's last four bytes are the length of its last member's text, which is mostly all of it;
  * a length that few texts reach is not believed. */
 size_t likely_length(std::string_view bytes)
@@ -109,9 +117,9 @@ std::string gzip(std::string_view text, Packing packing)
 
 std::optional<std::string> gunzip(std::string_view bytes)
 {
-    Unpacker    unpacker(libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+    Unpacker    unpacker = new_unpacker();
     std::string text;
-    if (!unpacker || bytes.empty())
+    if (bytes.empty())
         return std::nullopt;
     while (!bytes.empty())
         if (!unpack_member(unpacker, bytes, text))
@@ -125,9 +133,9 @@ const char *why_not_unpacked(std::string_view bytes)
         return "is empty";
     if (!looks_like_gzip(bytes))
         return "is no gzip file";
-    Unpacker    unpacker(libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+    Unpacker    unpacker = new_unpacker();
     std::string text;
-    for (std::string_view left = bytes; unpacker && !left.empty();) {
+    for (std::string_view left = bytes; !left.empty();) {
         std::string_view member = left;
         if (!looks_like_gzip(member))
             return "is a gzip file with something else behind its end";

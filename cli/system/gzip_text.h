@@ -16,7 +16,7 @@ enum class Packing { tight, fast };
 std::string gzip(std::string_view text, Packing packing = Packing::tight);
 
 /* The text of all members, or nothing when the bytes are damaged, cut short, or unpack to more than a configuration
- * may hold. */
+ * may hold. Throws std::bad_alloc. */
 std::optional<std::string> gunzip(std::string_view bytes);
 
 /* What is wrong with bytes for which gunzip gives nothing: "is empty", as a file's owner is told. */
