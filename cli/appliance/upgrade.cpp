@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
 #include <filesystem>
 #include <memory>
@@ -190,7 +191,9 @@ Outcome upgrade(const UpgradeRequest &request, Interrupts &interrupts)
     Manifest manifest = manifest_of(run, places.changed, in_places(staged, places.changed),
                                     result_in(staging->root(), places.changed, staged));
     interrupts.stop_here("Nothing was changed.");
-    outcome.snapshot = shown_snapshot(root, commit_result(root, staging->root(), manifest, account));
+    outcome.snapshot = shown_snapshot(root, "");
+    outcome.snapshot.reserve(outcome.snapshot.size() + NAME_MAX); /* behind the commit nothing may fail */
+    outcome.snapshot += commit_result(root, staging->root(), manifest, account);
     outcome.changed = true;
     return outcome;
 }

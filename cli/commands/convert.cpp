@@ -27,6 +27,8 @@ namespace command {
 
 namespace {
 
+constexpr char not_all_told[] = "It is done, and not all of it can be told";
+
 /* ---- where the result goes ---- */
 
 bool goes_to_standard_output(const Arguments &arguments)
@@ -101,8 +103,8 @@ void put(const Converted &output, const Arguments &arguments, Interrupts &interr
         return print_text(in_form(output.bytes, false), interrupts);
     if (!may_replace(output.path, arguments, interrupts))
         throw Failure(Status::left_alone, output.path + " was left as it is.");
+    conversion.outputs.push_back(output.path); /* behind the writing nothing may fail */
     write_output(output.path, in_form(output.bytes, output.path.ends_with(".gz")), Readers::owner, interrupts);
-    conversion.outputs.push_back(output.path);
 }
 
 /* ---- names ---- */
@@ -198,29 +200,32 @@ void put_results(const Arguments &arguments, const SingleFile &file, StagedRun &
 {
     bool                     made_folder = file.becomes_two() && make_output_folder(arguments);
     std::vector<std::string> results = results_of(file), made;
+    made.reserve(results.size());
     try {
         for (size_t at = 0; at < results.size(); at++) {
             Converted output = {output_path(arguments, file, results[at]), std::move(run.brought.at(at))};
             bool      is_new = file.becomes_two() && !is_there(output.path);
             put(output, arguments, interrupts, conversion);
             if (is_new)
-                made.push_back(output.path);
+                made.push_back(std::move(output.path));
         }
     } catch (...) {
         take_back(made, made_folder ? arguments.output : "");
         throw;
     }
-    for (const std::string &path : conversion.outputs)
-        if (file.becomes_two())
-            complain("wrote " + path);
+    do_or_complain(not_all_told, [&] {
+        for (const std::string &path : conversion.outputs)
+            if (file.becomes_two())
+                complain("wrote " + path);
+    });
 }
 
 /* Files are called what the person calls them, and not as they were in the throw-away appliance. */
-void take_account(const StagedRun &run, const SingleFile &file, Conversion &conversion)
+void take_account(const Arguments &arguments, const StagedRun &run, const SingleFile &file, Conversion &conversion)
 {
     conversion.account = account_of_results(run.brought.back(), run.files);
     for (AccountFile &accounted : conversion.account.files)
-        accounted.file = accounted.before < 0 ? conversion.outputs.back() : file.shown;
+        accounted.file = accounted.before < 0 ? output_path(arguments, file, results_of(file).back()) : file.shown;
 }
 
 /* It is as new as the image, or newer: it goes through as it is. */
@@ -251,8 +256,8 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
     tell_findings(conversion, arguments);
     if (!run.ran)
         return complain(file.shown + " was not upgraded, and nothing was written.");
+    take_account(arguments, run, file, conversion);
     put_results(arguments, file, run, interrupts, conversion);
-    take_account(run, file, conversion);
     conversion.result = Result::upgraded;
 }
 
@@ -313,6 +318,16 @@ Json to_json(const Conversion &conversion)
                          {"accounts", counts_json(conversion.account)}};
 }
 
+void tell_a_program(const std::vector<Conversion> &conversions, Status worst, const Image &image)
+{
+    Json::List all;
+    for (const Conversion &conversion : conversions)
+        all.push_back(to_json(conversion));
+    print_answer(
+        "convert", worst,
+        {{"image", image.folder}, {"image_release", Json::release(image_release())}, {"files", std::move(all)}});
+}
+
 /* Of all files together, on standard error, where no result goes. */
 void tell_account(std::vector<Conversion> conversions, const Arguments &arguments, const Image &image)
 {
@@ -345,21 +360,17 @@ Status convert_files(const Arguments &arguments)
     tell_image(image);
     Status                  worst = Status::done;
     std::vector<Conversion> conversions;
+    conversions.reserve(arguments.files.size());
     for (const std::string &path : arguments.files) {
         auto [status, conversion] = convert_or_tell(arguments, image, path, interrupts);
         worst = std::max(worst, status);
         conversions.push_back(std::move(conversion));
     }
-    Json::List all;
-    for (const Conversion &conversion : conversions)
-        all.push_back(to_json(conversion));
-    if (!arguments.json)
+    if (arguments.json)
+        tell_a_program(conversions, worst, image);
+    else
         do_or_complain("What became of the lines cannot be summed up",
                        [&] { tell_account(std::move(conversions), arguments, image); });
-    else
-        print_answer(
-            "convert", worst,
-            {{"image", image.folder}, {"image_release", Json::release(image_release())}, {"files", std::move(all)}});
     return worst;
 }
 

@@ -4,6 +4,8 @@
 #include "output/printable.h"
 #include "system/failure.h"
 
+#include <new>
+
 namespace command {
 
 static bool                     keeps = false;
@@ -32,14 +34,24 @@ void complain(std::string_view line)
         print_line(stderr, "migr: " + std::string(line));
 }
 
-void do_or_complain(const std::string &what, const std::function<void()> &work)
+static void complain_at_length(const std::string &what)
 {
     try {
-        work();
+        throw;
     } catch (const PathError &error) {
         complain(what + ": " + failure_of(error, error.path).what());
     } catch (const std::exception &failure) {
         complain(what + ": " + text_of(failure));
+    }
+}
+
+void complain_of_what_was_thrown(const char *what)
+{
+    try {
+        complain_at_length(what);
+    } catch (const std::bad_alloc &) { /* to tell of it takes some, too */
+        for (const char *part : {"migr: ", what, ": there is not enough memory\n"})
+            fputs(part, stderr);
     }
 }
 

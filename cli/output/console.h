@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,7 +15,16 @@ using Print = void (*)(std::string_view line); /* one of the two */
 
 /* What is left to do when everything that counts is done, to tell more about it or to write it down: its failure is
  * complained of, behind `what`, and is none of the command's. */
-void do_or_complain(const std::string &what, const std::function<void()> &work);
+void complain_of_what_was_thrown(const char *what); /* by whoever has caught it */
+
+template <typename Work> void do_or_complain(const char *what, const Work &work)
+{
+    try {
+        work();
+    } catch (...) {
+        complain_of_what_was_thrown(what);
+    }
+}
 
 void print_line(FILE *stream, std::string_view line);
 
