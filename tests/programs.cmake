@@ -25,7 +25,7 @@ endfunction()
 function(add_tests_of test name parts)
   # What is freed is remembered for a while, and who asked for it, and every process that is started carries it along: a
   # little will do. A program that is run by hand shows whole stacks.
-  set(environment ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64:malloc_context_size=3)
+  set(environment ASAN_OPTIONS=quarantine_size_mb=1:thread_local_quarantine_size_kb=64:malloc_context_size=1)
   if(parts EQUAL 1)
     add_test(NAME ${test} COMMAND ${test})
     set_tests_properties(${test} PROPERTIES ENVIRONMENT "${environment}")

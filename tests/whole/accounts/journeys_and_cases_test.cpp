@@ -74,10 +74,36 @@ std::vector<std::string> case_files(const fs::path &folder)
     return files;
 }
 
-/* Set ahead of each child of a case. */
+/* Set ahead of each child of a case or a seed. */
 bool looks_for_leaks = true;
 
+/* LeakSanitizer asks this at the end of each child, of which its look at all memory is half the cost. Whether a case's
+ * conversions leak is found where the cases themselves are run; the accountant is the same for all of them, so that a
+ * look at each eighth will do. */
+extern "C" int __lsan_is_turned_off()
+{
+    return !looks_for_leaks;
+}
+
+/* How many files of the try with that number were accounted for. */
+size_t accounted_in(const support::ApplianceRoot &root, const std::vector<StoredText> &files, size_t number)
+{
+    size_t accounted = 0;
+    looks_for_leaks = number % 8 == 0;
+    expect_balance_in(root, files, &accounted);
+    looks_for_leaks = true;
+    return accounted;
+}
+
+/* The accountant goes one way through most texts, and it goes there without sanitizers, too: they see a part of the
+ * tries, of all folders and all releases. */
+bool is_left_out(size_t number, size_t one_of)
+{
+    return support::is_sanitized() && number % one_of != 0;
+}
+
 struct Tally {
+    size_t seen = 0;
     size_t passes = 0;
     size_t accounted = 0; /* those that came through */
 };
@@ -85,16 +111,12 @@ struct Tally {
 void try_passes(const Case &test, Tally &tally)
 {
     for (const Pass &pass : test.passes) {
-        if (!is_stored_file(pass))
+        if (!is_stored_file(pass) || is_left_out(tally.seen++, 3))
             continue;
         support::ApplianceRoot root;
         lay_out(root, test);
-        size_t accounted = 0;
-        looks_for_leaks = tally.passes % 8 == 0;
-        expect_balance_in(root, files_of(pass), &accounted);
-        looks_for_leaks = true;
+        tally.accounted += accounted_in(root, files_of(pass), tally.passes) > 0;
         tally.passes++;
-        tally.accounted += accounted > 0;
     }
 }
 
@@ -105,14 +127,6 @@ std::vector<std::string> case_folders()
         if (entry.is_directory() && entry.path().filename() != "language") /* which is about what is read alone */
             folders.push_back(entry.path().filename());
     return folders;
-}
-
-/* LeakSanitizer asks this at the end of each child, of which its look at all memory is half the cost. Whether a case's
- * conversions leak is found where the cases themselves are run; the accountant is the same for all of them, so that a
- * look at each eighth will do. */
-extern "C" int __lsan_is_turned_off()
-{
-    return !looks_for_leaks;
 }
 
 class CasesAccounts : public testing::TestWithParam<std::string> {};
@@ -134,18 +148,18 @@ TEST(JourneysAccounts, Balance)
 /* Texts of any sort, which are damaged in every way that a reader knows. */
 TEST(CorpusAccounts, Balance)
 {
-    size_t accounted = 0;
+    size_t accounted = 0, seen = 0, tries = 0;
     for (const fs::directory_entry &seed : fs::directory_iterator(support::source_path("/fuzz/corpus/config")))
         for (const char *release : {"3.30", "5.20", "6.02"}) {
             SCOPED_TRACE(seed.path().filename().string() + " " + release);
+            if (is_left_out(seen++, 4))
+                continue;
             Pass pass;
             pass.release = release;
             pass.before = text_of(seed.path());
             support::ApplianceRoot root;
             ledger_test::lay_out_image(root);
-            size_t files = 0;
-            expect_balance_in(root, files_of(pass), &files);
-            accounted += files;
+            accounted += accounted_in(root, files_of(pass), tries++);
             if (HasFailure())
                 return; /* a child would take this failure for its own */
         }

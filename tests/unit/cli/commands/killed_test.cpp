@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -234,6 +235,13 @@ class Killed : public testing::Test {
 
 using Failing = Killed;
 
+/* The last one to fail of a kind of call. A run in which none is left to fail tells where the last is, and costs as
+ * much as a point: with sanitizers, for which nearly every kind has one point alone, it is saved. */
+long last_point()
+{
+    return is_sanitized() && !getenv("MIGR_KILL_STEP") ? 1 : LONG_MAX - step;
+}
+
 /* Lets that call of a command fail, and expects all or nothing. False when it made fewer such calls. */
 bool expect_all_or_nothing(const Box &one, const std::vector<std::string> &arguments, const Fault &fault,
                            const Listing &old, const Listing &made)
@@ -311,7 +319,7 @@ TEST_F(Failing, AnUpgradeIsMadeWholeOrNotAtAll)
 {
     for (const FailingCall &call : failing_calls) {
         long point = 1;
-        for (; !HasFailure(); point += step) {
+        for (; !HasFailure() && point <= last_point(); point += step) {
             Box one;
             if (!expect_all_or_nothing(one, one.upgrade, {Fault::Kind::fail, point, call.error, call.number},
                                        one.before, upgraded()))
@@ -327,7 +335,7 @@ TEST_F(Failing, ARollbackIsMadeWholeOrNotAtAll)
 {
     for (const FailingCall &call : failing_calls) {
         long point = 1;
-        for (; !HasFailure(); point += step) {
+        for (; !HasFailure() && point <= last_point(); point += step) {
             Box one;
             migr(one.upgrade);
             if (!expect_all_or_nothing(one, one.rollback, {Fault::Kind::fail, point, call.error, call.number},
