@@ -49,8 +49,7 @@ constexpr const char *endings[] = {".tar", ".tar.gz", ".tgz", ".tar.zst", ".tzst
 
 [[noreturn]] void damaged(archive *open)
 {
-    const char *text = archive_error_string(open);
-    refuse("The archive is damaged, or none that can be read: " + printable(text ? text : "it ends too early") + ".");
+    refuse("The archive is damaged, or none that can be read: " + why_failed(open) + ".");
 }
 
 /* ---- reading ---- */
@@ -308,8 +307,7 @@ class Packer {
     void require(int result)
     {
         if (result < ARCHIVE_WARN)
-            throw Failure(Status::failed, "The upgraded archive cannot be written: " +
-                                              printable(archive_error_string(writer_.get())) + ".");
+            throw Failure(Status::failed, "The upgraded archive cannot be written: " + why_failed(writer_.get()) + ".");
     }
 
     static bool look_at(const std::string &path, struct stat &st)

@@ -3,21 +3,52 @@
 
 #include "output/printable.h"
 #include "system/failure.h"
+#include "system/file_descriptor.h"
 
 #include <array>
+#include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <new>
 #include <unistd.h>
 
 namespace command {
 
+/* For its own reasons the library has EILSEQ, of bytes that are no archive, and EINVAL, or a number below none. */
+static bool is_the_systems(int error)
+{
+    return error > 0 && error != EILSEQ && error != EINVAL;
+}
+
+static std::string with_cause(archive *open, int error)
+{
+    const char *text = archive_error_string(open);
+    std::string why = printable(text ? text : "it ends too early");
+    bool        is_new = is_the_systems(error) && why.find(strerror(error)) == std::string::npos;
+    return is_new ? why + " (" + strerror(error) + ")" : why;
+}
+
+std::string why_failed(archive *open)
+{
+    return with_cause(open, archive_errno(open));
+}
+
+/* Of a folder that it cannot go through the library keeps no error: it is the last there was. Where it has gone on with
+ * a descriptor that it did not get, that is EBADF, and whoever asks for another one learns why. */
+static int error_on_disk(archive *open)
+{
+    int error = archive_errno(open) < 0 ? errno : archive_errno(open);
+    if (error != EBADF)
+        return error;
+    Fd another(::open("/", O_PATH | O_CLOEXEC));
+    return another ? 0 : errno;
+}
+
 void require_copied(archive *open, int result, const std::string &path)
 {
-    if (result >= ARCHIVE_WARN)
-        return;
-    const char *why = archive_error_string(open);
-    throw Failure(Status::failed, (path.empty() ? "" : printable(path) + ": ") + "cannot copy it: " +
-                                      printable(why ? why : "it ends too early") + ". Mend that, or leave it out.");
+    if (result < ARCHIVE_WARN)
+        throw Failure(Status::failed, (path.empty() ? "" : printable(path) + ": ") + "cannot copy it: " +
+                                          with_cause(open, error_on_disk(open)) + ". Mend that, or leave it out.");
 }
 
 static Archive checked(archive *made)

@@ -4,6 +4,7 @@
 
 #include <archive.h>
 #include <archive_entry.h>
+#include <cerrno>
 #include <memory>
 #include <string>
 
@@ -29,6 +30,9 @@ Archive open_folder(const std::string &path);
 /* A disk to write to, with whatever a header has of owners, modes, times, lists of rights and attributes. */
 Archive open_disk();
 
+/* What an archive says of its last failure, and what the system said. */
+std::string why_failed(archive *open);
+
 /* Throws Failure that names `path` and what the archive says of it, unless the result is good. */
 void require_copied(archive *open, int result, const std::string &path);
 
@@ -40,14 +44,16 @@ void copy_data(const Archive &from, const Archive &to, const std::string &path);
 
 template <typename Rename> void copy_all_members(const Archive &from, const Archive &to, bool descends, Rename rename)
 {
-    Header entry(archive_entry_new());
+    Header      entry(archive_entry_new());
+    std::string path; /* of a folder that cannot be gone through: the last one that came of it */
     for (;;) {
+        errno = 0;
         int found = archive_read_next_header2(from.get(), entry.get());
         if (found == ARCHIVE_EOF)
             break;
-        require_copied(from.get(), found, "");
+        require_copied(from.get(), found, path);
         const char *name = archive_entry_pathname(entry.get());
-        std::string path = name ? name : "";
+        path = name ? name : "";
         archive_entry_set_pathname(entry.get(), rename(path).c_str());
         if (descends)
             archive_read_disk_descend(from.get());
