@@ -195,17 +195,22 @@ uint64_t bytes_to_store(const std::string &path, const Entry &entry)
     return entry.type != 'f' || may_be_linked(path) ? 0 : entry.size;
 }
 
+/* With those below. */
+static void sync_folders(const std::string &folder)
+{
+    sync_folder(folder);
+    std::error_code error;
+    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
+        if (at->is_directory(error) && !at->is_symlink(error))
+            sync_folders(at->path().string());
+    if (error)
+        throw PathError{"read", folder, error.value()};
+}
+
 void sync_snapshot(const std::string &name)
 {
-    std::string top = hidden(name) + files_name;
     sync_folder(hidden(name));
-    sync_folder(top);
-    std::error_code error;
-    for (fs::recursive_directory_iterator at(top, error), end; !error && at != end; at.increment(error))
-        if (at->is_directory(error) && !at->is_symlink(error))
-            sync_folder(at->path().string());
-    if (error)
-        throw PathError{"read", top, error.value()};
+    sync_folders(hidden(name) + files_name);
 }
 
 void take_from_snapshot(const std::string &name, const std::string &path, const std::string &target, const Entry &entry)
