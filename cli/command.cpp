@@ -8,8 +8,10 @@
 #include "output/console.h"
 #include "output/json.h"
 #include "output/release_text.h"
+#include "system/refused_memory.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdlib>
@@ -173,12 +175,13 @@ Status run_or_fail(const Subcommand &subcommand, const Arguments &arguments)
     try {
         return subcommand.run(arguments);
     } catch (const PathError &error) {
-        throw failure_of(error, error.path);
+        Failure failure = failure_of(error, error.path);
+        throw Failure(failure.status, error.error == ENOMEM ? failure.what() : with_likely_cause(failure.what()));
     } catch (const std::bad_alloc &) {
         throw Failure(Status::failed,
                       "There is not enough memory for this. Nothing was changed that has not been told.");
-    } catch (const Failure &) {
-        throw;
+    } catch (const Failure &failure) {
+        throw Failure(failure.status, with_likely_cause(failure.what()), failure.details);
     } catch (const std::exception &error) {
         throw Failure(Status::unusable, error.what());
     }

@@ -289,11 +289,9 @@ void require_space(const Root &root, const Commit &commit)
                                             ". Nothing was changed. Make room there and run migr again.");
 }
 
-void prepare(const Root &root, const Commit &commit, const ContentOf &content)
+void prepare(const Commit &commit, const ContentOf &content)
 {
     const Manifest &manifest = commit.manifest;
-    require_changeable(manifest);
-    require_space(root, commit);
     begin_snapshot(manifest);
     if (!commit.account.empty())
         keep_account(manifest.name, commit.account);
@@ -459,10 +457,18 @@ void commit(const Root &root, Manifest manifest, const ContentOf &content, const
     manifest.state = applied(std::move(manifest.state), manifest.changes);
     Commit under_way = commit_of(std::move(manifest));
     under_way.account = account;
+    require_changeable(under_way.manifest);
+    require_space(root, under_way);
     try {
-        prepare(root, under_way, content);
+        prepare(under_way, content);
         require_no_refused_memory();
         write_record({under_way.manifest.name, Direction::forward});
+    } catch (const PathError &error) {
+        drop(under_way);
+        if (error.error == 0)
+            throw;
+        throw Failure(Status::failed,
+                      failure_of(error, root.shows(error.path)).what() + std::string(" Everything is as it was."));
     } catch (...) {
         drop(under_way);
         throw;

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <linux/capability.h>
+#include <new>
 #include <poll.h>
 #include <sched.h>
 #include <sys/file.h>
@@ -98,13 +99,6 @@ auto fields_of(Answer &answer)
     return std::tie(answer.failed, answer.status, answer.bytes);
 }
 
-/* What could not be read for want of memory is told by some as if it were no good. */
-std::string with_likely_cause(const std::string &text)
-{
-    return text +
-           (memory_was_refused() ? " Memory was refused (Cannot allocate memory), which is the likely cause." : "");
-}
-
 Answer answer_of(const Root &root, const std::function<std::string()> &work)
 {
     try {
@@ -118,6 +112,8 @@ Answer answer_of(const Root &root, const std::function<std::string()> &work)
     } catch (const PathError &error) {
         std::string text = failure_of(error, root.shows(error.path)).what();
         return {true, Status::unusable, error.error == ENOMEM ? text : with_likely_cause(text)};
+    } catch (const std::bad_alloc &error) {
+        return {true, Status::failed, root.shown() + ": " + text_of(error)};
     } catch (const std::exception &error) {
         return {true, Status::unusable, root.shown() + ": " + text_of(error)};
     }

@@ -30,6 +30,12 @@ void require_no_refused_memory()
         throw std::bad_alloc();
 }
 
+std::string with_likely_cause(const std::string &text)
+{
+    static constexpr char cause[] = " Memory was refused (Cannot allocate memory), which is the likely cause.";
+    return memory_was_refused() ? text + cause : text;
+}
+
 void end_when_refused_memory(void (*end)())
 {
     end_of_process = end;

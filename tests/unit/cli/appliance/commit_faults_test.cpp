@@ -206,6 +206,7 @@ TEST_F(CommitFaults, OfAnyCallLeaveAllOrNothing)
             EXPECT_EQ(box.without_own(), one.status == 0 ? new_state : old_state) << where;
             if (one.status != 0) {
                 EXPECT_NE(one.text.find("Input/output error"), std::string::npos) << where;
+                EXPECT_EQ(one.status, static_cast<int>(Status::failed)) << where;
             }
             if (one.status == static_cast<int>(Status::failed)) {
                 EXPECT_TRUE(one.text.ends_with(" Everything is as it was.")) << where;
