@@ -213,7 +213,7 @@ def first_middle_last(all_calls):
 
 
 # They are about the process, not about the file that strace names.
-UNNAMED = {"getcwd", "dup2", "fcntl", "fchdir", "chdir"}
+UNNAMED = {"getcwd", "dup2", "fcntl", "fchdir", "chdir", "fstatfs"}
 
 
 def message_faults(verdict, names):
