@@ -20,6 +20,7 @@ import known_survivors
 TOOL = os.path.dirname(os.path.abspath(__file__))
 FLAGS = "-Og -g1"
 FIRST_CHUNK = 0.5  # seconds of tests that run ahead of a first look at the outcome; each next chunk takes twice as long
+LEAST_TIME = 0.001  # seconds that any test takes
 SLACK = 5  # seconds that a run may take beyond ten times its own
 
 
@@ -358,31 +359,35 @@ class Tests:
 
 
 def cases_of(runner, program):
+    """The cases with their files, and how long the program takes to start."""
     if not program.has_cases:
-        return {"": ""}
+        return {"": ""}, 0.0
     listed = runner.run(program.arguments + ["--gtest_list_tests", "--gtest_output=json:/tmp/cases.json"], {}, 60)
     if listed["status"] != 0:
-        return {}
+        return {}, 0.0
     shown = runner.run(["sh", "-c", '"$@" --gtest_list_tests --gtest_output=json:/tmp/cases.json >/dev/null; cat /tmp/cases.json',
                         "sh", *program.arguments], {}, 60, output=True)
     cases = {}
     for suite in json.loads(shown["output"])["testsuites"]:
         for test in suite["testsuite"]:
             cases[f"{suite['name']}.{test['name']}"] = test.get("file", "")
-    return cases
+    return cases, listed["time"]
 
 
 def look_at(runner, place, program, count, known):
-    """Runs each case by itself. known: what an earlier, ended look has found."""
+    """Runs each case by itself. known: what an earlier, ended look has found. Later several run in one process, so its
+    start counts for none of them."""
     looked = known
-    for name, file in cases_of(runner, program).items():
+    cases, start = cases_of(runner, program)
+    for name, file in cases.items():
         if name in looked:
             continue
         arguments = program.arguments + ([f"--gtest_filter={name}"] if name else [])
         answer = runner.run(arguments, program.environment, 900, count=count)
         if answer["status"] != 0 and name:  # some tests need a second chance where other work goes on
             answer = runner.run(arguments, program.environment, 900, count=count)
-        looked[name] = {"file": file, "time": answer["time"], "passed": answer["status"] == 0, "reached": answer["reached"]}
+        time = max(answer["time"] - start, LEAST_TIME)
+        looked[name] = {"file": file, "time": time, "passed": answer["status"] == 0, "reached": answer["reached"]}
     return looked
 
 
