@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -20,10 +21,14 @@ unsigned         ahead; /* calls of that name that are made ahead of those that 
 unsigned         left;  /* that are to fail yet */
 bool             struck;
 
+std::string_view      awaited;
+std::function<void()> work_at_call;
+
 class EndOfOrders : public testing::EmptyTestEventListener {
     void OnTestEnd(const testing::TestInfo &) override
     {
         left = 0;
+        work_at_call = nullptr;
     }
 };
 
@@ -50,8 +55,16 @@ bool has_failed()
     return struck;
 }
 
+void at_call(std::string_view name, std::function<void()> work)
+{
+    awaited = name;
+    work_at_call = std::move(work);
+}
+
 bool is_to_fail(std::string_view name)
 {
+    if (work_at_call && name == awaited)
+        std::exchange(work_at_call, nullptr)();
     if (left == 0 || name != failing)
         return false;
     if (ahead > 0) {

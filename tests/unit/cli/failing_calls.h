@@ -2,6 +2,7 @@
  * objects of this program make. A child has its parent's orders. */
 #pragma once
 
+#include <functional>
 #include <string_view>
 
 namespace support {
@@ -12,6 +13,9 @@ void fail_call(std::string_view name, int error, unsigned number = 1, unsigned t
 
 /* Whether it has come to that in this process, or in one that it comes from. */
 bool has_failed();
+
+/* Ahead of the next call of that name `work` is done, once. */
+void at_call(std::string_view name, std::function<void()> work);
 
 /* For a wrapper that has more to do than this: whether the call that is being made is to fail. Sets errno then. */
 bool is_to_fail(std::string_view name);

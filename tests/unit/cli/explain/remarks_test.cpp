@@ -146,7 +146,8 @@ TEST(SignatureReasons, SayWhatTheDatabaseHas)
 /* An identifier that is out of date in one list goes from all lists of the predefined profiles in later files. */
 TEST(SignatureReasons, NameTheOtherListWhenTheDatabaseHasIt)
 {
-    EXPECT_EQ(reason_in("score_grade_list", "010010001"), "found out of date in another list of a predefined profile");
+    for (const char *list : {"score_grade_list", "fpm_disable_list", "scoring_override_disable_list"})
+        EXPECT_EQ(reason_in(list, "010010001"), "found out of date in another list of a predefined profile") << list;
 }
 
 TEST(SignatureReasons, AreThoseOfTheListsOutsideTheProfilesToo)

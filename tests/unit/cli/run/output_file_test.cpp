@@ -1,6 +1,7 @@
 /* Results where an operator wants them. */
 #include "run/output_file.h"
 
+#include "run/child_process.h"
 #include "support/appliance_root.h"
 #include "system/failure.h"
 #include "unit/cli/failing_calls.h"
@@ -100,6 +101,22 @@ TEST_F(OutputFile, WhatKilledProcessesLeftGoes)
     write_output(path("x"), "new", Readers::owner, interrupts);
     EXPECT_EQ(box.listing(), expected);
     close(living);
+}
+
+/* Another process, at work beside, has begun and is not done. */
+TEST_F(OutputFile, WhatALivingProcessWritesStays)
+{
+    support::at_call("fsync", [&] {
+        ChildProcess other([&] {
+            write_output(path("y"), "another's", Readers::owner, interrupts);
+            return 0;
+        });
+        EXPECT_EQ(other.wait(), 0);
+    });
+    write_output(path("x"), "new", Readers::owner, interrupts);
+    EXPECT_EQ(box.read("/x"), "new");
+    EXPECT_EQ(box.read("/y"), "another's");
+    EXPECT_EQ(count(), 2u);
 }
 
 TEST_F(OutputFile, WhatOthersLeftIsTheirs)

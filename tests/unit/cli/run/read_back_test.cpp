@@ -117,9 +117,9 @@ TEST_F(ReadBack, TellsOfANameThatIsNoWord)
 
 TEST_F(ReadBack, TellsOfAValueThatEndsElsewhere)
 {
-    for (const char *value : {"b\nc", "\"b", "\"", "\"b\\\"", "\"b\nc", "\"b\"\nc\"", "\"b \\\\\\\""})
+    for (const char *value : {"b\nc", "b\n", "\"b", "\"", "\"\\\"", "\"b\\\"", "\"b\nc", "\"b\"\nc\"", "\"b \\\\\\\""})
         EXPECT_EQ(of_set("b", value).size(), 1u) << value;
-    for (const char *value : {"b c", "\"b\"", "\"\"", "\"b\\\\\"", " b", "\"b\" \"c\"", "b\"", "\x01", "\x0e"})
+    for (const char *value : {"b c", "\"b\"", "\"\"", "\"b\\\\\"", " b", "\"b\" \"c\"", "b\"", "\x01", "\x0e", "b\v"})
         EXPECT_TRUE(of_set("b", value).empty()) << value;
 }
 
