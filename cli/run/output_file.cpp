@@ -6,8 +6,10 @@
 #include "system/new_file.h"
 
 #include <cerrno>
+#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -24,19 +26,22 @@ static void take_rights(int fd, const struct stat &old)
         fchmod(fd, old.st_mode & 07777);
 }
 
-/* What killed processes have left there. The file of a living one is locked. */
+/* What killed processes have left there. The file of a living one is locked. The C++ library's way through a folder
+ * ends a process that has no memory for it. */
 static void sweep(const fs::path &folder)
 {
-    std::error_code error;
-    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
-        struct stat st = {};
-        std::string name = at->path().filename().string();
-        bool ours = name.starts_with(prefix) && name.find_first_not_of("0123456789", sizeof prefix - 1) == name.npos;
-        if (!ours || lstat(at->path().c_str(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != geteuid())
+    std::unique_ptr<DIR, int (*)(DIR *)> all(opendir(folder.c_str()), closedir);
+    while (const dirent *entry = all ? readdir(all.get()) : nullptr) {
+        struct stat      st = {};
+        std::string_view name = entry->d_name;
+        if (!name.starts_with(prefix) || name.find_first_not_of("0123456789", sizeof prefix - 1) != name.npos)
             continue;
-        Fd fd(open(at->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        fs::path path = folder / name;
+        if (lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_uid != geteuid())
+            continue;
+        Fd fd(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
         if (fd && flock(fd.get(), LOCK_EX | LOCK_NB) == 0)
-            unlink(at->path().c_str());
+            unlink(path.c_str());
     }
 }
 
