@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <sstream>
@@ -289,6 +290,15 @@ void take_results(const Scene &scene, const LibraryRun &run, StagedRun &result)
     result.ran = result.status == Status::done || scene.request.partial;
 }
 
+/* Everything may look as if it were done, or as if a file were at fault. */
+void fail_if_refused_a_call(const LibraryRun &run)
+{
+    if (run.refused != 0)
+        throw Failure(Status::failed,
+                      "The upgrade did not get all that it asked the system for, in the private copy: " +
+                          std::string(strerror(run.refused)) + ". Nothing was changed. " + next_step(run.refused));
+}
+
 } // namespace
 
 StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &request, Interrupts &interrupts)
@@ -308,6 +318,7 @@ StagedRun run_staged(const Root &staging, const Image &image, const RunRequest &
     if (!run.trouble().empty())
         throw Failure(Status::failed, run.trouble());
     take_results(scene, run, result);
+    fail_if_refused_a_call(run);
     withhold(scene, result);
     return result;
 }

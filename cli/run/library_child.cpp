@@ -8,6 +8,7 @@
 #include "run/child_process.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/refused_calls.h"
 #include "system/refused_memory.h"
 
 #include <algorithm>
@@ -154,12 +155,13 @@ int be_library(const Confinement &confinement, const std::function<void()> &work
     static char line[BUFSIZ]; /* a stream that the parent has printed on becomes line by line only with a new buffer */
     setvbuf(stdout, line, _IOLBF, sizeof line);
     errno = 0;
+    forget_refused_calls();
     if (!do_or_tell(work))
         return 1;
     int error = errno;
     tell_pass_end(error);
     fflush(nullptr);
-    tell(Note::done, std::to_string(error));
+    tell(Note::done, std::to_string(error) + " " + std::to_string(first_refused_call()));
     return 0;
 }
 
@@ -205,6 +207,7 @@ void take_record(Listener &listener, const RecordHead &head, const std::string &
         end_pass(listener, head.time);
         listener.run.end = End::done;
         listener.run.error = atoi(text.c_str());
+        listener.run.refused = atoi(text.c_str() + std::min(text.find(' '), text.size()));
         listener.progress.ends();
         return;
     case Note::stall:

@@ -41,11 +41,12 @@ enum class End {
 };
 
 struct LibraryRun {
-    End                         end = End::exited;
-    int                         code = 0;  /* exit code or signal */
-    std::string                 place;     /* of a stall; or why the child could not begin or go on */
-    int                         error = 0; /* errno at the work's end */
-    std::vector<Pass>           passes;    /* the last one is that of the file being worked on when it ended */
+    End               end = End::exited;
+    int               code = 0;    /* exit code or signal */
+    std::string       place;       /* of a stall; or why the child could not begin or go on */
+    int               error = 0;   /* errno at the work's end */
+    int               refused = 0; /* that of the first call that the system refused; 0 when it refused none */
+    std::vector<Pass> passes;      /* the last one is that of the file being worked on when it ended */
     std::vector<FileMisreading> misreadings;
     std::string                 output; /* what it printed, standard output and error, the first part of it */
 

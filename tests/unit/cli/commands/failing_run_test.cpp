@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <new>
 
@@ -233,6 +234,40 @@ TEST(FailingRun, MemoryThatTheCommandItselfDidWithout)
     EXPECT_NE(run.err.find("There is not enough memory"), std::string::npos) << run.err;
     EXPECT_EQ(box.without_snapshots(), before);
     EXPECT_TRUE(box.snapshots().empty());
+}
+
+/* Nothing is missing of the result but what would have come of that call. */
+TEST(FailingRun, ACallThatTheLibraryDoesWithout)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "its own forms of these calls stand there";
+    auto with_no_descriptor_left = [](const std::function<void()> &call) {
+        return [call] {
+            rlimit before = {};
+            getrlimit(RLIMIT_NOFILE, &before);
+            rlimit none = {0, before.rlim_max};
+            setrlimit(RLIMIT_NOFILE, &none);
+            call();
+            setrlimit(RLIMIT_NOFILE, &before);
+            errno = 0;
+            migr_main_do_all();
+        };
+    };
+    auto without = [](const std::function<void()> &call, const std::function<void()> &more) {
+        return [call, more] { call(), more(); };
+    };
+    auto                        remove_result = [] { unlink(domain_path); }; /* whose file is not at fault */
+    const std::function<void()> calls[] = {
+        [] { (void)!open("/data/config", O_RDONLY); },
+        [] { (void)!openat(AT_FDCWD, "/data/config", O_RDONLY); },
+        [] { (void)!fopen("/data/config/sys_global.conf.gz", "re"); },
+        [] { (void)!opendir("/data/config"); },
+    };
+    for (const auto &call : calls)
+        expect_failure(with_no_descriptor_left(call), 3,
+                       "The upgrade did not get all that it asked the system for, in the private copy: Too many open "
+                       "files. Nothing was changed.");
+    expect_failure(without(with_no_descriptor_left(calls[0]), remove_result), 3, "Too many open files");
 }
 
 TEST(FailingRun, WhatTheCommandCouldNotDoBehindTheRunIsNamed)
