@@ -242,6 +242,7 @@ class Stopped(Small):
         self.assertEqual(run.returncode, 1, err)
         self.assertIn("1 failed.", out)
         self.assertIn("Its process was ended by a signal (Killed)", out)
+        self.wait_until_free()
         self.upgrade("--resume", status=1)
         self.names = self.names + ["slow"]
         self.assertEqual([line["result"] for line in lines_of(self.out) if line["entry"] == "slow"], ["failed", "upgraded"])
