@@ -91,12 +91,13 @@ void change_root(int fd)
 struct Answer {
     bool        failed = false;
     Status      status = Status::unusable;
+    int         error = 0; /* as of a Failure */
     std::string bytes;
 };
 
 auto fields_of(Answer &answer)
 {
-    return std::tie(answer.failed, answer.status, answer.bytes);
+    return std::tie(answer.failed, answer.status, answer.error, answer.bytes);
 }
 
 Answer answer_of(const Root &root, const std::function<std::string()> &work)
@@ -106,16 +107,17 @@ Answer answer_of(const Root &root, const std::function<std::string()> &work)
         root.enter();
         std::string bytes = work();
         require_no_refused_memory();
-        return {false, Status::done, std::move(bytes)};
+        return {false, Status::done, 0, std::move(bytes)};
     } catch (const Failure &failure) {
-        return {true, failure.status, with_likely_cause(failure.what())};
+        int error = memory_was_refused() ? ENOMEM : failure.error;
+        return {true, failure.status, error, with_likely_cause(failure.what())};
     } catch (const PathError &error) {
         std::string text = failure_of(error, root.shows(error.path)).what();
-        return {true, Status::unusable, error.error == ENOMEM ? text : with_likely_cause(text)};
+        return {true, Status::unusable, error.error, error.error == ENOMEM ? text : with_likely_cause(text)};
     } catch (const std::bad_alloc &error) {
-        return {true, Status::failed, root.shown() + ": " + text_of(error)};
+        return {true, Status::failed, ENOMEM, root.shown() + ": " + text_of(error)};
     } catch (const std::exception &error) {
-        return {true, Status::unusable, root.shown() + ": " + text_of(error)};
+        return {true, Status::unusable, 0, root.shown() + ": " + text_of(error)};
     }
 }
 
@@ -186,7 +188,7 @@ void Root::lock() const
         usleep(pause_between);
     }
     if (errno == EWOULDBLOCK)
-        throw Failure(Status::unusable, shown_ + ": another migr is at work there. Wait until it has ended.");
+        throw Failure(Status::unusable, shown_ + ": another migr is at work there. Wait until it has ended.", errno);
     throw failure_of({"lock", path_, errno}, shown_);
 }
 
@@ -202,11 +204,10 @@ std::string Root::run(const std::function<std::string()> &work, Interrupts *inte
     if (interrupts)
         interrupts->stop_here("Nothing was changed.");
     if (bytes.empty())
-        throw ChildEnded(Status::unusable,
-                         shown_ + ": the process that looked into it " + how_it_ended(status) + ". Run migr again.");
+        throw ChildEnded(shown_ + ": the process that looked into it " + how_it_ended(status) + ". Run migr again.");
     auto answer = decoded<Answer>(bytes);
     if (answer.failed)
-        throw Failure(answer.status, answer.bytes);
+        throw Failure(answer.status, answer.bytes, answer.error);
     return std::move(answer.bytes);
 }
 

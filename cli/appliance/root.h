@@ -12,6 +12,7 @@
 #include "system/failure.h"
 #include "system/file_descriptor.h"
 
+#include <cerrno>
 #include <functional>
 #include <string>
 
@@ -19,7 +20,7 @@ namespace command {
 
 /* A child that ended without an answer: nobody knows how far it came. */
 struct ChildEnded : Failure {
-    using Failure::Failure;
+    explicit ChildEnded(const std::string &text) : Failure(Status::unusable, text, ECHILD) {}
 };
 
 class Root {

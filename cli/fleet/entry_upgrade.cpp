@@ -277,7 +277,7 @@ void take_failure(EntryRun &run, const Failure &failure, std::string &error)
 {
     run.interrupts.stop_here(run.name + " is not done.");
     error = failure.what();
-    run.result.end = failure.status == Status::failed ? EntryEnd::failed : EntryEnd::refused;
+    run.result.end = end_of(failure);
     take_reason({error, cause_of_failure(error, run.job.path)}, run.result);
 }
 

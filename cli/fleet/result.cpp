@@ -5,6 +5,7 @@
 #include "report/account_report.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -72,6 +73,13 @@ EntryResult result_of(const nlohmann::json &object)
 }
 
 } // namespace
+
+EntryEnd end_of(const Failure &failure)
+{
+    static constexpr int of_what_lies_there[] = {0, ENOENT, ENOTDIR, EISDIR, ELOOP, ENAMETOOLONG, EINVAL};
+    bool is_its_own = std::ranges::find(of_what_lies_there, failure.error) != std::end(of_what_lies_there);
+    return failure.status == Status::failed || !is_its_own ? EntryEnd::failed : EntryEnd::refused;
+}
 
 const char *name_of(EntryEnd end)
 {

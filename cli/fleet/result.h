@@ -7,6 +7,7 @@
 #include "appliance/outcome.h"
 #include "explain/account.h"
 #include "explain/causes.h"
+#include "system/failure.h"
 
 #include <cstdint>
 #include <string>
@@ -46,6 +47,10 @@ enum class EntryEnd {
     refused, /* by its own fault: nothing was made of it */
     failed,  /* by no fault of its own; another try may do */
 };
+
+/* What a failure makes of an appliance. The system is at fault when it cannot do something, and the appliance when
+ * something is not there, or no file. */
+EntryEnd end_of(const Failure &failure);
 
 struct EntryResult {
     std::string                 entry;

@@ -37,7 +37,7 @@ Failure failure_of(const PathError &error, const std::string &shown_path)
 {
     std::string why = error.error != 0 ? ": " + std::string(strerror(error.error)) : "";
     std::string advice = error.advice.empty() ? next_step(error.error) : error.advice;
-    return {Status::unusable, shown_path + ": cannot " + error.doing + " it" + why + ". " + advice};
+    return {Status::unusable, shown_path + ": cannot " + error.doing + " it" + why + ". " + advice, error.error};
 }
 
 } // namespace command

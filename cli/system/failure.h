@@ -25,8 +25,13 @@ struct Failure : std::runtime_error {
         : std::runtime_error(text), status(status_of_exit), details(std::move(all_details))
     {
     }
+    Failure(Status status_of_exit, const std::string &text, int errno_of_system)
+        : std::runtime_error(text), status(status_of_exit), error(errno_of_system)
+    {
+    }
     Status                   status;
-    std::vector<std::string> details; /* what was found, a line each, to be told ahead of the text */
+    std::vector<std::string> details;   /* what was found, a line each, to be told ahead of the text */
+    int                      error = 0; /* errno, where it was the system that failed; ECHILD: a child did not answer */
 };
 
 /* A system call that failed on a path. Whoever knows what the path belongs to makes a Failure of it. */
