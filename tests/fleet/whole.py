@@ -224,20 +224,15 @@ class Stopped(Small):
         self.upgrade("--resume", status=1)
         self.expect_whole()
 
-    def start_with_a_slow_one(self, signal_of_it, *words):
-        """Start a fleet with an appliance that takes long enough to be caught at work, and send that one a signal."""
+    def test_a_job_that_is_killed_fails_alone(self):
         slow = files(and_also={GLOBAL: packed(HEADERS + 'config system global\nend\nconfig system dns\n' + "".join(
-            f'  edit "n{number}"\n    set a "{number}"\n  next\n' for number in range(60000)) + "end\n")})
+            f'  edit "n{number}"\n    set a "{number}"\n  next\n' for number in range(100000)) + "end\n")})
         write_folder(self.saved / "slow", slow)
-        run = self.start(*words)
+        run = self.start()
         end = time.monotonic() + PATIENCE
-        while subprocess.run(["pkill", signal_of_it, "-f", f"fleet one.*{self.saved}/slow "]).returncode != 0:
+        while subprocess.run(["pkill", "-KILL", "-f", f"fleet one.*{self.saved}/slow "]).returncode != 0:
             self.assertLess(time.monotonic(), end)
             time.sleep(0.01)
-        return run
-
-    def test_a_job_that_is_killed_fails_alone(self):
-        run = self.start_with_a_slow_one("-KILL")
         out, err = run.communicate()
         self.assertEqual(run.returncode, 1, err)
         self.assertIn("1 failed.", out)
@@ -261,8 +256,14 @@ class Stopped(Small):
         self.upgrade("--resume", status=1)
         self.expect_whole()
 
+    def add_a_slow_one(self, entries):
+        """The last by its name; some hundred thousand entries take a second."""
+        entry = '  edit "n"\n    set a "1"\n  next\n'
+        (self.saved / "slow.conf").write_text(HEADERS + "config system dns\n" + entry * entries + "end\n")
+        self.names = self.names + ["slow.conf"]
+
     def test_one_at_a_time(self):
-        self.many(20)
+        self.add_a_slow_one(300_000)
         run = self.start("--jobs", "1")
         self.wait_for_lines(1)
         second = migr("fleet", "upgrade", self.saved, self.out, "--resume")
@@ -272,11 +273,10 @@ class Stopped(Small):
         self.expect_whole()
 
     def test_a_time_limit_is_told(self):
-        run = self.start_with_a_slow_one("-STOP", "--timeout", "1")
-        out, err = run.communicate()
-        self.assertEqual(run.returncode, 1, err)
-        self.assertIn("It took longer than the 1 s", out)
-        self.assertIn("1 failed.", out)
+        self.add_a_slow_one(3_000_000)
+        run = self.upgrade("--timeout", "1", status=1)
+        self.assertIn("It took longer than the 1 s", run.stdout)
+        self.assertIn("1 failed.", run.stdout)
 
     def test_enough_failures_halt_it(self):
         self.many(5)
