@@ -7,7 +7,6 @@ import os
 import shutil
 import struct
 import tempfile
-import threading
 
 import states
 import sweep
@@ -67,23 +66,18 @@ class Allocations:
         return struct.unpack_from(f"={count}Q", self.map, HEAD.size)
 
 
-class Memory:
+class Memory(sweep.Rehearsal):
     """One command, and what comes of it without memory."""
 
     def __init__(self, scene, preload, work):
-        self.scene = scene
+        super().__init__(scene, work, "memory-")
         self.preload = preload
-        self.work = tempfile.mkdtemp(prefix="memory-", dir=work)
-        self.template = os.path.join(self.work, "template")
-        scene.lay_out(self.template)
-        self.local = threading.local()
         self.measure()
 
     def place(self):
-        if not hasattr(self.local, "place"):
-            self.local.place = sweep.Place(self.scene, self.template, tempfile.mkdtemp(prefix="place-", dir=self.work) + "/scene")
+        if not hasattr(self.local, "allocations"):
             self.local.allocations = Allocations(self.work, 0)
-        return self.local.place
+        return super().place()
 
     def run(self, place, allocations):
         environment = self.scene.environment(place.folder)

@@ -78,20 +78,27 @@ def marks_of(folder):
     return marks
 
 
-class Sweep:
-    def __init__(self, scene, strike, work):
+class Rehearsal:
+    """A scene as it is laid out, and a place of it for each thread."""
+
+    def __init__(self, scene, work, prefix):
         self.scene = scene
-        self.strike = strike
-        self.work = tempfile.mkdtemp(prefix="sweep-", dir=work)
+        self.work = tempfile.mkdtemp(prefix=prefix, dir=work)
         self.template = os.path.join(self.work, "template")
         scene.lay_out(self.template)
         self.local = threading.local()
-        self.measure()
 
     def place(self):
         if not hasattr(self.local, "place"):
             self.local.place = Place(self.scene, self.template, tempfile.mkdtemp(prefix="place-", dir=self.work) + "/scene")
         return self.local.place
+
+
+class Sweep(Rehearsal):
+    def __init__(self, scene, strike, work):
+        super().__init__(scene, work, "sweep-")
+        self.strike = strike
+        self.measure()
 
     def measure(self):
         """The undisturbed run, twice: once to hold others against it, once under strace."""

@@ -1,6 +1,8 @@
 /* Stands between the command and the calls that program.cmake wraps, and lets all of them through but one. */
 #include "unit/cli/failing_calls.h"
 
+#include "system/failure.h"
+
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <libdeflate.h>
@@ -75,6 +77,21 @@ bool is_to_fail(std::string_view name)
     struck = true;
     errno = error_of_call;
     return true;
+}
+
+std::string path_error_of(const std::function<void()> &work)
+{
+    try {
+        work();
+    } catch (const command::PathError &error) {
+        return with_error(error.doing + " " + error.path, error.error);
+    }
+    return "";
+}
+
+std::string with_error(const std::string &what, int error)
+{
+    return what + ": " + std::to_string(error);
 }
 
 } // namespace support

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
 
 namespace support {
@@ -19,5 +20,9 @@ void at_call(std::string_view name, std::function<void()> work);
 
 /* For a wrapper that has more to do than this: whether the call that is being made is to fail. Sets errno then. */
 bool is_to_fail(std::string_view name);
+
+/* "read x: 5" of a PathError that the work throws, "" without one. */
+std::string path_error_of(const std::function<void()> &work);
+std::string with_error(const std::string &what, int error); /* "read x" and 5 as that text */
 
 } // namespace support

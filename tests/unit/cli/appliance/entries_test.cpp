@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 using namespace command;
+using support::path_error_of;
 
 namespace {
 
@@ -36,17 +37,6 @@ Entry changed(Entry entry, void (*how)(Entry &))
 {
     how(entry);
     return entry;
-}
-
-/* "read x: 5" of a PathError, "" without one. */
-std::string fault_of_work(const std::function<void()> &work)
-{
-    try {
-        work();
-    } catch (const PathError &error) {
-        return error.doing + " " + error.path + ": " + std::to_string(error.error);
-    }
-    return "";
 }
 
 } // namespace
@@ -81,9 +71,9 @@ TEST_F(EntriesOnDisk, MayBeThereOrNot)
     EXPECT_FALSE(entry_if_there(path("none")));
     EXPECT_FALSE(entry_if_there(path("file/below")));
     std::string long_name = path(std::string(300, 'n'));
-    EXPECT_EQ(fault_of_work([&] { entry_if_there(long_name); }),
+    EXPECT_EQ(path_error_of([&] { entry_if_there(long_name); }),
               "read " + long_name + ": " + std::to_string(ENAMETOOLONG));
-    EXPECT_EQ(fault_of_work([&] { entry_at(path("none")); }), "read " + path("none") + ": " + std::to_string(ENOENT));
+    EXPECT_EQ(path_error_of([&] { entry_at(path("none")); }), "read " + path("none") + ": " + std::to_string(ENOENT));
 }
 
 TEST_F(EntriesOnDisk, HaveAttributes)
@@ -158,11 +148,11 @@ TEST_F(EntriesOnDisk, KeepAttributesOrSayThatTheyCannot)
     Fd    file = open_file(path("file"), Links::refuse);
     Entry wanted = entry_at(path("file"));
     wanted.attributes = {{"nowhere.migr", "v"}};
-    EXPECT_EQ(fault_of_work([&] { set_attributes(file.get(), "x", wanted); }),
+    EXPECT_EQ(path_error_of([&] { set_attributes(file.get(), "x", wanted); }),
               "keep the attribute nowhere.migr of x: " + std::to_string(EOPNOTSUPP));
     wanted.attributes = {{"security.", "v"}}; /* the system's own care */
     EXPECT_NO_THROW(set_attributes(file.get(), "x", wanted));
-    EXPECT_EQ(fault_of_work([&] { set_attributes(-1, "x", wanted); }), "read x: " + std::to_string(EBADF));
+    EXPECT_EQ(path_error_of([&] { set_attributes(-1, "x", wanted); }), "read x: " + std::to_string(EBADF));
 }
 
 TEST_F(EntriesOnDisk, SayWhatCannotBeKept)
@@ -174,7 +164,7 @@ TEST_F(EntriesOnDisk, SayWhatCannotBeKept)
     other.gid++;
     auto failing = [&](const char *call, const Entry &wanted) {
         support::fail_call(call, EIO);
-        return fault_of_work([&] { set_attributes(file.get(), "x", wanted); });
+        return path_error_of([&] { set_attributes(file.get(), "x", wanted); });
     };
     std::string error = ": " + std::to_string(EIO);
     EXPECT_EQ(failing("fchown", other), "keep the owner of x" + error);

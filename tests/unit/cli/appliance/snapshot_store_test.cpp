@@ -18,6 +18,8 @@
 namespace fs = std::filesystem;
 using namespace command;
 using support::expect_in_root;
+using support::path_error_of;
+using support::with_error;
 
 namespace {
 
@@ -58,22 +60,6 @@ Entry known(const std::string &path)
     Entry entry = entry_at(path);
     entry.sha256 = sha256_of_path(path);
     return entry;
-}
-
-/* "read x: 5" of a PathError, "" without one. */
-std::string path_error_of(const std::function<void()> &work)
-{
-    try {
-        work();
-    } catch (const PathError &error) {
-        return error.doing + " " + error.path + ": " + std::to_string(error.error);
-    }
-    return "";
-}
-
-std::string with_error(const std::string &what, int error)
-{
-    return what + ": " + std::to_string(error);
 }
 
 /* In the root folder of a new appliance, with its own folders. */

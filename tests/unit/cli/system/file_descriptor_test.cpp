@@ -13,24 +13,10 @@
 #include <sys/resource.h>
 
 using namespace command;
+using support::path_error_of;
+using support::with_error;
 
 namespace {
-
-/* "write x: 9" of a PathError, "" without one. */
-std::string told_by(const std::function<void()> &work)
-{
-    try {
-        work();
-    } catch (const PathError &error) {
-        return error.doing + " " + error.path + ": " + std::to_string(error.error);
-    }
-    return "";
-}
-
-std::string with_error(const std::string &what, int error)
-{
-    return what + ": " + std::to_string(error);
-}
 
 bool is_open(int fd)
 {
@@ -55,7 +41,7 @@ TEST(Pipes, ThatCannotBeMadeAreTold)
     getrlimit(RLIMIT_NOFILE, &before);
     rlimit none = {0, before.rlim_max};
     setrlimit(RLIMIT_NOFILE, &none);
-    std::string told = told_by([] { Pipe(); });
+    std::string told = path_error_of([] { Pipe(); });
     setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(told, with_error("open a pipe", EMFILE));
 }
@@ -84,10 +70,10 @@ TEST(Descriptors, AreClosedOnce)
 TEST(Descriptors, FailuresNameThePath)
 {
     Pipe pipe;
-    EXPECT_EQ(told_by([] { read_all(-1, "x"); }), with_error("read x", EBADF));
-    EXPECT_EQ(told_by([] { write_all(-1, "text", "x"); }), with_error("write x", EBADF));
-    EXPECT_EQ(told_by([] { write_all(-1, "", "x"); }), "");
-    EXPECT_EQ(told_by([&] { write_all(pipe.read_end.get(), "text", "x"); }), with_error("write x", EBADF));
+    EXPECT_EQ(path_error_of([] { read_all(-1, "x"); }), with_error("read x", EBADF));
+    EXPECT_EQ(path_error_of([] { write_all(-1, "text", "x"); }), with_error("write x", EBADF));
+    EXPECT_EQ(path_error_of([] { write_all(-1, "", "x"); }), "");
+    EXPECT_EQ(path_error_of([&] { write_all(pipe.read_end.get(), "text", "x"); }), with_error("write x", EBADF));
 }
 
 TEST(Descriptors, GoOnBehindASignal)
@@ -107,8 +93,8 @@ TEST(Descriptors, GoOnBehindASignal)
 TEST(Syncs, ThatFailAreToldUnlessThereIsNothingToSync)
 {
     Pipe pipe;
-    EXPECT_EQ(told_by([&] { sync_to_disk(pipe.read_end.get(), "x"); }), "");
-    EXPECT_EQ(told_by([] { sync_to_disk(-1, "x"); }), with_error("write x", EBADF));
+    EXPECT_EQ(path_error_of([&] { sync_to_disk(pipe.read_end.get(), "x"); }), "");
+    EXPECT_EQ(path_error_of([] { sync_to_disk(-1, "x"); }), with_error("write x", EBADF));
 }
 
 TEST(Syncs, AreLeftOutAsLongAsThatIsWanted)
@@ -116,9 +102,9 @@ TEST(Syncs, AreLeftOutAsLongAsThatIsWanted)
     errno = 0;
     {
         SyncsLeftOut left_out;
-        EXPECT_EQ(told_by([] { sync_to_disk(-1, "x"); }), "");
+        EXPECT_EQ(path_error_of([] { sync_to_disk(-1, "x"); }), "");
     }
-    EXPECT_NE(told_by([] { sync_to_disk(-1, "x"); }), "");
+    EXPECT_NE(path_error_of([] { sync_to_disk(-1, "x"); }), "");
 }
 
 TEST(Syncs, ThatOnlyBeginChangeNoError)
