@@ -225,6 +225,14 @@ def plan_all(place, commands, wanted, as_built):
     return {file: Plan(place, file, commands[file], as_built) for file in sorted(wanted)}
 
 
+def settle_all(place, plans, bases, drawn):
+    """Others are drawn in the place of what turns out not to compile, and these have to stand in the copies, too."""
+    settled, numbers = None, {mutant.number for mutant in drawn()}
+    while numbers != settled:
+        in_threads(place.jobs, lambda file: plans[file].settle(bases[file], numbers), plans)
+        settled, numbers = numbers, {mutant.number for mutant in drawn()}
+
+
 def drop_old_copies(place, commands, wanted):
     """Copies of an earlier run stay, as long as their sources have not changed: each changes the programs, and so what is
     known of the tests."""
@@ -675,8 +683,7 @@ def main():
 
     if not arguments.list and not arguments.as_built:
         drop_old_copies(place, commands, wanted)
-        numbers = {mutant.number for mutant in drawn()}
-        in_threads(place.jobs, lambda file: plans[file].settle(bases[file], numbers), plans)
+        settle_all(place, plans, bases, drawn)
         build(place)
     mutants = drawn()
     if arguments.list:
