@@ -50,13 +50,15 @@ std::vector<AccountEntry> entries_of_global()
     added.copied_from = {22, 23, 0};
     added.from_file = "/data/etc/bulb";
     AccountEntry gone = entry_of(LineFate::dropped, {"waf signature", "shop", "filter_list", "010000001"},
-                                 {by_signatures}, {24, 24, 25}, {});
+                                 {by_signatures}, {24, 24, 26}, {});
     gone.before = "edit 010000001\n";
     gone.reason = "no longer there";
     AccountEntry inside = gone;
+    inside.in = {25, 25, 0};
+    inside.path.emplace_back("status");
     inside.before = "set status enable\n";
     AccountEntry fresh = entry_of(LineFate::added, {"waf signature", "shop", "main_class_list", "020000000"},
-                                  {by_signatures}, {}, {26, 26, 27});
+                                  {by_signatures}, {}, {28, 28, 29});
     fresh.after = "edit 020000000\n";
     fresh.reason = "new there";
     return {dropped, added, gone, inside, fresh};
