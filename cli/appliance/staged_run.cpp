@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <sstream>
@@ -293,10 +292,8 @@ void take_results(const Scene &scene, const LibraryRun &run, StagedRun &result)
 /* Everything may look as if it were done, or as if a file were at fault. */
 void fail_if_refused_a_call(const LibraryRun &run)
 {
-    if (run.refused != 0)
-        throw Failure(Status::failed,
-                      "The upgrade did not get all that it asked the system for, in the private copy: " +
-                          std::string(strerror(run.refused)) + ". Nothing was changed. " + next_step(run.refused));
+    if (!run.lack().empty())
+        throw Failure(Status::failed, run.lack());
 }
 
 } // namespace

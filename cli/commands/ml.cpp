@@ -95,6 +95,8 @@ void run_library_on(const Root &machine, const std::string &input, const std::st
         not_written(arguments, "The result could not be written. " + next_step(ENOSPC));
     if (run.end != End::done)
         not_written(arguments, run.trouble());
+    if (!run.lack().empty())
+        not_written(arguments, run.lack());
 }
 
 void put(const std::string &text, const Arguments &arguments, Interrupts &interrupts)

@@ -154,8 +154,8 @@ int be_library(const Confinement &confinement, const std::function<void()> &work
         return 1;
     static char line[BUFSIZ]; /* a stream that the parent has printed on becomes line by line only with a new buffer */
     setvbuf(stdout, line, _IOLBF, sizeof line);
+    watch_calls();
     errno = 0;
-    forget_refused_calls();
     if (!do_or_tell(work))
         return 1;
     int error = errno;
@@ -320,6 +320,18 @@ std::string LibraryRun::trouble() const
         return place;
     std::string at = passes.empty() ? ", ahead of the first file" : ", at " + file_name_of(passes.back().path);
     return "The upgrade " + how_it_ended(*this) + at + ".";
+}
+
+std::string LibraryRun::lack() const
+{
+    if (refused == 0)
+        return "";
+    bool        is_right = refused == EACCES || refused == EPERM;
+    std::string step = is_right ? "No permission bits keep it from migr there, so something else on this machine does "
+                                  "(SELinux, AppArmor): let migr through and run it again."
+                                : next_step(refused);
+    return "The upgrade did not get all that it asked the system for, in the private copy: " +
+           std::string(strerror(refused)) + ". Nothing was changed. " + step;
 }
 
 void watch_sections(std::function<void(int32_t, const char *)> watch)

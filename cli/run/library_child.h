@@ -52,6 +52,9 @@ struct LibraryRun {
 
     /* "The upgrade crashed (Segmentation fault), at sys_global.conf.gz." Empty when all went well. */
     std::string trouble() const;
+
+    /* What it went on without, to another result, and what can be done about that. Empty when it got all. */
+    std::string lack() const;
 };
 
 /*

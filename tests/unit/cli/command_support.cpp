@@ -12,6 +12,7 @@
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <seccomp.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -251,6 +252,15 @@ void use_up_memory()
         do
             block = malloc(size);
         while (block);
+}
+
+void refuse_calls(const std::vector<int> &calls, int error)
+{
+    scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+    for (int call : calls)
+        seccomp_rule_add(filter, SCMP_ACT_ERRNO(static_cast<unsigned>(error)), call, 0);
+    if (seccomp_load(filter) != 0)
+        _exit(77);
 }
 
 bool is_clean(const std::string &text)

@@ -104,6 +104,11 @@ void be_refused_memory();
 /* From now on whatever asks is refused, for good: not for the test's own process. */
 void use_up_memory();
 
+/* From now on the kernel refuses those system calls with that error, whoever makes them: not for the test's own
+ * process.
+ */
+void refuse_calls(const std::vector<int> &calls, int error);
+
 /* No control character but the newline. */
 bool is_clean(const std::string &text);
 

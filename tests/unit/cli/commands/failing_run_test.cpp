@@ -270,6 +270,20 @@ TEST(FailingRun, ACallThatTheLibraryDoesWithout)
     expect_failure(without(with_no_descriptor_left(calls[0]), remove_result), 3, "Too many open files");
 }
 
+/* In a private copy permission bits keep nobody out, so what is denied there is no statement about a file. */
+TEST(FailingRun, ARightThatIsNotMissing)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "its own forms of these calls stand there";
+    auto be_denied = [] {
+        (void)!access("/data/config/sys_global.conf.gz", X_OK); /* which nobody may run */
+        migr_main_do_all();
+    };
+    expect_failure(be_denied, 3,
+                   "The upgrade did not get all that it asked the system for, in the private copy: Permission denied. "
+                   "Nothing was changed. No permission bits keep it from migr there");
+}
+
 TEST(FailingRun, WhatTheCommandCouldNotDoBehindTheRunIsNamed)
 {
     expect_failure(

@@ -2,6 +2,7 @@
 #include "unit/cli/command_support.h"
 
 #include "command.h"
+#include "support/places.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -9,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace support;
@@ -52,6 +54,18 @@ TEST_F(Ml, WritesTheUpgradedFile)
     EXPECT_EQ(box.read("/in"), std::string(old_line) + tree);
     EXPECT_EQ(box.listing()["out"].mode, 0600U);
     EXPECT_EQ(box.listing().size(), ApplianceRoot().listing().size() + 2); /* nothing beside it stays */
+}
+
+/* The library removes what may lie in the result's place, and does not ask whether it could. */
+TEST_F(Ml, LacksNothing)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "its own forms of these calls stand there";
+    box.write("/in", std::string(old_line) + tree);
+    Listing before = box.listing();
+    Outcome outcome = run("in", "out", [] { refuse_calls({SYS_unlink}, EIO); });
+    expect_untouched(outcome, 3, before, "The upgrade did not get all that it asked the system for");
+    expect_untouched(outcome, 3, before, "Input/output error. Nothing was changed. Look after the disk");
 }
 
 TEST_F(Ml, InputMayBeOutput)
