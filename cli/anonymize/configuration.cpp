@@ -26,7 +26,7 @@ constexpr std::string_view secret_ends[] = {"passwd", "password", "pass",  "pass
 
 bool is_sure_secret(std::string_view name, std::string_view value)
 {
-    std::string small = small_letters(name);
+    std::string small = small_letters(unquoted(name));
     std::string last = small.substr(small.find_last_of("- ,") + 1);
     while (!last.empty() && is_digit(last.back()))
         last.pop_back();
@@ -56,7 +56,7 @@ TextUse use_of(const std::vector<ConfigItem> &items, size_t at, const Substituti
     bool              is_switch = value == "enable" || value == "disable";
     if (is_secret_set(std::string(config_around(items, set.parent)), name, value) && !is_switch) {
         /* That a name is one is told by where it stands. */
-        bool is_sure = is_word(set.name, "name") || is_sure_secret(name, value) || !texts.is_known(value);
+        bool is_sure = is_word(unquoted(set.name), "name") || is_sure_secret(name, value) || !texts.is_known(value);
         return is_sure ? TextUse::secret : TextUse::setting;
     }
     return is_prose(name) ? TextUse::prose : TextUse::setting;

@@ -1,6 +1,7 @@
 /* What counts as a secret, by the name of its property or by its look, and the marks in their place. */
 #include "explain/secrets.h"
 
+#include "language/items.h"
 #include "system/digest.h"
 
 #include <algorithm>
@@ -61,7 +62,8 @@ const std::string &salt()
 bool is_secret_set(const std::string &config, const std::string &name, const std::string &value)
 {
     /* Whoever knows the name of an entry of such a configuration may ask the appliance for anything. */
-    return is_secret(name.c_str(), value.c_str(), ends_in(config, "community"));
+    std::string plain(unquoted(name));
+    return is_secret(plain.c_str(), value.c_str(), ends_in(config, "community"));
 }
 
 std::string hidden_value(const std::string &value)

@@ -210,3 +210,61 @@ TEST_F(SubstitutionTest, NamesFilesLikeTheEntriesThatTheyBelongTo)
               command::other_file_name("sys_domain.tallow.finch.conf.gz", texts));
     EXPECT_EQ("sys_global.conf.gz", command::other_file_name("sys_global.conf.gz", texts));
 }
+
+/* Also where the value could be a word of anybody's. */
+TEST_F(SubstitutionTest, TakesForASecretWhatIsNamedSo)
+{
+    auto keeps = [&](const std::string &set) {
+        std::string line = "        set " + set + "\n";
+        return has(command::other_configuration("#\n#\nconfig lab desk\n" + line + "end\n", texts), line);
+    };
+    for (const char *name : {"passwd", "old-password", "pass", "PASSPHRASE", "\"my secret\"", "psk", "ftp,pwd",
+                             "auth-token", "community", "passwd2", "password12"})
+        EXPECT_FALSE(keeps(std::string(name) + " \"server\"")) << name;
+    for (const char *set : {"passwd enable", "passwd disable", "passwords server", "secret-check enable",
+                            "pass-port server", "key server"})
+        EXPECT_TRUE(keeps(set)) << set;
+    EXPECT_FALSE(keeps("secret-check \"ENC server\""));
+    EXPECT_FALSE(keeps("key tallowfinch"));
+    for (const char *name : {"comment", "My-Description", "notes", "contact", "location", "first-name", "last-name",
+                             "alias", "owner", "administrator", "phone", "headline"})
+        EXPECT_FALSE(keeps(std::string(name) + " server")) << name;
+    EXPECT_TRUE(keeps("place server"));
+}
+
+TEST_F(SubstitutionTest, ReplacesNamesThatNoReleaseHas)
+{
+    std::string longest(64, 'x'), longer(65, 'x');
+    auto        stays = [&](const std::string &name) {
+        std::string line = "config " + name + "\n";
+        return has(command::other_configuration("#\n#\n" + line + "end\n", texts), line);
+    };
+    for (const std::string &name :
+         {std::string("tallow-finch_2"), std::string("tallow finch"), std::string("t,u"), longest})
+        EXPECT_TRUE(stays(name)) << name;
+    for (const std::string &name : {longer, std::string("tallow.finch"), std::string("tallow@finch")})
+        EXPECT_FALSE(stays(name)) << name;
+}
+
+TEST_F(SubstitutionTest, FindsPassphrasesOfCertificatesAlone)
+{
+    std::string text = "config system certificate local\n    edit 1\n        set password \"sesame\"\n"
+                       "        set private-key x\n    next\nend\n"
+                       "config system admin\n    set password other\nend\n";
+    EXPECT_EQ(command::passphrases_in(text), std::vector<std::string>{"sesame"});
+}
+
+TEST_F(SubstitutionTest, CountsWhatItDoes)
+{
+    setting("tallowfinch tallowfinch 1234567890 12345 server 203.0.113.9 127.0.0.1 02:1A:2b:3c:4d:5e 1a2b3c");
+    prose("Ida 7");
+    secret("sesame");
+    EXPECT_EQ(texts.counts.words, 4U);
+    EXPECT_EQ(texts.counts.numbers, 2U);
+    EXPECT_EQ(texts.counts.kept_numbers, 1U);
+    EXPECT_EQ(texts.counts.kept_words, 1U);
+    EXPECT_EQ(texts.counts.addresses, 1U);
+    EXPECT_EQ(texts.counts.kept_addresses, 1U);
+    EXPECT_EQ(texts.counts.devices, 1U);
+    EXPECT_EQ(texts.counts.secrets, 1U);
+}

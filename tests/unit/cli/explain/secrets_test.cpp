@@ -78,6 +78,16 @@ TEST_F(Secrets, GoByTheirNames)
     }
 }
 
+/* As a hand may have written them. */
+TEST_F(Secrets, GoByTheirNamesInQuotesToo)
+{
+    std::string shown =
+        hidden("config system snmp community\n    edit 1\n        set \"name\" one-secret\n    next\nend\n"
+               "config a\n    set \"key\" two-secret\n    set \"smtp pass\" three-secret\nend\n");
+    EXPECT_EQ(std::string::npos, shown.find("-secret")) << shown;
+    EXPECT_NE(std::string::npos, shown.find("set \"key\" (hidden ")) << shown;
+}
+
 TEST_F(Secrets, TheNameOfACommunity)
 {
     std::string shown = hidden("config system snmp community\n edit 1\n  set name public-secret\n  set status enable\n"
