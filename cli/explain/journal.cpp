@@ -16,7 +16,7 @@ namespace {
 struct Taking {
     Journal                         journal;
     Authors                         authors;
-    uint64_t                        base = 0;          /* the number ahead of the first node's */
+    uint64_t                        first = 0;         /* the first node's number; 0: there was none yet */
     uint32_t                        reading = nowhere; /* the text that is being read */
     std::map<std::string, uint32_t> written;           /* by file, its newest text */
     std::string                     last_path;         /* of the text that was written last */
@@ -33,11 +33,11 @@ uint32_t author_of(const migr_change &change)
 /* Numbers run on from one run of the process to the next; here they begin with 1. */
 uint32_t number_of(uint64_t identity)
 {
-    if (taking->base == 0 && identity != 0)
-        taking->base = identity - 1;
-    if (identity <= taking->base)
+    if (taking->first == 0)
+        taking->first = identity;
+    if (identity == 0 || identity < taking->first)
         return 0; /* none, or a node of an earlier run */
-    auto number = static_cast<uint32_t>(identity - taking->base);
+    auto number = static_cast<uint32_t>(identity - taking->first + 1);
     if (number >= taking->journal.nodes.size())
         taking->journal.nodes.resize(number + 1);
     return number;

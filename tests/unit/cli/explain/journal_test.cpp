@@ -129,6 +129,9 @@ TEST_F(JournalTest, NumbersNodesAnewInEachRun)
     TearDown();
     SetUp();
     Journal second = take_down(run);
-    EXPECT_EQ(second.nodes.size(), first.nodes.size());
-    EXPECT_EQ(second.texts.size(), 1u);
+    for (const Journal *journal : {&first, &second}) {
+        ASSERT_EQ(journal->nodes.size(), 3u) << "none, the root, and the block";
+        EXPECT_EQ(journal->nodes[2].parent, 1u);
+        EXPECT_EQ(journal->texts.size(), 1u);
+    }
 }
