@@ -4,6 +4,7 @@
 #include "fleet/results_folder.h"
 #include "system/failure.h"
 #include "system/file_descriptor.h"
+#include "system/files.h"
 
 #include <algorithm>
 #include <array>
@@ -160,11 +161,10 @@ class Talking {
 
 std::vector<std::string> words_of(const HandOut &request)
 {
-    std::vector<std::string> words = {"parallel", "--plain", "--termseq", "TERM,10000,KILL,25"};
+    std::vector<std::string> words = {"parallel",           "--plain",  "--termseq",
+                                      "TERM,10000,KILL,25", "--joblog", request.log};
     if (!request.jobs.empty())
         words.insert(words.end(), {"--no-run-if-empty", "--arg-file", request.jobs});
-    if (!request.log.empty())
-        words.insert(words.end(), {"--joblog", request.log});
     if (request.at_once)
         words.insert(words.end(), {"--jobs", std::to_string(*request.at_once)});
     if (request.timeout)
@@ -178,25 +178,29 @@ std::vector<std::string> words_of(const HandOut &request)
 
 } // namespace
 
+/* Only that there is such a program: to start it takes it longer than an appliance takes. */
 void require_parallel()
 {
-    std::string first;
-    HandOut     request;
-    request.printed = [&](const std::string &line) { first = first.empty() ? line : first; };
-    Talking parallel({"parallel", "--plain", "--version"}, request);
-    parallel.listen(nullptr);
-    if (parallel.wait() != 0 || !first.starts_with("GNU parallel"))
-        throw Failure(Status::unusable, no_parallel);
+    const char        *folders = getenv("PATH");
+    std::istringstream path(folders ? folders : "/bin:/usr/bin");
+    for (std::string folder; std::getline(path, folder, ':');)
+        if (access(joined(folder.empty() ? "." : folder, "parallel").c_str(), X_OK) == 0)
+            return;
+    throw Failure(Status::unusable, no_parallel);
 }
 
 bool hand_out(const HandOut &request, Interrupts &interrupts)
 {
+    remove(request.log.c_str());
     Talking parallel(words_of(request), request);
     bool    went_on = parallel.listen(&interrupts);
     /* It ends with the number of bad jobs, up to 101, or with what halted it. Beyond that it did nothing. */
-    static constexpr int wrong_usage = 255;
-    if (parallel.wait() == wrong_usage && went_on && !request.jobs.empty())
+    static constexpr int wrong_usage = 255, killed = 128;
+    int                  status = parallel.wait();
+    if (status == wrong_usage && went_on && !request.jobs.empty())
         throw Failure(Status::unusable, "GNU parallel did not take its options. What it said stands above.");
+    if (status < killed && went_on && !is_there(request.log)) /* which it writes ahead of all else */
+        throw Failure(Status::unusable, no_parallel);
     return went_on;
 }
 

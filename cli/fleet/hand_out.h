@@ -17,7 +17,7 @@ namespace command {
 struct HandOut {
     std::string              folder;    /* where it all runs; empty: here */
     std::string              jobs;      /* a file with a command a line; empty: none, as `further` says what is done */
-    std::string              log;       /* where a line for each job that has ended is written */
+    std::string              log;       /* where a line for each job that has ended is written, anew */
     std::optional<unsigned>  at_once;   /* how many run side by side; as many as there are processors */
     std::optional<unsigned>  timeout;   /* seconds for a job */
     std::string              halt;      /* when to stop, as parallel's --halt; empty: never */
@@ -36,7 +36,7 @@ struct BadEnd {
     int    signal = 0;
 };
 
-/* Throws Failure when there is no GNU parallel. */
+/* Throws Failure when there is no parallel. Whether it is GNU's shows when it has something to do. */
 void require_parallel();
 
 /* Waits until all jobs have ended. A signal ends those that run: they get time to clean up. False then. Throws Failure.

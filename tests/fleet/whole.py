@@ -226,7 +226,7 @@ class Stopped(Small):
 
     def test_a_job_that_is_killed_fails_alone(self):
         slow = files(and_also={GLOBAL: packed(HEADERS + 'config system global\nend\nconfig system dns\n' + "".join(
-            f'  edit "n{number}"\n    set a "{number}"\n  next\n' for number in range(100000)) + "end\n")})
+            f'  edit "n{number}"\n    set a "{number}"\n  next\n' for number in range(30_000)) + "end\n")})
         write_folder(self.saved / "slow", slow)
         run = self.start()
         end = time.monotonic() + PATIENCE
@@ -257,16 +257,21 @@ class Stopped(Small):
         self.expect_whole()
 
     def add_a_slow_one(self, entries):
-        """The last by its name; some hundred thousand entries take a second."""
+        """The last by its name; a few hundred thousand entries take a second."""
         entry = '  edit "n"\n    set a "1"\n  next\n'
         (self.saved / "slow.conf").write_text(HEADERS + "config system dns\n" + entry * entries + "end\n")
         self.names = self.names + ["slow.conf"]
 
     def test_one_at_a_time(self):
-        self.add_a_slow_one(300_000)
+        self.add_a_slow_one(30_000)
         run = self.start("--jobs", "1")
-        self.wait_for_lines(1)
+        end = time.monotonic() + PATIENCE
+        while not (self.out / ".fleet/jobs").exists():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.005)
+        run.send_signal(signal.SIGSTOP)  # it keeps what it holds
         second = migr("fleet", "upgrade", self.saved, self.out, "--resume")
+        run.send_signal(signal.SIGCONT)
         self.assertEqual(second.returncode, 2)
         self.assertIn("still at work there", second.stderr)
         run.communicate()
@@ -326,6 +331,16 @@ class Asked(Small):
         self.assertEqual(run.returncode, 2)
         self.assertIn("GNU parallel is not there", run.stderr)
         self.assertFalse(self.out.exists())
+
+    def test_another_program_of_that_name_is_told(self):
+        other = self.folder / "parallel"
+        for line, told in (("exit 1", "GNU parallel is not there"), ("exit 255", "GNU parallel did not take its options")):
+            other.write_text(f"#!/bin/sh\n{line}\n")
+            other.chmod(0o755)
+            run = migr("fleet", "upgrade", self.saved, self.out, "--resume", env={"PATH": f"{self.folder}:/usr/bin:/bin"})
+            self.assertEqual(run.returncode, 2, run.stdout + run.stderr)
+            self.assertIn(told, run.stderr)
+        self.assertFalse((self.out / "fleet.jsonl").exists())
 
     def test_a_list_does_the_same(self):
         listed = migr("fleet", "list", self.saved, self.out).stdout
