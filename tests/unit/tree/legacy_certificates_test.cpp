@@ -1,6 +1,7 @@
 /* The certificate folders of old releases, as they become flat files, with strange things lying in them. */
 #include "tree/legacy_certificates.h"
 
+#include "driver/migr.h"
 #include "refused_calls.h"
 #include "support/appliance_root.h"
 
@@ -9,6 +10,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <set>
 #include <vector>
 
 using support::ApplianceRoot;
@@ -17,6 +20,29 @@ using support::Entry;
 using support::Listing;
 
 namespace {
+
+constexpr char source_path[] = "/data/etc/xmlproxy/certs";
+
+/* In the child: all there is of the old folders. */
+std::set<std::string> paths_of_source()
+{
+    std::set<std::string> paths;
+    std::error_code       error;
+    if (!std::filesystem::is_directory(source_path, error))
+        return paths;
+    paths.insert(std::string(source_path) + "/");
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(source_path))
+        paths.insert(entry.path().string());
+    return paths;
+}
+
+std::set<std::string> told; /* to have been removed, or moved away */
+
+void note_told(const migr_change *change)
+{
+    EXPECT_TRUE(change->kind == MIGR_FILE_MOVED || change->kind == MIGR_FILE_REMOVED);
+    told.insert(change->kind == MIGR_FILE_MOVED ? change->before : change->file);
+}
 
 class LegacyCertificates : public testing::Test {
   protected:
@@ -39,12 +65,18 @@ class LegacyCertificates : public testing::Test {
         root.folder("/data/etc/xmlproxy/certs/" + path);
     }
 
-    /* Converts, and gives the messages. Nothing goes to standard output. */
+    /* Converts, and gives the messages. Nothing goes to standard output, and whatever is gone is told of. */
     std::string convert(int32_t expected = 0)
     {
         before = root.listing();
         ChildResult child = support::run_in_root(root.path(), [expected] {
+            std::set<std::string> gone = paths_of_source();
+            migr_observe_changes(note_told);
             EXPECT_EQ(expected, file_conversion());
+            migr_observe_changes(nullptr);
+            for (const std::string &path : paths_of_source())
+                gone.erase(path);
+            EXPECT_EQ(gone, told);
             return 0;
         });
         EXPECT_EQ(0, child.exit_code) << child.out << child.err;

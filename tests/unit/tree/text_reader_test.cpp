@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <string_view>
+#include <unistd.h>
 #include <vector>
 
 using namespace support;
@@ -31,6 +32,20 @@ std::vector<std::string> lines_of(std::string_view content)
 }
 
 using Lines = std::vector<std::string>;
+
+TEST(TextReader, LeavesNoDescriptorOpen)
+{
+    TextFile file("one\n");
+    int      next = dup(0);
+    close(next);
+    text_reader reader;
+    EXPECT_EQ(open_text(&reader, file.path()), 0);
+    close_text(&reader);
+    EXPECT_EQ(open_text(&reader, "/"), -1);
+    int now = dup(0);
+    close(now);
+    EXPECT_EQ(now, next);
+}
 
 TEST(TextReader, GivesLinesWithTheirNewline)
 {
