@@ -225,6 +225,132 @@ TEST_F(PartDiffs, SecretsAreHiddenOnOneLine)
         << turns[0].diff;
 }
 
+/* The lines of a diff that came, went or became others. */
+static std::string changes_in(const std::vector<Turn> &turns)
+{
+    std::string changes;
+    for (const Turn &turn : turns) {
+        std::istringstream lines(turn.diff);
+        for (std::string line; std::getline(lines, line);)
+            if (line[0] == '+' || line[0] == '-')
+                changes += line + "\n";
+    }
+    return changes;
+}
+
+TEST_F(PartDiffs, OfALongValueThatBecomesShorterOrLonger)
+{
+    begin("config lab desk\n    set note \"a\nb\nc\nd\"\nend\n");
+    config_node *note = top("lab,desk")->set_list;
+    work_as("_note");
+    set_node_value(note, "\"a\nd\"");
+    EXPECT_EQ(changes_in(end_part()), "-b\n-c\n");
+    set_node_value(note, "\"a\nx\ny\nd\"");
+    EXPECT_EQ(changes_in(end_part()), "+x\n+y\n");
+    set_node_value(note, "\"a\nx\nx\ny\nd\"");
+    EXPECT_EQ(changes_in(end_part()), "+x\n");
+    set_node_value(note, "d\"");
+    EXPECT_EQ(changes_in(end_part()), "-    set note \"a\n-x\n-x\n-y\n-d\"\n+    set note d\"\n");
+}
+
+/* One that is dropped, one rewritten, one renamed, one moved and one added; each asked for alone. */
+TEST_F(PartDiffs, WhatIsAskedForAlone)
+{
+    const struct {
+        bool LineFilter::*fate;
+        const char       *path;
+        const char       *changes;
+    } views[] = {
+        {&LineFilter::dropped, "", "-    set height 70\n"},
+        {&LineFilter::rewritten, "", "-    set width 3\n+    set width 4\n-    set old 1\n+    set new 1\n"},
+        {&LineFilter::added, "", "+    set depth 5\n"},
+        {&LineFilter::dropped, "lab desk / height", "-    set height 70\n"},
+        {&LineFilter::dropped, "lab desk / width", ""},
+        {&LineFilter::rewritten, "lab desk / width", "-    set width 3\n+    set width 4\n"},
+        {&LineFilter::rewritten, "lab desk / new", "-    set old 1\n+    set new 1\n"},
+        {&LineFilter::rewritten, "lab desk / old", ""},
+        {&LineFilter::added, "lab desk / depth", "+    set depth 5\n"},
+        {&LineFilter::added, "*lamp*", ""},
+        {&LineFilter::moved, "lab lamp / tint", "+    set tint red\n"},
+        {&LineFilter::moved, "lab desk / tint", "-    set tint red\n"},
+    };
+    const std::string space = "    set a 1\n    set b 2\n    set c 3\n    set d 4\n"; /* so that hunks are apart */
+    for (const auto &[fate, path, changes] : views) {
+        SCOPED_TRACE(std::string(path) + changes);
+        TearDown();
+        SetUp();
+        begin("config lab desk\n    set height 70\n" + space + "    set width 3\n" + space + "    set old 1\n" + space +
+              "    set tint red\n" + space + "end\nconfig lab lamp\n" + space + "end\n");
+        config_node *desk_block = top("lab,desk"), *lamp = top("lab,lamp");
+        work_as("_all");
+        unlink_node(&desk_block->set_list, named(desk_block->set_list, "height"));
+        set_node_value(named(desk_block->set_list, "width"), "4");
+        set_node_name(named(desk_block->set_list, "old"), "new");
+        config_node *tint = named(desk_block->set_list, "tint");
+        unlink_node(&desk_block->set_list, tint);
+        add_to_tail(&lamp->set_list, tint);
+        add_to_tail(&desk_block->set_list, make_node(MIGR_SET, "depth", "5"));
+        DiffView view;
+        view.lines.dropped = view.lines.rewritten = view.lines.added = view.lines.moved = false;
+        view.lines.*fate = true;
+        view.lines.path = path;
+        EXPECT_EQ(changes_in(end_part(view)), changes);
+    }
+}
+
+/* A hunk is named for the block as it is called where its first change stands. */
+TEST_F(PartDiffs, HunksHaveTheNamesOfTheirBlocks)
+{
+    begin("config lab desk\n    set height 70\nend\n");
+    config_node *block = top("lab,desk");
+    work_as("_first");
+    set_node_name(block, "lab,table");
+    work_as("_second");
+    unlink_node(&block->set_list, block->set_list);
+    work_as("_third");
+    add_to_tail(&block->set_list, make_node(MIGR_SET, "width", "3"));
+    std::vector<Turn> turns = end_part();
+    ASSERT_EQ(turns.size(), 3u);
+    EXPECT_TRUE(turns[0].diff.starts_with("@@ -1,3 +1,3 @@ lab desk\n-config lab desk\n+config lab table\n"))
+        << turns[0];
+    EXPECT_TRUE(turns[1].diff.starts_with("@@ -1,3 +1,2 @@ lab table\n")) << turns[1];
+    EXPECT_TRUE(turns[2].diff.starts_with("@@ -1,2 +1,3 @@ lab table\n")) << turns[2];
+}
+
+TEST_F(PartDiffs, OfAMarkThatIsTakenBackNothing)
+{
+    begin(desk);
+    config_node *entry = top("lab,desk")->edit_list;
+    work_as("_one");
+    mark_deleted(entry);
+    mark_hidden(entry);
+    clear_delete_mark(entry);
+    EXPECT_EQ(changes_in(end_part()), "-    edit 1\n-        set tint red\n-    next\n") << "it is still hidden";
+    work_as("_two");
+    mark_deleted(entry);
+    EXPECT_EQ(changes_in(end_part()), "");
+}
+
+/* Two blocks with one list: what leaves one of them stands in the other all the same. */
+TEST_F(PartDiffs, WhatStandsInTwoBlocksIsInOneStill)
+{
+    begin("config lab desk\n    set height 70\nend\n");
+    config_node *old = top("lab,desk");
+    work_as("_share");
+    config_node *fresh = make_node(MIGR_TOP, "lab,table", nullptr);
+    add_to_tail(&migr_main.root.top_list, fresh);
+    adopt_list(&fresh->set_list, old->set_list);
+    EXPECT_EQ(changes_in(end_part()), "+config lab table\n+    set height 70\n+end\n");
+    work_as("_leave");
+    drop_list(&old->set_list);
+    EXPECT_EQ(changes_in(end_part()), "-    set height 70\n");
+    work_as("_height");
+    set_node_value(fresh->set_list, "71");
+    EXPECT_EQ(changes_in(end_part()), "-    set height 70\n+    set height 71\n");
+    unlink_node(&fresh->set_list, fresh->set_list);
+    EXPECT_EQ(changes_in(end_part()), "-    set height 71\n");
+}
+
 namespace {
 
 /* Does all kinds of things to a tree, and remembers who could have made a line come or go. */
