@@ -16,7 +16,12 @@ namespace command {
 
 namespace {
 
-/* Whatever the disk does not tell has no attributes. */
+/* Behind a call that failed: the file system has no attributes, or none of that name. */
+bool are_unknown()
+{
+    return errno == ENOTSUP || errno == ENOSYS || errno == ENODATA;
+}
+
 std::vector<std::string> attribute_names(const std::string &path)
 {
     std::string names(4096, '\0');
@@ -25,20 +30,30 @@ std::vector<std::string> attribute_names(const std::string &path)
         names.resize(names.size() * 2);
         size = llistxattr(path.c_str(), names.data(), names.size());
     }
+    if (size < 0 && !are_unknown())
+        throw PathError{"read the attributes of", path, errno};
     std::vector<std::string> found;
     for (ssize_t at = 0; at < size; at += static_cast<ssize_t>(found.back().size()) + 1)
         found.emplace_back(names.c_str() + at);
     return found;
 }
 
+/* Likewise: what is in the care of the system, it may keep to itself. */
+bool is_kept_secret(const std::string &name)
+{
+    return name.starts_with("security.") && (errno == EACCES || errno == EPERM);
+}
+
 std::map<std::string, std::string> attributes_of(const std::string &path)
 {
     std::map<std::string, std::string> attributes;
     for (const std::string &name : attribute_names(path)) {
-        ssize_t     size = lgetxattr(path.c_str(), name.c_str(), nullptr, 0);
-        std::string value(size > 0 ? static_cast<size_t>(size) : 0, '\0');
-        if (size >= 0 && lgetxattr(path.c_str(), name.c_str(), value.data(), value.size()) == size)
-            attributes.emplace(name, value);
+        std::string value(XATTR_SIZE_MAX, '\0');
+        ssize_t     size = lgetxattr(path.c_str(), name.c_str(), value.data(), value.size());
+        if (size >= 0)
+            attributes.emplace(name, value.substr(0, static_cast<size_t>(size)));
+        else if (!are_unknown() && !is_kept_secret(name))
+            throw PathError{"read the attribute " + name + " of", path, errno};
     }
     return attributes;
 }
@@ -52,8 +67,9 @@ char type_of(mode_t mode)
 void set_extended_attributes(int fd, const std::string &path, const Entry &wanted)
 {
     static constexpr char access_list[] = "system.posix_acl_access";
-    if (wanted.attributes.count(access_list) == 0)
-        fremovexattr(fd, access_list);
+    bool                  has_none = wanted.attributes.count(access_list) == 0;
+    if (has_none && fremovexattr(fd, access_list) != 0 && !are_unknown())
+        throw PathError{"take the attribute " + std::string(access_list) + " from", path, errno};
     for (const auto &[name, value] : wanted.attributes) {
         bool of_the_system = name.starts_with("security.");
         if (fsetxattr(fd, name.c_str(), value.data(), value.size(), 0) != 0 && !of_the_system)

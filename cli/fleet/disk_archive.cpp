@@ -3,7 +3,7 @@
 
 #include "output/printable.h"
 #include "system/failure.h"
-#include "system/file_descriptor.h"
+#include "system/refused_calls.h"
 
 #include <array>
 #include <cerrno>
@@ -34,14 +34,11 @@ std::string why_failed(archive *open)
 }
 
 /* Of a folder that it cannot go through the library keeps no error: it is the last there was. Where it has gone on with
- * a descriptor that it did not get, that is EBADF, and whoever asks for another one learns why. */
+ * a descriptor that it did not get, that is EBADF, and what it did not get was refused before. */
 static int error_on_disk(archive *open)
 {
     int error = archive_errno(open) < 0 ? errno : archive_errno(open);
-    if (error != EBADF)
-        return error;
-    Fd another(::open("/", O_PATH | O_CLOEXEC));
-    return another ? 0 : errno;
+    return error == EBADF ? first_refused_call() : error;
 }
 
 void require_copied(archive *open, int result, const std::string &path)

@@ -7,13 +7,16 @@
 #include "system/failure.h"
 #include "system/files.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <dirent.h>
-#include <fts.h>
+#include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <sys/stat.h>
-#include <unistd.h>
+#include <vector>
+
+namespace fs = std::filesystem;
 
 namespace command {
 
@@ -26,57 +29,50 @@ struct DirClose {
     {
         closedir(open);
     }
-    void operator()(FTS *open) const
-    {
-        fts_close(open);
-    }
 };
 
-int by_name(const FTSENT **one, const FTSENT **other)
+/* In the order of their bytes. */
+std::vector<std::string> names_in(const std::string &folder)
 {
-    return strcmp((*one)->fts_name, (*other)->fts_name);
+    std::vector<std::string> names;
+    std::error_code          error;
+    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error))
+        names.push_back(at->path().filename());
+    if (error)
+        throw PathError{"read", folder, error.value()};
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
-std::string target_of(const FTSENT &entry)
+std::string content_of(const std::string &path, mode_t mode)
 {
-    std::string target(static_cast<size_t>(entry.fts_statp->st_size) + 1, '\0');
-    ssize_t     length = readlink(entry.fts_path, target.data(), target.size());
-    if (length < 0)
-        throw PathError{"read", entry.fts_path, errno};
-    target.resize(static_cast<size_t>(length));
-    return target;
-}
-
-std::string content_of(const FTSENT &entry)
-{
-    if (S_ISLNK(entry.fts_statp->st_mode))
-        return target_of(entry);
-    return S_ISREG(entry.fts_statp->st_mode) ? sha256(read_file(entry.fts_path, Links::refuse)) : "";
+    std::error_code error;
+    std::string     target = S_ISLNK(mode) ? fs::read_symlink(path, error).string() : "";
+    if (error)
+        throw PathError{"read", path, error.value()};
+    return S_ISREG(mode) ? sha256(read_file(path, Links::refuse)) : target;
 }
 
 /* A line for each path below the folder: what it is called, what it is, what it holds. */
+void add_to_sum(Sha256 &sum, const std::string &folder, const std::string &below, int links)
+{
+    std::string path = folder + below;
+    struct stat st = {};
+    if (fstatat(AT_FDCWD, path.c_str(), &st, links) != 0)
+        throw PathError{"read", path, errno};
+    for (const std::string &part : {below, std::to_string(st.st_mode), content_of(path, st.st_mode)})
+        sum.add(std::to_string(part.size()) + ":" + part + "\n");
+    if (!S_ISDIR(st.st_mode))
+        return;
+    for (const std::string &name : names_in(path))
+        add_to_sum(sum, folder, joined(below, name), AT_SYMLINK_NOFOLLOW);
+}
+
 std::string digest_of_folder(const std::string &folder)
 {
-    std::string                    path = folder;
-    char                          *paths[] = {path.data(), nullptr};
-    std::unique_ptr<FTS, DirClose> walk(fts_open(paths, FTS_PHYSICAL | FTS_COMFOLLOW | FTS_NOCHDIR, by_name));
-    if (!walk)
-        throw PathError{"read", folder, errno};
-    Sha256 sum;
-    errno = 0;
-    while (FTSENT *entry = fts_read(walk.get())) {
-        if (entry->fts_info == FTS_DP)
-            continue;
-        if (entry->fts_info == FTS_DNR || entry->fts_info == FTS_ERR || entry->fts_info == FTS_NS)
-            throw PathError{"read", entry->fts_path, entry->fts_errno};
-        std::string below = entry->fts_level == 0 ? "" : entry->fts_path + folder.size();
-        std::string facts = std::to_string(entry->fts_statp->st_mode);
-        for (const std::string &part : {below, facts, content_of(*entry)})
-            sum.add(std::to_string(part.size()) + ":" + part + "\n");
-        errno = 0;
-    }
-    if (errno != 0)
-        throw PathError{"read", folder, errno};
+    static constexpr int followed = 0;
+    Sha256               sum;
+    add_to_sum(sum, folder, "", followed);
     return sum.hex();
 }
 

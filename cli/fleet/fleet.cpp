@@ -10,6 +10,7 @@
 #include "run/progress.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/temporary_folder.h"
 
 #include <cerrno>
 #include <chrono>
@@ -339,6 +340,7 @@ FleetRun upgrade_fleet(const FleetRequest &request, FleetIndex &index, Interrupt
         throw Failure(Status::unusable, request.job.out + " has results already. Go on with " + shown_call(request) +
                                             " --resume, or name another folder.");
     Fleet fleet = {request, index, interrupts, results, identity};
+    sweep_temporary_folders(results.work());
     read_lines(fleet);
     take_in_what_came_back(fleet);
     find_work(fleet);

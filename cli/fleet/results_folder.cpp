@@ -26,8 +26,9 @@ void make_room(const std::string &path)
 {
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
         throw failure_of({"make", path, errno}, path);
-    if (!fs::is_directory(path))
-        throw failure_of({"make", path, ENOTDIR}, path);
+    std::error_code error;
+    if (!fs::is_directory(path, error))
+        throw failure_of({"make", path, error ? error.value() : ENOTDIR}, path);
 }
 
 /* Length up to and with the last newline: behind it stands what a killed process left. */

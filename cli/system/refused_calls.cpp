@@ -16,6 +16,7 @@
 #include <linux/capability.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace command {
@@ -45,6 +46,16 @@ void watch_calls()
 int first_refused_call()
 {
     return first_errno;
+}
+
+CallsWatched::CallsWatched()
+{
+    watch_calls();
+}
+
+CallsWatched::~CallsWatched()
+{
+    is_watched = false;
 }
 
 } // namespace command
@@ -195,6 +206,17 @@ LOOKED_AT(int, scandir,
           (path, names, chosen, order))
 LOOKED_AT_OPENING(open, (const char *path, int flags, ...), (path, flags, mode))
 LOOKED_AT_OPENING(openat, (int folder, const char *path, int flags, ...), (folder, path, flags, mode))
+
+/* The library of archives', as it was compiled. */
+LOOKED_AT(int, dup, (int fd), (fd))
+LOOKED_AT(ssize_t, listxattr, (const char *path, char *names, size_t room), (path, names, room))
+LOOKED_AT(ssize_t, llistxattr, (const char *path, char *names, size_t room), (path, names, room))
+LOOKED_AT(ssize_t, flistxattr, (int fd, char *names, size_t room), (fd, names, room))
+LOOKED_AT(ssize_t, getxattr, (const char *path, const char *name, void *value, size_t room), (path, name, value, room))
+LOOKED_AT(ssize_t, lgetxattr, (const char *path, const char *name, void *value, size_t room), (path, name, value, room))
+LOOKED_AT(ssize_t, fgetxattr, (int fd, const char *name, void *value, size_t room), (fd, name, value, room))
+LOOKED_AT(int, __open_2, (const char *path, int flags), (path, flags))
+LOOKED_AT(int, __openat_2, (int folder, const char *path, int flags), (folder, path, flags))
 
 /* SQLite's, which looks at its file by these. */
 LOOKED_AT(int, stat64, (const char *path, struct stat64 *status), (path, status))

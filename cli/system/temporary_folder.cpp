@@ -45,7 +45,7 @@ static Fd lock_of(const fs::path &folder)
 }
 
 /* Those of living processes are locked, and those of other users are theirs. */
-static void sweep(const fs::path &where)
+void sweep_temporary_folders(const fs::path &where)
 {
     for (const std::string &name : our_names_in(where)) {
         fs::path        folder = where / name;
@@ -70,7 +70,7 @@ static fs::path folder_for_temporary_files()
 TemporaryFolder::TemporaryFolder(const std::string &where)
 {
     fs::path folder = where.empty() ? folder_for_temporary_files() : fs::path(where);
-    sweep(folder);
+    sweep_temporary_folders(folder);
     std::error_code ignored;
     do { /* until it is locked, somebody else may sweep it */
         std::string pattern = (folder / (std::string(prefix) + pattern_end)).string();

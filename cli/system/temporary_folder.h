@@ -9,6 +9,9 @@
 
 namespace command {
 
+/* Removes what killed processes left in that folder of what the class below makes there. */
+void sweep_temporary_folders(const std::filesystem::path &where);
+
 class TemporaryFolder {
   public:
     /* In the folder `where`, or in the usual one for temporary files if that is empty, under a name that nothing else

@@ -112,7 +112,7 @@ class Loss:
 
     def state(self):
         found = states.look(self.folder())
-        return states.comparable(states.without_own_folders(found, "in/box"))
+        return states.comparable(states.without_own_folders(found, "in/box"), self.folder())
 
     def run(self, arguments):
         return subprocess.run(self.scene.runs(arguments), cwd=self.folder(), env=self.scene.environment(self.folder()), capture_output=True, text=True,

@@ -1,4 +1,5 @@
 """What is run: a command over an appliance that is laid out anew for each run, and the command that comes behind it."""
+import contextlib
 import dataclasses
 import gzip
 import os
@@ -26,9 +27,17 @@ def lay_out(appliance, target):
             path = target / name
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_bytes(gzip.compress(text.encode(), mtime=0))
-        return
-    subprocess.run([PROJECT / "samples/lay_out", appliance, target], check=True)
-    (target / "data/etc/key.secret").unlink(missing_ok=True)
+    else:
+        subprocess.run([PROJECT / "samples/lay_out", appliance, target], check=True)
+        (target / "data/etc/key.secret").unlink(missing_ok=True)
+    for path in (target / "data/config").iterdir():
+        give_attribute(path)
+
+
+def give_attribute(path):
+    """Where the disk and this user can: one that has to come along."""
+    with contextlib.suppress(OSError):
+        os.setxattr(path, "trusted.migr", b"kept")
 
 
 def global_file(appliance, target):

@@ -18,8 +18,13 @@ def look(folder):
         for name in folders + files:
             path = os.path.join(where, name)
             status = os.lstat(path)
-            found[os.path.relpath(path, folder)] = (oct(status.st_mode), content_of(path, status))
+            found[os.path.relpath(path, folder)] = (oct(status.st_mode) + attributes_of(path), content_of(path, status))
     return found
+
+
+def attributes_of(path):
+    names = sorted(os.listxattr(path, follow_symlinks=False))
+    return "".join(f" {name}={os.getxattr(path, name, follow_symlinks=False)}" for name in names)
 
 
 def content_of(path, status):
@@ -40,16 +45,18 @@ def without_times(value):
     return value
 
 
-def told(path, content):
-    """The content of a file as it is compared."""
+def told(path, content, folder):
+    """The content of a file as it is compared: wherever it says where the scene lies, it says the same."""
     name = os.path.basename(path)
+    here = os.fsencode(folder)
     if path.endswith(".fleet/log"):
         return "GNU parallel's, with times"
     if not isinstance(content, bytes):
         return content
+    content = content.replace(here, b"SCENE")
     try:
         if name.endswith(".json.gz"):
-            return json.dumps(without_times(json.loads(gzip.decompress(content))), sort_keys=True)
+            return json.dumps(without_times(json.loads(gzip.decompress(content).replace(here, b"SCENE"))), sort_keys=True)
         if name.endswith(".json"):
             return json.dumps(without_times(json.loads(content)), sort_keys=True)
         if name.endswith(".jsonl"):
@@ -63,15 +70,15 @@ def told(path, content):
     return hashlib.sha256(content).hexdigest()
 
 
-def comparable(found):
-    """`found` with snapshots numbered in their order."""
+def comparable(found, folder):
+    """`found` in that folder, with snapshots numbered in their order."""
     stamps = sorted({stamp for path in found for stamp in STAMP.findall(path)})
     numbers = {stamp: f"SNAPSHOT-{number}" for number, stamp in enumerate(stamps)}
 
     def numbered(text):
         return STAMP.sub(lambda match: numbers.get(match[0], "SNAPSHOT-?"), text) if isinstance(text, str) else text
 
-    return {numbered(path): (mode, numbered(told(path, content))) for path, (mode, content) in found.items()}
+    return {numbered(path): (mode, numbered(told(path, content, folder))) for path, (mode, content) in found.items()}
 
 
 def without_own_folders(found, root):

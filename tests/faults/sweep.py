@@ -65,7 +65,7 @@ class Place:
                               capture_output=True, timeout=timeout, errors="replace", text=True)
 
     def state(self):
-        return states.comparable(states.without_own_folders(states.look(self.folder), "in/box"))
+        return states.comparable(states.without_own_folders(states.look(self.folder), "in/box"), self.folder)
 
 
 def marks_of(folder):

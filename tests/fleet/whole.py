@@ -119,6 +119,13 @@ class Resumed(Small):
         self.assertEqual((self.out / "fleet.jsonl").read_bytes(), lines)
         self.assertEqual(tree_of(self.out / "appliances"), made)
 
+    def test_what_a_killed_job_left_goes(self):
+        self.upgrade(status=1)
+        left = self.out / ".fleet/.migr-private-abcdef"
+        (left / "copy").mkdir(parents=True)
+        self.upgrade("--resume", status=1)
+        self.assertFalse(left.exists())
+
     def test_what_changed_since_is_done_again(self):
         self.upgrade(status=1)
         (self.saved / "e.conf").write_text(TEXTS[DOMAIN])

@@ -3,13 +3,16 @@
 
 #include "support/appliance_root.h"
 #include "system/failure.h"
+#include "system/file_descriptor.h"
 #include "system/files.h"
+#include "unit/cli/command_support.h"
 #include "unit/cli/failing_calls.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -101,6 +104,55 @@ TEST_F(EntriesOnDisk, HaveManyAttributes)
         expected[name] = "v";
     }
     EXPECT_EQ(entry_at(path("file")).attributes, expected);
+}
+
+/* Or a file would come back without its access list, and nobody would know. */
+TEST_F(EntriesOnDisk, HaveNoneOnlyWhereTheDiskSaysSo)
+{
+    box.write("/file", "text");
+    auto said_without = [&](int call, int error) {
+        auto look = [&] {
+            dprintf(STDOUT_FILENO, "%s", path_error_of([&] { entry_at(path("file")); }).c_str());
+            return 0;
+        };
+        return support::run_process(look, [&] { support::refuse_calls({call}, error); }).out;
+    };
+    for (int error : {EIO, ENOMEM, EACCES})
+        EXPECT_EQ(said_without(SYS_llistxattr, error),
+                  support::with_error("read the attributes of " + path("file"), error));
+    for (int error : {ENOTSUP, ENOSYS})
+        EXPECT_EQ(said_without(SYS_llistxattr, error), "");
+    if (!give_attribute("file", "trusted.migr", "x"))
+        GTEST_SKIP() << "no attributes on this disk, or not for this user";
+    for (int error : {EIO, ENOMEM, EACCES})
+        EXPECT_EQ(said_without(SYS_lgetxattr, error),
+                  support::with_error("read the attribute trusted.migr of " + path("file"), error));
+    EXPECT_EQ(said_without(SYS_lgetxattr, ENODATA), "");
+    if (!give_attribute("file", "security.migr", "x") || removexattr(path("file").c_str(), "trusted.migr") != 0)
+        GTEST_SKIP() << "the system keeps its own attributes from this user";
+    EXPECT_EQ(said_without(SYS_lgetxattr, EACCES), "");
+    EXPECT_EQ(said_without(SYS_lgetxattr, EIO),
+              support::with_error("read the attribute security.migr of " + path("file"), EIO));
+}
+
+/* One that a folder hands on would open the file to others. */
+TEST_F(EntriesOnDisk, KeepNoListThatIsNotTheirs)
+{
+    box.write("/file", "text");
+    Entry wanted = entry_at(path("file"));
+    Fd    fd(open(path("file").c_str(), O_RDWR | O_CLOEXEC));
+    auto  said_without = [&](int error) {
+        auto set = [&] {
+            std::string said = path_error_of([&] { set_attributes(fd.get(), path("file"), wanted); });
+            dprintf(STDOUT_FILENO, "%s", said.c_str());
+            return 0;
+        };
+        return support::run_process(set, [&] { support::refuse_calls({SYS_fremovexattr}, error); }).out;
+    };
+    EXPECT_EQ(said_without(EIO),
+              support::with_error("take the attribute system.posix_acl_access from " + path("file"), EIO));
+    EXPECT_EQ(said_without(ENODATA), "");
+    EXPECT_EQ(said_without(ENOTSUP), "");
 }
 
 TEST(EntriesCompared, AreUntouchedByWhatShows)

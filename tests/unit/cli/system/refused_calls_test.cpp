@@ -21,6 +21,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
 
@@ -53,6 +54,11 @@ int noted_of(const std::vector<int> &calls, int error, const std::function<void(
 int visit_nothing(const char *, const struct stat *, int, struct FTW *)
 {
     return 0;
+}
+
+extern "C" {
+int __open_2(const char *path, int flags);
+int __openat_2(int folder, const char *path, int flags);
 }
 
 struct Call {
@@ -155,16 +161,17 @@ void be_denied()
 
 TEST_F(RefusedCalls, AreSeenWhoeverMakesThem)
 {
-    FILE             *stream = tmpfile();
-    DIR              *folder = opendir(here);
-    int               fd = open(here, O_RDONLY | O_DIRECTORY);
-    struct stat       status = {};
-    struct stat64     large = {};
-    std::vector<int>  refused = {SYS_access,   SYS_newfstatat, SYS_stat,       SYS_lstat,   SYS_fstat,
-                                 SYS_readlink, SYS_unlink,     SYS_unlinkat,   SYS_rmdir,   SYS_rename,
-                                 SYS_renameat, SYS_symlink,    SYS_mkdir,      SYS_mkdirat, SYS_fchmod,
-                                 SYS_truncate, SYS_readlinkat, SYS_symlinkat,  SYS_openat,  SYS_open,
-                                 SYS_pread64,  SYS_read,       SYS_getdents64, SYS_fcntl,   SYS_faccessat};
+    FILE            *stream = tmpfile();
+    DIR             *folder = opendir(here);
+    int              fd = open(here, O_RDONLY | O_DIRECTORY);
+    struct stat      status = {};
+    struct stat64    large = {};
+    std::vector<int> refused = {
+        SYS_access,     SYS_newfstatat, SYS_stat,       SYS_lstat,     SYS_fstat,   SYS_readlink,  SYS_unlink,
+        SYS_unlinkat,   SYS_rmdir,      SYS_rename,     SYS_renameat,  SYS_symlink, SYS_mkdir,     SYS_mkdirat,
+        SYS_fchmod,     SYS_truncate,   SYS_readlinkat, SYS_symlinkat, SYS_openat,  SYS_open,      SYS_pread64,
+        SYS_read,       SYS_getdents64, SYS_fcntl,      SYS_faccessat, SYS_dup,     SYS_listxattr, SYS_llistxattr,
+        SYS_flistxattr, SYS_getxattr,   SYS_lgetxattr,  SYS_fgetxattr};
     std::vector<Call> calls = {
         {"access", [] { (void)!access(here, F_OK); }},
         {"stat", [&] { stat(here, &status); }},
@@ -187,9 +194,18 @@ TEST_F(RefusedCalls, AreSeenWhoeverMakesThem)
         {"mkdirat", [&] { mkdirat(fd, here, 0700); }},
         {"truncate", [] { (void)!truncate(here, 0); }},
         {"fchmod", [&] { fchmod(fd, 0700); }},
+        {"dup", [&] { (void)!dup(fd); }},
+        {"listxattr", [] { listxattr(here, room, sizeof room); }},
+        {"llistxattr", [] { llistxattr(here, room, sizeof room); }},
+        {"flistxattr", [&] { flistxattr(fd, room, sizeof room); }},
+        {"getxattr", [] { getxattr(here, here, room, sizeof room); }},
+        {"lgetxattr", [] { lgetxattr(here, here, room, sizeof room); }},
+        {"fgetxattr", [&] { fgetxattr(fd, here, room, sizeof room); }},
         {"open", [] { (void)!open(here, O_RDONLY); }},
         {"openat", [&] { (void)!openat(fd, here, O_RDONLY); }},
         {"open64", [] { (void)!open64(here, O_RDONLY); }},
+        {"__open_2", [] { (void)!__open_2(here, O_RDONLY); }},
+        {"__openat_2", [&] { (void)!__openat_2(fd, here, O_RDONLY); }},
         {"fopen", [] { (void)!fopen(here, "re"); }},
         {"opendir", [] { (void)!opendir(here); }},
         {"fdopendir", [&] { (void)!fdopendir(fd); }},

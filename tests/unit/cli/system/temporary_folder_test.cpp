@@ -28,6 +28,9 @@ TEST(TemporaryFolders, SweepWhatKilledProcessesLeftAndNothingElse)
     for (const char *other :
          {"/migr-backup", "/a-name-of-this-width", "/migr-test-abcdef", "/.migr-private-of-mine", "/.migr-private-"})
         EXPECT_TRUE(fs::exists(place + other)) << other;
+    fs::create_directories(place + "/.migr-private-abcdef");
+    command::sweep_temporary_folders(place); /* of who needs none now */
+    EXPECT_FALSE(fs::exists(place + "/.migr-private-abcdef"));
     TemporaryFolder second(place);
     EXPECT_TRUE(fs::exists(root)); /* somebody is at work there */
 }
