@@ -1,7 +1,10 @@
-/* What an appliance's folder is summed up to, by which a fleet knows that it has done it. */
+/* What a folder of saved appliances holds, and what each of these is summed up to, by which a fleet knows that it has
+ * done it. */
 #include "fleet/entries.h"
 
+#include "fleet/archive.h"
 #include "support/appliance_root.h"
+#include "system/digest.h"
 #include "system/failure.h"
 #include "unit/cli/command_support.h"
 
@@ -36,6 +39,20 @@ std::string said_without(const ApplianceRoot &box, const std::vector<int> &calls
     };
     return run_process(say_sum, [&] { refuse_calls(calls, error); }).out;
 }
+
+class FleetEntries : public testing::Test {
+  protected:
+    std::string path(const std::string &name) const
+    {
+        return folder.path().string() + "/" + name;
+    }
+    std::string digest(const std::string &name) const
+    {
+        return command::digest_of_entry(path(name), command::form_of(path(name)));
+    }
+
+    support::ApplianceRoot folder;
+};
 
 } // namespace
 
@@ -84,4 +101,58 @@ TEST(EntrySums, AreNotOfAPart)
     EXPECT_EQ(said_without(box, {SYS_getdents64}, ENOMEM), here + " " + std::to_string(ENOMEM));
     EXPECT_EQ(said_without(box, {SYS_newfstatat}, EACCES), here + " " + std::to_string(EACCES));
     EXPECT_EQ(said_without(box, {SYS_readlink}, EIO), here + "/link " + std::to_string(EIO));
+}
+
+TEST_F(FleetEntries, HaveAForm)
+{
+    folder.folder("/box");
+    folder.write("/box.tar.gz", "x");
+    folder.write("/box.conf", "x");
+    folder.link("/to-box", "box");
+    folder.link("/to-archive.zip", "box.conf");
+    folder.link("/nowhere", "none");
+    mkfifo(path("pipe").c_str(), 0600);
+    for (auto [name, form] : {std::pair("box", "folder"),
+                              {"to-box", "folder"},
+                              {"box.tar.gz", "archive"},
+                              {"box.conf", "file"},
+                              {"to-archive.zip", "archive"},
+                              {"nowhere", "other"},
+                              {"pipe", "other"}})
+        EXPECT_STREQ(command::name_of(command::form_of(path(name))), form) << name;
+}
+
+TEST_F(FleetEntries, AreArchivesByTheirNames)
+{
+    for (const char *ending : {".tar", ".tar.gz", ".tgz", ".tar.zst", ".tzst", ".zip"}) {
+        EXPECT_EQ(command::archive_ending("box" + std::string(ending)), ending);
+        EXPECT_FALSE(command::is_archive_name(ending)) << "it is all ending";
+        EXPECT_FALSE(command::is_archive_name("box" + std::string(ending) + "x"));
+    }
+    EXPECT_EQ(command::archive_ending("box.tar.zip"), ".zip");
+    EXPECT_EQ(command::archive_ending("box.gz"), "");
+    EXPECT_EQ(command::archive_ending("tar"), "");
+}
+
+TEST_F(FleetEntries, AreWhatIsNotHidden)
+{
+    for (const char *name : {"/fleet/a", "/fleet/b/c", "/fleet/.hidden", "/fleet/..b"})
+        folder.write(name, "");
+    std::set<std::string> names;
+    EXPECT_EQ(command::for_each_entry(path("fleet"), [&](const std::string &name) { names.insert(name); }), 2u);
+    EXPECT_EQ(names, (std::set<std::string>{"a", "b"}));
+    EXPECT_THROW(command::for_each_entry(path("none"), [](const std::string &) {}), command::Failure);
+    EXPECT_EQ(command::why_no_entry_name("box 1"), "");
+    for (const char *name : {"a\nb", "a\x1b[2J", "\xff"})
+        EXPECT_EQ(command::why_no_entry_name(name),
+                  "Its name has characters that a terminal or a shell might act on. Give it another one.");
+}
+
+TEST_F(FleetEntries, OfFilesAreWhatTheyHold)
+{
+    folder.write("/one", "text");
+    EXPECT_EQ(digest("one"), command::sha256("text"));
+    EXPECT_EQ(digest("none"), command::sha256("other"));
+    folder.link("/to-one", "one");
+    EXPECT_EQ(digest("to-one"), command::sha256("text"));
 }
