@@ -232,6 +232,7 @@ def message_faults(verdict, names):
     paths = [path for path in verdict.call.paths if not path.startswith("/proc/") and not path.startswith("/memfd:")]
     private = any(re.search(r"/staging-|/\.migr-private-", path) for path in paths)
     told = [part for path in paths for part in names_in(path)] + list(names | {"private copy", "throw-away appliance"} if private else ())
+    told.append("cannot copy all of it")  # of an appliance that is named: the library of archives goes on, and does not say where it was
     if paths and verdict.call.name not in UNNAMED and not any(part in verdict.said for part in told):
         faults.append("the message does not name the file")
     return faults
