@@ -140,6 +140,20 @@ mode_t mode_of(int flags, va_list rest)
     return makes ? va_arg(rest, mode_t) : 0;
 }
 
+size_t put_whole(size_t put, size_t count, FILE *stream)
+{
+    if (put < count && ferror(stream))
+        command::note_refusal(errno);
+    return put;
+}
+
+int put_well(int result)
+{
+    if (result < 0)
+        command::note_refusal(errno);
+    return result;
+}
+
 } // namespace
 
 /* A call with fixed arguments: those as they are declared, and as they are given on. */
@@ -309,14 +323,38 @@ size_t fread(void *bytes, size_t size, size_t count, FILE *stream)
     return wanted > 0 ? got / size : 0;
 }
 
-/* What a stream could not put out it forgets, so this cannot be done again. */
+/* What a stream could not put out it forgets, so these cannot be made again. */
 size_t fwrite(const void *bytes, size_t size, size_t count, FILE *stream)
 {
     static auto *const next = next_of<size_t(const void *, size_t, size_t, FILE *)>("fwrite");
-    size_t             put = next(bytes, size, count, stream);
-    if (put < count && ferror(stream))
-        command::note_refusal(errno);
-    return put;
+    return put_whole(next(bytes, size, count, stream), count, stream);
+}
+
+size_t fwrite_unlocked(const void *bytes, size_t size, size_t count, FILE *stream)
+{
+    static auto *const next = next_of<size_t(const void *, size_t, size_t, FILE *)>("fwrite_unlocked");
+    return put_whole(next(bytes, size, count, stream), count, stream);
+}
+
+int fputs(const char *text, FILE *stream)
+{
+    static auto *const next = next_of<int(const char *, FILE *)>("fputs");
+    return put_well(next(text, stream));
+}
+
+int fprintf(FILE *stream, const char *format, ...)
+{
+    va_list values;
+    va_start(values, format);
+    int result = put_well(vfprintf(stream, format, values));
+    va_end(values);
+    return result;
+}
+
+int fflush(FILE *stream)
+{
+    static auto *const next = next_of<int(FILE *)>("fflush");
+    return put_well(next(stream));
 }
 
 } // extern "C"

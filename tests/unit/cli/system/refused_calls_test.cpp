@@ -91,6 +91,12 @@ void put_into(FILE *stream)
     (void)!fwrite(room, 1, sizeof room, stream);
 }
 
+void put_unlocked(FILE *stream)
+{
+    setvbuf(stream, nullptr, _IONBF, 0);
+    (void)!fwrite_unlocked(room, 1, sizeof room, stream);
+}
+
 /* The names of those of which nothing is noted. */
 std::string missed(const std::vector<Call> &calls)
 {
@@ -233,10 +239,16 @@ TEST_F(RefusedCalls, AreSeenWhereSomethingIsPut)
 {
     FILE *full = fopen("/dev/full", "we");
     FILE *stream = tmpfile();
-    auto  put = [&] { (void)!write(fileno(full), "x", 1); };
+    const char *volatile text = "text"; /* or a compiler would make another call of it */
+    auto put = [&] { (void)!write(fileno(full), "x", 1); };
     EXPECT_EQ(noted_of({}, 0, put), ENOSPC);
     EXPECT_EQ(noted_of({}, 0, [&] { put_into(full); }), ENOSPC);
+    EXPECT_EQ(noted_of({}, 0, [&] { put_unlocked(full); }), ENOSPC);
+    EXPECT_EQ(noted_of({}, 0, [&] { setvbuf(full, nullptr, _IONBF, 0), fputs(text, full); }), ENOSPC);
+    EXPECT_EQ(noted_of({}, 0, [&] { setvbuf(full, nullptr, _IONBF, 0), fprintf(full, "%d\n", 1); }), ENOSPC);
+    EXPECT_EQ(noted_of({}, 0, [&] { fputc('x', full), fflush(full); }), ENOSPC);
     EXPECT_EQ(noted_of({}, 0, [&] { fputc('x', full), fclose(full); }), ENOSPC);
+    EXPECT_EQ(noted_of({SYS_write}, EINTR, [&] { put_into(stream); }), EINTR); /* the rest of it is lost */
     EXPECT_EQ(noted_of({SYS_fsync}, EIO, [&] { fsync(fileno(stream)); }), EIO);
     EXPECT_EQ(noted_of({}, 0, [&] { put_into(stream); }), 0);
     EXPECT_EQ(noted_of({}, 0, [&] { read_stream(stream); }), 0);
