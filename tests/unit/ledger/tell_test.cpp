@@ -24,6 +24,9 @@ struct Told {
 
 std::vector<Told> told;
 
+/* Who is at work before anybody has said so: this is read ahead of all tests. */
+const migr_author author_at_start = ledger::author;
+
 std::string text_of(const char *text)
 {
     return text ? text : "(null)";
@@ -76,6 +79,14 @@ class Tell : public TreeTest {
         return all;
     }
 };
+
+TEST(Author, IsTheHostUntilTheLibraryWorks)
+{
+    EXPECT_EQ(author_at_start.release, 0);
+    EXPECT_STREQ(author_at_start.mechanism, "host");
+    EXPECT_STREQ(author_at_start.name, "");
+    EXPECT_EQ(author_at_start.line, 0u);
+}
 
 TEST_F(Tell, AParsedNodeHasItsLinesAndItsParent)
 {

@@ -1,6 +1,8 @@
 /* Copies of nodes and of all below them, by their kinds and marks. */
+#include "support/failing_memory.h"
 #include "support/trees.h"
 #include "tree/config_text.h"
+#include "tree/make_node.h"
 #include "tree/node_store.h"
 #include "tree/operations.h"
 
@@ -188,6 +190,36 @@ TEST_F(Copy, WhatIsBelowADeletedNodeStaysReadableWhileItIsHeld)
     EXPECT_STREQ(a->edit_list->config_list->edit_list->set_list->value, "3");
     hold_deleted_nodes(0);
     EXPECT_EQ(deleted_nodes_are_held(), 0);
+}
+
+/* Half a copy would be taken for a whole one. */
+TEST_F(Copy, OfATreeIsWholeOrNone)
+{
+    ASSERT_EQ(parse(sample), 0);
+    const config_node *block = migr_main.root.top_list;
+    config_node       *copy = nullptr;
+    auto               work = [&] { copy = copy_tree(block); };
+    size_t             nodes = with_failing_nodes(0, work);
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(dump(*copy), dump(*block));
+    ASSERT_EQ(nodes, 10u);
+    for (size_t number = 1; number <= nodes; number++) {
+        with_failing_nodes(number, work);
+        EXPECT_EQ(copy, nullptr) << number;
+    }
+}
+
+TEST_F(Copy, OfARecordHasItsValueOrIsNone)
+{
+    ASSERT_EQ(parse(sample), 0);
+    const config_node *set = migr_main.root.top_list->set_list;
+    config_node       *copy = nullptr;
+    auto               work = [&] { copy = copy_record(set); };
+    with_failing_values(1, work);
+    EXPECT_EQ(copy, nullptr);
+    with_failing_values(0, work);
+    ASSERT_NE(copy, nullptr);
+    EXPECT_STREQ(copy->value, set->value);
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 /* Files that are made, copied and removed: modes, links, and what a full disk leaves. */
+#include "driver/migr.h"
 #include "support/appliance_root.h"
 #include "support/trees.h"
 #include "tree/file_effects.h"
@@ -194,6 +195,26 @@ TEST_F(FileEffects, CopyFailsWithoutSourceOrFolder)
     EXPECT_EQ(copy_over(at("/from").c_str(), at("/nowhere/to").c_str()), -1);
     EXPECT_EQ(root.listing(), before);
     EXPECT_EQ(copy_over(at("/from").c_str(), "/dev/full"), -1);
+}
+
+/* Whoever accounts for files goes by what is told. */
+TEST_F(FileEffects, OnlyWhatWasDoneIsTold)
+{
+    static std::string told;
+    root.write("/from", "new");
+    migr_observe_changes([](const migr_change *change) {
+        told += std::to_string(change->kind) + " " + fs::path(change->file).filename().string() + "\n";
+    });
+    copy_over(at("/nothing").c_str(), at("/to").c_str());
+    copy_over(at("/from").c_str(), "/dev/full");
+    copy_over(at("/from").c_str(), at("/to").c_str());
+    remove_tree(at("/nothing").c_str());
+    remove_tree(at("/from").c_str());
+    make_folder(at("/a/b").c_str(), 0700);
+    make_folder(at("/new").c_str(), 0700);
+    migr_observe_changes(nullptr);
+    EXPECT_EQ(told, std::to_string(MIGR_FILE_COPIED) + " to\n" + std::to_string(MIGR_FILE_REMOVED) + " from\n" +
+                        std::to_string(MIGR_FOLDER_MADE) + " new\n");
 }
 
 TEST_F(FileEffects, CopyTakesALinkAsALink)
