@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <openssl/evp.h>
 
+#include <functional>
 #include <regex>
 #include <set>
 
@@ -192,6 +193,32 @@ TEST(PageRows, HaveWhatIsGoneWhereItWas)
                              " 6\t3\t\tend\n");
 }
 
+TEST(PageRows, HaveWhatIsGoneBehindTheBlockAheadOfIt)
+{
+    PageText text;
+    text.text = "config b\nend\nconfig c\nend\n";
+    PageChange renamed = change('~', 1, 1, "config a\n", {"a"});
+    renamed.in_end = 2, renamed.out_end = 2;
+    PageChange gone = change('-', 3, 0, "config x\n", {"x"});
+    gone.in_end = 4;
+    text.changes = {renamed, gone};
+    EXPECT_EQ(rows_of(text), "~ 1\t\t7\tconfig a\n"
+                             "~ 1\t1\t7\tconfig b\n"
+                             " 2\t2\t\tend\n"
+                             "- 3\t\t7\tconfig x\n"
+                             "- 4\t\t7\tend\n"
+                             " \t3\t\tconfig c\n"
+                             " \t4\t\tend\n");
+    text.changes[0].is_away = true;
+    EXPECT_EQ(rows_of(text), "- 3\t\t7\tconfig x\n"
+                             "- 4\t\t7\tend\n"
+                             " \t1\t\tconfig b\n"
+                             " \t2\t\tend\n"
+                             " \t3\t\tconfig c\n"
+                             " \t4\t\tend\n")
+        << "it stands in another file";
+}
+
 TEST(PageRows, IndentWhatIsGoneAsItsBlockIs)
 {
     PageText text;
@@ -333,6 +360,71 @@ TEST(Page, DoesNotCallALossOfProtectionNothing)
     EXPECT_TRUE(holds(between(page, "<ul class=\"findings\">", "</ul>"), "cause <a href=\"#cause-1\">1</a></span>"));
 }
 
+TEST(Page, CallsALossSeriousByWhatItIsAbout)
+{
+    for (const char *kind : {"protection", "credentials", "network", "logging", "appearance", "rule", "housekeeping"}) {
+        json ledger = shop_ledger();
+        ledger["causes"][0]["kind"] = kind;
+        bool is_serious = kind == std::string("protection") || kind == std::string("credentials");
+        EXPECT_EQ(holds(page_of(ledger), "Settings of protection or credentials were dropped."), is_serious) << kind;
+        ledger["files"][0]["account"]["entries"][0]["fate"] = "moved";
+        ledger["files"][0]["account"]["entries"][0]["out"] = {2, 2};
+        EXPECT_FALSE(holds(page_of(ledger), "Settings of protection or credentials were dropped.")) << kind;
+    }
+}
+
+TEST(Page, IsNamedForItsSubject)
+{
+    for (auto [subject, name] : {std::pair("/srv/saved/box", "box"),
+                                 {"/srv/saved/box//", "box"},
+                                 {"box", "box"},
+                                 {"b", "b"},
+                                 {"/", "This appliance"},
+                                 {"", "This appliance"}}) {
+        json ledger = shop_ledger();
+        ledger["subject"] = subject;
+        EXPECT_TRUE(holds(page_of(ledger), "<title>" + std::string(name) + ": from 5.50 to 6.21</title>")) << subject;
+        EXPECT_TRUE(holds(page_of(ledger), "<dt>Of</dt><dd><code>" + std::string(subject) + "</code>"));
+    }
+}
+
+TEST(Page, GoesByTheReleaseOfTheGlobalFile)
+{
+    json ledger =
+        ledger_of({file_of("sys_domain.a.conf.gz", json::array()), file_of("sys_global.conf.gz", json::array()),
+                   file_of("sys_domain.b.conf.gz", json::array())});
+    ledger["files"][1]["before"] = "5.20";
+    ledger["files"][2]["before"] = "5.30";
+    EXPECT_TRUE(holds(page_of(ledger), "<title>box: from 5.20 to 6.21</title>"));
+    ledger["files"][1]["before"] = nullptr;
+    EXPECT_TRUE(holds(page_of(ledger), "<title>box: from 5.50 to 6.21</title>"));
+    ledger["files"][0]["account"] = nullptr;
+    EXPECT_TRUE(holds(page_of(ledger), "<title>box: from 5.30 to 6.21</title>"));
+}
+
+TEST(Page, HasNoLinkForAWarningOfNoLine)
+{
+    json ledger = shop_ledger();
+    ledger["files"][0]["warnings"] = {"line 0: odd.", "lines are odd.", "line 2 of the old text: odd."};
+    ledger["files"].push_back(file_of("sys_domain.bad.conf.gz", json::array()));
+    ledger["files"][1]["account"] = nullptr;
+    ledger["files"][1]["warnings"] = {"line 1: odd."};
+    std::string page = page_of(ledger);
+    std::string look = between(page, "<ul class=\"findings\">", "</ul>");
+    EXPECT_EQ(count_of(look, "<li>"), 4U);
+    EXPECT_EQ(all_of(look, "href=\"#([^\"]*)\""), std::set<std::string>{"shop:was-2"});
+}
+
+TEST(Page, HasFilesUnderShortNames)
+{
+    json ledger =
+        ledger_of({file_of("sys_domain.aZ-09_x.conf.gz", json::array()), file_of("sys_global.conf", json::array()),
+                   file_of("odd", json::array()), file_of("sys_domain..conf.gz", json::array()),
+                   file_of("sys_domain.A[`{@/:.conf.gz", json::array())});
+    EXPECT_EQ(all_of(page_of(ledger), " data-file=\"([^\"]*)\""),
+              (std::set<std::string>{"aZ-09_x", "global", "odd", "file", "A______"}));
+}
+
 TEST(Page, GivesTheReasonAtTheEntryOfASignatureListAlone)
 {
     json entry = dropped_entry("1", "    edit 1\n");
@@ -449,6 +541,42 @@ TEST(Page, RefusesNumbersBeyondAllLines)
     end["files"][0]["account"]["entries"][0]["in_end"] = huge;
     for (const json &ledger : {runs, continued, span, end})
         EXPECT_THROW(page_of(ledger), Failure);
+}
+
+TEST(Page, RefusesLinesThatAreNone)
+{
+    constexpr uint32_t beyond = (1U << 26) + 1;
+    auto               fault_of = [](const std::function<void(json &)> &change) {
+        json ledger = shop_ledger();
+        change(ledger["files"][0]["account"]);
+        try {
+            page_of(ledger);
+        } catch (const Failure &failure) {
+            return std::string(failure.what());
+        }
+        return std::string("none");
+    };
+    std::string ahead = "This is no ledger of an upgrade, or one of another migr: ";
+    for (const json &run :
+         {json({beyond, 1, 1}), json({1, beyond, 1}), json({1, 1, beyond}), json({1, 1}), json({1, 1, 1, 1})})
+        EXPECT_EQ(fault_of([&](json &account) { account["unchanged"] = json::array({run}); }),
+                  ahead + "a run of lines is no run");
+    EXPECT_EQ(fault_of([&](json &account) {
+                  account["continued"] = {{2, beyond}};
+              }),
+              ahead + "a value goes on beyond all lines");
+    EXPECT_EQ(fault_of([&](json &account) { account["entries"][0]["in_end"] = beyond; }),
+              ahead + "a line has a number beyond all lines");
+    EXPECT_EQ(fault_of([&](json &account) {
+                  account["entries"][0]["in"] = {3, beyond};
+              }),
+              ahead + "a line has a number beyond all lines");
+    EXPECT_EQ(fault_of([](json &account) {
+                  account["entries"][0]["in"] = {3, 2};
+              }),
+              ahead + "lines end ahead of their beginning");
+    EXPECT_EQ(fault_of([](json &account) { account["entries"][0]["causes"] = {9}; }),
+              ahead + "it names what it does not hold");
 }
 
 /* A ledger may be anybody's: lines that are not there lead nowhere. */
