@@ -1,7 +1,6 @@
 /*
  * Some of the library's state outlives a run: what is done once in a process, the counter of made-up names. An input
- * must not hang on those ahead of it. In the fuzzers that state is put back (fresh_state.cpp); in the tests, which have
- * no such way, the work is done in a process of its own (fresh_process.cpp).
+ * must not hang on those ahead of it, so that state is put back ahead of each (fresh_state.cpp).
  */
 #pragma once
 

@@ -1,4 +1,5 @@
-/* Knows where the variables lie, by outliving_state.h, and nothing of what they are. None of them owns memory. */
+/* Knows where the variables lie, by outliving_state.h or outliving_state.ld, and nothing of what they are. None of them
+ * owns memory. */
 #include "fuzz/afresh.h"
 
 #include <vector>

@@ -1,3 +1,6 @@
 add_dependencies(${test} migr_image)
 target_link_libraries(${test} PRIVATE migr_command${variant})
 wrap_calls(${test} ${FUZZ_WRAPPED_CALLS})
+set(outliving_state ${CMAKE_SOURCE_DIR}/tests/whole/corpus/outliving_state.ld)
+target_link_options(${test} PRIVATE -Wl,-T,${outliving_state})
+set_property(TARGET ${test} APPEND PROPERTY LINK_DEPENDS ${outliving_state})
