@@ -1,6 +1,6 @@
 /* Writes, as C++ for the command, the filter that holds its children to the calls of cli/run/listed_calls.h, by
  * libseccomp. To put it together takes longer than all else at the start of a child, and libseccomp does not get over
- * memory that is refused. Whom a child may signal is left to the child. */
+ * memory that is refused. A child puts its own number in, which is all that it may signal. */
 #include "run/listed_calls.h"
 
 #include <cerrno>
@@ -39,6 +39,9 @@ void allow_with(scmp_filter_ctx filter, int call, const scmp_arg_cmp &argument)
     check(seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 1, argument));
 }
 
+/* Stands for a child's own number; no process has one beyond 2^22. */
+constexpr uint32_t own_number = 0x6f776e21;
+
 void add_all_rules(scmp_filter_ctx filter)
 {
     static constexpr uint32_t searched_by_halves = 2;
@@ -48,6 +51,7 @@ void add_all_rules(scmp_filter_ctx filter)
         allow_with(filter, SCMP_SYS(ioctl), SCMP_A1(SCMP_CMP_EQ, control));
     for (int question : command::allowed_questions)
         allow_with(filter, SCMP_SYS(prctl), SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(question)));
+    allow_with(filter, SCMP_SYS(tgkill), SCMP_A0(SCMP_CMP_EQ, own_number)); /* which abort() signals */
     check(seccomp_attr_set(filter, SCMP_FLTATR_CTL_OPTIMIZE, searched_by_halves));
 }
 
@@ -64,10 +68,14 @@ int main()
     rewind(program);
     printf("/* Made by tools/list_limits. */\n#include \"run/limits.h\"\n\n"
            "const sock_filter command::limits_of_every_child[] = {\n");
-    unsigned short length = 0;
-    for (sock_filter step; fread(&step, sizeof step, 1, program) == 1; length++)
+    unsigned length = 0, places = 0, place = 0;
+    for (sock_filter step; fread(&step, sizeof step, 1, program) == 1; length++) {
         printf("    {0x%x, %u, %u, 0x%x},\n", step.code, step.jt, step.jf, step.k);
-    printf("};\n\nconst unsigned short command::length_of_limits = %u;\n", length);
+        places += step.k == own_number;
+        place = step.k == own_number ? length : place;
+    }
+    printf("};\n\nconst size_t command::length_of_limits = %u;\nconst size_t command::place_of_own_number = %u;\n", length,
+           place);
     seccomp_release(filter);
-    return length > 0 ? 0 : 1;
+    return places == 1 ? 0 : 1;
 }

@@ -2,8 +2,8 @@
  * sources include this. */
 #pragma once
 
-#include <archive.h>
-#include <archive_entry.h>
+#include "fleet/archive_library.h"
+
 #include <cerrno>
 #include <memory>
 #include <string>

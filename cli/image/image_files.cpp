@@ -1,9 +1,11 @@
 /* Finding and opening an image's files. Whether they are any good is told by the checks of this room. */
 #include "image/image_files.h"
 
+#include "image/built_image.h"
 #include "image/packaged_image.h"
 #include "system/failure.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -36,6 +38,12 @@ size_t number_in_table(const std::string &name)
         if (name == image_file_table[at].name)
             return at;
     throw std::logic_error(name + " is no file of an image");
+}
+
+bool is_built_image(const std::vector<std::string> &texts)
+{
+    static_assert(std::size(built_image) == std::size(image_file_table));
+    return std::equal(texts.begin(), texts.end(), std::begin(built_image), std::end(built_image));
 }
 
 } // namespace
@@ -83,6 +91,8 @@ std::vector<ImageFault> faults_of(const Image &image, int32_t lowest_release)
     std::vector<std::string> texts;
     for (const ImageFile &file : image_file_table)
         texts.push_back(image_text(image, file.name));
+    if (is_built_image(texts))
+        return {};
     return faults_of_image({texts[0], texts[1], texts[2], texts[3]}, lowest_release);
 }
 

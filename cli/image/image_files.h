@@ -41,7 +41,8 @@ Image open_image(const std::string &named);
 /* The whole content of one of them, by its name in the table. Throws PathError. */
 std::string image_text(const Image &image, const std::string &name);
 
-/* What makes the image unusable for files from that release on; nothing for a good one. Throws PathError. */
+/* What makes the image unusable for files from that release on; nothing for a good one, which the one that was built
+ * with this command is. Throws PathError. */
 std::vector<ImageFault> faults_of(const Image &image, int32_t lowest_release);
 
 } // namespace command

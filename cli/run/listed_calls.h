@@ -8,7 +8,7 @@
 
 namespace command {
 
-/* On files, then on the process itself, which is all that a child may signal, and the time. */
+/* On files, then on the process itself and the time. To signal itself a child may call tgkill, too. */
 inline constexpr const char *allowed_calls =
     "access chdir chmod chown close close_range copy_file_range creat dup dup2 dup3 faccessat faccessat2 "
     "fadvise64 fallocate fchdir fchmod fchmodat fchown fchownat fcntl fdatasync fgetxattr flistxattr flock "
@@ -20,7 +20,7 @@ inline constexpr const char *allowed_calls =
     "brk capget clock_getres clock_gettime clock_nanosleep exit exit_group futex getegid geteuid getgid "
     "getpid getppid getrandom getrlimit getrusage gettid gettimeofday getuid madvise memfd_create mmap "
     "mprotect mremap munmap nanosleep pause prlimit64 restart_syscall rt_sigaction rt_sigprocmask rt_sigreturn "
-    "sched_yield sigaltstack tgkill time uname";
+    "sched_yield sigaltstack time uname";
 
 /* Others act on terminals and devices. */
 inline constexpr unsigned long allowed_controls[] = {FS_IOC_GETFLAGS, FICLONE, TCGETS, TIOCGWINSZ};

@@ -1,4 +1,4 @@
-/* The system calls that a child which reads configurations may make, by libseccomp. What it sees of the file system is
+/* The system calls that a child which reads configurations may make. What it sees of the file system is
  * confinement's business. */
 #pragma once
 

@@ -8,7 +8,6 @@
 #include <libdeflate.h>
 #include <openssl/evp.h>
 #include <poll.h>
-#include <seccomp.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -124,12 +123,16 @@ WRAPPED(int, lchown, (const char *path, uid_t owner, gid_t group), (path, owner,
 WRAPPED(int, fchown, (int fd, uid_t owner, gid_t group), (fd, owner, group), -1)
 WRAPPED(int, fchmod, (int fd, mode_t mode), (fd, mode), -1)
 WRAPPED(int, futimens, (int fd, const timespec *times), (fd, times), -1)
-WRAPPED(int, seccomp_load, (scmp_filter_ctx filter), (filter), -error_of_call)
-WRAPPED(scmp_filter_ctx, seccomp_init, (uint32_t action), (action), nullptr)
 WRAPPED(EVP_MD_CTX *, EVP_MD_CTX_new, (), (), nullptr)
 WRAPPED(int, EVP_DigestUpdate, (EVP_MD_CTX * sum, const void *bytes, size_t size), (sum, bytes, size), 0)
 WRAPPED(libdeflate_compressor *, libdeflate_alloc_compressor, (int level), (level), nullptr)
 WRAPPED(libdeflate_decompressor *, libdeflate_alloc_decompressor, (), (), nullptr)
 
 #undef WRAPPED
+
+int __real_prctl(int question, unsigned long, unsigned long, unsigned long, unsigned long);
+int __wrap_prctl(int question, unsigned long a, unsigned long b, unsigned long c, unsigned long d)
+{
+    return support::is_to_fail("prctl") ? -1 : __real_prctl(question, a, b, c, d);
+}
 }

@@ -2,6 +2,7 @@
 #include "image/image_files.h"
 
 #include "driver/run_context.h"
+#include "image/built_image.h"
 #include "image/packaged_image.h"
 #include "support/appliance_root.h"
 #include "support/places.h"
@@ -108,6 +109,26 @@ TEST_F(ImageFiles, AreLookedThroughForFaults)
     std::string built = support::build_path("/image");
     EXPECT_TRUE(faults_of(open_image(built), MIGR_RELEASE(3, 30)).empty());
     EXPECT_FALSE(faults_of(open_image(folder()), MIGR_RELEASE(3, 30)).empty());
+}
+
+/* Runs do not look through the image that was built with the command. */
+TEST_F(ImageFiles, AreSoundWhereTheyWereBuiltWithTheCommand)
+{
+    const auto &[update_file, syntax_file, predefined, database] = built_image;
+    EXPECT_TRUE(faults_of_image({update_file, syntax_file, predefined, database}, 0).empty());
+    fs::path built = support::build_path("/image");
+    for (size_t at = 0; at < std::size(image_file_table); at++)
+        EXPECT_EQ(support::content_of(built / image_file_table[at].name), built_image[at]) << image_file_table[at].name;
+}
+
+TEST_F(ImageFiles, OfTheBuiltImageAreLookedThroughOnceOneByteIsAnother)
+{
+    fs::path built = support::build_path("/image");
+    for (const ImageFile &file : image_file_table)
+        box.write("/image/" + std::string(file.name), support::content_of(built / file.name));
+    EXPECT_TRUE(faults_of(open_image(folder()), 0).empty());
+    box.write("/image/update_config", support::content_of(built / "update_config") + "x");
+    EXPECT_FALSE(faults_of(open_image(folder()), 0).empty());
 }
 
 TEST(PackagedImage, LiesBesideTheCommandOrIsInstalled)
