@@ -1,6 +1,6 @@
 /*
- * Only what is plain to read is taken apart: one text between two quotes, and around it no other quote, no comment and
- * no parameter. Everything else is left to SQLite.
+ * Only what is plain to read is taken apart: one text between two quotes, or none, and around it no other quote, no
+ * comment and no parameter. Everything else is left to SQLite.
  */
 #include "kept_questions.h"
 
@@ -13,7 +13,7 @@ namespace appliance {
 
 namespace {
 
-/* A question with its text taken out. */
+/* A question with its text taken out, which is null where it had none. */
 struct Taken {
     char        question[KeptQuestions::longest];
     const char *text;
@@ -23,8 +23,18 @@ struct Taken {
 bool is_plain(const char *begin, const char *end)
 {
     for (; begin < end; begin++)
-        if (!isalnum(static_cast<unsigned char>(*begin)) && !strchr("_ =<>()*,.;", *begin))
+        if (!isalnum(static_cast<unsigned char>(*begin)) && !strchr("_ =<>!()*,.;", *begin))
             return false;
+    return true;
+}
+
+bool take_whole(const char *sql, Taken *taken)
+{
+    size_t length = strlen(sql);
+    if (length >= sizeof taken->question || !is_plain(sql, sql + length))
+        return false;
+    memcpy(taken->question, sql, length + 1);
+    taken->text = nullptr;
     return true;
 }
 
@@ -33,7 +43,7 @@ bool take_text(const char *sql, Taken *taken)
     const char *open = strchr(sql, '\'');
     const char *close = open ? strchr(open + 1, '\'') : nullptr;
     if (!close)
-        return false;
+        return take_whole(sql, taken);
     auto   before = static_cast<size_t>(open - sql);
     size_t after = strlen(close + 1);
     if (before + 1 + after >= sizeof taken->question || !is_plain(sql, open) || !is_plain(close + 1, close + 1 + after))
@@ -77,8 +87,9 @@ sqlite3_stmt *kept_question(KeptQuestions *questions, sqlite3 *connection, const
     sqlite3_stmt *statement = find(questions, taken.question);
     if (!statement)
         statement = keep(questions, connection, taken.question);
-    bool is_bound =
-        statement && sqlite3_bind_text(statement, 1, taken.text, taken.length, SQLITE_TRANSIENT) == SQLITE_OK;
+    if (!statement || !taken.text)
+        return statement;
+    bool is_bound = sqlite3_bind_text(statement, 1, taken.text, taken.length, SQLITE_TRANSIENT) == SQLITE_OK;
     return is_bound ? statement : nullptr;
 }
 

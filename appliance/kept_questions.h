@@ -1,5 +1,5 @@
 /*
- * Questions that are asked again and again, each time with another text in quotes: SQLite reads each of them once. What
+ * Questions that are asked again and again, at most with another text in quotes: SQLite reads each of them once. What
  * the answers mean is the caller's business.
  */
 #pragma once

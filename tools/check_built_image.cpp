@@ -32,7 +32,8 @@ int main(int count, char **arguments)
     std::string update_file = text_of(folder + "update_config"), syntax_file = text_of(folder + "syntax_v510.txt");
     std::string predefined = text_of(folder + "system.conf.predefine"), database = text_of(folder + "signature.db");
     bool        is_sound = true;
-    for (const command::ImageFault &fault : command::faults_of_image({update_file, syntax_file, predefined, database}, 0)) {
+    for (const command::ImageFault &fault :
+         command::faults_of_image({update_file, syntax_file, predefined, database}, 0)) {
         fprintf(stderr, "%s%s\n", folder.c_str(), shown(fault).c_str());
         is_sound = false;
     }

@@ -74,8 +74,8 @@ int main()
         places += step.k == own_number;
         place = step.k == own_number ? length : place;
     }
-    printf("};\n\nconst size_t command::length_of_limits = %u;\nconst size_t command::place_of_own_number = %u;\n", length,
-           place);
+    printf("};\n\nconst size_t command::length_of_limits = %u;\nconst size_t command::place_of_own_number = %u;\n",
+           length, place);
     seccomp_release(filter);
     return places == 1 ? 0 : 1;
 }

@@ -178,9 +178,9 @@ Look look_and_lay_in(const SingleRequest &request, const SingleFile &file, const
     look.facts.gzip = true;
     if (look.facts.release >= 0 && look.facts.release < image_release())
         look_at_configs(request, file, configs, syntax, look);
-    std::string packed = looks_like_gzip(file.bytes) ? "" : gzip(text, Packing::fast);
-    lay_in(stored_name(look.kind.domain), packed.empty() ? file.bytes : packed);
-    look.facts.stored_size = packed.empty() ? file.bytes.size() : packed.size();
+    bool is_packed = looks_like_gzip(file.bytes);
+    lay_in(stored_name(look.kind.domain), is_packed ? file.bytes : gzip(text, Packing::none));
+    look.facts.stored_size = file.bytes.size();
     return look;
 }
 

@@ -1,5 +1,5 @@
-/* Packing and unpacking in place, inside the root folder: for a while, so that packing need not be tight. What a text
- * says is told by inspect.h. */
+/* Packing and unpacking in place, inside the root folder: for a while, so that packing only has to have the form. What
+ * a text says is told by inspect.h. */
 #include "appliance/stored_text.h"
 
 #include "system/config_path.h"
@@ -31,7 +31,7 @@ std::string text_of_file(const std::string &path)
 
 void store_text(const std::string &name, std::string_view text)
 {
-    store_packed(name, gzip(text, Packing::fast));
+    store_packed(name, gzip(text, Packing::none));
 }
 
 void store_packed(const std::string &name, std::string_view bytes)

@@ -1,7 +1,7 @@
 /*
- * The kept library of archives, loaded when it is first asked for something: with the libraries that it takes with it, it
- * would cost every command a tenth of a small upgrade, and only fleets read archives. In namespace command its functions
- * have their own names; what they do is told by archive_read(3), archive_write(3), archive_read_disk(3),
+ * The kept library of archives, loaded when it is first asked for something: with the libraries that it takes with it,
+ * it would cost every command a tenth of a small upgrade, and only fleets read archives. In namespace command its
+ * functions have their own names; what they do is told by archive_read(3), archive_write(3), archive_read_disk(3),
  * archive_write_disk(3) and archive_entry(3).
  */
 #pragma once

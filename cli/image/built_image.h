@@ -1,6 +1,7 @@
 /*
- * The image that was built with this command, to know it again. The build has looked through it (tools/check_built_image),
- * so runs need not, which take a twentieth less for it; any other image is looked through by each run.
+ * The image that was built with this command, to know it again. The build has looked through it
+ * (tools/check_built_image), so runs need not, which take a twentieth less for it; any other image is looked through by
+ * each run.
  */
 #pragma once
 

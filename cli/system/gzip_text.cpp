@@ -106,7 +106,7 @@ bool has_whole_data(const Unpacker &unpacker, std::string_view member)
 std::string gzip(std::string_view text, Packing packing)
 {
     using Packer = std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)>;
-    int    level = packing == Packing::tight ? 6 : 1;
+    int    level = packing == Packing::tight ? 6 : 0;
     Packer packer(libdeflate_alloc_compressor(level), libdeflate_free_compressor);
     if (!packer)
         throw std::bad_alloc();

@@ -9,8 +9,8 @@ namespace command {
 
 bool looks_like_gzip(std::string_view bytes);
 
-/* For what is kept, or for what is soon unpacked again. */
-enum class Packing { tight, fast };
+/* For what is kept, or for what is soon unpacked again, which is as long as it was. */
+enum class Packing { tight, none };
 
 /* One member. Throws std::bad_alloc. */
 std::string gzip(std::string_view text, Packing packing = Packing::tight);

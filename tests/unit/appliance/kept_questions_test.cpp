@@ -46,8 +46,9 @@ TEST_F(KeptQuestionsTest, ATextInQuotesBecomesAParameter)
 {
     EXPECT_STREQ(sqlite3_sql(ask("select count(*) from t where name='a b' and kind>=3;")),
                  "select count(*) from t where name=? and kind>=3;");
-    for (const char *sql : {"select * from t where name='it is' ", "select name, kind from t where name <> ''",
-                            "select * from t where (t.name='x') and kind < 4"})
+    for (const char *sql :
+         {"select * from t where name='it is' ", "select name, kind from t where name <> ''",
+          "select * from t where (t.name='x') and kind < 4", "select * from t where name='x' and kind!=0"})
         EXPECT_EQ(asked(sql), sql);
 }
 
@@ -60,10 +61,20 @@ TEST_F(KeptQuestionsTest, TheSameQuestionIsTheSameStatement)
     EXPECT_EQ(ask("select * from t where name='a'"), first);
 }
 
+TEST_F(KeptQuestionsTest, OneWithoutATextIsKeptToo)
+{
+    sqlite3_stmt *first = ask("select kind from t group by kind;");
+    EXPECT_STREQ(sqlite3_sql(first), "select kind from t group by kind;");
+    EXPECT_EQ(ask("select kind from t group by kind;"), first);
+    EXPECT_NE(ask("select kind from t"), first);
+    EXPECT_EQ(ask("select * from nowhere"), nullptr);
+    EXPECT_EQ(questions.next, 2);
+}
+
 TEST_F(KeptQuestionsTest, WhatIsNotPlainIsLeftToSqlite)
 {
     for (const char *sql :
-         {"select * from t", "select * from t where name='a", "select * from t where name='a' or name='b'",
+         {"select 1/2 from t", "select * from t where name='a", "select * from t where name='a' or name='b'",
           "select * from t where name=\"n\" and name='a'", "select * from t where name='it''s'",
           "select * from t where name='a' -- b", "select * from t where name=? and name='a'",
           "select * from t where name='a' and kind=?", "select 1/2 from t where name='a'"})

@@ -116,18 +116,18 @@ TEST_F(ImageFiles, AreSoundWhereTheyWereBuiltWithTheCommand)
 {
     const auto &[update_file, syntax_file, predefined, database] = built_image;
     EXPECT_TRUE(faults_of_image({update_file, syntax_file, predefined, database}, 0).empty());
-    fs::path built = support::build_path("/image");
+    Image built = open_image(support::build_path("/image"));
     for (size_t at = 0; at < std::size(image_file_table); at++)
-        EXPECT_EQ(support::content_of(built / image_file_table[at].name), built_image[at]) << image_file_table[at].name;
+        EXPECT_EQ(image_text(built, image_file_table[at].name), built_image[at]) << image_file_table[at].name;
 }
 
 TEST_F(ImageFiles, OfTheBuiltImageAreLookedThroughOnceOneByteIsAnother)
 {
-    fs::path built = support::build_path("/image");
+    Image built = open_image(support::build_path("/image"));
     for (const ImageFile &file : image_file_table)
-        box.write("/image/" + std::string(file.name), support::content_of(built / file.name));
+        box.write("/image/" + std::string(file.name), image_text(built, file.name));
     EXPECT_TRUE(faults_of(open_image(folder()), 0).empty());
-    box.write("/image/update_config", support::content_of(built / "update_config") + "x");
+    box.write("/image/update_config", image_text(built, "update_config") + "x");
     EXPECT_FALSE(faults_of(open_image(folder()), 0).empty());
 }
 

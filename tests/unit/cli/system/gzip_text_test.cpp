@@ -43,7 +43,7 @@ TEST(GzipText, ComesBackWhole)
     for (int byte = 0; byte < 256; byte++)
         of_all_bytes += static_cast<char>(byte);
     for (const std::string &text : {std::string(), std::string("text"), of_all_bytes, times(100'000, "text\n")})
-        for (Packing packing : {Packing::tight, Packing::fast})
+        for (Packing packing : {Packing::tight, Packing::none})
             EXPECT_EQ(gunzip(gzip(text, packing)), text) << text.size();
 }
 
@@ -52,7 +52,8 @@ TEST(GzipText, IsSmallerWhereItIsPackedTight)
     std::string text;
     for (int number = 0; number < 2000; number++)
         text += "set entry-" + std::to_string(number * 7919 % 1000) + " value\n";
-    EXPECT_LT(gzip(text, Packing::tight).size(), gzip(text, Packing::fast).size());
+    EXPECT_LT(gzip(text, Packing::tight).size(), text.size() / 2);
+    EXPECT_NE(gzip(text, Packing::none).find(text.substr(0, 30'000)), std::string::npos);
     EXPECT_EQ(gzip(text), gzip(text, Packing::tight));
 }
 
