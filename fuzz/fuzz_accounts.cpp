@@ -22,7 +22,7 @@ void try_account(std::string_view text)
 {
     command::Account account;
     try {
-        account = command::account_from(command::gzip(text, command::Packing::fast));
+        account = command::account_from(command::gzip(text, command::Packing::none));
     } catch (const command::Failure &) {
         return;
     }

@@ -159,7 +159,7 @@ void lay_out_entry(const DiskEntry &entry)
     else if (entry.kind == DiskEntry::Kind::link)
         fs::create_symlink(entry.content, entry.path, ignored);
     else if (entry.path.ends_with(".gz"))
-        write_file(entry.path, command::gzip(entry.content, command::Packing::fast));
+        write_file(entry.path, command::gzip(entry.content, command::Packing::none));
     else
         write_file(entry.path, entry.content);
 }

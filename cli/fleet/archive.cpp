@@ -438,11 +438,13 @@ bool is_archive_name(const std::string &name)
 
 Unpacked unpack_archive(int fd, const Root &into)
 {
+    load_archive_library();
     return inside(into, [&] { return Unpacker(fd).unpack(); });
 }
 
 void pack_again(int from, const Unpacked &unpacked, const Root &folder, int to)
 {
+    load_archive_library();
     inside(folder, [&] { Packer(from, unpacked, to).pack(); });
 }
 

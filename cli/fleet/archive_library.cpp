@@ -11,14 +11,26 @@ namespace command {
 /* Its interface since 3.0, of 2011. */
 static constexpr char name_of_library[] = "libarchive.so.13";
 
+static void *library;
+
+static void *require(void *found)
+{
+    if (!found)
+        throw Failure(Status::unusable, std::string("Archives cannot be read or written: ") + dlerror() +
+                                            ". That takes libarchive (on Debian: apt install libarchive13).");
+    return found;
+}
+
+void load_archive_library()
+{
+    if (!library)
+        library = require(dlopen(name_of_library, RTLD_NOW | RTLD_LOCAL));
+}
+
 void *archive_function(const char *name)
 {
-    static void *const library = dlopen(name_of_library, RTLD_NOW | RTLD_LOCAL);
-    void              *begins = library ? dlsym(library, name) : nullptr;
-    if (!begins)
-        throw Failure(Status::unusable, std::string("Archives cannot be read or written: ") + dlerror() +
-                                            ". Install libarchive (on Debian: apt install libarchive13).");
-    return begins;
+    load_archive_library();
+    return require(dlsym(library, name));
 }
 
 } // namespace command

@@ -11,6 +11,9 @@
 
 namespace command {
 
+/* Ahead of a change of the root folder, behind which it is not found. Throws Failure. */
+void load_archive_library();
+
 /* Where the function of that name begins. Throws Failure when the library is not there or has no such function. */
 void *archive_function(const char *name);
 

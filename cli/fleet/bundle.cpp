@@ -31,6 +31,7 @@ void pack_bundle(const std::string &folder, const std::string &to)
 void unpack_bundle(const std::string &file, const Root &into)
 {
     Fd fd = open_file(file, Links::refuse);
+    load_archive_library();
     inside(into, [&] {
         Archive tar(archive_read_new());
         if (!tar)

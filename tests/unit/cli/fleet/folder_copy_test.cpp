@@ -1,6 +1,7 @@
 /* Why a folder cannot be copied. */
 #include "unit/cli/command_support.h"
 
+#include "fleet/archive_library.h"
 #include "fleet/folder_copy.h"
 #include "support/places.h"
 #include "system/failure.h"
@@ -18,6 +19,7 @@ namespace {
 std::string said_with_descriptors(const std::string &from, const std::string &to, rlim_t left)
 {
     return run_process([&] {
+               command::load_archive_library();
                int next = dup(0);
                close(next);
                rlimit few = {static_cast<rlim_t>(next) + left, static_cast<rlim_t>(next) + left};
