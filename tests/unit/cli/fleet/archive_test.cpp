@@ -33,11 +33,11 @@ struct Form {
 /* An archive in memory, to which members are added one by one. */
 class Made {
   public:
-    explicit Made(const Form &form = {}) : fd_(memfd_create("archive", MFD_CLOEXEC)), writer_(archive_write_new())
+    explicit Made(const Form &form = {}) : fd_(memfd_create("archive", MFD_CLOEXEC)), writer_(::archive_write_new())
     {
-        archive_write_set_format(writer_, form.format);
-        archive_write_add_filter(writer_, form.filter);
-        archive_write_open_fd(writer_, fd_.get());
+        ::archive_write_set_format(writer_, form.format);
+        ::archive_write_add_filter(writer_, form.filter);
+        ::archive_write_open_fd(writer_, fd_.get());
     }
     Made(const Made &) = delete;
     Made &operator=(const Made &) = delete;
@@ -45,24 +45,24 @@ class Made {
     void add(const char *path, const std::string &text, unsigned type = AE_IFREG, unsigned mode = 0640,
              const std::function<void(archive_entry *)> &more = {})
     {
-        archive_entry *entry = archive_entry_new();
-        archive_entry_set_pathname(entry, path);
-        archive_entry_set_filetype(entry, type);
-        archive_entry_set_perm(entry, static_cast<mode_t>(mode));
-        archive_entry_set_uid(entry, getuid());
-        archive_entry_set_gid(entry, getgid());
-        archive_entry_set_mtime(entry, 1000000, 0);
-        archive_entry_set_size(entry, static_cast<la_int64_t>(text.size()));
+        archive_entry *entry = ::archive_entry_new();
+        ::archive_entry_set_pathname(entry, path);
+        ::archive_entry_set_filetype(entry, type);
+        ::archive_entry_set_perm(entry, static_cast<mode_t>(mode));
+        ::archive_entry_set_uid(entry, getuid());
+        ::archive_entry_set_gid(entry, getgid());
+        ::archive_entry_set_mtime(entry, 1000000, 0);
+        ::archive_entry_set_size(entry, static_cast<la_int64_t>(text.size()));
         if (more)
             more(entry);
-        EXPECT_EQ(archive_write_header(writer_, entry), ARCHIVE_OK) << archive_error_string(writer_);
-        archive_write_data(writer_, text.data(), text.size());
-        archive_entry_free(entry);
+        EXPECT_EQ(::archive_write_header(writer_, entry), ARCHIVE_OK) << ::archive_error_string(writer_);
+        ::archive_write_data(writer_, text.data(), text.size());
+        ::archive_entry_free(entry);
     }
     int fd()
     {
         if (writer_)
-            archive_write_free(writer_);
+            ::archive_write_free(writer_);
         writer_ = nullptr;
         return fd_.get();
     }
@@ -80,21 +80,21 @@ class Made {
 std::string members_of(int fd)
 {
     std::string all;
-    archive    *reader = archive_read_new();
-    archive_read_support_format_all(reader);
-    archive_read_support_filter_gzip(reader);
-    archive_read_support_filter_zstd(reader);
+    archive    *reader = ::archive_read_new();
+    ::archive_read_support_format_all(reader);
+    ::archive_read_support_filter_gzip(reader);
+    ::archive_read_support_filter_zstd(reader);
     lseek(fd, 0, SEEK_SET);
-    archive_read_open_fd(reader, fd, 65536);
-    for (archive_entry *entry; archive_read_next_header(reader, &entry) == ARCHIVE_OK;) {
+    ::archive_read_open_fd(reader, fd, 65536);
+    for (archive_entry *entry; ::archive_read_next_header(reader, &entry) == ARCHIVE_OK;) {
         char        text[1000] = {}, mode[16];
-        la_ssize_t  size = archive_read_data(reader, text, sizeof text);
-        const char *link = archive_entry_symlink(entry);
-        snprintf(mode, sizeof mode, " %o ", archive_entry_perm(entry));
-        all += archive_entry_pathname(entry) + std::string(mode) + std::string(text, static_cast<size_t>(size)) +
+        la_ssize_t  size = ::archive_read_data(reader, text, sizeof text);
+        const char *link = ::archive_entry_symlink(entry);
+        snprintf(mode, sizeof mode, " %o ", ::archive_entry_perm(entry));
+        all += ::archive_entry_pathname(entry) + std::string(mode) + std::string(text, static_cast<size_t>(size)) +
                (link ? std::string("> ") + link : "") + "\n";
     }
-    archive_read_free(reader);
+    ::archive_read_free(reader);
     return all;
 }
 
@@ -179,8 +179,8 @@ TEST_F(Archives, LeadOutOfNoFolder)
 TEST_F(Archives, HoldFilesAndFoldersAlone)
 {
     const char link[] = "The archive's member \"x\" is a link. Put the file itself in its place.";
-    EXPECT_EQ(refused("x", AE_IFLNK, [](archive_entry *entry) { archive_entry_set_symlink(entry, "/etc"); }), link);
-    EXPECT_EQ(refused("x", AE_IFREG, [](archive_entry *entry) { archive_entry_set_hardlink(entry, "y"); }), link);
+    EXPECT_EQ(refused("x", AE_IFLNK, [](archive_entry *entry) { ::archive_entry_set_symlink(entry, "/etc"); }), link);
+    EXPECT_EQ(refused("x", AE_IFREG, [](archive_entry *entry) { ::archive_entry_set_hardlink(entry, "y"); }), link);
     for (unsigned type : {AE_IFIFO, AE_IFCHR, AE_IFBLK})
         EXPECT_EQ(refused("x", type),
                   "The archive's member \"x\" is a device, a pipe or a socket. Leave it out of the archive.");
