@@ -351,6 +351,32 @@ TEST_F(PartDiffs, WhatStandsInTwoBlocksIsInOneStill)
     EXPECT_EQ(changes_in(end_part()), "-    set height 71\n");
 }
 
+/* With all that is below it, of which is told when it changes. */
+TEST_F(PartDiffs, AnEntryInTwoBlocksGoesOnInOne)
+{
+    begin("config lab desk\n    edit 1\n        set tint red\n    next\nend\n");
+    config_node *old = top("lab,desk"), *entry = old->edit_list;
+    work_as("_share");
+    config_node *fresh = make_node(MIGR_TOP, "lab,table", nullptr);
+    add_to_tail(&migr_main.root.top_list, fresh);
+    adopt_list(&fresh->edit_list, old->edit_list);
+    EXPECT_EQ(changes_in(end_part()), "+config lab table\n+    edit 1\n+        set tint red\n+    next\n+end\n");
+    work_as("_leave");
+    unlink_node(&old->edit_list, entry);
+    EXPECT_EQ(changes_in(end_part()), "-    edit 1\n-        set tint red\n-    next\n");
+    work_as("_tint");
+    set_node_value(entry->set_list, "blue");
+    EXPECT_EQ(changes_in(end_part()), "-        set tint red\n+        set tint blue\n");
+    work_as("_leave");
+    unlink_node(&fresh->edit_list, entry);
+    EXPECT_EQ(changes_in(end_part()), "-    edit 1\n-        set tint blue\n-    next\n");
+    work_as("_back");
+    set_node_value(entry->set_list, "green"); /* nobody sees it */
+    EXPECT_EQ(changes_in(end_part()), "");
+    add_to_tail(&old->edit_list, entry);
+    EXPECT_EQ(changes_in(end_part()), "+    edit 1\n+        set tint green\n+    next\n");
+}
+
 namespace {
 
 /* Does all kinds of things to a tree, and remembers who could have made a line come or go. */

@@ -20,6 +20,14 @@ constexpr char predefined[] = "config waf web-robot\n"
                               "            next\n"
                               "        end\n"
                               "    next\n"
+                              "    edit \"Plain\"\n"
+                              "        config list2\n"
+                              "            set depth 2\n"
+                              "        end\n"
+                              "    next\n"
+                              "    edit bare3\n"
+                              "        set depth 3\n"
+                              "    next\n"
                               "end\n"
                               "config waf parameter7\n"
                               "    set depth 7\n"
@@ -99,6 +107,13 @@ TEST(KnownValues, OfThePredefinedConfigurationAreTheFirmwares)
     EXPECT_EQ(hand_of({"waf parameter7", "depth"}, "set depth \"7\"\n"), Hand::firmware);
 }
 
+TEST(KnownValues, GoByNamesWithoutTheDigitInTheirQuotes)
+{
+    EXPECT_EQ(hand_of({"waf web-robot", "Plain", "list2", "depth"}, "set depth 2\n"), Hand::firmware);
+    EXPECT_EQ(hand_of({"waf web-robot", "bare3", "depth"}, "set depth 3\n"), Hand::firmware);
+    EXPECT_EQ(hand_of({"waf web-robot", "bare", "depth"}, "set depth 3\n"), Hand::unknown);
+}
+
 TEST(KnownValues, AreThoseOfTheirOwnReleases)
 {
     Path path = {"waf web-robot", "High Level Security", "bad-robot"};
@@ -144,6 +159,11 @@ TEST(SignatureReasons, SayWhatTheDatabaseHas)
 }
 
 /* An identifier that is out of date in one list goes from all lists of the predefined profiles in later files. */
+TEST(SignatureReasons, AreNoneForAListThatNobodyKnows)
+{
+    EXPECT_EQ(SignatureReasons(database()).of_loss("odd_list", "1"), "");
+}
+
 TEST(SignatureReasons, NameTheOtherListWhenTheDatabaseHasIt)
 {
     for (const char *list : {"score_grade_list", "fpm_disable_list", "scoring_override_disable_list"})
