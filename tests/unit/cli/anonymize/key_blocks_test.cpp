@@ -99,6 +99,50 @@ TEST_F(KeyBlocksTest, KeepKeysAndCertificatesTogether)
     EXPECT_EQ(4U, texts.counts.certificates);
 }
 
+TEST_F(KeyBlocksTest, AreOfTheSameKindAndLength)
+{
+    using Key = std::shared_ptr<EVP_PKEY>;
+    const Key keys[] = {{EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", size_t{1024}), EVP_PKEY_free},
+                        {EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "secp384r1"), EVP_PKEY_free},
+                        {EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"), EVP_PKEY_free}};
+    auto      group_of = [](const Key &key) {
+        char name[80] = "";
+        EVP_PKEY_get_group_name(key.get(), name, sizeof name, nullptr);
+        return std::string(name);
+    };
+    auto pem_of = [](const Key &key, auto write) {
+        std::shared_ptr<BIO> out(BIO_new(BIO_s_mem()), BIO_free);
+        EXPECT_EQ(write(out.get(), key.get()), 1);
+        char *text = nullptr;
+        long  length = BIO_get_mem_data(out.get(), &text);
+        return std::string(text, static_cast<size_t>(length));
+    };
+    auto in_envelope = [](BIO *out, EVP_PKEY *key) {
+        return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr);
+    };
+    auto as_before = [](BIO *out, EVP_PKEY *key) {
+        return PEM_write_bio_PrivateKey_traditional(out, key, nullptr, nullptr, 0, nullptr, nullptr);
+    };
+    for (const Key &key : keys) {
+        std::vector<std::string> pems = {pem_of(key, in_envelope)};
+        if (EVP_PKEY_get_base_id(key.get()) != EVP_PKEY_ED25519)
+            pems.push_back(pem_of(key, as_before));
+        for (const std::string &pem : pems) {
+            blocks.learn(pem);
+            std::string now = other(pem);
+            expect_same_shape(pem, now);
+            Key fresh = key_of(now);
+            ASSERT_TRUE(fresh);
+            EXPECT_EQ(EVP_PKEY_get_base_id(fresh.get()), EVP_PKEY_get_base_id(key.get()));
+            EXPECT_EQ(EVP_PKEY_get_bits(fresh.get()), EVP_PKEY_get_bits(key.get()));
+            EXPECT_EQ(group_of(fresh), group_of(key));
+            EXPECT_NE(EVP_PKEY_eq(fresh.get(), key.get()), 1);
+        }
+    }
+    EXPECT_EQ(texts.counts.keys, 5U);
+    EXPECT_EQ(texts.counts.blocks, 0U);
+}
+
 TEST_F(KeyBlocksTest, HaveCertificatesSignedByTheirIssuers)
 {
     std::string authority = sample(std::string(folder) + "ca/root/branch_ca.cer");
