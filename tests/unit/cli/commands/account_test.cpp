@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <set>
+
 using nlohmann::json;
 
 /* What an account cannot tell of, since the library never sees it, is told beside it. */
@@ -20,4 +22,84 @@ TEST_F(AccountOfFile, SaysWhatIsLostOfADamagedFile)
     EXPECT_TRUE(support::holds(told.err, "warning: sys_domain.root.conf.gz: lost: " + lost)) << told.err;
     json messages = json::parse(run_on(file, "account", {"--json"}).out)["messages"];
     EXPECT_TRUE(support::holds(messages.dump(), lost)) << messages;
+}
+
+namespace {
+
+/* The fates that entries have, each once. */
+std::set<std::string> fates_in(const json &answer)
+{
+    std::set<std::string> fates;
+    for (const json &file : answer["files"])
+        for (const json &entry : file["entries"])
+            fates.insert(entry["fate"]);
+    return fates;
+}
+
+} // namespace
+
+/* A file of which a line is dropped, one rewritten, one kept, and to which one is added. */
+class AccountOfChoice : public support::SmallImageTest {
+  protected:
+    using Fates = std::set<std::string>;
+
+    AccountOfChoice()
+    {
+        config("sys_global.conf.gz", support::headers("5.50") + "config system global\nend\n");
+        config("sys_domain.shop.conf.gz",
+               support::headers("5.50") +
+                   "config lab desk\n    set old-flag 1\n    set tint green\n    set height 70\nend\n"
+                   "config log syslog-policy\n    edit audit\n        set server 192.0.2.9\n"
+                   "    next\nend\n");
+    }
+    Fates fates(Strings more) const
+    {
+        more.emplace_back("--json");
+        return fates_in(json::parse(run("account", std::move(more)).out));
+    }
+};
+
+TEST_F(AccountOfChoice, HasTheFatesThatAreAskedFor)
+{
+    EXPECT_EQ(fates({}), (Fates{"added", "dropped", "rewritten"}));
+    EXPECT_EQ(fates({"--all"}), (Fates{"added", "dropped", "kept", "rewritten"}));
+    EXPECT_EQ(fates({"--dropped"}), Fates{"dropped"});
+    EXPECT_EQ(fates({"--rewritten"}), Fates{"rewritten"});
+    EXPECT_EQ(fates({"--added"}), Fates{"added"});
+    EXPECT_EQ(fates({"--added", "--dropped"}), (Fates{"added", "dropped"}));
+}
+
+TEST_F(AccountOfChoice, ShowsPeopleWhatWasLost)
+{
+    std::string told = run("account").out;
+    EXPECT_TRUE(support::holds(told, "1 line dropped\n")) << told;
+    EXPECT_TRUE(support::holds(told, "      - set old-flag 1\n")) << told;
+    EXPECT_TRUE(support::holds(told, "1 line rewritten\n")) << told;
+    EXPECT_FALSE(support::holds(told, " added\n")) << told;
+    EXPECT_FALSE(support::holds(told, "height")) << told;
+    EXPECT_TRUE(support::holds(run("account", {"--all"}).out, "lab desk / height\n")) << "where it stands is enough";
+}
+
+TEST_F(AccountOfChoice, NarrowsItDown)
+{
+    EXPECT_EQ(fates({"--path", "lab desk / tint"}), Fates{"rewritten"});
+    EXPECT_EQ(fates({"--path", "lab desk / old*"}), Fates{"dropped"});
+    EXPECT_EQ(fates({"--path", "nothing"}), Fates{});
+    EXPECT_EQ(fates({"--release", "6.00"}), (Fates{"dropped", "rewritten"}));
+    EXPECT_EQ(fates({"--release", "4.00"}), Fates{});
+    EXPECT_EQ(fates({"--by", "<lab desk><old-flag>"}), Fates{"dropped"});
+    EXPECT_EQ(fates({"--kind", "rule"}), (Fates{"dropped", "rewritten"}));
+}
+
+TEST_F(AccountOfChoice, OfAnUpgradeThatIsDoneHasNoLinesThatWereKept)
+{
+    support::Outcome none = run("account", {"--last"});
+    EXPECT_EQ(none.status, 2) << none.all();
+    EXPECT_EQ(run("upgrade").status, 0);
+    EXPECT_EQ(fates({"--last"}), (Fates{"added", "dropped", "rewritten"}));
+    support::Outcome refused = run("account", {"--last", "--all"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_TRUE(
+        support::holds(refused.err, "Of an upgrade that is done, lines that were kept are not kept: leave out --all."))
+        << refused.err;
 }
