@@ -44,6 +44,17 @@ constexpr char small_database[] = "CREATE TABLE class_map(main_class_id, sub_cla
                                   "INSERT INTO class_map VALUES('010000000', '010000000', '1');"
                                   "INSERT INTO signature_rule VALUES('010000001', '1', '1');";
 
+/* Made once: to make it takes longer than to lay out all the rest. */
+static const std::string &small_database_file()
+{
+    static const std::string bytes = [] {
+        ApplianceRoot root;
+        root.database(small_database);
+        return root.read("/data/etc/signature.db");
+    }();
+    return bytes;
+}
+
 std::string headers(const std::string &release, const std::string &model)
 {
     return "#config-version=" + model + "-" + release + "-CV-build0601-170328:x\n#conf_file_ver=1\n";
@@ -58,9 +69,7 @@ static void write_image(const ApplianceRoot &root, const std::string &etc, const
 
 TinyImage::TinyImage()
 {
-    folder_.database(small_database);
-    folder_.folder("/image");
-    fs::rename(folder_.path() / "data/etc/signature.db", folder_.path() / "image/signature.db");
+    folder_.write("/image/signature.db", small_database_file(), 0644);
     write_image(folder_, "/image", "/image");
 }
 
@@ -69,7 +78,7 @@ TinyAppliance::TinyAppliance()
     config("sys_global.conf.gz", "5.50", "config system global\n    set hostname \"box\"\nend\n");
     config("sys_domain.root.conf.gz", "5.50", "config server-policy policy\n    edit \"p\"\n    next\nend\n");
     write_image(*this, "/data/etc", "/etc");
-    database(small_database);
+    write("/data/etc/signature.db", small_database_file(), 0644);
 }
 
 void TinyAppliance::config(const std::string &name, const std::string &release, const std::string &text,

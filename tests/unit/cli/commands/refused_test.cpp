@@ -75,22 +75,55 @@ const DamagedText damaged_texts[] = {
     {"TwoFilesInOne", "config a b\nend\n" + headers("5.50") + "config c d\nend\n", {"line 5: "}},
 };
 
-void PrintTo(const DamagedText &damaged, std::ostream *out)
+/* Each text alone in an appliance. With sanitizers all of them, each in a domain of its own: what they find in a run
+ * they find there, too, and whether one is refused for itself is seen without them. */
+struct Damages {
+    std::string              name;
+    std::vector<DamagedText> texts;
+};
+
+std::vector<Damages> all_damages()
 {
-    *out << damaged.name;
+    std::vector<Damages> each, together = {{"Accepted", {}}, {"NotAccepted", {}}};
+    for (const DamagedText &damaged : damaged_texts) {
+        each.push_back({damaged.name, {damaged}});
+        together[damaged.accepted == Accepted::no].texts.push_back(damaged);
+    }
+    return is_sanitized() ? together : each;
 }
 
-class OfADamagedText : public testing::TestWithParam<DamagedText> {
+void PrintTo(const Damages &damages, std::ostream *out)
+{
+    *out << damages.name;
+}
+
+std::string domain_of(size_t number)
+{
+    return number == 0 ? domain_name : "sys_domain.d" + std::to_string(number) + ".conf.gz";
+}
+
+class OfADamagedText : public testing::TestWithParam<Damages> {
   protected:
     OfADamagedText()
     {
-        box.config(domain_name, "5.50", text_of(GetParam()));
+        for (size_t number = 0; number < texts().size(); number++)
+            box.config(domain_of(number), "5.50", text_of(texts()[number]));
+        box.folder("/results");
         before = box.listing();
     }
-    void expect_findings(const std::string &said) const
+    static const std::vector<DamagedText> &texts()
     {
-        for (const std::string &text : GetParam().said)
-            EXPECT_NE(said.find(domain_name + ": "s + text), std::string::npos) << text << "\nin " << said;
+        return GetParam().texts;
+    }
+    static void expect_findings(const std::string &said)
+    {
+        for (size_t number = 0; number < texts().size(); number++)
+            for (const std::string &text : texts()[number].said)
+                EXPECT_NE(said.find(domain_of(number) + ": " + text), std::string::npos) << text << "\nin " << said;
+    }
+    std::string path_of(size_t number) const
+    {
+        return box.root() + "/data/config/" + domain_of(number);
     }
 
     TinyAppliance box;
@@ -111,8 +144,12 @@ TEST_P(OfADamagedText, AnUpgradeChangesNothing)
 
 TEST_P(OfADamagedText, AConversionWritesNothing)
 {
-    Outcome run =
-        migr({"convert", box.root() + domain_path, "-o", box.root() + "/result", "--image", build_path("/image")});
+    std::vector<std::string> arguments = {"convert", "-o", box.root() + "/results", "--image", build_path("/image")};
+    if (texts().size() == 1)
+        arguments[2] += "/one";
+    for (size_t number = 0; number < texts().size(); number++)
+        arguments.push_back(path_of(number));
+    Outcome run = migr(arguments);
     EXPECT_EQ(run.status, 1);
     expect_findings(run.err);
     EXPECT_EQ(box.listing(), before);
@@ -121,20 +158,22 @@ TEST_P(OfADamagedText, AConversionWritesNothing)
 TEST_P(OfADamagedText, WhatIsAcceptedIsListedAsLost)
 {
     Outcome run = migr({"upgrade", "--accept-damage", box.root()});
-    expect_findings(GetParam().accepted == Accepted::yes ? [&] {
-        std::string all = run.out; /* "lost: line 5: ..." */
-        for (size_t at; (at = all.find(": lost: ")) != std::string::npos;)
-            all.replace(at, 8, ": ");
-        return all;
-    }() : run.out);
-    if (GetParam().accepted == Accepted::no) {
+    if (texts()[0].accepted == Accepted::no) {
+        expect_findings(run.out);
         EXPECT_EQ(run.status, 1) << run.all();
         EXPECT_EQ(box.without_snapshots(), before);
         return;
     }
+    std::string all = run.out; /* "lost: line 5: ..." */
+    for (size_t at; (at = all.find(": lost: ")) != std::string::npos;)
+        all.replace(at, 8, ": ");
+    expect_findings(all);
     EXPECT_EQ(run.status, 0) << run.all();
-    EXPECT_NE(run.out.find("warning: "s + domain_name + ": lost: "), std::string::npos) << run.out;
-    EXPECT_TRUE(box.read_gzip(domain_path).starts_with("#config-version=QA-A1X-" MIGR_IMAGE_RELEASE));
+    for (size_t number = 0; number < texts().size(); number++) {
+        std::string name = domain_of(number);
+        EXPECT_NE(run.out.find("warning: " + name + ": lost: "), std::string::npos) << run.out;
+        EXPECT_TRUE(box.read_gzip("/data/config/" + name).starts_with("#config-version=QA-A1X-" MIGR_IMAGE_RELEASE));
+    }
 }
 
 TEST_P(OfADamagedText, TheOthersGoAloneWhenThatIsAskedFor)
@@ -143,11 +182,15 @@ TEST_P(OfADamagedText, TheOthersGoAloneWhenThatIsAskedFor)
     EXPECT_EQ(run.status, 1) << run.all();
     expect_findings(run.out);
     EXPECT_NE(run.out.find("the appliance is on mixed releases now"), std::string::npos) << run.out;
-    EXPECT_EQ(box.without_snapshots().at(domain_path + 1), before.at(domain_path + 1));
+    Listing now = box.without_snapshots();
+    for (size_t number = 0; number < texts().size(); number++) {
+        std::string path = "data/config/" + domain_of(number);
+        EXPECT_EQ(now.at(path), before.at(path));
+    }
     EXPECT_TRUE(box.read_gzip(global_path).starts_with("#config-version=QA-A1X-" MIGR_IMAGE_RELEASE));
 }
 
-INSTANTIATE_TEST_SUITE_P(Refused, OfADamagedText, testing::ValuesIn(damaged_texts),
+INSTANTIATE_TEST_SUITE_P(Refused, OfADamagedText, testing::ValuesIn(all_damages()),
                          [](const auto &one) { return std::string(one.param.name); });
 
 namespace {
