@@ -13,6 +13,12 @@ function(wrap_memory test)
   wrap_calls(${test} new_node malloc calloc realloc strdup strndup)
 endfunction()
 
+# Keys are encrypted with few rounds: support/quick_encryption.cpp.
+function(quick_encryption test)
+  wrap_calls(${test} PKCS8_encrypt)
+  target_link_options(${test} PRIVATE -Wl,-u,__wrap_PKCS8_encrypt)
+endfunction()
+
 # The program of the objects that compile_test made.
 function(link_test name)
   set(test ${name}${variant})

@@ -11,3 +11,4 @@ wrap_calls(${test} read pread write poll waitpid fork kill signalfd memfd_create
   lchown fchown fchmod futimens prctl EVP_MD_CTX_new EVP_DigestUpdate libdeflate_alloc_compressor
   libdeflate_alloc_decompressor)
 set(parts 4)
+quick_encryption(${test})

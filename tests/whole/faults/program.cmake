@@ -17,3 +17,4 @@ set_target_properties(${test} PROPERTIES LINK_DEPENDS ${faulty_library})
 wrap_calls(${test} new_node)
 # Ahead of every other archive, and whole, so that nothing is left for the ordinary library to supply.
 target_link_options(${test} PRIVATE -Wl,--whole-archive ${faulty_library} -Wl,--no-whole-archive)
+quick_encryption(${test})

@@ -4,3 +4,4 @@ wrap_calls(${test} time opendir readdir closedir)
 wrap_calls(${test} migr_hardcode new_config_update sync_cli_with_sig_db update_to_vdom write_new_text store_new_text
         file_conversion migr_fix_all_files)
 add_dependencies(${test} migr_image)
+quick_encryption(${test})
