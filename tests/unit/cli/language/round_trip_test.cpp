@@ -431,7 +431,7 @@ TEST_F(RoundTrip, OfValuesAtTheLimit)
 {
     Tally       tally;
     std::string ahead = "y\n \n" + times(127, std::string(32767, 'y') + "\n");
-    auto        around = static_cast<size_t>(rounds(12, 3));
+    auto        around = static_cast<size_t>(rounds(8, 1));
     for (size_t length = 0x400000 - around; length < 0x400000 + around; length++)
         expect_what_the_library_does(headers + "config a\nset x \""s + ahead +
                                          std::string(length - ahead.size() - 2, 'z') + "\nz\"\nend\n",
