@@ -101,7 +101,7 @@ def allocations_of(scene, work, options):
     swept = memory.Memory(scene, os.environ["NO_MEMORY"], work)
     verdicts = swept.sweep(options.jobs, options.all, options.every, tell_allocation)
     swept.clean_up()
-    result = {"command": scene.command, "appliance": scene.appliance, "date": today(), "memory": True, "allocations": swept.count,
+    result = {"command": scene.command, "appliance": scene.appliance, "date": today(), "memory": True, "sanitized": swept.sanitized, "allocations": swept.count,
               "places": swept.count_of_places, "every": options.every, **memory.summary(verdicts)}
     print(f"{scene.name()}: {swept.count} allocations, {len(verdicts)} tried, {result['wanting']} found wanting", flush=True)
     return result
@@ -112,7 +112,7 @@ def chosen_work(options):
     if options.power:
         return losses_of, ("upgrade",) if options.short else ("upgrade", "rollback"), "power-"
     if options.memory:
-        return allocations_of, ("upgrade", "rollback", "convert", "fleet one"), "memory-"
+        return allocations_of, ("upgrade", "rollback", "convert", "fleet one"), "memory-sanitized-" if memory.has_sanitizers(os.environ["MIGR"]) else "memory-"
     return calls_of, scenes.COMMANDS[:3] if options.short else scenes.COMMANDS, ""
 
 

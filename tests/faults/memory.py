@@ -66,12 +66,21 @@ class Allocations:
         return struct.unpack_from(f"={count}Q", self.map, HEAD.size)
 
 
+COMPLAINTS = ("Sanitizer", "runtime error:")
+
+
+def has_sanitizers(program):
+    with open(program, "rb") as file:
+        return b"__asan_init" in file.read()
+
+
 class Memory(sweep.Rehearsal):
     """One command, and what comes of it without memory."""
 
     def __init__(self, scene, preload, work):
         super().__init__(scene, work, "memory-")
         self.preload = preload
+        self.sanitized = has_sanitizers(scene.migr)
         self.measure()
 
     def place(self):
@@ -118,7 +127,10 @@ class Memory(sweep.Rehearsal):
         run = self.run(place, self.local.allocations)
         _, struck = self.local.allocations.found()
         verdict = Verdict(number, "passed" if not struck else "done" if run.returncode == 0 else "refused", [], run.stdout + run.stderr + self.scene.also_said(place.folder))
-        self.judge(verdict, place, run.returncode)
+        if self.sanitized:
+            self.judge_health(verdict, place, run.returncode)
+        else:
+            self.judge(verdict, place, run.returncode)
         if struck == 2 and run.returncode == -11:
             verdict.said += IN_LIBCRYPTO
         excuse(verdict)
@@ -142,6 +154,18 @@ class Memory(sweep.Rehearsal):
             again = place.run(self.scene.runs(self.scene.next_arguments()))
             if again.returncode not in self.scene.good_next_statuses() or place.state() != self.after:
                 verdict.faults.append(f"the next command ends with {again.returncode}: {states.differences(self.after, place.state())}")
+
+    def judge_health(self, verdict, place, code):
+        """Beside a sanitizer's allocator the command does not see what is refused, so what comes of it is the library's to say: nothing that a
+        sanitizer complains of, and nothing that stops the next command."""
+        if code not in (0, 1, 2, 3):
+            verdict.faults.append(f"it ended with {code}")
+            verdict.end = "aborted"
+        if any(complaint in verdict.said for complaint in COMPLAINTS):
+            verdict.faults.append("a sanitizer complains")
+        again = place.run(self.scene.runs(self.scene.next_arguments()))
+        if again.returncode not in self.scene.good_next_statuses():
+            verdict.faults.append(f"the next command ends with {again.returncode}: {again.stderr[-300:]}")
 
     def sweep(self, jobs, thorough, every, tell):
         """Thorough is all of them; otherwise the first of each place, or one of so many places."""

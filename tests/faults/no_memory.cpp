@@ -98,6 +98,14 @@ bool fails()
     return true;
 }
 
+/* That of the C library, or of a sanitizer. To look for it takes no memory. */
+template <typename Function> Function *found(Function *&next, const char *name)
+{
+    if (!next)
+        next = reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+    return next;
+}
+
 __attribute__((constructor)) void begin()
 {
     const char *path = getenv("MIGR_ALLOCATIONS");
@@ -115,11 +123,6 @@ __attribute__((constructor)) void begin()
 
 extern "C" {
 
-void *__libc_malloc(size_t size);
-void *__libc_calloc(size_t count, size_t size);
-void *__libc_realloc(void *block, size_t size);
-void *__libc_memalign(size_t alignment, size_t size);
-
 int __libc_start_main(Main program, int count, char **arguments, void (*init)(), void (*fini)(), void (*loader)(),
                       void *stack)
 {
@@ -130,22 +133,26 @@ int __libc_start_main(Main program, int count, char **arguments, void (*init)(),
 
 void *malloc(size_t size)
 {
-    return fails() ? nullptr : __libc_malloc(size);
+    static decltype(malloc) *next;
+    return fails() ? nullptr : found(next, "malloc")(size);
 }
 
 void *calloc(size_t count, size_t size)
 {
-    return fails() ? nullptr : __libc_calloc(count, size);
+    static decltype(calloc) *next;
+    return fails() ? nullptr : found(next, "calloc")(count, size);
 }
 
 void *realloc(void *block, size_t size)
 {
-    return fails() ? nullptr : __libc_realloc(block, size);
+    static decltype(realloc) *next;
+    return fails() ? nullptr : found(next, "realloc")(block, size);
 }
 
 void *aligned_alloc(size_t alignment, size_t size)
 {
-    return fails() ? nullptr : __libc_memalign(alignment, size);
+    static decltype(aligned_alloc) *next;
+    return fails() ? nullptr : found(next, "aligned_alloc")(alignment, size);
 }
 
 } // extern "C"

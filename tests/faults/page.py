@@ -75,7 +75,7 @@ def table_of_runs(swept):
 
 
 def in_order(kept):
-    return sorted(kept, key=lambda one: (scenes.COMMANDS.index(one["command"]), scenes.APPLIANCES.index(one["appliance"])))
+    return sorted(kept, key=lambda one: (one.get("sanitized", False), scenes.COMMANDS.index(one["command"]), scenes.APPLIANCES.index(one["appliance"])))
 
 
 def table_of_power(kept):
@@ -89,7 +89,8 @@ def table_of_memory(kept):
     for one in in_order(kept):
         ends = one["ends"]
         excuses.update(one["memory_excuses"])
-        text += row((one["command"], one["appliance"], one["allocations"], one["places"], one["runs"], *(ends.get(end, 0) for end in
+        beside = ", with sanitizers" if one.get("sanitized") else ""
+        text += row((one["command"] + beside, one["appliance"], one["allocations"], one["places"], one["runs"], *(ends.get(end, 0) for end in
                      ("refused", "done", "aborted", "passed")), one["wanting"], one["date"]))
     text += "\n" + head(("Not promised", "How often"))
     return text + "".join(row((reason, f"{count} runs")) for reason, count in sorted(excuses.items()))

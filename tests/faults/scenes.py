@@ -8,6 +8,8 @@ import shutil
 import subprocess
 
 HELD_TIME = os.environ.get("HELD_TIME", "")
+# AddressSanitizer's runtime, where it is in the command, wants to be ahead of what is preloaded, unless it is told not to.
+BESIDE_OTHERS = "verify_asan_link_order=0"
 PROJECT = pathlib.Path(__file__).resolve().parent.parent.parent
 
 HEADERS = "#config-version=QA-A1X-5.50-FW-build0100-200101:opmode=0:vdom=0:user=admin\n#conf_file_ver=1\n"
@@ -69,7 +71,7 @@ class Scene:
 
     def environment(self, folder):
         return {"PATH": "/usr/local/bin:/usr/bin:/bin", "HOME": os.environ.get("HOME", "/"), "TMPDIR": os.path.join(folder, "tmp"), "LC_ALL": "C",
-                "LD_PRELOAD": HELD_TIME}
+                "LD_PRELOAD": HELD_TIME, "ASAN_OPTIONS": BESIDE_OTHERS}
 
     def arguments(self):
         return {

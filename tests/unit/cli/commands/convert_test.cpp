@@ -1,6 +1,7 @@
 /* `migr convert` as its user sees it: names and forms of input and output, and what is said. What conversions do is
  * none of it. */
 #include "unit/cli/command_support.h"
+#include "unit/cli/failing_calls.h"
 #include "unit/cli/small_image.h"
 
 #include "system/failure.h"
@@ -242,6 +243,26 @@ TEST_F(Convert, MakesTwoOfAFileFromBefore510)
     EXPECT_TRUE(holds(box().read("/new/sys_domain.root.conf"), "config lab bench\n    set width 3\nend\n"));
     EXPECT_FALSE(holds(box().read("/new/sys_domain.root.conf"), "old-flag"));
     EXPECT_EQ(0u, box().read("/new/sys_domain.root.conf").find("#config-version=QA-A1X-" MIGR_IMAGE_RELEASE "-"));
+}
+
+/* One of the two is no result, unless it stands where there was one already. */
+TEST_F(Convert, TakesBackTheOneWithoutTheOther)
+{
+    std::string              input = file("old.conf", single_file());
+    std::vector<std::string> arguments = {"convert", "--image", image_folder(), input, "-o", path("new")};
+    for (unsigned number : {1U, 2U}) {
+        support::Outcome run = support::migr(arguments, [=] { support::fail_call("fsync", EIO, number); });
+        EXPECT_EQ(2, run.status) << number;
+        EXPECT_TRUE(holds(run.err, "cannot write it: Input/output error")) << number << run.err;
+        EXPECT_FALSE(box().exists("/new")) << number;
+    }
+    box().folder("/new/sys_domain.root.conf");
+    EXPECT_EQ(2, support::migr(arguments).status);
+    EXPECT_FALSE(box().exists("/new/sys_global.conf"));
+    box().write("/new/sys_global.conf", "of before");
+    arguments.emplace_back("--force");
+    EXPECT_EQ(2, support::migr(arguments).status);
+    EXPECT_TRUE(holds(box().read("/new/sys_global.conf"), global_settings));
 }
 
 TEST_F(Convert, WantsAFolderForThoseTwo)

@@ -14,6 +14,7 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -282,6 +283,37 @@ TEST(FailingRun, ARightThatIsNotMissing)
     expect_failure(be_denied, 3,
                    "The upgrade did not get all that it asked the system for, in the private copy: Permission denied. "
                    "Nothing was changed. No permission bits keep it from migr there");
+}
+
+/* Modes and times of the private copy, without which its files would come back as others. */
+TEST(FailingRun, ACopyThatIsNotMadeWhole)
+{
+    for (int call : {SYS_chmod, SYS_fchmod, SYS_fchmodat, SYS_utimensat, SYS_llistxattr, SYS_getdents64, SYS_mkdirat}) {
+        TinyAppliance box;
+        box.write("/data/etc/cert/folder/file", "text");
+        Listing before = box.without_snapshots();
+        Outcome run = migr({"upgrade", box.root()}, [&] { refuse_calls({call}, EIO); });
+        EXPECT_GE(run.status, 2) << call;
+        EXPECT_NE(run.err.find("Input/output error"), std::string::npos) << call << run.err;
+        EXPECT_EQ(box.without_snapshots(), before) << call;
+    }
+}
+
+/* What is done is done. */
+TEST(FailingRun, AReportThatCannotBeWrittenIsNoFailure)
+{
+    for (const char *json : {"", "--json"}) {
+        TinyAppliance            box;
+        std::vector<std::string> arguments = {"upgrade", box.root(), "--report", "/dev/full"};
+        if (*json)
+            arguments.emplace_back(json);
+        Outcome run = migr(arguments);
+        EXPECT_EQ(run.status, 0) << run.all();
+        EXPECT_NE(run.all().find("The report was not written: /dev/full: cannot write it: No space left on device."),
+                  std::string::npos)
+            << run.all();
+        EXPECT_EQ(box.snapshots().size(), 1U);
+    }
 }
 
 TEST(FailingRun, WhatTheCommandCouldNotDoBehindTheRunIsNamed)
