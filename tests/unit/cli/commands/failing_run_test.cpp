@@ -2,6 +2,7 @@
  * why.
  */
 #include "unit/cli/command_support.h"
+#include "unit/cli/failing_calls.h"
 
 #include "command.h"
 #include "driver/migr.h"
@@ -296,6 +297,16 @@ TEST(FailingRun, ACopyThatIsNotMadeWhole)
         EXPECT_GE(run.status, 2) << call;
         EXPECT_NE(run.err.find("Input/output error"), std::string::npos) << call << run.err;
         EXPECT_EQ(box.without_snapshots(), before) << call;
+    }
+}
+
+TEST(FailingRun, AModeOrATimeThatTheCopyDoesNotTake)
+{
+    for (const char *call : {"fchmod", "futimens"}) {
+        TinyAppliance box;
+        Outcome       run = migr({"upgrade", box.root()}, [=] { fail_call(call, EIO); });
+        EXPECT_EQ(run.status, 2) << call;
+        EXPECT_NE(run.err.find("cannot make a copy of it: Input/output error"), std::string::npos) << call << run.err;
     }
 }
 
