@@ -25,7 +25,8 @@ struct FileOutcome {
     int32_t                   before = -1; /* version codes, or -1 */
     int32_t                   after = -1;
     Result                    result = Result::current;
-    uint64_t                  size = 0; /* as stored */
+    uint64_t                  size = 0;  /* as stored */
+    int                       error = 0; /* errno, where it could not be read */
     std::chrono::microseconds time{0};
     std::vector<FileFinding>  reasons;  /* why it was refused */
     std::vector<FileFinding>  warnings; /* what somebody should look at in the result */

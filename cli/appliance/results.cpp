@@ -270,6 +270,7 @@ FileOutcome outcome_of_plan(const FilePlan &plan)
     outcome.name = plan.file.name;
     outcome.before = outcome.after = plan.file.facts.release;
     outcome.size = plan.file.facts.stored_size;
+    outcome.error = plan.file.facts.error;
     outcome.result = result_without_run(plan.fate);
     outcome.reasons = plan.reasons;
     return outcome;

@@ -26,7 +26,8 @@ namespace command {
 
 static auto fields_of(FileOutcome &file)
 {
-    return std::tie(file.name, file.before, file.after, file.result, file.size, file.time, file.reasons, file.warnings);
+    return std::tie(file.name, file.before, file.after, file.result, file.size, file.error, file.time, file.reasons,
+                    file.warnings);
 }
 
 namespace {

@@ -54,18 +54,6 @@ struct EntryRun {
 
 /* ---- the upgrade ---- */
 
-EntryEnd end_of(const Outcome &outcome)
-{
-    bool upgraded = false, refused = false;
-    for (const FileOutcome &file : outcome.files) {
-        upgraded |= file.result == Result::upgraded;
-        refused |= file.result == Result::refused;
-    }
-    if (upgraded)
-        return EntryEnd::upgraded;
-    return refused ? EntryEnd::refused : EntryEnd::current;
-}
-
 /* The folders of migr's own in an appliance that are not there, the deepest first. */
 std::vector<std::string> missing_folders(const std::string &root)
 {
@@ -119,7 +107,7 @@ void upgrade_copy(EntryRun &run, const std::string &root)
     run.outcome = upgrade(request, run.interrupts);
     drop_snapshot(root, missing, run.outcome.snapshot);
     run.outcome.snapshot.clear();
-    run.result.end = end_of(run.outcome);
+    run.result.end = end_of(run.outcome.files);
 }
 
 /* ---- a root folder ---- */
@@ -199,7 +187,7 @@ void upgrade_file(EntryRun &run)
     run.outcome.notes = staged.notes;
     run.outcome.status = staged.status;
     run.outcome.changed = staged.ran;
-    run.result.end = end_of(run.outcome);
+    run.result.end = end_of(run.outcome.files);
     if (staged.ran) {
         run.account = account_of_results(staging->root(), staged.files);
         run.texts = results_in(staging->root(), run.account);

@@ -74,11 +74,30 @@ EntryResult result_of(const nlohmann::json &object)
 
 } // namespace
 
+static bool is_of_what_lies_there(int error)
+{
+    static constexpr int errors[] = {0, ENOENT, ENOTDIR, EISDIR, ELOOP, ENAMETOOLONG, EINVAL};
+    return std::ranges::find(errors, error) != std::end(errors);
+}
+
 EntryEnd end_of(const Failure &failure)
 {
-    static constexpr int of_what_lies_there[] = {0, ENOENT, ENOTDIR, EISDIR, ELOOP, ENAMETOOLONG, EINVAL};
-    bool is_its_own = std::ranges::find(of_what_lies_there, failure.error) != std::end(of_what_lies_there);
-    return failure.status == Status::failed || !is_its_own ? EntryEnd::failed : EntryEnd::refused;
+    bool is_its_own = failure.status != Status::failed && is_of_what_lies_there(failure.error);
+    return is_its_own ? EntryEnd::refused : EntryEnd::failed;
+}
+
+EntryEnd end_of(const std::vector<FileOutcome> &files)
+{
+    bool upgraded = false, refused = false;
+    for (const FileOutcome &file : files) {
+        if (!is_of_what_lies_there(file.error))
+            return EntryEnd::failed;
+        upgraded |= file.result == Result::upgraded;
+        refused |= file.result == Result::refused;
+    }
+    if (upgraded)
+        return EntryEnd::upgraded;
+    return refused ? EntryEnd::refused : EntryEnd::current;
 }
 
 const char *name_of(EntryEnd end)

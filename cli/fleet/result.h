@@ -52,6 +52,10 @@ enum class EntryEnd {
  * something is not there, or no file. */
 EntryEnd end_of(const Failure &failure);
 
+/* What its files make of it. One that the system could not read is no fault of the appliance's, whatever came of the
+ * others. */
+EntryEnd end_of(const std::vector<FileOutcome> &files);
+
 struct EntryResult {
     std::string                 entry;
     std::string                 form;

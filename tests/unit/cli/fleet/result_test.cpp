@@ -56,6 +56,24 @@ TEST(EndOfAnEntry, IsARefusalWhereItsOwnFilesAreWrong)
               EntryEnd::refused);
 }
 
+TEST(EndOfAnEntry, IsWhatItsFilesComeTo)
+{
+    auto end = [](std::vector<Result> results, int error) {
+        std::vector<FileOutcome> files;
+        for (Result result : results)
+            files.emplace_back().result = result;
+        files.back().error = error;
+        return end_of(files);
+    };
+    EXPECT_EQ(end({Result::current, Result::newer}, 0), EntryEnd::current);
+    EXPECT_EQ(end({Result::refused, Result::held}, 0), EntryEnd::refused);
+    EXPECT_EQ(end({Result::refused, Result::upgraded}, 0), EntryEnd::upgraded);
+    for (int error : {EIO, ENOMEM, EMFILE, EACCES, EINTR})
+        EXPECT_EQ(end({Result::upgraded, Result::refused}, error), EntryEnd::failed) << error;
+    for (int error : {EISDIR, EINVAL, ELOOP})
+        EXPECT_EQ(end({Result::held, Result::refused}, error), EntryEnd::refused) << error;
+}
+
 namespace {
 
 FileOutcome outcome_of(const char *name, Result result, Strings reasons, Strings warnings)
