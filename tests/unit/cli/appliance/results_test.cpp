@@ -115,6 +115,17 @@ TEST_F(Results, OfFilesThatWereNotUpgraded)
     });
 }
 
+/* Whose fault that is, is for others to say. */
+TEST(ResultsOfPlans, HaveWhatKeptAFileFromBeingRead)
+{
+    FilePlan plan;
+    plan.file.facts.error = EIO;
+    plan.fate = Fate::refuse;
+    EXPECT_EQ(outcome_of_plan(plan).error, EIO);
+    EXPECT_EQ(outcome_of_plan(plan).result, Result::refused);
+    EXPECT_EQ(outcome_of_plan({}).error, 0);
+}
+
 TEST_F(Results, OfFilesThatWouldHaveBeen)
 {
     FilePlan plan;
