@@ -233,12 +233,12 @@ def settle_all(place, plans, bases, drawn):
         settled, numbers = numbers, {mutant.number for mutant in drawn()}
 
 
-def drop_old_copies(place, commands, wanted):
+def drop_old_copies(place, commands):
     """Copies of an earlier run stay, as long as their sources have not changed: each changes the programs, and so what is
     known of the tests."""
     for file in commands:
         copy, source = place.copy_of(file), os.path.join(place.source, file)
-        if file not in wanted and os.path.exists(copy) and os.path.getmtime(copy) < os.path.getmtime(source):
+        if os.path.exists(copy) and os.path.getmtime(copy) < os.path.getmtime(source):
             os.unlink(copy)
 
 
@@ -672,6 +672,7 @@ def main():
     if arguments.report or arguments.list:
         arguments.as_built = arguments.report
     elif not arguments.as_built:
+        drop_old_copies(place, commands)
         build(place)  # what sources include may be made by the build
     wanted = wanted_files(place, commands, arguments.paths, arguments.sample)
     plans = plan_all(place, commands, wanted, arguments.as_built)
@@ -682,7 +683,6 @@ def main():
         return chosen([mutant for file in plans for mutant in plans[file].mutants(bases[file])], wanted)
 
     if not arguments.list and not arguments.as_built:
-        drop_old_copies(place, commands, wanted)
         settle_all(place, plans, bases, drawn)
         build(place)
     mutants = drawn()
