@@ -7,6 +7,7 @@
 #include "run/output_file.h"
 #include "system/files.h"
 #include "system/gzip_text.h"
+#include "system/whole_numbers.h"
 
 #include <algorithm>
 #include <map>
@@ -113,7 +114,7 @@ Deeds deeds_of(const std::string &results, const std::string &line)
     std::optional<std::string> text = gunzip(read_file(path, Links::refuse));
     if (!text)
         throw Failure(Status::unusable, path + " is damaged. Compare again with another folder for the results.");
-    take_ledger(Parsed::parse(*text), deeds);
+    take_ledger(json_of_whole_numbers(*text), deeds);
     return deeds;
 }
 

@@ -4,6 +4,7 @@
 #include "language/lines.h"
 #include "report/account_report.h"
 #include "system/failure.h"
+#include "system/whole_numbers.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -446,7 +447,7 @@ PageFacts page_facts(const std::string &ledger_json)
 {
     std::string why;
     try {
-        return facts_of(json::parse(ledger_json));
+        return facts_of(json_of_whole_numbers(ledger_json));
     } catch (const json::exception &error) {
         why = error.what();
     } catch (const std::logic_error &) { /* of at() */

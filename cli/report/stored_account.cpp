@@ -3,6 +3,7 @@
 
 #include "system/failure.h"
 #include "system/gzip_text.h"
+#include "system/whole_numbers.h"
 
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -112,7 +113,7 @@ AccountFile file_from(const json &value, size_t authors)
 
 Account parsed(const std::string &text)
 {
-    json    value = json::parse(text);
+    json    value = json_of_whole_numbers(text);
     Account account;
     if (value.at("form") != form)
         throw std::runtime_error("another form");
