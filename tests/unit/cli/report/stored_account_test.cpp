@@ -146,6 +146,7 @@ TEST(StoredAccount, HasNothingOutOfItsBounds)
     EXPECT_EQ(with_entry("fate", 0), "");
     EXPECT_EQ(with_entry("fate", 5), damaged);
     EXPECT_EQ(with_entry("fate", -1), damaged);
+    EXPECT_EQ(with_entry("fate", 2.0), damaged);
     EXPECT_EQ(with_entry("hand", 2), "");
     EXPECT_EQ(with_entry("hand", 0), "");
     EXPECT_EQ(with_entry("hand", 3), damaged);
