@@ -67,15 +67,16 @@ int32_t release_in(const char *path)
 }
 
 /* A machine-learning configuration has the first line alone, and is a plain text. What has come to the image's release
- * gets no further, unless a NUL has run its first line into the next, which the command refuses. */
+ * gets no further, unless a NUL has run its first line into the next, or another line stands ahead of it: the command
+ * refuses both. */
 void upgrade_as_machine_learning(std::string_view text, bool is_regular)
 {
     static constexpr char    before[] = "/tmp/before", after[] = "/tmp/after";
     static constexpr int32_t not_newer = -2;
     write_file(before, text);
     int32_t result = migr_machine_learning_upgrade(before, after);
-    bool    has_nul = text.find('\0') != std::string_view::npos;
-    if (result != 0 || !is_regular || has_nul || release_in(before) < MIGR_RELEASE(5, 10))
+    bool    has_line = text.starts_with("#config-version=") && text.find('\0') == std::string_view::npos;
+    if (result != 0 || !is_regular || !has_line || release_in(before) < MIGR_RELEASE(5, 10))
         return;
     if (int32_t again = migr_machine_learning_upgrade(after, before); again != not_newer)
         fail("a second upgrade of a machine-learning file", again, not_newer);
