@@ -46,7 +46,7 @@ bool write_setting(const char *path, const std::string &text)
  * in there has a right over them. With copies of its own, the descriptor that holds the lock would belong to another
  * copy than the new root folder, and ".." from there would lead past it.
  */
-void enter_own_namespace()
+void enter_own_namespace(int refused)
 {
     std::string uid = std::to_string(geteuid());
     std::string gid = std::to_string(getegid());
@@ -54,8 +54,9 @@ void enter_own_namespace()
                    write_setting("/proc/self/uid_map", uid + " " + uid + " 1") &&
                    write_setting("/proc/self/gid_map", gid + " " + gid + " 1");
     if (!entered)
-        throw Failure(Status::unusable, "This system lets no user but root change the root folder (no user "
-                                        "namespaces for others). Run migr as root.");
+        throw Failure(Status::unusable, std::string("migr may not change its root folder (") + strerror(refused) +
+                                            "), nor in a user namespace of its own (" + strerror(errno) +
+                                            "). Run it as root, with the right CAP_SYS_CHROOT.");
 }
 
 /* What is left is the power over files, and over the blocks that a disk keeps back for root. Above all no
@@ -82,7 +83,7 @@ void change_root(int fd)
         throw PathError{"enter", "/", errno};
     if (chroot(".") == 0)
         return;
-    enter_own_namespace();
+    enter_own_namespace(errno);
     if (chroot(".") != 0)
         throw PathError{"enter", "/", errno};
 }

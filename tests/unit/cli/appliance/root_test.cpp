@@ -204,6 +204,29 @@ TEST(Rooted, MemoryThatTheWorkDidWithoutFailsIt)
     command::forget_refused_memory();
 }
 
+/* Root without that right, in a folder that is its root folder, where there are no user namespaces either. */
+TEST(Rooted, WhatKeepsItFromChangingTheRootFolderIsTold)
+{
+    TinyAppliance box;
+    auto          look = [&] {
+        try {
+            command::Root root(box.root());
+            inside(root, [] { return std::string(); });
+        } catch (const command::Failure &failure) {
+            puts(failure.what());
+        }
+        return 0;
+    };
+    auto refuse = [] {
+        refuse_calls({SYS_chroot}, EACCES);
+        refuse_calls({SYS_unshare}, EPERM);
+    };
+    EXPECT_EQ(
+        run_process(look, refuse).out,
+        "migr may not change its root folder (Permission denied), nor in a user namespace of its own (Operation not "
+        "permitted). Run it as root, with the right CAP_SYS_CHROOT.\n");
+}
+
 TEST(Rooted, TheMachinesOwnRootNeedsNoChange)
 {
     Root machine("/");
