@@ -3,6 +3,7 @@
 
 #include "system/failure.h"
 
+#include <cerrno>
 #include <dlfcn.h>
 #include <string>
 
@@ -16,8 +17,10 @@ static void *library;
 static void *require(void *found)
 {
     if (!found)
-        throw Failure(Status::unusable, std::string("Archives cannot be read or written: ") + dlerror() +
-                                            ". That takes libarchive (on Debian: apt install libarchive13).");
+        throw Failure(Status::unusable,
+                      std::string("Archives cannot be read or written: ") + dlerror() +
+                          ". That takes libarchive (on Debian: apt install libarchive13).",
+                      ELIBACC);
     return found;
 }
 

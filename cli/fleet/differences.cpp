@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <tuple>
 
 namespace command {
@@ -112,9 +113,16 @@ Deeds deeds_of(const std::string &results, const std::string &line)
     if (!is_there(path))
         return deeds;
     std::optional<std::string> text = gunzip(read_file(path, Links::refuse));
+    Failure damaged(Status::unusable, path + " is damaged. Compare again with another folder for the results.");
     if (!text)
-        throw Failure(Status::unusable, path + " is damaged. Compare again with another folder for the results.");
-    take_ledger(json_of_whole_numbers(*text), deeds);
+        throw damaged;
+    try {
+        take_ledger(json_of_whole_numbers(*text), deeds);
+    } catch (const nlohmann::json::exception &) {
+        throw damaged;
+    } catch (const std::runtime_error &) {
+        throw damaged;
+    }
     return deeds;
 }
 

@@ -1,6 +1,7 @@
 /* The library of archives that is loaded when it is needed. */
 #include "fleet/archive_library.h"
 
+#include "fleet/result.h"
 #include "system/failure.h"
 
 #include <gtest/gtest.h>
@@ -24,6 +25,7 @@ TEST(ArchiveLibrary, SaysWhatIsNotThereAndWhatToInstall)
         FAIL();
     } catch (const Failure &failure) {
         EXPECT_EQ(failure.status, Status::unusable);
+        EXPECT_EQ(end_of(failure), EntryEnd::failed) << "--resume tries it again";
         std::string why = failure.what();
         EXPECT_NE(why.find("archive_that_nobody_wrote"), why.npos) << why;
         EXPECT_NE(why.find("apt install libarchive13"), why.npos) << why;

@@ -4,6 +4,7 @@
 #include "fleet/result.h"
 #include "support/appliance_root.h"
 #include "system/failure.h"
+#include "system/gzip_text.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -172,15 +173,17 @@ TEST_F(Differences, NeedWholeLedgers)
 {
     before.add("desk", ledger_of(json::array()));
     after.add("desk", ledger_of(json::array()));
-    after.folder().write("/ledgers/desk.json.gz", "damaged");
-    try {
-        found();
-        ADD_FAILURE() << "it is taken for a ledger";
-    } catch (const Failure &failure) {
-        EXPECT_EQ(failure.status, Status::unusable);
-        EXPECT_EQ(failure.what(), after.path() +
-                                      "/ledgers/desk.json.gz is damaged. Compare again with another folder for "
-                                      "the results.");
+    for (const std::string &bytes : {std::string("damaged"), gzip("{"), gzip("{}"), gzip("1.5")}) {
+        after.folder().write("/ledgers/desk.json.gz", bytes);
+        try {
+            found();
+            ADD_FAILURE() << "it is taken for a ledger";
+        } catch (const Failure &failure) {
+            EXPECT_EQ(failure.status, Status::unusable);
+            EXPECT_EQ(failure.what(), after.path() +
+                                          "/ledgers/desk.json.gz is damaged. Compare again with another folder for "
+                                          "the results.");
+        }
     }
 }
 
