@@ -10,6 +10,7 @@
 #include "system/refused_memory.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <new>
 
@@ -128,23 +129,31 @@ void settle_last_commit(const Root &root, bool may_write, const Tell &tell)
         tell(words_for(leftover));
 }
 
+/* Without memory for its answer alone, all that the work had to do is done. */
 std::string commit_inside(const Root &root, const std::function<std::string()> &work)
 {
-    size_t      earlier = inside(root, snapshot_names).size();
-    std::string why = "the process that was to put the result in place was killed";
+    size_t                 earlier = inside(root, snapshot_names).size();
+    std::string            why = "the process that was to put the result in place was killed";
+    std::optional<Failure> told;
     require_no_refused_memory();
     try {
         return root.run(work);
     } catch (const ChildEnded &) {
-        inside(root, recover);
-    } catch (const std::bad_alloc &error) { /* perhaps for the answer alone, and all is in place */
+    } catch (const Failure &failure) {
+        if (failure.error != ENOMEM)
+            throw;
+        told = failure;
+        why = text_of(std::bad_alloc());
+    } catch (const std::bad_alloc &error) {
         why = text_of(error);
-        inside(root, recover);
     }
+    Leftover                 leftover = inside(root, recover);
     std::vector<std::string> names = inside(root, snapshot_names);
-    if (names.size() == earlier)
-        throw Failure(Status::failed, root.shown() + ": " + why + ". Everything is as it was. Run migr again.");
-    return names.back();
+    if (names.size() > earlier)
+        return names.back();
+    if (told && leftover != Leftover::undone)
+        throw *told;
+    throw Failure(Status::failed, root.shown() + ": " + why + ". Everything is as it was. Run migr again.");
 }
 
 std::vector<SnapshotSummary> list_snapshots(const Root &root)

@@ -218,6 +218,34 @@ TEST_F(ApplianceState, LooksBehindAWorkThatWasKilled)
     EXPECT_EQ(names(), (Names{"1", "2"}));
 }
 
+/* Also where it lived on without memory for its answer. */
+TEST_F(ApplianceState, LooksBehindAWorkThatLackedMemoryInTheEnd)
+{
+    auto begin = [](const char *name) {
+        Manifest manifest;
+        manifest.name = name;
+        begin_snapshot(manifest);
+    };
+    auto commit_and_fail = [&](const std::function<void()> &work) {
+        return commit_inside(root, [&]() -> std::string {
+            work();
+            throw std::bad_alloc();
+        });
+    };
+    auto failure_behind = [&](const std::function<void()> &work) {
+        return failure_of_work([&] { commit_and_fail(work); }, Status::failed);
+    };
+    EXPECT_EQ(commit_and_fail([&] { begin("1"), publish_snapshot("1"); }), "1");
+    EXPECT_EQ(commit_and_fail([&] { begin("2"), write_record({"2", Direction::forward}); }), "2");
+    EXPECT_EQ(failure_behind([&] { begin("3"); }), "BOX: there is not enough memory");
+    EXPECT_EQ(failure_behind([&] {
+                  begin("3"), write_record({"3", Direction::back});
+              }),
+              "BOX: there is not enough memory. Everything is as it was. Run migr again.");
+    EXPECT_EQ(names(), (Names{"1", "2"}));
+    EXPECT_FALSE(inside(root, is_commit_pending));
+}
+
 TEST_F(ApplianceState, PlansARollbackOrSaysWhyNot)
 {
     box.write("/data/config/a", "12345");
