@@ -1,8 +1,10 @@
 /*
- * The JSON that migr reads: accounts as they are kept, and the ledgers of which pages are made. Any text may be one.
- * What is held: an account that was read is kept as it was, and shown; nothing of a ledger becomes a part of the page.
+ * The JSON that migr reads: accounts as they are kept, the ledgers of which pages are made, and lines of a fleet's
+ * results. Any text may be one. What is held: an account that was read is kept as it was, and shown; nothing of a
+ * ledger becomes a part of the page; a line comes out as it did.
  */
 #include "explain/causes.h"
+#include "fleet/result.h"
 #include "fuzz/fuzzing.h"
 #include "report/account_report.h"
 #include "report/page.h"
@@ -52,6 +54,20 @@ void try_ledger(const std::string &text)
     abort();
 }
 
+void try_line(const std::string &text)
+{
+    std::string line;
+    try {
+        line = command::line_of(command::result_from(text));
+    } catch (const command::Failure &) {
+        return;
+    }
+    if (command::line_of(command::result_from(line)) == line)
+        return;
+    tell("A line of results is read as another one.");
+    abort();
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -59,5 +75,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::string text(reinterpret_cast<const char *>(data), size);
     try_account(text);
     try_ledger(text);
+    try_line(text);
     return 0;
 }

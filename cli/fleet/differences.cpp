@@ -150,8 +150,10 @@ void take_deeds(const Connection &connection, bool is_new, const std::string &en
 /* The last line of each appliance counts. */
 void take_lines(const Connection &connection, bool is_new, const std::string &results)
 {
-    for_each_line(joined(results, "fleet.jsonl"), [&](const std::string &line, size_t) {
-        execute(connection, "INSERT OR REPLACE INTO line VALUES(?, ?, ?)", is_new, result_from(line).entry, line);
+    std::string path = joined(results, "fleet.jsonl");
+    for_each_line(path, [&](const std::string &line, size_t number) {
+        std::string entry = result_in_line(path, line, number).entry;
+        execute(connection, "INSERT OR REPLACE INTO line VALUES(?, ?, ?)", is_new, entry, line);
     });
 }
 

@@ -41,6 +41,20 @@ std::string text_at(const nlohmann::json &object, const char *name)
     return value.is_null() ? "" : value.get<std::string>();
 }
 
+[[noreturn]] void no_line(const std::string &why)
+{
+    throw Failure(Status::unusable, "This is no line of results: " + why + ".");
+}
+
+/* The JSON library takes what is less than none, or more than fits, for some count. */
+uint64_t count_at(const nlohmann::json &object, const char *name)
+{
+    const nlohmann::json &value = object.at(name);
+    if (!value.is_number_unsigned())
+        no_line("its \"" + std::string(name) + "\" is no whole number from 0 on");
+    return value;
+}
+
 EntryEnd end_named(const std::string &name)
 {
     auto at = std::find(std::begin(end_names), std::end(end_names), name);
@@ -60,15 +74,15 @@ EntryResult result_of(const nlohmann::json &object)
     result.output = text_at(object, "output");
     result.seconds = object.at("seconds");
     result.host = text_at(object, "host");
-    result.lines = object.at("lines");
-    result.rewritten = object.at("rewritten");
-    result.dropped = object.at("dropped");
-    result.added = object.at("added");
+    result.lines = count_at(object, "lines");
+    result.rewritten = count_at(object, "rewritten");
+    result.dropped = count_at(object, "dropped");
+    result.added = count_at(object, "added");
     for (const nlohmann::json &one : object.at("findings"))
-        result.findings.push_back(
-            {one.at("reason"), text_at(one, "cause"), one.at("count"), text_at(one, "file"), text_at(one, "text")});
+        result.findings.push_back({one.at("reason"), text_at(one, "cause"), count_at(one, "count"),
+                                   text_at(one, "file"), text_at(one, "text")});
     for (const nlohmann::json &one : object.at("causes"))
-        result.causes.push_back({text_at(one, "cause"), text_at(one, "kind"), one.at("lines")});
+        result.causes.push_back({text_at(one, "cause"), text_at(one, "kind"), count_at(one, "lines")});
     return result;
 }
 
@@ -171,7 +185,7 @@ EntryResult result_from(std::string_view line)
     try {
         return result_of(nlohmann::json::parse(line));
     } catch (const nlohmann::json::exception &error) {
-        throw Failure(Status::unusable, "This is no line of results: " + std::string(error.what()) + ".");
+        no_line(error.what());
     }
 }
 

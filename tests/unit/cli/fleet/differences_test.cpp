@@ -187,6 +187,22 @@ TEST_F(Differences, NeedWholeLedgers)
     }
 }
 
+TEST_F(Differences, NeedWholeLines)
+{
+    before.add("desk", nullptr);
+    after.add("desk", nullptr);
+    std::string lines = after.folder().read("/fleet.jsonl");
+    after.folder().write("/fleet.jsonl", lines + "{}\n");
+    try {
+        found();
+        ADD_FAILURE() << "it is taken for a line";
+    } catch (const Failure &failure) {
+        EXPECT_TRUE(
+            std::string(failure.what()).starts_with(after.path() + "/fleet.jsonl:2: This is no line of results: "))
+            << failure.what();
+    }
+}
+
 TEST_F(Differences, ComeBackFromTheirFile)
 {
     std::vector<Difference> all = {{false, "dropped", "6.00 stage _x", "lab desk / x", 3, 4, "desk", "an example"},

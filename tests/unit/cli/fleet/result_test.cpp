@@ -205,6 +205,18 @@ TEST(LineOfAnEntry, IsNothingElse)
         without.erase(name);
         EXPECT_TRUE(fault_of(without.dump()).starts_with("This is no line of results: ")) << name;
     }
-    line["result"] = "odd";
-    EXPECT_EQ(fault_of(line.dump()), "There is no result \"odd\".");
+    nlohmann::json odd = line;
+    odd["result"] = "odd";
+    EXPECT_EQ(fault_of(odd.dump()), "There is no result \"odd\".");
+    for (const char *count : {"/lines", "/rewritten", "/dropped", "/added", "/findings/1/count", "/causes/1/lines"})
+        for (const char *number : {"1.5", "2.0", "8e70", "-3", "18446744073709551616", "\"3\"", "true", "null"}) {
+            odd = line;
+            odd[nlohmann::json::json_pointer(count)] = nlohmann::json::parse(number);
+            std::string name = std::string(count).substr(std::string(count).rfind('/') + 1);
+            EXPECT_EQ(fault_of(odd.dump()),
+                      "This is no line of results: its \"" + name + "\" is no whole number from 0 on.")
+                << count << " " << number;
+        }
+    line["seconds"] = 3;
+    EXPECT_EQ(fault_of(line.dump()), "none");
 }
