@@ -313,6 +313,21 @@ TEST_F(Results, OfThePlainCopy)
     });
 }
 
+/* A disk's fault is not taken for a copy that is missing. */
+TEST_F(Results, OfAPlainCopyThatCannotBeLookedFor)
+{
+    expect_in_root(box, [] {
+        auto judge = [] {
+            outcomes({}, [] {
+                upgrade_both();
+                fs::remove_all("/var/log");
+                fs::create_symlink("/var/log", "/var/log");
+            });
+        };
+        EXPECT_EQ(support::path_error_of(judge), support::with_error("look for /var/log/sys_global.conf", ELOOP));
+    });
+}
+
 /* The library keeps no plain copy of such, or cuts its name. */
 TEST_F(Results, OfNamesWithoutAPlainCopy)
 {
@@ -416,5 +431,18 @@ TEST_F(SplitResults, AreNoneWhereOneIsNoGood)
         EXPECT_EQ(files[0].result, Result::refused);
         EXPECT_EQ(files[0].reasons.size(), 1u); /* its own */
         EXPECT_EQ(files[1].result, Result::refused);
+    });
+}
+
+TEST_F(SplitResults, AreNotJudgedWhereOneCannotBeRead)
+{
+    expect_in_root(box, [] {
+        std::string told = failure_of_run({}, [] {
+            upgrade_both();
+            support::fail_call("read", EIO);
+        });
+        EXPECT_EQ(told, std::string(first_domain_name) +
+                            " could not be read after the upgrade in the private copy: Input/output error. Nothing was "
+                            "changed. Look after the disk before anything else.");
     });
 }

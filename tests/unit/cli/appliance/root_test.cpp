@@ -1,5 +1,6 @@
 /* What a child inside an appliance's root folder can see and do. */
 #include "unit/cli/command_support.h"
+#include "unit/cli/failing_calls.h"
 
 #include "appliance/inside.h"
 #include "command.h"
@@ -164,8 +165,27 @@ TEST(Rooted, FailuresComeOut)
         EXPECT_STREQ(failure.what(), "so");
         EXPECT_EQ(failure.status, command::Status::failed);
     }
-    EXPECT_THROW(root.run([]() -> std::string { raise(SIGKILL), throw 1; }), command::Failure);
     EXPECT_THROW(root.run([]() -> std::string { throw std::runtime_error("odd"); }), command::Failure);
+}
+
+TEST(Rooted, AChildThatGivesNoAnswerIsToldOf)
+{
+    TinyAppliance box;
+    Root          root(box.root());
+    auto          end_of_child = [&](const std::function<void()> &work) -> std::string {
+        try {
+            inside(root, work);
+        } catch (const command::ChildEnded &ended) {
+            EXPECT_EQ(ended.status, command::Status::unusable);
+            EXPECT_EQ(ended.error, ECHILD);
+            return ended.what();
+        }
+        return "";
+    };
+    std::string begin = box.root() + ": the process that looked into it ", end = ". Run migr again.";
+    EXPECT_EQ(end_of_child([] { raise(SIGKILL); }), begin + "was killed" + end);
+    EXPECT_EQ(end_of_child([] { fail_call("write", ENOSPC); }),
+              begin + "could not give its answer: No space left on device" + end);
 }
 
 /* What was read without it may be no more than half of what is there. */
