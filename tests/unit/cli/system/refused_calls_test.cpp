@@ -21,6 +21,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
@@ -413,9 +414,12 @@ TEST_F(RefusedCalls, PartsBecomeWholes)
     support::Outcome watched = support::run_process([] {
         Signals signals(give_a_byte);
         watch_calls();
-        return static_cast<int>(read(ends[0], room, 3));
+        int got = static_cast<int>(read(ends[0], room, 3));
+        dprintf(STDOUT_FILENO, "%.3s", room);
+        return got;
     });
     EXPECT_EQ(watched.status, 3);
+    EXPECT_EQ(watched.out, "abx") << "each part goes behind the one ahead of it";
     close(ends[0]);
     close(ends[1]);
     FILE *stream = tmpfile();
@@ -427,4 +431,153 @@ TEST_F(RefusedCalls, PartsBecomeWholes)
     });
     EXPECT_EQ(elsewhere.status, 0);
     fclose(stream);
+}
+
+/* An errno from before is of no call that goes well. */
+TEST_F(RefusedCalls, AreNoneThatGoWell)
+{
+    support::ApplianceRoot box;
+    box.write("/file", "text");
+    std::string file = box.path().string() + "/file", folder = box.path().string() + "/data";
+    FILE       *stream = fopen(file.c_str(), "r+e");
+    DIR        *open_folder = opendir(folder.c_str());
+    int         fd = fileno(stream);
+    struct stat status = {};
+    fputs("buffered", stream);
+    const Call calls[] = {
+        {"access", [&] { (void)!access(file.c_str(), R_OK); }},
+        {"stat", [&] { stat(file.c_str(), &status); }},
+        {"mkdir", [&] { mkdir((folder + "/made").c_str(), 0700); }},
+        {"open", [&] { close(open(file.c_str(), O_RDONLY | O_CLOEXEC)); }},
+        {"openat", [&] { close(openat(AT_FDCWD, file.c_str(), O_RDONLY | O_CLOEXEC)); }},
+        {"opendir", [&] { closedir(opendir(folder.c_str())); }},
+        {"fopen", [&] { fclose(fopen(file.c_str(), "re")); }},
+        {"read", [&] { (void)!read(fd, room, sizeof room); }},
+        {"pread64", [&] { (void)!pread64(fd, room, sizeof room, 0); }},
+        {"write", [&] { (void)!write(fd, "x", 1); }},
+        {"readdir", [&] { EXPECT_TRUE(readdir(open_folder)); }},
+        {"nftw", [&] { nftw(folder.c_str(), visit_nothing, 4, FTW_DEPTH | FTW_PHYS); }},
+        {"fwrite", [&] { (void)!fwrite(room, 1, sizeof room, stream); }},
+        {"fwrite_unlocked", [&] { (void)!fwrite_unlocked(room, 1, sizeof room, stream); }},
+        {"fputs", [&] { EXPECT_GE(fputs("text", stream), 0); }},
+        {"fprintf", [&] { EXPECT_EQ(fprintf(stream, "%d", 123), 3); }},
+        {"fflush", [&] { EXPECT_EQ(fflush(stream), 0); }},
+        {"fread", [&] { rewind(stream), read_stream(stream); }},
+    };
+    support::Outcome outcome = support::run_process([&] {
+        for (const Call &call : calls) {
+            watch_calls();
+            errno = EIO;
+            call.make();
+            EXPECT_EQ(first_refused_call(), 0) << call.name;
+        }
+        return 0;
+    });
+    EXPECT_EQ(outcome.status, 0) << outcome.all();
+    closedir(open_folder);
+    fclose(stream);
+}
+
+TEST_F(RefusedCalls, AreNoneAtAnEnd)
+{
+    FILE            *empty = fopen("/dev/null", "re");
+    support::Outcome outcome = support::run_process([&] {
+        watch_calls();
+        errno = EIO;
+        EXPECT_EQ(fread(room, 1, sizeof room, empty), 0u);
+        EXPECT_EQ(fread(room, 0, 5, empty), 0u);
+        EXPECT_EQ(fread(room, 5, 0, empty), 0u);
+        EXPECT_EQ(read(fileno(empty), room, sizeof room), 0);
+        return first_refused_call();
+    });
+    EXPECT_EQ(outcome.status, 0);
+    fclose(empty);
+}
+
+TEST_F(RefusedCalls, AreWatchedAsLongAsSomebodyDoes)
+{
+    support::Outcome outcome = support::run_process([] {
+        watch_calls();
+        {
+            command::CallsWatched that_end;
+        }
+        auto fail = [] { (void)!write(open("/dev/full", O_WRONLY | O_CLOEXEC), "x", 1); };
+        fail();
+        EXPECT_EQ(first_refused_call(), 0) << "nobody does yet";
+        {
+            command::CallsWatched watched;
+            fail();
+            EXPECT_EQ(first_refused_call(), ENOSPC);
+        }
+        command::CallsWatched *again = new command::CallsWatched;
+        EXPECT_EQ(first_refused_call(), 0) << "it begins anew";
+        delete again;
+        fail();
+        EXPECT_EQ(first_refused_call(), 0) << "nobody does any more";
+        return 0;
+    });
+    EXPECT_EQ(outcome.status, 0) << outcome.all();
+}
+
+/* Whoever cannot ask what rights there are takes it that some are missing. */
+TEST_F(RefusedCalls, DeniedWhereNobodyKnowsTheRights)
+{
+    support::ApplianceRoot box;
+    box.write("/file", "");
+    for (int unknown : {SYS_capget, SYS_newfstatat})
+        support::expect_in_root(box, [=] {
+            support::refuse_calls({unknown, SYS_stat, unknown == SYS_capget ? SYS_capget : SYS_statx}, EPERM);
+            watch_calls();
+            be_denied();
+            EXPECT_EQ(first_refused_call(), 0) << unknown;
+        });
+}
+
+TEST_F(RefusedCalls, AFileIsMadeWithItsMode)
+{
+    support::ApplianceRoot box;
+    std::string            folder = box.path().string();
+    mode_t                 before = umask(0);
+    auto                   mode_of = [](int fd) {
+        struct stat status = {};
+        fstat(fd, &status);
+        close(fd);
+        return status.st_mode & 07777;
+    };
+    static constexpr int makes = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, unnamed = O_WRONLY | O_TMPFILE | O_CLOEXEC;
+    EXPECT_EQ(mode_of(open((folder + "/a").c_str(), makes, 0642)), 0642u);
+    EXPECT_EQ(mode_of(open64((folder + "/b").c_str(), makes, 0624)), 0624u);
+    EXPECT_EQ(mode_of(openat(AT_FDCWD, (folder + "/c").c_str(), makes, 0604)), 0604u);
+    EXPECT_EQ(mode_of(open(folder.c_str(), unnamed, 0640)), 0640u);
+    umask(before);
+}
+
+TEST_F(RefusedCalls, WhatIsCutShortGoesOnBehindIt)
+{
+    support::ApplianceRoot box;
+    ASSERT_EQ(pipe(ends), 0);
+    std::string text;
+    for (int number = 0; text.size() < 200'000; number++)
+        text += std::to_string(number) + " ";
+    support::Outcome outcome = support::run_process([&] {
+        pid_t reader = fork();
+        if (reader == 0) {
+            std::string got;
+            char        part[5000];
+            for (ssize_t size; got.size() < text.size() && (size = read(ends[0], part, sizeof part)) > 0;)
+                got.append(part, static_cast<size_t>(size));
+            _exit(got == text ? 0 : 1);
+        }
+        {
+            Signals signals([](int) {});
+            watch_calls();
+            EXPECT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        }
+        int status = 1;
+        waitpid(reader, &status, 0);
+        return WEXITSTATUS(status);
+    });
+    EXPECT_EQ(outcome.status, 0);
+    close(ends[0]);
+    close(ends[1]);
 }
