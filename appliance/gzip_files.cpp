@@ -1,4 +1,5 @@
 /* Whole-file gzip. A stored configuration is either what was compressed last, whole, or what it was before. */
+#include "driver/hooks.h"
 #include "platform/platform.h"
 
 #include "files.h"
@@ -38,6 +39,13 @@ struct FreeDecompressor {
 
 } // namespace
 
+/* Level 0 only stores, which makes a text longer: one that might pass the limit is packed. */
+static int level_for(size_t length)
+{
+    bool need_not_be_small = migr_unpacks_soon && migr_unpacks_soon() != 0;
+    return need_not_be_small && length <= TEXT_LIMIT / 2 ? 0 : COMPRESSION_LEVEL;
+}
+
 static int store(const char *target, const void *bytes, size_t length)
 {
     ReplacedFile file(AT_FDCWD, target);
@@ -51,7 +59,7 @@ int cvgzip(const char *source, const char *target)
     if (appliance::no_path(target) || !appliance::read_whole(source, TEXT_LIMIT, &text, &length))
         return -1;
 
-    std::unique_ptr<libdeflate_compressor, FreeCompressor> tool(libdeflate_alloc_compressor(COMPRESSION_LEVEL));
+    std::unique_ptr<libdeflate_compressor, FreeCompressor> tool(libdeflate_alloc_compressor(level_for(length)));
     if (!tool)
         return -1;
     size_t room = libdeflate_gzip_compress_bound(tool.get(), length);

@@ -226,6 +226,8 @@ LibraryRun run_library_there(const Scene &scene, const Image &image, Interrupts 
         confinement_of(scene, image),
         [&] {
             qb01a = small_model;
+            if (scene.request.unpacks_soon)
+                let_results_be_large();
             library();
         },
         scene.request.timeout, interrupts, progress);

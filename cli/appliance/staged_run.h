@@ -21,6 +21,7 @@ namespace command {
 struct RunRequest {
     bool                                     partial = false;       /* go on without the files that cannot go */
     bool                                     accept_damage = false; /* carry files forward with what they lose */
+    bool                                     unpacks_soon = false;  /* results need not be small */
     std::chrono::milliseconds                timeout = std::chrono::seconds(600);
     std::function<void()>                    library;            /* what runs in the child; empty: the upgrade run */
     std::function<void(const std::string &)> tell;               /* is told what goes on, line by line; may be empty */

@@ -79,6 +79,11 @@ std::string in_form(const std::string &bytes, bool packed)
     return packed ? gzip(bytes) : gunzip(bytes).value();
 }
 
+bool is_packed_there(const std::string &output)
+{
+    return output.ends_with(".gz");
+}
+
 /* What came of one file. */
 struct Conversion {
     std::string              shown; /* how messages call it */
@@ -104,7 +109,7 @@ void put(const Converted &output, const Arguments &arguments, Interrupts &interr
     if (!may_replace(output.path, arguments, interrupts))
         throw Failure(Status::left_alone, output.path + " was left as it is.");
     conversion.outputs.push_back(output.path); /* behind the writing nothing may fail */
-    write_output(output.path, in_form(output.bytes, output.path.ends_with(".gz")), Readers::owner, interrupts);
+    write_output(output.path, in_form(output.bytes, is_packed_there(output.path)), Readers::owner, interrupts);
 }
 
 /* ---- names ---- */
@@ -186,6 +191,14 @@ std::string output_path(const Arguments &arguments, const SingleFile &file, cons
                               : output_path(arguments, file.path);
 }
 
+bool become_plain(const Arguments &arguments, const SingleFile &file)
+{
+    std::vector<std::string> results = results_of(file);
+    return std::none_of(results.begin(), results.end(), [&](const std::string &result) {
+        return is_packed_there(output_path(arguments, file, result));
+    });
+}
+
 /* One of two files is no result. What it has replaced is gone, so what was new alone goes. */
 void take_back(const std::vector<std::string> &made, const std::string &made_folder)
 {
@@ -248,6 +261,7 @@ void upgrade_in(const StagingFolder &staging, const Arguments &arguments, const 
         request.wanted.push_back(config_path(name));
     request.wanted.push_back(account_path);
     request.accept_damage = arguments.accept_damage;
+    request.unpacks_soon = become_plain(arguments, file);
     request.library = [] { run_and_account(Detail::losses); };
     if (std::string missing = what_is_missing(file); !missing.empty())
         conversion.warnings.push_back(missing);

@@ -51,6 +51,8 @@ std::string phase_of_pass;
 
 std::function<void(int32_t, const char *)> section_watch;
 
+bool results_may_be_large;
+
 void tell(Note note, std::string_view text)
 {
     text = text.substr(0, longest_text);
@@ -339,6 +341,11 @@ void watch_sections(std::function<void(int32_t, const char *)> watch)
     section_watch = std::move(watch);
 }
 
+void let_results_be_large()
+{
+    results_may_be_large = true;
+}
+
 const std::string &current_pass()
 {
     return path_of_pass;
@@ -408,4 +415,9 @@ extern "C" void migr_on_stall(const char *where)
 extern "C" int migr_works_on_a_copy(void)
 {
     return 1;
+}
+
+extern "C" int migr_unpacks_soon(void)
+{
+    return command::results_may_be_large ? 1 : 0;
 }

@@ -68,6 +68,9 @@ LibraryRun run_library(const Confinement &confinement, const std::function<void(
  * migr_on_section (migr.h) is. */
 void watch_sections(std::function<void(int32_t release, const char *phase)> watch);
 
+/* In the child, ahead of the library's work: what comes of it will be unpacked, and need not be small. */
+void let_results_be_large();
+
 /* In the child: the path of the file that the library is working on. */
 const std::string &current_pass();
 

@@ -25,15 +25,17 @@ extern "C" {
  *                   configuration (change.h). It is called in the midst of the change: the hook may look at the record
  *                   of the change, but must not change a tree, nor go through one. A hook that is there is called some
  *                   three times for each line of a file; migr_observe_changes does it for some runs only
- * A question to the host, which the stand-in for the platform asks:
+ * Questions to the host, which the stand-in for the platform asks:
  *   migr_works_on_a_copy  not 0 when the host will write anew whatever comes of the run, so that none of it has to be
- * on disk before
+ *                   on disk before
+ *   migr_unpacks_soon  not 0 when the host will unpack whatever comes of the run, so that it need not be small
  */
 void migr_on_file(const char *path, uint32_t mode) __attribute__((weak));
 void migr_on_stall(const char *where) __attribute__((weak));
 void migr_on_section(int32_t version, const char *phase) __attribute__((weak));
 void migr_on_change(const migr_change *change) __attribute__((weak));
 int  migr_works_on_a_copy(void) __attribute__((weak));
+int  migr_unpacks_soon(void) __attribute__((weak));
 
 /* For the places where an upgrade never gets past what it found in a file: tells the host through migr_on_stall that a
  * file has reached `where`, the name of a function, then waits for ever. */

@@ -34,3 +34,28 @@ TEST(StagedRun, TellsWhatKeptAFileFromBeingRead)
                                             "\nsys_domain.root.conf.gz 0\nsys_domain.shop.conf.gz " +
                                             std::to_string(EISDIR) + "\n");
 }
+
+TEST(StagedRun, LeavesItsResultsAsLargeAsTheyAreWhereSoAsked)
+{
+    std::string repeated;
+    for (int i = 0; i < 200; i++)
+        repeated += "config system group" + std::to_string(i) + "\n  set comment \"again and again\"\nend\n";
+    size_t sizes[2] = {};
+    for (bool unpacks_soon : {false, true}) {
+        TinyAppliance box;
+        box.config("sys_domain.root.conf.gz", "6.02", repeated);
+        auto upgrade = [&] {
+            command::prepare_process();
+            command::Interrupts     interrupts;
+            command::UpgradeRequest request;
+            request.root = box.root();
+            request.image = build_path("/image");
+            request.run.unpacks_soon = unpacks_soon;
+            return command::upgrade(request, interrupts).status == command::Status::done ? 0 : 1;
+        };
+        EXPECT_EQ(run_process(upgrade).status, 0);
+        sizes[unpacks_soon] = box.read("/data/config/sys_domain.root.conf.gz").size();
+    }
+    EXPECT_LT(sizes[false], repeated.size() / 2);
+    EXPECT_GT(sizes[true], repeated.size());
+}

@@ -541,6 +541,19 @@ TEST_F(LibraryChild, WatchesItsSections)
     EXPECT_STREQ(seen.value->pass, "/a");
 }
 
+TEST_F(LibraryChild, AloneLetsItsResultsBeLarge)
+{
+    Shared<int> larger;
+    run([&] {
+        let_results_be_large();
+        *larger.value = migr_unpacks_soon();
+    });
+    EXPECT_EQ(*larger.value, 1);
+    EXPECT_EQ(migr_unpacks_soon(), 0);
+    run([&] { *larger.value = migr_unpacks_soon(); });
+    EXPECT_EQ(*larger.value, 0);
+}
+
 /* Nobody listens to a process that is no child. */
 TEST_F(LibraryChild, HooksTellNothingElsewhere)
 {
