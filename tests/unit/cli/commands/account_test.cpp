@@ -1,9 +1,10 @@
-/* What `migr account` says of a file; the account itself is tested in tests/whole/accounts. */
+/* What `migr account` and `migr blame` say of a file; the account itself is tested in tests/whole/accounts. */
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <regex>
 #include <set>
 
 using nlohmann::json;
@@ -102,4 +103,83 @@ TEST_F(AccountOfChoice, OfAnUpgradeThatIsDoneHasNoLinesThatWereKept)
     EXPECT_TRUE(
         support::holds(refused.err, "Of an upgrade that is done, lines that were kept are not kept: leave out --all."))
         << refused.err;
+}
+
+/* Each line of the result, with where it was and who made it. */
+class Blame : public support::SmallImageTest {
+  protected:
+    Blame()
+    {
+        config("sys_global.conf.gz", support::headers("5.50") + "config system global\nend\n");
+        config("sys_domain.shop.conf.gz", support::headers("5.50") +
+                                              "config lab desk\n    set old-flag 1\n    set tint green\n    set "
+                                              "height 70\n    set password \"of ours\"\nend\n");
+    }
+    /* The cells of the row with that text. */
+    static std::string row_of(const std::string &told, const std::string &text)
+    {
+        size_t      at = told.find(text + "\n");
+        size_t      begin = told.rfind('\n', at) + 1;
+        std::string row = told.substr(begin, at - begin), cells;
+        for (char c : row)
+            if (c != ' ' || (!cells.empty() && cells.back() != ' '))
+                cells += c;
+        return cells;
+    }
+};
+
+TEST_F(Blame, SaysOfEachLineWhereItWas)
+{
+    support::Outcome run = this->run("blame");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(support::holds(run.out, "sys_domain.shop.conf.gz\n")) << run.out;
+    EXPECT_TRUE(std::regex_search(run.out, std::regex("LINE +WAS +CAUSE +sys_global.conf.gz\n"))) << run.out;
+    EXPECT_EQ(row_of(run.out, "config lab desk"), "5 3 ") << run.out;
+    EXPECT_TRUE(row_of(run.out, "    set colour green").starts_with("6 5 6.00 modify, line ")) << run.out;
+    EXPECT_EQ(row_of(run.out, "    set height 70"), "7 6 ") << run.out;
+    EXPECT_EQ(row_of(run.out, "config server-policy setting"), "3 new 5.85 _add_server_policy_setting ") << run.out;
+    EXPECT_FALSE(support::holds(run.out, "of ours")) << run.out;
+    EXPECT_TRUE(support::holds(this->run("blame", {"--show-secrets"}).out, "set password \"of ours\"\n"));
+}
+
+TEST_F(Blame, TellsAProgram)
+{
+    json answer = json::parse(run("blame", {"--json"}).out);
+    EXPECT_EQ(answer["command"], "blame");
+    EXPECT_EQ(answer["status"], 0);
+    ASSERT_EQ(answer["files"].size(), 2u);
+    EXPECT_EQ(answer["files"][1]["file"], "sys_domain.shop.conf.gz");
+    json lines = answer["files"][1]["lines"];
+    EXPECT_EQ(lines[4],
+              (json{{"line", 5}, {"was", "3"}, {"fate", "kept"}, {"cause", nullptr}, {"text", "config lab desk"}}));
+    EXPECT_EQ(lines[5]["was"], "5");
+    EXPECT_EQ(lines[5]["fate"], "rewritten");
+    EXPECT_TRUE(lines[5]["cause"].get<std::string>().starts_with("6.00 modify")) << lines[5];
+    EXPECT_EQ(lines[5]["text"], "    set colour green");
+    EXPECT_EQ(lines[2]["was"], "new");
+    EXPECT_EQ(lines[2]["fate"], "added");
+}
+
+/* Of two files of which one comes, the other one's name stands with the line. */
+TEST_F(Blame, NamesTheFileThatALineCameFrom)
+{
+    box().write("/old.conf",
+                support::headers("5.00") + "config system global\nend\nconfig lab desk\n    set height 7\nend\n");
+    json answer = json::parse(run_on(box().path() / "old.conf", "blame", {"--json"}).out);
+    ASSERT_EQ(answer["files"].size(), 2u) << answer;
+    bool found = false;
+    for (const json &line : answer["files"][1]["lines"])
+        if (line["text"] == "    set height 7") {
+            found = true;
+            EXPECT_TRUE(line["was"].get<std::string>().ends_with(":6")) << line;
+        }
+    EXPECT_TRUE(found) << answer;
+}
+
+TEST_F(Blame, SaysWhatWasLostOfADamagedFile)
+{
+    config("sys_domain.shop.conf.gz", support::headers("5.50") + "config lab desk\n    set height\nend\n");
+    support::Outcome run = this->run("blame");
+    EXPECT_TRUE(support::holds(run.err, "sys_domain.shop.conf.gz: line 4: is a `set` without a value")) << run.err;
+    EXPECT_EQ(run.status, 1);
 }
