@@ -39,11 +39,13 @@ constexpr char known_after_all[] = "found out of date in another list of a prede
 
 } // namespace
 
-bool SignatureReasons::has(const char *question, const std::string &id) const
+std::optional<bool> SignatureReasons::has(const char *question, const std::string &id) const
 {
     Statement look = prepare(connection_, question);
-    return look && sqlite3_bind_text(look.get(), 1, id.c_str(), -1, SQLITE_STATIC) == SQLITE_OK &&
-           sqlite3_step(look.get()) == SQLITE_ROW;
+    if (!look || sqlite3_bind_text(look.get(), 1, id.c_str(), -1, SQLITE_STATIC) != SQLITE_OK)
+        return std::nullopt;
+    int result = sqlite3_step(look.get());
+    return result == SQLITE_ROW || result == SQLITE_DONE ? std::optional(result == SQLITE_ROW) : std::nullopt;
 }
 
 std::string SignatureReasons::of_loss(std::string_view list, const std::string &id) const
@@ -51,9 +53,13 @@ std::string SignatureReasons::of_loss(std::string_view list, const std::string &
     auto row = std::find_if(std::begin(rows), std::end(rows), [&](const ListRow &one) { return one.list == list; });
     if (!connection_ || row == std::end(rows))
         return "";
-    if (has(row->stays, id))
+    std::optional<bool> stays = has(row->stays, id);
+    std::optional<bool> is_there = row->is_there ? has(row->is_there, id) : stays;
+    if (!stays || !is_there)
+        return "";
+    if (*stays)
         return known_after_all;
-    return row->is_there && has(row->is_there, id) ? row->why_hidden : unknown;
+    return *is_there ? row->why_hidden : unknown;
 }
 
 } // namespace command

@@ -6,6 +6,7 @@
 
 #include "image/database.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,7 +22,8 @@ class SignatureReasons {
     std::string of_loss(std::string_view list, const std::string &id) const;
 
   private:
-    bool has(const char *question, const std::string &id) const;
+    /* Nothing when the database cannot answer. */
+    std::optional<bool> has(const char *question, const std::string &id) const;
 
     Connection connection_;
 };

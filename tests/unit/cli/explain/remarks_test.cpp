@@ -164,6 +164,16 @@ TEST(SignatureReasons, AreNoneForAListThatNobodyKnows)
     EXPECT_EQ(SignatureReasons(database()).of_loss("odd_list", "1"), "");
 }
 
+/* That it has no such signature is not what it says. */
+TEST(SignatureReasons, AreNoneOfADatabaseThatCannotAnswer)
+{
+    std::string cut = database().substr(0, 4096);
+    for (const std::string &bytes : {std::string("no database, but long enough to be taken for one"), cut}) {
+        EXPECT_EQ(SignatureReasons(bytes).of_loss("signature_disable_list", "990010001"), "");
+        EXPECT_EQ(SignatureReasons(bytes).of_loss("fpm_disable_list", "990010001"), "");
+    }
+}
+
 TEST(SignatureReasons, NameTheOtherListWhenTheDatabaseHasIt)
 {
     for (const char *list : {"score_grade_list", "fpm_disable_list", "scoring_override_disable_list"})
