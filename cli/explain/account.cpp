@@ -33,6 +33,7 @@ bool is_same_but_for_blanks(std::string_view before, std::string_view after)
 /* ---- the accountant ---- */
 
 constexpr size_t no_file = static_cast<size_t>(-1);
+constexpr size_t no_text = static_cast<size_t>(-1);
 
 struct Origin {
     uint32_t              node = 0;  /* read from a file as it was; 0: none */
@@ -57,8 +58,7 @@ class Accountant {
             old_texts_.emplace_back(file.old_text);
             new_texts_.emplace_back(file.new_text);
         }
-        for (const JournalText &text : journal_.texts)
-            file_of_text_.push_back(file_of(text.file));
+        find_files_of_texts();
         index_writings();
     }
 
@@ -77,6 +77,7 @@ class Accountant {
         bool     has_cause = false;
     };
 
+    void                  find_files_of_texts();
     void                  index_writings();
     void                  add_writing(uint32_t text, const Span &out, const Written &written);
     const Span           &out_of(const Written &written) const;
@@ -116,6 +117,21 @@ class Accountant {
     std::vector<bool>                        claimed_;
     Account                                  account_;
 };
+
+/* Of a file that is read twice in turn the first pass has failed, and nothing came of what it read. */
+void Accountant::find_files_of_texts()
+{
+    size_t last_reading = no_text; /* a text of the configuration, behind which none was written */
+    for (size_t at = 0; at < journal_.texts.size(); at++) {
+        const JournalText &text = journal_.texts[at];
+        file_of_text_.push_back(file_of(text.file));
+        if (!text.is_configuration)
+            continue;
+        if (last_reading != no_text && !text.is_written && journal_.texts[last_reading].file == text.file)
+            file_of_text_[last_reading] = no_file;
+        last_reading = text.is_written ? no_text : at;
+    }
+}
 
 void Accountant::index_writings()
 {

@@ -320,6 +320,26 @@ TEST(Accounts, FollowALineFromPassToPass)
     EXPECT_EQ(shown(account), "1 1 kept\n2 - dropped one two three\n") << "in the second pass";
 }
 
+/* As a file from before the split is whose first pass fails: what was read then came to nothing. */
+TEST(Accounts, TakeTheLastReadingOfAFileThatWasReadAnew)
+{
+    TwoSets  made;
+    uint32_t fresh = made.node(made.top);
+    made.happens(fresh, EventKind::made, one);
+    made.happens(made.x, EventKind::unlinked, one);
+    uint32_t again = made.reads(file), top = made.block(again, 1, 4);
+    uint32_t x = made.line(again, 2, top), y = made.line(again, 3, top);
+    made.happens(y, EventKind::unlinked, two);
+    uint32_t written = made.writes(file);
+    made.writes_to(written, top, 1, 3);
+    made.writes_to(written, x, 2);
+    Account account = account_in(made, two_sets, "config a\n    set x 1\nend\n");
+    EXPECT_EQ(shown(account), "1 1 kept\n2 2 kept\n3 - dropped two\n");
+    EXPECT_EQ(counts(account.files[0].in),
+              "4 lines: 2 kept, 0 moved, 0 rewritten, 1 dropped, 0 added, 1 layout, 0 unread");
+    EXPECT_EQ(account.files[0].unexplained, 0u);
+}
+
 TEST(Accounts, NameTheSplitForWhatWentToAnotherFile)
 {
     const char domain[] = "sys_domain.root.conf.gz", text[] = "config a\nend\n";
