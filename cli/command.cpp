@@ -144,12 +144,22 @@ void describe(CLI::App &app, const Subcommand *named, Arguments &given, const Su
             add_subcommand(app, *subcommand, given, chosen);
 }
 
+/* Whoever reads the answer must not take half of it for the whole. What has been done to an appliance or a file is done
+ * all the same, and its status tells that. */
+int status_behind_output(Status status, bool acts = false)
+{
+    if (is_all_printed())
+        return static_cast<int>(status);
+    print_line(stderr, "migr: standard output: cannot write all of it, so the answer is not complete.");
+    return static_cast<int>(acts ? status : Status::failed);
+}
+
 int print_help(const CLI::App &app, const CLI::Success &asked)
 {
     std::ostringstream out, ignored;
     app.exit(asked, out, ignored);
     fputs(out.str().c_str(), stdout);
-    return static_cast<int>(Status::done);
+    return status_behind_output(Status::done);
 }
 
 /* A failure of the whole command, as a person or a program learns of it. Gives the exit status. */
@@ -187,23 +197,14 @@ Status run_or_fail(const Subcommand &subcommand, const Arguments &arguments)
     }
 }
 
-/* Whoever reads the answer must not take half of it for the whole. What has been done to an appliance is done all the
- * same, and its status tells that. */
-int status_behind_output(Status status, const Subcommand &subcommand)
-{
-    if (fflush(stdout) == 0 && !ferror(stdout))
-        return static_cast<int>(status);
-    print_line(stderr, "migr: standard output: cannot write all of it, so the answer is not complete.");
-    bool acts = &subcommand == &upgrade_command || &subcommand == &rollback_command;
-    return static_cast<int>(acts ? status : Status::failed);
-}
-
 int run(const Subcommand &subcommand, const Arguments &arguments)
 {
+    bool writes_files = &subcommand == &convert_command && !arguments.output.empty() && arguments.output != "-";
+    bool acts = writes_files || &subcommand == &upgrade_command || &subcommand == &rollback_command;
     try {
-        return status_behind_output(run_or_fail(subcommand, arguments), subcommand);
+        return status_behind_output(run_or_fail(subcommand, arguments), acts);
     } catch (const Failure &failure) {
-        return status_behind_output(tell(failure, &subcommand, arguments.json), subcommand);
+        return status_behind_output(tell(failure, &subcommand, arguments.json), acts);
     }
 }
 
@@ -277,7 +278,7 @@ int parse_and_run(int count, const char *const *arguments)
     const Subcommand *named = subcommand_named(word);
     keep_lines(json);
     if (!named && word[0] != '-' && !is_group(word))
-        return static_cast<int>(tell({Status::unusable, misspelt(word)}, nullptr, json));
+        return status_behind_output(tell({Status::unusable, misspelt(word)}, nullptr, json));
     Arguments         given;
     const Subcommand *chosen = nullptr;
     CLI::App          app("Carries the configuration of an appliance forward to this image's release.", "migr");
@@ -287,7 +288,7 @@ int parse_and_run(int count, const char *const *arguments)
     } catch (const CLI::Success &asked) {
         return print_help(app, asked);
     } catch (const CLI::ParseError &error) {
-        return static_cast<int>(
+        return status_behind_output(
             tell({Status::unusable, std::string(error.what()) + ". See: migr --help"}, named, json));
     }
     keep_lines(given.json);

@@ -381,7 +381,7 @@ Status convert_files(const Arguments &arguments)
         conversions.push_back(std::move(conversion));
     }
     if (arguments.json)
-        tell_a_program(conversions, worst, image);
+        do_or_complain(not_all_told, [&] { tell_a_program(conversions, worst, image); });
     else
         do_or_complain("What became of the lines cannot be summed up",
                        [&] { tell_account(std::move(conversions), arguments, image); });

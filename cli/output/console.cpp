@@ -10,12 +10,23 @@ namespace command {
 
 static bool                     keeps = false;
 static std::vector<std::string> kept;
+static bool                     is_output_lost = false;
 
 void print_line(FILE *stream, std::string_view line)
 {
     std::string text = printable(line) + "\n";
     fwrite(text.data(), 1, text.size(), stream);
     fflush(stream);
+}
+
+bool is_all_printed()
+{
+    return fflush(stdout) == 0 && !ferror(stdout) && !is_output_lost;
+}
+
+void note_lost_output()
+{
+    is_output_lost = true;
 }
 
 void say(std::string_view line)

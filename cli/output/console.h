@@ -28,6 +28,10 @@ template <typename Work> void do_or_complain(const char *what, const Work &work)
 
 void print_line(FILE *stream, std::string_view line);
 
+/* Whether all that was printed to standard output has come out, also of what went past its stream. */
+bool is_all_printed();
+void note_lost_output(); /* by whoever went past it, and failed */
+
 /* From here on say and complain print nothing, or print again. What has been kept until now is forgotten. */
 void keep_lines(bool keep);
 

@@ -85,7 +85,12 @@ static void print(const char *command, Status status, Json error, Json::Members 
                                 {"error", std::move(error)},
                                 {"messages", Json::list(kept_lines())}};
     std::move(own.begin(), own.end(), std::back_inserter(all));
-    write_all(STDOUT_FILENO, Json(std::move(all)).text(), "standard output");
+    try {
+        write_all(STDOUT_FILENO, Json(std::move(all)).text(), "standard output");
+    } catch (const PathError &) {
+        note_lost_output();
+        throw;
+    }
 }
 
 void print_answer(const char *command, Status status, Json::Members own)

@@ -5,6 +5,8 @@
 
 #include "support/image_line.h"
 
+#include "support/places.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <sys/resource.h>
@@ -112,12 +114,52 @@ TEST(Json, OfAnUpgradeASnapshotAndTheWayBack)
     EXPECT_EQ(box.read("/data/etc/cert/later.key"), "of a person");
 }
 
+namespace {
+
+void to_full_disk()
+{
+    dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
+}
+
+constexpr char not_complete[] = "migr: standard output: cannot write all of it, so the answer is not complete.\n";
+
+} // namespace
+
 TEST(Output, ThatCannotBeWrittenIsAFailure)
 {
     TinyAppliance box;
-    auto          to_full_disk = [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); };
-    EXPECT_EQ(migr({"snapshots", box.root()}, to_full_disk).status, 3);
-    EXPECT_EQ(migr({"snapshots", box.root(), "--json"}, to_full_disk).status, 3);
+    for (const std::vector<std::string> &arguments : {std::vector<std::string>{"snapshots", box.root()},
+                                                      {"snapshots", box.root(), "--json"},
+                                                      {"--version"},
+                                                      {"--help"},
+                                                      {"upgrade", "--help"},
+                                                      {"fleet", "--help"},
+                                                      {"odd", "--json"},
+                                                      {"upgrade", "--odd", "--json"}}) {
+        Outcome run = migr(arguments, to_full_disk);
+        EXPECT_EQ(run.status, 3) << arguments.back();
+        EXPECT_EQ(run.err, not_complete) << arguments.back();
+    }
+    EXPECT_EQ(migr({"--version"}).status, 0);
+}
+
+/* The status is that of what was done. */
+TEST(Output, ThatCannotBeWrittenUndoesNothing)
+{
+    TinyAppliance box;
+    ApplianceRoot out;
+    box.write_gzip("/old.conf.gz", headers("5.50") + "config system global\nend\n");
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"upgrade", box.root(), "--json"},
+          {"rollback", box.root(), "--json", "--yes"},
+          {"convert", "--image", build_path("/image"), box.root() + "/old.conf.gz", "--as", "global", "-o",
+           out.path() / "new.conf", "--json"}}) {
+        Outcome run = migr(arguments, to_full_disk);
+        EXPECT_EQ(run.status, 0) << arguments[0];
+        EXPECT_EQ(run.err, not_complete) << arguments[0];
+    }
+    EXPECT_EQ(box.snapshots().size(), 2U);
+    EXPECT_EQ(out.read("/new.conf").substr(0, 27), "#config-version=QA-A1X-" MIGR_IMAGE_RELEASE);
 }
 
 TEST(Process, LeavesNoCore)
