@@ -114,6 +114,7 @@ WRAPPED(int, signalfd, (int fd, const sigset_t *held, int flags), (fd, held, fla
 WRAPPED(int, memfd_create, (const char *name, unsigned flags), (name, flags), -1)
 WRAPPED(int, dup2, (int from, int to), (from, to), -1)
 WRAPPED(int, kill, (pid_t pid, int signal), (pid, signal), -1)
+WRAPPED(int, stat, (const char *path, struct stat *status), (path, status), -1)
 WRAPPED(int, unlink, (const char *path), (path), -1)
 WRAPPED(int, mkdir, (const char *path, mode_t mode), (path, mode), -1)
 WRAPPED(int, rmdir, (const char *path), (path), -1)

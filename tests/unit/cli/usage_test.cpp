@@ -162,6 +162,20 @@ TEST(Output, ThatCannotBeWrittenUndoesNothing)
     EXPECT_EQ(out.read("/new.conf").substr(0, 27), "#config-version=QA-A1X-" MIGR_IMAGE_RELEASE);
 }
 
+TEST(Process, SaysThatItHasNoMemoryToBegin)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "a sanitizer's allocator does not come back";
+    Outcome run = run_process(
+        [] {
+            const char *arguments[] = {"migr", "version", "/none"};
+            return command::run_command(3, arguments);
+        },
+        use_up_memory);
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.err, "migr: There is not enough memory to begin, or to tell what was done.\n");
+}
+
 TEST(Process, LeavesNoCore)
 {
     Outcome run = run_process([] {

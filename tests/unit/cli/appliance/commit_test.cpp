@@ -96,6 +96,11 @@ struct SyncLog {
 SyncLog *sync_log; /* null: nobody asks */
 
 bool is_refused_ahead_of_record, is_refused_behind_record; /* memory */
+bool is_refused_in_place;                                  /* memory, when all is in place and is synced */
+
+/* In a process that commits. */
+bool is_recorded;
+int  syncs_behind_record;
 
 std::string snapshot_folder(const TinyAppliance &box)
 {
@@ -114,6 +119,8 @@ extern "C" int __wrap_fsync(int fd)
     struct stat st = {};
     if (is_refused_ahead_of_record)
         be_refused_memory();
+    if (is_refused_in_place && is_recorded && ++syncs_behind_record == 2) /* the first one is the record's own */
+        throw std::bad_alloc();
     if (sync_log && sync_log->count < std::size(sync_log->synced) && fstat(fd, &st) == 0)
         sync_log->synced[sync_log->count++] = st.st_ino;
     return __real_fsync(fd);
@@ -127,6 +134,7 @@ extern "C" int __wrap_rename(const char *from, const char *to)
     if (sync_log && is_record)
         sync_log->ahead_of_record = sync_log->count;
     int result = __real_rename(from, to);
+    is_recorded = is_recorded || is_record;
     if (is_record && is_refused_behind_record)
         be_refused_memory();
     return result;
@@ -164,6 +172,20 @@ TEST(Commit, DoesNotBeginWhereMemoryWasRefusedAheadOfIt)
     is_refused_ahead_of_record = false;
     EXPECT_NE(run.status, 0);
     EXPECT_NE(run.err.find("there is not enough memory"), std::string::npos) << run.err;
+    EXPECT_EQ(box.without_snapshots(), before);
+    EXPECT_TRUE(box.snapshots().empty());
+}
+
+TEST(Commit, IsTakenBackWhereMemoryRunsOutInTheMiddle)
+{
+    TinyAppliance box;
+    Listing       before = box.without_snapshots();
+    is_refused_in_place = true;
+    Outcome run = migr({"upgrade", box.root()});
+    is_refused_in_place = false;
+    EXPECT_EQ(run.status, 3);
+    EXPECT_TRUE(run.err.ends_with("migr: " + box.root() + ": there is not enough memory. Everything is as it was.\n"))
+        << run.err;
     EXPECT_EQ(box.without_snapshots(), before);
     EXPECT_TRUE(box.snapshots().empty());
 }

@@ -133,6 +133,12 @@ TEST(Rooted, TheLockIsInherited)
     Outcome run = migr({"upgrade", box.root()});
     EXPECT_EQ(run.status, 2);
     EXPECT_NE(run.err.find("another migr is at work there"), std::string::npos) << run.err;
+    try {
+        Root(box.root()).lock();
+        ADD_FAILURE() << "two have it";
+    } catch (const command::Failure &failure) {
+        EXPECT_EQ(failure.error, EWOULDBLOCK) << "another try may do";
+    }
     close(held[0]);
     close(held[1]);
 }
@@ -195,20 +201,24 @@ TEST(Rooted, MemoryThatTheWorkDidWithoutFailsIt)
         GTEST_SKIP() << "a sanitizer's allocator does not come back";
     TinyAppliance box;
     Root          root(box.root());
+    int           error = 0;
     auto          failure_of_work = [&](const std::function<void()> &work) -> std::string {
         try {
             inside(root, work);
         } catch (const command::Failure &failure) {
+            error = failure.error;
             return failure.what();
         }
         return "";
     };
     EXPECT_EQ(failure_of_work(be_refused_memory), box.root() + ": there is not enough memory");
+    EXPECT_EQ(error, ENOMEM);
     std::string said = failure_of_work([] {
         be_refused_memory();
-        throw command::Failure(command::Status::failed, "It is damaged.");
+        throw command::Failure(command::Status::unusable, "It is damaged.");
     });
     EXPECT_EQ(said, "It is damaged. Memory was refused (Cannot allocate memory), which is the likely cause.");
+    EXPECT_EQ(error, ENOMEM) << "and no fault of the appliance's";
     said = failure_of_work([] {
         be_refused_memory();
         throw command::PathError{"limit", "the calls", EFAULT};

@@ -6,6 +6,7 @@
 #include "output/release_text.h"
 #include "support/appliance_root.h"
 #include "unit/cli/command_support.h"
+#include "unit/cli/failing_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -173,6 +174,21 @@ TEST_F(SingleFiles, LieInAnApplianceOfTheirOwn)
     laid("x", headers(MIGR_IMAGE_RELEASE) + of_domain);
     EXPECT_TRUE(files.exists("/root/data/config/sys_global.conf.gz"));
     EXPECT_TRUE(kept_lines().empty());
+}
+
+TEST_F(SingleFiles, NameTheFolderThatCannotBeMadeForThem)
+{
+    files.write("/x", headers("5.50") + of_global);
+    files.folder("/root");
+    support::fail_call("mkdir", ENOSPC);
+    try {
+        lay_out_single_file({path("x"), "", ""}, Root(path("root")), syntax, interrupts);
+        ADD_FAILURE() << "it is laid out";
+    } catch (const Failure &failure) {
+        EXPECT_EQ(failure.error, ENOSPC);
+        EXPECT_TRUE(std::string(failure.what()).starts_with(path("root/data") + ": cannot make it: No space left"))
+            << failure.what();
+    }
 }
 
 TEST_F(SingleFiles, ThatAreDamagedAreNotLaidOut)

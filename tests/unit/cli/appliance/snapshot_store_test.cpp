@@ -155,13 +155,29 @@ TEST(Records, ThatCannotBeRemovedAreTold)
     });
 }
 
+TEST(Records, ThatCannotBeWrittenLeaveNothing)
+{
+    in_own_folders([] {
+        for (const char *call : {"write", "fsync", "rename"}) {
+            support::fail_call(call, ENOSPC);
+            EXPECT_EQ(path_error_of([] {
+                          write_record({"now", Direction::forward});
+                      }),
+                      with_error("write /var/lib/migr/commit", ENOSPC))
+                << call;
+            EXPECT_FALSE(fs::exists("/var/lib/migr/commit.new")) << call;
+            EXPECT_FALSE(read_record()) << call;
+        }
+    });
+}
+
 TEST(Staging, OfKilledProcessesIsSwept)
 {
     in_own_folders([] {
         fs::create_directories("/var/lib/migr/staging-abc/data");
         fs::create_directories("/var/lib/migr/other");
-        write_text("/var/lib/migr/commit.new", "half a record");
         write_record({"now", Direction::back});
+        write_text("/var/lib/migr/commit.new", "half a record");
         sweep_staging();
         EXPECT_FALSE(fs::exists("/var/lib/migr/staging-abc"));
         EXPECT_FALSE(fs::exists("/var/lib/migr/commit.new"));

@@ -265,6 +265,29 @@ TEST_F(Convert, TakesBackTheOneWithoutTheOther)
     EXPECT_TRUE(holds(box().read("/new/sys_global.conf"), global_settings));
 }
 
+/* The result is written by then. */
+TEST_F(Convert, ComplainsOfAnAccountThatItCannotTell)
+{
+    std::string              input = file("sys_domain.shop.conf", support::headers("5.50") + desk);
+    std::vector<std::string> arguments = {"convert", "--image", image_folder(), input, "-o", path("new.conf")};
+    unsigned                 complaints = 0;
+    for (unsigned number = 1;; number++) {
+        ASSERT_LT(number, 99U);
+        fs::remove(path("new.conf"));
+        support::Outcome run = support::migr(arguments, [=] { support::fail_call("pread", EIO, number); });
+        EXPECT_EQ(run.status == 0, box().exists("/new.conf")) << number << run.err;
+        if (run.status == 0 && !holds(run.err, "Input/output error"))
+            break;
+        if (run.status == 0) {
+            complaints++;
+            EXPECT_TRUE(holds(run.err, "migr: What became of the lines cannot be summed up: update_config: cannot read "
+                                       "it: Input/output error."))
+                << run.err;
+        }
+    }
+    EXPECT_GT(complaints, 0U);
+}
+
 TEST_F(Convert, WantsAFolderForThoseTwo)
 {
     std::string      input = file("old.conf", single_file());

@@ -7,6 +7,7 @@
 #include "command.h"
 #include "driver/migr.h"
 #include "driver/run_context.h"
+#include "explain/ledger_run.h"
 #include "support/places.h"
 #include "system/failure.h"
 
@@ -308,6 +309,56 @@ TEST(FailingRun, AModeOrATimeThatTheCopyDoesNotTake)
         EXPECT_EQ(run.status, 2) << call;
         EXPECT_NE(run.err.find("cannot make a copy of it: Input/output error"), std::string::npos) << call << run.err;
     }
+}
+
+/* What a disk does not tell is not for that reason no appliance. */
+TEST(FailingRun, AGlobalFileThatCannotBeLookedFor)
+{
+    TinyAppliance      box;
+    constexpr unsigned behind_the_root_folder = 2;
+    Outcome            run = migr({"upgrade", box.root()}, [] { fail_call("stat", EIO, behind_the_root_folder); });
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "migr: " + box.root() + global_path + ": cannot look for it: Input/output error. " +
+                           command::next_step(EIO) + "\n");
+}
+
+namespace {
+
+void at_each_call(const char *name, const std::function<void()> &work)
+{
+    at_call(name, [=] {
+        work();
+        at_each_call(name, work);
+    });
+}
+
+/* Upgrades and accounts for it. From that call on, of those by which the library takes its texts away, a read fails;
+ * gives how many calls there were. */
+unsigned fail_behind_removal(unsigned number)
+{
+    unsigned removals = 0;
+    at_each_call("unlink", [&] {
+        if (++removals == number)
+            fail_call("read", EIO);
+    });
+    command::run_and_account(command::Detail::losses);
+    return removals;
+}
+
+} // namespace
+
+/* Nobody takes an account for whole that lacks a file for the disk's sake. */
+TEST(FailingRun, AResultThatCannotBeReadForTheAccount)
+{
+    unsigned      removals = 0;
+    TinyAppliance box;
+    Outcome       run = run_request(request_for(box, [] { printf("removals %u\n", fail_behind_removal(0)); }));
+    size_t        at = run.out.find("removals ");
+    ASSERT_NE(at, std::string::npos) << run.all();
+    removals = static_cast<unsigned>(atoi(run.out.c_str() + at + strlen("removals ")));
+    ASSERT_GT(removals, 1U);
+    expect_failure([=] { fail_behind_removal(removals); }, 3,
+                   std::string(domain_path) + ": cannot read it: Input/output error.");
 }
 
 /* What is done is done. */

@@ -7,6 +7,7 @@
 #include "support/appliance_root.h"
 #include "support/places.h"
 #include "system/failure.h"
+#include "unit/cli/command_support.h"
 #include "unit/cli/failing_calls.h"
 
 #include <cerrno>
@@ -14,6 +15,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 namespace fs = std::filesystem;
 using namespace command;
@@ -152,6 +154,24 @@ TEST(PackagedImage, LiesBesideTheCommandOrIsInstalled)
     box.folder("/usr/share/migr/image");
     EXPECT_EQ(packaged_image(command_path), installed);
     EXPECT_EQ(image_folder("named"), "named");
+}
+
+TEST(PackagedImage, IsNowhereWhereTheCommandCannotFindItself)
+{
+    support::Outcome run = support::run_process(
+        [] {
+            try {
+                image_folder("");
+            } catch (const Failure &failure) {
+                puts(failure.what());
+            }
+            return 0;
+        },
+        [] {
+            support::refuse_calls({SYS_readlink, SYS_readlinkat}, EACCES);
+        });
+    EXPECT_EQ(run.out, "migr cannot tell where it is installed (/proc/self/exe: Permission denied). Name the folder of "
+                       "the image's files with --image.\n");
 }
 
 /* Nobody can tell whether there is one: it may be there. */
