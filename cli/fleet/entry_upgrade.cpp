@@ -249,9 +249,11 @@ void put_results(EntryRun &run, const std::string &error, const std::vector<std:
 /* Its first sentence, without what is quoted and without the appliance's path: those differ from one to the next. */
 std::string cause_of_failure(std::string text, const std::string &path)
 {
-    for (size_t at = text.find(path); at != text.npos; at = text.find(path, at)) {
-        bool goes_on = text.compare(at + path.size(), 1, "/") == 0;
-        text.replace(at, path.size(), goes_on ? "" : "it");
+    for (size_t at = 0; !path.empty() && (at = text.find(path, at)) != text.npos;) {
+        bool             goes_on = text.compare(at + path.size(), 1, "/") == 0;
+        std::string_view instead = goes_on ? "" : "it";
+        text.replace(at, path.size(), instead);
+        at += instead.size(); /* which may hold the path, too */
     }
     if (text.starts_with("it: "))
         text.erase(0, 4);
@@ -281,6 +283,21 @@ void upgrade_by_form(EntryRun &run, EntryForm form)
     case EntryForm::other:
         throw Failure(Status::unusable, "It is no folder, no archive and no file.");
     }
+}
+
+/* A job whose path ends in the appliance's own name. Results that were called by no name would take the place of all
+ * that there are. */
+EntryJob with_name(EntryJob job)
+{
+    std::string asked = job.path;
+    while (job.path.size() > 1 && job.path.ends_with('/'))
+        job.path.pop_back();
+    std::string name = fs::path(job.path).filename();
+    if (name.empty() || name == "." || name == "..")
+        throw Failure(Status::unusable, "\"" + asked +
+                                            "\" has no name that results could be called by. Name the "
+                                            "appliance by its folder's or its file's own name.");
+    return job;
 }
 
 std::string version_text()
@@ -344,8 +361,9 @@ EntryResult upgrade_entry(const EntryJob &job, Interrupts &interrupts)
 {
     setlocale(LC_CTYPE, "C.UTF-8"); /* or names in archives cannot be read */
     auto          start = std::chrono::steady_clock::now();
+    EntryJob      named = with_name(job);
     ResultsFolder results(job.out);
-    EntryResult   result = upgraded_into(results, job, interrupts);
+    EntryResult   result = upgraded_into(results, named, interrupts);
     result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     results.add_line(result);
     return result;

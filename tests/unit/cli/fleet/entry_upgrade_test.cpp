@@ -314,6 +314,69 @@ TEST_F(UpgradedEntry, ThatIsNoneIsToldAlikeWhatItsNameIs)
     EXPECT_EQ(pipe.findings[0].cause, "It is no folder, no archive and no file.");
 }
 
+/* Whatever it is called, even what stands in the place of its name. */
+TEST_F(UpgradedEntry, MayHaveANameThatIsInEachSentence)
+{
+    fs::path before = fs::current_path();
+    fs::current_path(path("saved"));
+    Interrupts interrupts;
+    for (const char *name : {"it", "t", "is"}) {
+        place.folder(std::string("/saved/") + name);
+        job.path = name;
+        support::Outcome outcome = support::run_process([&] {
+            alarm(support::patience);
+            return static_cast<int>(upgrade_entry(job, interrupts).end);
+        });
+        EXPECT_EQ(outcome.signal, 0) << name;
+        EXPECT_EQ(outcome.status, static_cast<int>(EntryEnd::refused)) << name;
+    }
+    fs::current_path(before);
+}
+
+TEST_F(UpgradedEntry, IsCalledByItsOwnName)
+{
+    place.write("/out/appliances/other/data/x", "of another one");
+    write_appliance("second");
+    fs::path before = fs::current_path();
+    fs::current_path(path("saved/second"));
+    Interrupts interrupts;
+    for (const std::string &name : {path("saved/box/"), path("saved/box//"), path("saved/./box")}) {
+        job.path = name;
+        EntryResult result = upgrade_entry(job, interrupts);
+        EXPECT_EQ(result.entry, "box") << name;
+        EXPECT_EQ(result.end, EntryEnd::upgraded);
+    }
+    for (const char *name : {"", ".", "./", "..", "../..", "/", "//", "../box/.."}) {
+        job.path = name;
+        try {
+            upgrade_entry(job, interrupts);
+            ADD_FAILURE() << name;
+        } catch (const Failure &failure) {
+            EXPECT_EQ(failure.status, Status::unusable);
+            EXPECT_EQ(failure.what(), "\"" + std::string(name) +
+                                          "\" has no name that results could be called by. Name the appliance by its "
+                                          "folder's or its file's own name.");
+        }
+    }
+    fs::current_path(before);
+    EXPECT_EQ(names_in("out/appliances"), (Strings{"box", "other"}));
+    EXPECT_EQ(place.read("/out/appliances/other/data/x"), "of another one");
+}
+
+/* So that those of many can be counted together. */
+TEST_F(UpgradedEntry, IsRefusedForACauseWithoutItsName)
+{
+    place.write("/saved/none", "nothing that can be upgraded");
+    place.write("/saved/cut.conf.gz", place.read("/saved/box/data/config/sys_global.conf.gz").substr(0, 30));
+    auto cause_of = [&](const std::string &name) {
+        EntryResult result = upgraded(name);
+        EXPECT_EQ(result.findings.size(), 1u);
+        return result.findings.empty() ? "" : result.findings[0].cause;
+    };
+    EXPECT_EQ(cause_of("none"), "It has no version line.");
+    EXPECT_EQ(cause_of("cut.conf.gz"), "it is a gzip file that breaks off or is damaged");
+}
+
 TEST_F(UpgradedEntry, IsNotDoneWhenASignalComes)
 {
     support::Outcome outcome = support::run_process([&] {
