@@ -4,7 +4,6 @@
 #include "appliance/inside.h"
 #include "fleet/disk_archive.h"
 #include "system/files.h"
-#include "system/refused_calls.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -23,9 +22,7 @@ void pack_bundle(const std::string &folder, const std::string &to)
     require_copied(tar.get(), archive_write_add_filter_zstd(tar.get()), to);
     require_copied(tar.get(), archive_write_set_format_pax(tar.get()), to);
     require_copied(tar.get(), archive_write_open_fd(tar.get(), fd.get()), to);
-    CallsWatched so_that_causes_are_known;
-    copy_all_members(open_folder(folder), tar, true,
-                     [&](const std::string &path) { return "." + path.substr(folder.size()); });
+    copy_all_of_folder(folder, tar, [&](const std::string &path) { return "." + path.substr(folder.size()); });
 }
 
 void unpack_bundle(const std::string &file, const Root &into)

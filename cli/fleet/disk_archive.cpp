@@ -34,11 +34,12 @@ std::string why_failed(archive *open)
 }
 
 /* Of a folder that it cannot go through the library keeps no error: it is the last there was. Where it has gone on with
- * a descriptor that it did not get, that is EBADF, and what it did not get was refused before. */
+ * a descriptor that it did not get, that is EBADF, and none where it has asked for something else since; what was
+ * refused before tells then. */
 static int error_on_disk(archive *open)
 {
     int error = archive_errno(open) < 0 ? errno : archive_errno(open);
-    return error == EBADF ? first_refused_call() : error;
+    return error == EBADF || error == 0 ? first_refused_call() : error;
 }
 
 void require_copied(archive *open, int result, const std::string &path)
@@ -62,6 +63,30 @@ Archive open_folder(const std::string &path)
     archive_read_disk_set_symlink_hybrid(disk.get()); /* follows the folder itself, if that is a link */
     require_copied(disk.get(), archive_read_disk_open(disk.get(), path.c_str()), path);
     return disk;
+}
+
+WorkingFolder::WorkingFolder() : fd_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC))
+{
+    if (!fd_)
+        throw Failure(Status::failed,
+                      std::string("cannot copy it: the working folder cannot be held (") + strerror(errno) + "). " +
+                          next_step(errno),
+                      errno);
+}
+
+WorkingFolder::~WorkingFolder()
+{
+    (void)!fchdir(fd_.get());
+}
+
+/* The library goes on without attributes and lists of rights that it could not read, and in another folder where it
+ * could not change back. What somebody may not read is another thing. */
+void require_all_of(const std::string &folder)
+{
+    int refused = first_refused_call();
+    if (refused != 0 && refused != EACCES && refused != EPERM)
+        throw Failure(Status::failed,
+                      folder + ": cannot copy all of it: " + strerror(refused) + ". " + next_step(refused), refused);
 }
 
 Archive open_disk()

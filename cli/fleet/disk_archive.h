@@ -3,6 +3,8 @@
 #pragma once
 
 #include "fleet/archive_library.h"
+#include "system/file_descriptor.h"
+#include "system/refused_calls.h"
 
 #include <cerrno>
 #include <memory>
@@ -36,6 +38,21 @@ std::string why_failed(archive *open);
 /* Throws Failure that names `path` and what the archive says of it, unless the result is good. */
 void require_copied(archive *open, int result, const std::string &path);
 
+/* The working folder, which is that again in the end: the library changes it on its way through another one. */
+class WorkingFolder {
+  public:
+    WorkingFolder(); /* throws Failure */
+    ~WorkingFolder();
+    WorkingFolder(const WorkingFolder &) = delete;
+    WorkingFolder &operator=(const WorkingFolder &) = delete;
+
+  private:
+    Fd fd_;
+};
+
+/* Throws Failure when something of the folder was not got, since calls are watched. */
+void require_all_of(const std::string &folder);
+
 /* Calls `rename` with each path of the source, for the one that it gets, and copies all. Throws Failure. */
 template <typename Rename> void copy_all_members(const Archive &from, const Archive &to, bool descends, Rename rename);
 
@@ -63,6 +80,15 @@ template <typename Rename> void copy_all_members(const Archive &from, const Arch
         require_copied(to.get(), archive_write_finish_entry(to.get()), path);
     }
     require_copied(to.get(), archive_write_close(to.get()), "");
+}
+
+/* The same for all that lies in a folder. Where that goes to a disk, its new paths are absolute. */
+template <typename Rename> void copy_all_of_folder(const std::string &folder, const Archive &to, Rename rename)
+{
+    CallsWatched  so_that_causes_are_known;
+    WorkingFolder that_is_come_back_to;
+    copy_all_members(open_folder(folder), to, true, rename);
+    require_all_of(folder);
 }
 
 } // namespace command

@@ -86,7 +86,10 @@ const char *name_of(EntryForm form)
 EntryForm form_of(const std::string &path)
 {
     struct stat st = {};
-    if (stat(path.c_str(), &st) != 0)
+    bool        is_known = stat(path.c_str(), &st) == 0;
+    if (!is_known && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
+        throw PathError{"look for", path, errno};
+    if (!is_known)
         return EntryForm::other;
     if (S_ISDIR(st.st_mode))
         return EntryForm::folder;

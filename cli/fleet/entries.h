@@ -19,7 +19,8 @@ enum class EntryForm {
 /* "folder" and so on. */
 const char *name_of(EntryForm form);
 
-/* What lies at that path. A link is followed: whoever collects appliances may do so by links. */
+/* What lies at that path. A link is followed: whoever collects appliances may do so by links. Throws PathError when
+ * nobody can tell. */
 EntryForm form_of(const std::string &path);
 
 /* Why an entry of that name cannot be handed on to other programs; empty for a good one. */

@@ -56,12 +56,21 @@ void read_lines(Fleet &fleet)
     fleet.index.commit();
 }
 
+EntryForm form_if_known(const std::string &path)
+{
+    try {
+        return form_of(path);
+    } catch (const PathError &) {
+        return EntryForm::other;
+    }
+}
+
 /* A result that no process of an appliance's own can write. */
 void answer_for(Fleet &fleet, const std::string &name, EntryEnd end, const std::string &why)
 {
     EntryResult result;
     result.entry = name;
-    result.form = name_of(form_of(joined(fleet.request.in, name)));
+    result.form = name_of(form_if_known(joined(fleet.request.in, name)));
     result.identity = fleet.identity;
     result.end = end;
     take_reason({why}, result);

@@ -3,29 +3,18 @@
 
 #include "fleet/disk_archive.h"
 #include "system/failure.h"
-#include "system/refused_calls.h"
 
-#include <cerrno>
-#include <cstring>
+#include <filesystem>
 
 namespace command {
 
-/* The library of archives goes on without attributes and lists of rights that it could not read. What somebody may not
- * read is another thing. */
-static void require_all_of(const std::string &folder)
-{
-    int refused = first_refused_call();
-    if (refused != 0 && refused != EACCES && refused != EPERM)
-        throw Failure(Status::failed,
-                      folder + ": cannot copy all of it: " + strerror(refused) + ". " + next_step(refused), refused);
-}
-
 void copy_folder(const std::string &from, const std::string &to)
 {
-    CallsWatched so_that_causes_are_known;
-    copy_all_members(open_folder(from), open_disk(), true,
-                     [&](const std::string &path) { return to + path.substr(from.size()); });
-    require_all_of(from);
+    std::error_code error;
+    std::string     target = std::filesystem::absolute(to, error);
+    if (error)
+        throw PathError{"write", to, error.value()};
+    copy_all_of_folder(from, open_disk(), [&](const std::string &path) { return target + path.substr(from.size()); });
 }
 
 } // namespace command

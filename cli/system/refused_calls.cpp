@@ -16,6 +16,7 @@
 #include <linux/capability.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -223,6 +224,8 @@ LOOKED_AT_OPENING(openat, (int folder, const char *path, int flags, ...), (folde
 
 /* The library of archives', as it was compiled. */
 LOOKED_AT(int, dup, (int fd), (fd))
+LOOKED_AT(int, fchdir, (int fd), (fd))
+LOOKED_AT(int, fstatfs, (int fd, struct statfs *status), (fd, status))
 LOOKED_AT(ssize_t, listxattr, (const char *path, char *names, size_t room), (path, names, room))
 LOOKED_AT(ssize_t, llistxattr, (const char *path, char *names, size_t room), (path, names, room))
 LOOKED_AT(ssize_t, flistxattr, (int fd, char *names, size_t room), (fd, names, room))

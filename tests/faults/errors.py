@@ -70,10 +70,16 @@ def is_about_plain_copy(call):
     return any(re.search(r"/var/log/sys_[^/]*\.conf$|/tmp/system2\.conf$", path) for path in call.paths)
 
 
+def is_of_a_shared_library(call):
+    return call.name == "mmap" and any(re.search(r"\.so[.0-9]*$", path) for path in call.paths)
+
+
 # What does not hold and is not promised: of which call, what is found, and why.
 NOT_PROMISED = (
     (lambda call: call.streams, "does not name",
      "the way to the operator is what fails: a message that cannot be written is not read; the status tells"),
+    (is_of_a_shared_library, "does not name the cause",
+     "the dynamic linker says which library it could not map, and not why"),
     (is_about_plain_copy, "does not name the cause",
      "the plain copy in /var/log: the library goes on without it and keeps no cause; that it is missing is found, and stops the run"),
     (is_about_plain_copy, r"not all is new: \['[-~+][^']*(account\.json\.gz|fleet/)|behind the next command: \['[-~+][^']*account\.json\.gz",

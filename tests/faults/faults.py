@@ -30,6 +30,7 @@ def parsed():
     parser.add_argument("--memory", action="store_true", help="let allocations fail, in place of calls")
     parser.add_argument("--all", action="store_true", help="every call of every appliance, with all that can go wrong with it; every allocation")
     parser.add_argument("--every", type=int, default=1, help="try one of so many only")
+    parser.add_argument("--from", dest="first", type=int, default=1, help="with --memory: the first allocation that is tried; its results are not kept")
     parser.add_argument("--short", action="store_true", help="a few of the smallest appliance, for each run of the tests")
     parser.add_argument("--page", action="store_true", help="write what is in --results into docs/reliability.md")
     parser.add_argument("--jobs", type=int, default=2)
@@ -99,7 +100,7 @@ def losses_of(scene, work, options):
 
 def allocations_of(scene, work, options):
     swept = memory.Memory(scene, os.environ["NO_MEMORY"], work)
-    verdicts = swept.sweep(options.jobs, options.all, options.every, tell_allocation)
+    verdicts = swept.sweep(options.jobs, options.all, options.every, options.first, tell_allocation)
     swept.clean_up()
     result = {"command": scene.command, "appliance": scene.appliance, "date": today(), "memory": True, "sanitized": swept.sanitized, "allocations": swept.count,
               "places": swept.count_of_places, "every": options.every, **memory.summary(verdicts)}
@@ -123,7 +124,7 @@ def run(options, work_of, commands, prefix):
         for scene in chosen_scenes(commands, words):
             result = work_of(scene, work, options)
             found_wanting += result["wanting"]
-            if not options.short:
+            if not options.short and options.first == 1:
                 options.results.mkdir(parents=True, exist_ok=True)
                 (options.results / f"{prefix}{scene.name().replace(' ', '-')}.json").write_text(json.dumps(result, indent=1))
     return 1 if found_wanting else 0

@@ -182,11 +182,12 @@ class Memory(sweep.Rehearsal):
         if again.returncode not in self.scene.good_next_statuses():
             verdict.faults.append(f"the next command ends with {again.returncode}: {again.stderr[-300:]}")
 
-    def sweep(self, jobs, thorough, every, tell):
-        """Thorough is all of them; otherwise the first of each place, or one of so many places."""
+    def sweep(self, jobs, thorough, every, first, tell):
+        """Thorough is all of them; otherwise the first of each place, or one of so many places. Of these, those from `first` on."""
+        numbers = [number for number in self.numbers(1 if thorough else MOST_PLACES) if number >= first]
         verdicts = []
         with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-            for verdict in pool.map(self.try_one, self.numbers(1 if thorough else MOST_PLACES)[::every]):
+            for verdict in pool.map(self.try_one, numbers[::every]):
                 verdicts.append(verdict)
                 if verdict.faults:
                     tell(verdict)

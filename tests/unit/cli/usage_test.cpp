@@ -176,6 +176,20 @@ TEST(Process, SaysThatItHasNoMemoryToBegin)
     EXPECT_EQ(run.err, "migr: There is not enough memory to begin, or to tell what was done.\n");
 }
 
+/* What cannot be read for want of memory may be called by other names. */
+TEST(Process, NamesMemoryThatWasRefusedAheadOfAFailure)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "a sanitizer's allocator does not come back";
+    for (const char *command : {"snapshots", "lint"}) {
+        Outcome run = migr({command, "/none"}, be_refused_memory);
+        EXPECT_EQ(run.status, 2) << command;
+        EXPECT_TRUE(run.err.starts_with("migr: /none: cannot ")) << run.err;
+        EXPECT_TRUE(run.err.ends_with(" Memory was refused (Cannot allocate memory), which is the likely cause.\n"))
+            << run.err;
+    }
+}
+
 TEST(Process, LeavesNoCore)
 {
     Outcome run = run_process([] {

@@ -122,6 +122,26 @@ TEST_F(FleetEntries, HaveAForm)
         EXPECT_STREQ(command::name_of(command::form_of(path(name))), form) << name;
 }
 
+/* What a disk does not tell is not for that reason none of them. */
+TEST_F(FleetEntries, ThatCannotBeLookedForHaveNoForm)
+{
+    auto look = [&] {
+        std::string where = path("data");
+        try {
+            command::form_of(where);
+        } catch (const command::PathError &error) {
+            printf("%s %s: %d", error.doing.c_str(), error.path == where ? "it" : error.path.c_str(), error.error);
+        }
+        return 0;
+    };
+    EXPECT_EQ(support::run_process(look,
+                                   [] {
+                                       support::refuse_calls({SYS_newfstatat, SYS_stat}, EIO);
+                                   })
+                  .out,
+              "look for it: " + std::to_string(EIO));
+}
+
 TEST_F(FleetEntries, AreArchivesByTheirNames)
 {
     for (const char *ending : {".tar", ".tar.gz", ".tgz", ".tar.zst", ".tzst", ".zip"}) {

@@ -1,4 +1,4 @@
-/* Why a folder cannot be copied. */
+/* Why a folder cannot be copied, and where nothing of it may come to lie. */
 #include "unit/cli/command_support.h"
 
 #include "fleet/archive_library.h"
@@ -77,4 +77,55 @@ TEST(FolderCopy, LacksNoAttributes)
                                               "anything else.\n");
     std::filesystem::remove_all(room.root() + "/copy");
     EXPECT_EQ(said_without(ENOTSUP), "copied\n");
+}
+
+/* The library of archives goes on in the folder in which it is by then. */
+TEST(FolderCopy, WritesNowhereElse)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "nobody watches calls there";
+    TinyAppliance place;
+    place.write("/from/box/data/file", "text");
+    place.folder("/to");
+    Listing before = place.listing();
+    auto    copy = [&] {
+        try {
+            command::copy_folder("from/box", "to/copy");
+            puts("copied");
+        } catch (const command::Failure &failure) {
+            puts(failure.what());
+        }
+        return 0;
+    };
+    auto in_place = [&] {
+        if (chdir(place.root().c_str()) != 0)
+            _exit(1);
+    };
+    auto unable_to_come_back = [&] {
+        in_place();
+        refuse_calls({SYS_fchdir}, EIO);
+    };
+    EXPECT_EQ(run_process(copy, unable_to_come_back).out,
+              "from/box: cannot copy all of it: Input/output error. Look after the disk before anything else.\n");
+    place.drop("/to/copy");
+    EXPECT_EQ(place.listing(), before);
+    EXPECT_EQ(run_process(copy, in_place).out, "copied\n");
+    EXPECT_EQ(place.read("/to/copy/data/file"), "text");
+}
+
+TEST(FolderCopy, NamesWhatWasSaidOfTheDisk)
+{
+    if (is_sanitized())
+        GTEST_SKIP() << "nobody watches calls there";
+    TinyAppliance box, room;
+    auto          copy = [&] {
+        try {
+            command::copy_folder(box.root(), room.root() + "/copy");
+        } catch (const command::Failure &failure) {
+            puts(failure.what());
+        }
+        return 0;
+    };
+    EXPECT_EQ(run_process(copy, [] { refuse_calls({SYS_fstatfs}, EIO); }).out,
+              "cannot copy it: statfs failed (Input/output error). Mend that, or leave it out.\n");
 }

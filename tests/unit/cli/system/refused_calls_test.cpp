@@ -20,6 +20,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
@@ -173,12 +174,13 @@ TEST_F(RefusedCalls, AreSeenWhoeverMakesThem)
     int              fd = open(here, O_RDONLY | O_DIRECTORY);
     struct stat      status = {};
     struct stat64    large = {};
+    struct statfs    disk = {};
     std::vector<int> refused = {
         SYS_access,     SYS_newfstatat, SYS_stat,       SYS_lstat,     SYS_fstat,   SYS_readlink,  SYS_unlink,
         SYS_unlinkat,   SYS_rmdir,      SYS_rename,     SYS_renameat,  SYS_symlink, SYS_mkdir,     SYS_mkdirat,
         SYS_fchmod,     SYS_truncate,   SYS_readlinkat, SYS_symlinkat, SYS_openat,  SYS_open,      SYS_pread64,
         SYS_read,       SYS_getdents64, SYS_fcntl,      SYS_faccessat, SYS_dup,     SYS_listxattr, SYS_llistxattr,
-        SYS_flistxattr, SYS_getxattr,   SYS_lgetxattr,  SYS_fgetxattr};
+        SYS_flistxattr, SYS_getxattr,   SYS_lgetxattr,  SYS_fgetxattr, SYS_fchdir,  SYS_fstatfs};
     std::vector<Call> calls = {
         {"access", [] { (void)!access(here, F_OK); }},
         {"stat", [&] { stat(here, &status); }},
@@ -202,6 +204,8 @@ TEST_F(RefusedCalls, AreSeenWhoeverMakesThem)
         {"truncate", [] { (void)!truncate(here, 0); }},
         {"fchmod", [&] { fchmod(fd, 0700); }},
         {"dup", [&] { (void)!dup(fd); }},
+        {"fchdir", [&] { (void)!fchdir(fd); }},
+        {"fstatfs", [&] { fstatfs(fd, &disk); }},
         {"listxattr", [] { listxattr(here, room, sizeof room); }},
         {"llistxattr", [] { llistxattr(here, room, sizeof room); }},
         {"flistxattr", [&] { flistxattr(fd, room, sizeof room); }},
