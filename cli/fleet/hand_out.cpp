@@ -115,20 +115,19 @@ class Talking {
     Talking &operator=(const Talking &) = delete;
 
     /* Until both pipes are at their end. False when a signal came. */
-    bool listen(Interrupts *interrupts)
+    bool listen(Interrupts &interrupts)
     {
         bool went_on = true;
         while (out_->fd() >= 0 || err_->fd() >= 0) {
-            bool   asks = interrupts && went_on;
             pollfd waits[] = {
-                {out_->fd(), POLLIN, 0}, {err_->fd(), POLLIN, 0}, {asks ? interrupts->fd() : -1, POLLIN, 0}};
+                {out_->fd(), POLLIN, 0}, {err_->fd(), POLLIN, 0}, {went_on ? interrupts.fd() : -1, POLLIN, 0}};
             if (poll(waits, std::size(waits), -1) < 0)
                 continue;
             if (waits[0].revents != 0)
                 out_->take();
             if (waits[1].revents != 0)
                 err_->take();
-            if (asks && interrupts->came()) {
+            if (went_on && interrupts.came()) {
                 went_on = false;
                 stop();
             }
@@ -193,7 +192,7 @@ bool hand_out(const HandOut &request, Interrupts &interrupts)
 {
     remove(request.log.c_str());
     Talking parallel(words_of(request), request);
-    bool    went_on = parallel.listen(&interrupts);
+    bool    went_on = parallel.listen(interrupts);
     /* It ends with the number of bad jobs, up to 101, or with what halted it. Beyond that it did nothing. */
     static constexpr int wrong_usage = 255, killed = 128;
     int                  status = parallel.wait();

@@ -86,13 +86,16 @@ TEST_F(AnonymizeCommand, SaysTheSameToPrograms)
 TEST_F(AnonymizeCommand, GivesTheSameWithOneKeyAndAnotherWithout)
 {
     Strings texts;
-    for (const Strings &more : {Strings{"--key", out("key")}, Strings{"--key", out("key")}, Strings{}}) {
+    out_.write("/other", "fedcba9876543210");
+    for (const Strings &more :
+         {Strings{"--key", out("key")}, Strings{"--key", out("key")}, Strings{}, Strings{"--key", out("other")}}) {
         EXPECT_EQ(anonymize(box().path(), more).status, 0);
         texts.push_back(out_.read_gzip("/result/data/config/sys_global.conf.gz"));
         std::filesystem::remove_all(out());
     }
     EXPECT_EQ(texts[0], texts[1]);
     EXPECT_NE(texts[0], texts[2]);
+    EXPECT_NE(texts[0], texts[3]);
 }
 
 TEST_F(AnonymizeCommand, TakesASingleFile)

@@ -408,7 +408,10 @@ TEST_F(Convert, TellsAProgramWhatCameOfEachFile)
     EXPECT_EQ(MIGR_IMAGE_RELEASE, files[0]["after"]);
     EXPECT_EQ(json::array({path("new/sys_domain.shop.conf")}), files[0]["outputs"]);
     EXPECT_TRUE(holds(files[0]["warnings"][0], "certificate blocks")) << run.out;
+    EXPECT_EQ(good, files[0]["file"]);
     EXPECT_EQ("not upgraded", files[1]["result"]);
+    EXPECT_EQ("5.50", files[1]["before"]);
+    EXPECT_EQ("5.50", files[1]["after"]);
     EXPECT_EQ(json::array(), files[1]["outputs"]);
     EXPECT_TRUE(holds(files[1]["reasons"][0], "line 4: is a `set` without a value")) << run.out;
     EXPECT_TRUE(holds(files[2]["reasons"][0], "No such file")) << run.out;
@@ -425,6 +428,28 @@ TEST_F(Convert, AnswersAProgramOnlyIfTheResultGoesElsewhere)
         EXPECT_EQ("", run.err);
         EXPECT_TRUE(holds(json::parse(run.out)["error"], "Name a place for the result with -o")) << run.out;
     }
+}
+
+TEST_F(Convert, WantsAFolderForSeveral)
+{
+    std::string first = file("a.conf", support::headers("5.50") + desk);
+    std::string second = file("b.conf", support::headers("5.50") + desk);
+    for (const std::vector<std::string> &more : {std::vector<std::string>{}, {"-o", path("none")}, {"-o", second}}) {
+        std::vector<std::string> arguments = {first, second};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        support::Outcome run = convert(arguments);
+        EXPECT_EQ(2, run.status);
+        EXPECT_EQ("migr: Several files need a folder for their results. Name one with -o.\n", run.err);
+    }
+    EXPECT_EQ(support::headers("5.50") + desk, box().read("/b.conf"));
+}
+
+TEST_F(Convert, CallsStandardInputByANameInAFolder)
+{
+    box().folder("/new");
+    support::Outcome run = convert({"-", "-o", path("new"), "--as", "domain"}, support::headers("5.50") + desk);
+    EXPECT_EQ(0, run.status) << run.err;
+    EXPECT_TRUE(holds(box().read("/new/stdin.conf"), new_desk));
 }
 
 TEST_F(Convert, GoesOnBehindAResultThatCannotBeWritten)

@@ -258,6 +258,24 @@ TEST_F(Explain, TellsWhyAFileWouldBeLeftAlone)
     EXPECT_EQ("", run.err);
 }
 
+TEST_F(Explain, SaysOfEachFileWhereItIs)
+{
+    config(global_file, support::headers("5.50"));
+    config(shop_file, support::headers("6.30"));
+    config("sys_domain.now.conf.gz", support::headers(MIGR_IMAGE_RELEASE));
+    support::Outcome run = explain();
+    EXPECT_TRUE(holds(
+        run.out, "sys_domain.shop.conf.gz: nothing to do, it is at 6.30, and the image at " MIGR_IMAGE_RELEASE ".\n"))
+        << run.out;
+    EXPECT_TRUE(holds(run.out, "sys_domain.now.conf.gz: nothing to do, it is at " MIGR_IMAGE_RELEASE " already.\n"));
+    json answer = json::parse(explain({"--json"}).out);
+    EXPECT_EQ(answer["incomplete"], false);
+    EXPECT_EQ(answer["secrets_hidden"], true);
+    json global = {{"file", global_file},  {"before", "5.50"},         {"after", MIGR_IMAGE_RELEASE},
+                   {"result", "upgraded"}, {"reasons", json::array()}, {"warnings", json::array()}};
+    EXPECT_EQ(answer["files"][0], global);
+}
+
 TEST_F(Explain, ShowsNothingThatATerminalActsOn)
 {
     config(global_file, support::headers("5.50"));

@@ -217,6 +217,24 @@ TEST_F(FleetRunTest, TellsHowFarItIs)
     EXPECT_EQ(outcome.err, "");
 }
 
+TEST_F(FleetRunTest, TellsMinutesOfManyThatTakeThem)
+{
+    for (int number = 0; number < 1500; number++)
+        place.write("/in/more" + std::to_string(number), "");
+    jobs_give({}, "sleep 0.2; for i in 1 2 3 4 5; do echo done; done");
+    support::Outcome outcome = support::run_process([&] {
+        request.progress = stdout;
+        run();
+        return 0;
+    });
+    size_t           last = outcome.out.find("[5/1503] done, about ");
+    ASSERT_NE(last, outcome.out.npos) << outcome.out;
+    int minutes = 0;
+    EXPECT_EQ(sscanf(outcome.out.c_str() + last, "[5/1503] done, about %d min left\n", &minutes), 1) << outcome.out;
+    EXPECT_TRUE(outcome.out.ends_with(" min left\n")) << outcome.out;
+    EXPECT_GE(minutes, 2) << "299 times what five took";
+}
+
 TEST_F(FleetRunTest, TellsWhatIsComplainedOf)
 {
     jobs_give({}, "echo it is odd >&2");

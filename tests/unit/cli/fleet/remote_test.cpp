@@ -29,8 +29,8 @@ class Machines : public testing::Test {
   protected:
     Machines()
     {
-        parallel.root().write("/hosts", "# ours\n\nnorth\n4/south\n/odd\n8/ssh -l me box\n");
-        answers("north south /odd");
+        parallel.root().write("/hosts", "# ours\n\nnorth\n4/south\n/odd\nx2/west\n8/ssh -l me box\n");
+        answers("north south /odd x2/west");
     }
     /* "me box" has a blank, and answers with the others. */
     void answers(const std::string &names, const std::string &line = "migr 1 for 6.21, image 0123") const
@@ -92,7 +92,7 @@ class Shipped : public support::SmallImageTest {
 
 TEST_F(Machines, AnswerForThemselves)
 {
-    EXPECT_EQ(good(), (Strings{"north", "4/south", "/odd", "8/ssh -l me box"}));
+    EXPECT_EQ(good(), (Strings{"north", "4/south", "/odd", "x2/west", "8/ssh -l me box"}));
     Strings arguments = parallel.arguments();
     EXPECT_EQ(
         Strings(arguments.end() - 7, arguments.end()),
@@ -109,6 +109,7 @@ TEST_F(Machines, ThatGiveNoAnswerAreLeftOut)
     answers("north");
     EXPECT_EQ(told(), "migr: 4/south: gives no answer, and is left out.\n"
                       "migr: /odd: gives no answer, and is left out.\n"
+                      "migr: x2/west: gives no answer, and is left out.\n"
                       "good: north\ngood: 8/ssh -l me box\n");
     parallel.does("echo 'ssh: it is away' >&2; exit 255");
     EXPECT_TRUE(told().starts_with("migr: ssh: it is away\nmigr: north: gives no answer, and is left out.\n"))

@@ -31,8 +31,22 @@ TEST(Printable, WritesControlsOut)
               "fdp"); /* right-to-left override */
 }
 
+/* Marks that turn the writing direction or part lines, and what stands next to them. */
+TEST(Printable, WritesMarksOutAndNotTheirNeighbours)
+{
+    for (const char *mark : {"\xc2\x80", "\xc2\x9f", "\xd8\x9c", "\xe2\x80\x8e", "\xe2\x80\x8f", "\xe2\x80\xa8",
+                             "\xe2\x80\xae", "\xe2\x81\xa6", "\xe2\x81\xa9"})
+        EXPECT_NE(printable(mark), mark);
+    for (const char *other :
+         {"\xc2\xa0", "\xd8\x9b", "\xd8\x9d", "\xe2\x80\x8d", "\xe2\x80\x90", "\xe2\x80\xa7", "\xe2\x80\xaf",
+          "\xe2\x81\xa5", "\xe2\x81\xaa", "\xe0\xa0\x80", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"})
+        EXPECT_EQ(printable(other), other);
+}
+
 TEST(Printable, WritesBytesThatAreNoTextOut)
 {
+    EXPECT_EQ(printable("\xbf\xbf"), "\\xbf\\xbf");
+    EXPECT_EQ(printable("\xf4\x90\x80\x80"), "\\xf4\\x90\\x80\\x80");
     EXPECT_EQ(printable("\xff\xfe"), "\\xff\\xfe");
     EXPECT_EQ(printable("\xc0\x80"), "\\xc0\\x80");          /* an overlong NUL */
     EXPECT_EQ(printable("\xed\xa0\x80"), "\\xed\\xa0\\x80"); /* half of a pair */
@@ -57,6 +71,7 @@ TEST(ShellWord, CanBePasted)
     }
     EXPECT_EQ(shell_word("plain/path.gz"), "plain/path.gz");
     EXPECT_EQ(shell_word("with blank"), "'with blank'");
+    EXPECT_EQ(shell_word(""), "''");
 }
 
 TEST(ShellWord, WritesOutWhatATerminalActsOn)
@@ -90,4 +105,7 @@ TEST(SizeText, GrowsWithTheNumber)
     EXPECT_EQ(command::size_text(1000), "1.0 kB");
     EXPECT_EQ(command::size_text(999'999), "1.0 MB");
     EXPECT_EQ(command::size_text(12'345'678), "12 MB");
+    EXPECT_EQ(command::size_text(9'940'000'000), "9.9 GB");
+    EXPECT_EQ(command::size_text(999'000'000'000'000), "999 TB");
+    EXPECT_EQ(command::size_text(2'000'000'000'000'000), "2000 TB");
 }
