@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sched.h>
 #include <seccomp.h>
 #include <sys/mman.h>
@@ -34,6 +35,20 @@ namespace support {
 /* These tests write much to disk and wait for it; in memory they need not. */
 [[maybe_unused]] static const bool in_memory = [] {
     return !getenv("TMPDIR") && access("/dev/shm", W_OK | X_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
+}();
+
+/* What a test has freed goes back to the system: each process that the next ones start would get a copy of its page
+ * tables. */
+class FreeMemory : public testing::EmptyTestEventListener {
+    void OnTestEnd(const testing::TestInfo &) override
+    {
+        malloc_trim(0);
+    }
+};
+
+[[maybe_unused]] static const bool gives_back = [] {
+    testing::UnitTest::GetInstance()->listeners().Append(new FreeMemory);
+    return true;
 }();
 
 constexpr char small_database[] = "CREATE TABLE class_map(main_class_id, sub_class_id, discard);"

@@ -210,10 +210,10 @@ TEST(FailingRun, MemoryThatALimitRefusesASharedLibrary)
 {
     if (is_sanitized())
         GTEST_SKIP() << "a sanitizer's allocator does not come back";
-    static const std::string large(64 << 20, 'x');
     expect_failure(
         [] {
-            rlimit before = {};
+            const std::string large(64 << 20, 'x');
+            rlimit            before = {};
             getrlimit(RLIMIT_AS, &before);
             rlimit none = {1, before.rlim_max};
             setrlimit(RLIMIT_AS, &none);
