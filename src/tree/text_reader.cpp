@@ -11,24 +11,41 @@
 
 static constexpr size_t longest_line = MIGR_LINE_SIZE - 1;
 
-/* A part stays in the processor's cache while it is cut up. */
+/* Header lines are in the first part, and so is most texts' end. A further part stays in the processor's cache while it
+ * is cut up. */
+static constexpr size_t first_room = size_t{1} << 16;
+static constexpr size_t further_room = size_t{1} << 19;
+static_assert(first_room > longest_line);
+
 struct text_file {
-    int  fd;
-    bool ended;
-    bool failed;
-    char part[size_t{1} << 19];
+    int    fd;
+    bool   ended;
+    bool   failed;
+    size_t room; /* for the part, behind this record */
 };
+
+/* Room for a part of that size; what the last one holds stays. 0, or -1 without memory. */
+static int32_t make_room(text_reader *reader, size_t room)
+{
+    auto *file = static_cast<text_file *>(realloc(reader->file, sizeof(text_file) + room));
+    if (!file)
+        return -1;
+    file->room = room;
+    reader->file = file;
+    reader->text = reinterpret_cast<char *>(file + 1);
+    return 0;
+}
 
 /* Puts as much of the file as there is room for behind what is left of the last part. */
 static void read_part(text_reader *reader)
 {
     text_file *file = reader->file;
     size_t     left = reader->size - reader->at;
-    memmove(file->part, file->part + reader->at, left);
+    memmove(reader->text, reader->text + reader->at, left);
     reader->at = 0;
     reader->size = left;
-    while (!file->ended && reader->size < sizeof file->part) {
-        ssize_t got = read(file->fd, file->part + reader->size, sizeof file->part - reader->size);
+    while (!file->ended && reader->size < file->room) {
+        ssize_t got = read(file->fd, reader->text + reader->size, file->room - reader->size);
         file->failed = got < 0;
         file->ended = got <= 0;
         reader->size += file->ended ? 0 : static_cast<size_t>(got);
@@ -41,26 +58,31 @@ int32_t open_text(text_reader *reader, const char *path)
     int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return -1;
-    auto *file = static_cast<text_file *>(malloc(sizeof(text_file)));
-    if (!file) {
+    if (make_room(reader, first_room) != 0) {
         close(fd);
         return -1;
     }
-    file->fd = fd;
-    file->ended = file->failed = false;
-    reader->file = file;
-    reader->text = file->part;
+    reader->file->fd = fd;
+    reader->file->ended = reader->file->failed = false;
     read_part(reader);
-    if (!file->failed)
+    if (!reader->file->failed)
         return 0;
     close_text(reader);
     return -1;
 }
 
+static void read_further_part(text_reader *reader)
+{
+    if (reader->file->room == further_room || make_room(reader, further_room) == 0)
+        read_part(reader);
+    else
+        reader->file->ended = reader->file->failed = true;
+}
+
 int32_t read_line(text_reader *reader, char *line)
 {
     if (reader->file && !reader->file->ended && reader->size - reader->at < longest_line)
-        read_part(reader);
+        read_further_part(reader);
     size_t left = reader->size - reader->at;
     if (left == 0)
         return 0;

@@ -1,5 +1,6 @@
 /* Lines as they come from a file, cut where the buffer is full. */
 #include "refused_calls.h"
+#include "support/failing_memory.h"
 #include "support/trees.h"
 #include "tree/config_text.h"
 #include "tree/setup_tree.h"
@@ -23,9 +24,11 @@ std::vector<std::string> lines_of(std::string_view content)
     std::vector<std::string> lines;
     static char              line[MIGR_LINE_SIZE];
     EXPECT_EQ(open_text(&reader, file.path()), 0);
-    for (size_t before = 0; read_line(&reader, line) == 1; before = reader.at) {
-        EXPECT_EQ(line[reader.at - before], '\0');
-        lines.emplace_back(line, reader.at - before);
+    memset(line, 'n', sizeof line);
+    while (read_line(&reader, line) == 1) {
+        auto *end = static_cast<char *>(memrchr(line, '\0', sizeof line));
+        lines.emplace_back(line, end);
+        memset(line, 'n', lines.back().size() + 1);
     }
     close_text(&reader);
     return lines;
@@ -139,6 +142,34 @@ TEST(TextReader, TellsWhenAFileCannotBeReadToItsEnd)
     close_text(&reader);
     refused::part = 1;
     EXPECT_EQ(open_text(&reader, file.path()), -1);
+}
+
+/* Whoever wants a header line has no use for half a megabyte. */
+TEST(TextReader, BeginsWithASmallPart)
+{
+    TextFile    file(two_parts());
+    text_reader reader;
+    ASSERT_EQ(open_text(&reader, file.path()), 0);
+    EXPECT_GE(reader.size, size_t{MIGR_LINE_SIZE});
+    EXPECT_LT(reader.size, 2 * size_t{MIGR_LINE_SIZE});
+    close_text(&reader);
+}
+
+TEST(TextReader, TellsWhenThereIsNoMemoryForALargerPart)
+{
+    TextFile    file(two_parts());
+    text_reader reader;
+    static char line[MIGR_LINE_SIZE];
+    ASSERT_EQ(open_text(&reader, file.path()), 0);
+    auto read_all = [&] {
+        while (read_line(&reader, line))
+            ;
+    };
+    EXPECT_EQ(with_failing_growth(1, read_all), 1u);
+    EXPECT_EQ(text_is_cut(&reader), 1);
+    EXPECT_GT(line_number(&reader), 0u);
+    close_text(&reader);
+    EXPECT_EQ(with_failing_growth(1, [&] { EXPECT_EQ(open_text(&reader, file.path()), -1); }), 1u);
 }
 
 TEST(TextReader, MakesNoTreeOfHalfAFile)
