@@ -38,12 +38,16 @@ bool is_reading_open(const user_regs_struct &registers)
     return registers.orig_rax == SYS_openat && (registers.rdx & (O_WRONLY | O_RDWR | O_CREAT)) == 0;
 }
 
-void install_filter(long only)
+std::vector<long> calls_for(const Fault &fault)
+{
+    if (fault.only >= 0)
+        return {fault.only};
+    return {std::begin(writing_calls), std::end(writing_calls)};
+}
+
+void install_filter(const std::vector<long> &calls)
 {
     std::vector<sock_filter> program = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
-    std::vector<long>        calls(std::begin(writing_calls), std::end(writing_calls));
-    if (only >= 0)
-        calls = {only};
     for (long call : calls) {
         program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(call), 0, 1));
         program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRACE));
@@ -54,7 +58,7 @@ void install_filter(long only)
         _exit(77);
 }
 
-[[noreturn]] void be_command(const std::vector<std::string> &arguments, long only, int said)
+[[noreturn]] void be_command(const std::vector<std::string> &arguments, const std::vector<long> &calls, int said)
 {
     dup2(said, STDOUT_FILENO);
     dup2(said, STDERR_FILENO);
@@ -64,7 +68,7 @@ void install_filter(long only)
     if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
         _exit(77);
     raise(SIGSTOP);
-    install_filter(only);
+    install_filter(calls);
     _exit(command::run_command(static_cast<int>(all.size()), all.data()));
 }
 
@@ -96,19 +100,26 @@ bool is_pipe(pid_t process, unsigned long long descriptor)
     return std::filesystem::read_symlink(link, fault).string().starts_with("pipe:");
 }
 
+bool is_killing(const Fault &fault)
+{
+    return fault.kind == Fault::Kind::kill_all || fault.kind == Fault::Kind::kill_caller;
+}
+
 void look_at_call(const Tracer &tracer, pid_t process)
 {
     user_regs_struct registers = {};
     if (ptrace(PTRACE_GETREGS, process, nullptr, &registers) != 0 || is_reading_open(registers))
         return;
-    if (tracer.fault.only >= 0 && static_cast<long>(registers.orig_rax) != tracer.fault.only)
+    auto number = static_cast<long>(registers.orig_rax);
+    if (tracer.fault.only >= 0 && number != tracer.fault.only)
         return;
-    bool writes = registers.orig_rax == SYS_write;
+    bool writes = number == SYS_write;
     if (writes && registers.rdi <= STDERR_FILENO)
         return;
-    if (writes && tracer.fault.kind == Fault::Kind::fail && is_pipe(process, registers.rdi))
+    if (writes && !is_killing(tracer.fault) && is_pipe(process, registers.rdi))
         return;
     tracer.run.calls++;
+    tracer.run.calls_by_number[number]++;
     if (tracer.fault.kind != Fault::Kind::none && tracer.run.calls == tracer.fault.point)
         strike(tracer, process, registers);
 }
@@ -141,18 +152,14 @@ std::string text_in(int fd)
     text.resize(got > 0 ? static_cast<size_t>(got) : 0);
     return text;
 }
-#endif
 
-} // namespace
-
-#ifdef __x86_64__
-TracedRun run_traced(const std::vector<std::string> &arguments, const Fault &fault)
+TracedRun run_with(const std::vector<std::string> &arguments, const std::vector<long> &calls, const Fault &fault)
 {
     TracedRun run;
     int       said = memfd_create("said", MFD_CLOEXEC);
     pid_t     command = fork();
     if (command == 0)
-        be_command(arguments, fault.only, said);
+        be_command(arguments, calls, said);
     int status = 0;
     waitpid(command, &status, 0);
     if (WIFSTOPPED(status)) {
@@ -165,6 +172,20 @@ TracedRun run_traced(const std::vector<std::string> &arguments, const Fault &fau
     run.said = text_in(said);
     return run;
 }
+#endif
+
+} // namespace
+
+#ifdef __x86_64__
+TracedRun run_traced(const std::vector<std::string> &arguments, const Fault &fault)
+{
+    return run_with(arguments, calls_for(fault), fault);
+}
+
+std::map<long, long> count_calls(const std::vector<std::string> &arguments, const std::vector<long> &numbers)
+{
+    return run_with(arguments, numbers, {}).calls_by_number;
+}
 
 bool may_trace()
 {
@@ -172,6 +193,11 @@ bool may_trace()
 }
 #else
 TracedRun run_traced(const std::vector<std::string> &, const Fault &)
+{
+    return {};
+}
+
+std::map<long, long> count_calls(const std::vector<std::string> &, const std::vector<long> &)
 {
     return {};
 }

@@ -2,6 +2,7 @@
  * of what the command does there. */
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -22,14 +23,19 @@ struct Fault {
 };
 
 struct TracedRun {
-    long        calls = 0; /* that counted */
-    bool        struck = false;
-    int         status = -1; /* the command's exit status, -1 when it was killed */
-    std::string said;        /* on standard output and error */
+    long                 calls = 0; /* that counted */
+    std::map<long, long> calls_by_number;
+    bool                 struck = false;
+    int                  status = -1; /* the command's exit status, -1 when it was killed */
+    std::string          said;        /* on standard output and error */
 };
 
 /* `migr ARGUMENTS...` with that fault. */
 TracedRun run_traced(const std::vector<std::string> &arguments, const Fault &fault);
+
+/* How many calls of each of those numbers `migr ARGUMENTS...` makes: of those that a Fault of the kind `fail` counts.
+ */
+std::map<long, long> count_calls(const std::vector<std::string> &arguments, const std::vector<long> &numbers);
 
 /* Whether this machine lets a test trace, and lets it change what a call gives. */
 bool may_trace();

@@ -3,6 +3,7 @@
 #include "appliance/commit.h"
 
 #include "support/appliance_root.h"
+#include "support/places.h"
 #include "system/digest.h"
 #include "system/file_descriptor.h"
 #include "unit/cli/failing_calls.h"
@@ -190,12 +191,15 @@ TEST_F(CommitFaults, NoneMakeEveryChange)
     EXPECT_EQ(all.size(), before().size() + 3); /* two went, five came */
 }
 
+/* What is undone is the same code for each call of a kind: a sanitized process, which takes long to fork, tries one of
+ * three. */
 TEST_F(CommitFaults, OfAnyCallLeaveAllOrNothing)
 {
-    Listing old_state = before(), new_state = after();
+    Listing        old_state = before(), new_state = after();
+    const unsigned step = support::is_sanitized() ? 3 : 1;
     for (const char *call : {"rename", "fsync", "unlink", "mkdir", "rmdir", "symlink", "link", "fchmod", "futimens"}) {
         unsigned number = 1;
-        for (;; number++) {
+        for (;; number += step) {
             Box         box;
             Made        one = made(box, call, number);
             std::string where = std::string(call) + " " + std::to_string(number) + ": " + one.text;

@@ -14,10 +14,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -235,28 +235,19 @@ class Killed : public testing::Test {
 
 using Failing = Killed;
 
-/* The last one to fail of a kind of call. A run in which none is left to fail tells where the last is, and costs as
- * much as a point: with sanitizers, for which nearly every kind has one point alone, it is saved. */
-long last_point()
-{
-    return is_sanitized() && !getenv("MIGR_KILL_STEP") ? 1 : LONG_MAX - step;
-}
-
-/* Lets that call of a command fail, and expects all or nothing. False when it made fewer such calls. */
-bool expect_all_or_nothing(const Box &one, const std::vector<std::string> &arguments, const Fault &fault,
+/* Lets that call of a command fail, and expects all or nothing. */
+void expect_all_or_nothing(const Box &one, const std::vector<std::string> &arguments, const Fault &fault,
                            const Listing &old, const Listing &made)
 {
     TracedRun run = run_traced(arguments, fault);
     Listing   now = one.box.without_snapshots();
-    if (!run.struck)
-        return false;
+    EXPECT_TRUE(run.struck);
     EXPECT_GE(run.status, 0);
     EXPECT_EQ(now, run.status == 0 ? made : old) << run.said;
     if (run.status != 0) {
         bool of_copy = run.said.find("the plain copy of the result") != std::string::npos; /* its cause is not kept */
         EXPECT_TRUE(of_copy || run.said.find(strerror(fault.error)) != std::string::npos) << run.said;
     }
-    return true;
 }
 
 struct FailingCall {
@@ -271,6 +262,24 @@ constexpr FailingCall failing_calls[] = {
     {"unlink", SYS_unlink, EIO},   {"fchmod", SYS_fchmod, EPERM},     {"rename", SYS_rename, EACCES},
     {"stat", SYS_newfstatat, EIO}, {"fchmodat", SYS_fchmodat, EPERM},
 };
+
+/* For one of so many calls of each kind, of those that an undisturbed run makes: this one. */
+void for_each_point(const std::vector<std::string>                                 &arguments,
+                    const std::function<void(const FailingCall &call, long point)> &work)
+{
+    std::vector<long> numbers;
+    for (const FailingCall &call : failing_calls)
+        numbers.push_back(call.number);
+    std::map<long, long> calls = count_calls(arguments, numbers);
+    EXPECT_GT(calls.size(), 4u);
+    for (const FailingCall &call : failing_calls)
+        for (long point = 1; point <= calls[call.number]; point += step) {
+            SCOPED_TRACE(call.name + (" " + std::to_string(point)));
+            work(call, point);
+            if (testing::Test::HasFailure())
+                return;
+        }
+}
 
 } // namespace
 
@@ -317,33 +326,26 @@ TEST_F(Killed, ARollbackIsFinishedByTheNextCommand)
 
 TEST_F(Failing, AnUpgradeIsMadeWholeOrNotAtAll)
 {
-    for (const FailingCall &call : failing_calls) {
-        long point = 1;
-        for (; !HasFailure() && point <= last_point(); point += step) {
-            Box one;
-            if (!expect_all_or_nothing(one, one.upgrade, {Fault::Kind::fail, point, call.error, call.number},
-                                       one.before, upgraded()))
-                break;
-            EXPECT_EQ(migr(one.upgrade).status, 0);
-            EXPECT_EQ(one.box.without_snapshots(), upgraded());
-        }
-        ASSERT_FALSE(HasFailure()) << call.name << " " << point;
-    }
+    Box undisturbed;
+    for_each_point(undisturbed.upgrade, [](const FailingCall &call, long point) {
+        Box one;
+        expect_all_or_nothing(one, one.upgrade, {Fault::Kind::fail, point, call.error, call.number}, one.before,
+                              upgraded());
+        EXPECT_EQ(migr(one.upgrade).status, 0);
+        EXPECT_EQ(one.box.without_snapshots(), upgraded());
+    });
 }
 
 TEST_F(Failing, ARollbackIsMadeWholeOrNotAtAll)
 {
-    for (const FailingCall &call : failing_calls) {
-        long point = 1;
-        for (; !HasFailure() && point <= last_point(); point += step) {
-            Box one;
-            migr(one.upgrade);
-            if (!expect_all_or_nothing(one, one.rollback, {Fault::Kind::fail, point, call.error, call.number},
-                                       upgraded(), one.before))
-                break;
-        }
-        ASSERT_FALSE(HasFailure()) << call.name << " " << point;
-    }
+    Box undisturbed;
+    migr(undisturbed.upgrade);
+    for_each_point(undisturbed.rollback, [](const FailingCall &call, long point) {
+        Box one;
+        migr(one.upgrade);
+        expect_all_or_nothing(one, one.rollback, {Fault::Kind::fail, point, call.error, call.number}, upgraded(),
+                              one.before);
+    });
 }
 
 /* A private copy goes with the run: to wait until it is on disk would be most of what a small file takes. */
