@@ -17,6 +17,8 @@
 
 namespace appliance {
 
+const size_t text_limit = size_t{1} << 30;
+
 /* Names beside a target that are tried. A taken one is what a process of the same number left when it was killed. */
 constexpr unsigned NAMES_TRIED = 1000;
 

@@ -25,6 +25,10 @@ void ask_for_large_pages(void *start, size_t size);
 /* With large pages; empty when there is not as much memory. */
 Block new_block(size_t size);
 
+/* The longest text that is packed or unpacked: a small file must not unpack to all the memory there is. Not a constant
+ * of the compiler's, so that a test needs no text of that length. */
+extern const size_t text_limit;
+
 /* A descriptor that closes itself. */
 class Descriptor {
   public:

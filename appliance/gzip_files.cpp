@@ -11,9 +11,7 @@
 
 using appliance::Block;
 using appliance::ReplacedFile;
-
-/* The longest text that is packed or unpacked: a small file must not unpack to all the memory there is. */
-constexpr size_t TEXT_LIMIT = size_t{1} << 30;
+using appliance::text_limit;
 
 /* No deflate stream grows by more than this factor, so more room than that is never of use. */
 constexpr size_t DEFLATE_GROWTH_LIMIT = 1032;
@@ -43,7 +41,7 @@ struct FreeDecompressor {
 static int level_for(size_t length)
 {
     bool need_not_be_small = migr_unpacks_soon && migr_unpacks_soon() != 0;
-    return need_not_be_small && length <= TEXT_LIMIT / 2 ? 0 : COMPRESSION_LEVEL;
+    return need_not_be_small && length <= text_limit / 2 ? 0 : COMPRESSION_LEVEL;
 }
 
 static int store(const char *target, const void *bytes, size_t length)
@@ -56,7 +54,7 @@ int cvgzip(const char *source, const char *target)
 {
     Block  text;
     size_t length = 0;
-    if (appliance::no_path(target) || !appliance::read_whole(source, TEXT_LIMIT, &text, &length))
+    if (appliance::no_path(target) || !appliance::read_whole(source, text_limit, &text, &length))
         return -1;
 
     std::unique_ptr<libdeflate_compressor, FreeCompressor> tool(libdeflate_alloc_compressor(level_for(length)));
@@ -96,9 +94,9 @@ static size_t likely_length(const unsigned char *packed, size_t length)
 /* Doubles the room, or makes the first, within the limit and within what `packed` more bytes can unpack to. */
 static bool grow(Unpacked *out, size_t packed, size_t first)
 {
-    size_t most = TEXT_LIMIT;
-    if (packed < TEXT_LIMIT / DEFLATE_GROWTH_LIMIT)
-        most = std::min(TEXT_LIMIT, out->used + packed * DEFLATE_GROWTH_LIMIT);
+    size_t most = text_limit;
+    if (packed < text_limit / DEFLATE_GROWTH_LIMIT)
+        most = std::min(text_limit, out->used + packed * DEFLATE_GROWTH_LIMIT);
     size_t room = std::min(std::max({out->room * 2, first, FIRST_ROOM}), most);
     if (room <= out->room)
         return false;
@@ -149,7 +147,7 @@ int cvgunzip(const char *source, const char *target)
 {
     Block  packed;
     size_t length = 0;
-    if (appliance::no_path(target) || !appliance::read_whole(source, TEXT_LIMIT, &packed, &length))
+    if (appliance::no_path(target) || !appliance::read_whole(source, text_limit, &packed, &length))
         return -1;
     Unpacked out;
     if (!unpack_all(packed.get(), length, &out))

@@ -23,6 +23,12 @@ int migr_unpacks_soon(void)
     return unpacks_soon ? 1 : 0;
 }
 
+/* appliance::text_limit as it is, and as it is seen here. */
+extern "C" const size_t __real__ZN9appliance10text_limitE;
+extern "C" {
+size_t __wrap__ZN9appliance10text_limitE = size_t{1} << 30;
+}
+
 namespace {
 
 constexpr char CONFIG[] = "#config-version=QA-A1X-5.50-CV-build0601-170328:\nconfig system global\nend\n";
@@ -50,6 +56,20 @@ struct GzipFiles : testing::Test {
         Listing before = root.listing();
         EXPECT_LT(unpack(), 0);
         EXPECT_EQ(root.listing(), before);
+    }
+};
+
+/* As long as it lives, a text may be this long and no longer. */
+struct LowLimit {
+    static constexpr size_t low = size_t{1} << 22;
+
+    LowLimit()
+    {
+        __wrap__ZN9appliance10text_limitE = low;
+    }
+    ~LowLimit()
+    {
+        __wrap__ZN9appliance10text_limitE = __real__ZN9appliance10text_limitE;
     }
 };
 
@@ -225,21 +245,33 @@ TEST_F(GzipFiles, TrailingGarbage)
     expect_refused(gzip(CONFIG) + std::string("\x1f\x8b", 2));
 }
 
+TEST_F(GzipFiles, TheLimitIsAGigabyte)
+{
+    EXPECT_EQ(__real__ZN9appliance10text_limitE, size_t{1} << 30);
+}
+
 TEST_F(GzipFiles, TextOverTheLimit)
 {
+    LowLimit    limit;
     std::string members;
-    std::string member = gzip(std::string(size_t{64} << 20, '\0'));
+    std::string member = gzip(std::string(limit.low / 16, '\0'));
     for (int number = 0; number < 16; number++)
         members += member;
+    root.write("/data/config/packed", members);
+    EXPECT_EQ(unpack(), 0);
+    EXPECT_EQ(root.read("/data/config/new").size(), limit.low);
     expect_refused(members + gzip("x"));
+    expect_refused(gzip(std::string(limit.low + 1, '\0')));
 }
 
 TEST_F(GzipFiles, SourceOverTheLimit)
 {
-    root.write("/data/config/plain", "");
-    ASSERT_EQ(truncate(at("/data/config/plain").c_str(), (off_t{1} << 30) + 1), 0);
+    LowLimit limit;
+    root.write("/data/config/plain", std::string(limit.low + 1, 'x'));
     EXPECT_LT(pack(), 0);
     EXPECT_FALSE(root.exists("/data/config/new"));
+    root.write("/data/config/plain", std::string(limit.low, 'x'));
+    EXPECT_EQ(pack(), 0);
 }
 
 TEST_F(GzipFiles, SourceThatIsNoFile)
