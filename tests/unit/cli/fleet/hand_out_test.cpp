@@ -117,6 +117,17 @@ TEST_F(HandOutTest, TellsMoreThanAPipeTakesAtOnce)
         ASSERT_EQ(line, "a line that is long enough for many of them");
 }
 
+TEST_F(HandOutTest, ListensToTheEndOfBoth)
+{
+    parallel.does("echo first; exec >&-; sleep 0.05; echo 'a late complaint' >&2");
+    EXPECT_TRUE(goes_on());
+    EXPECT_EQ(printed, Strings{"first"});
+    EXPECT_EQ(complained, Strings{"a late complaint"});
+    parallel.does("echo complaint >&2; exec 2>&-; sleep 0.05; echo 'a late line'");
+    EXPECT_TRUE(goes_on());
+    EXPECT_EQ(printed, (Strings{"first", "a late line"}));
+}
+
 TEST_F(HandOutTest, IsAWorldOfItsOwn)
 {
     parallel.root().folder("/elsewhere");

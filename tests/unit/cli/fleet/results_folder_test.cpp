@@ -50,6 +50,9 @@ TEST_F(FleetResults, HaveTheirRooms)
 {
     for (const char *room : {"appliances", "ledgers", "answers", "reports", ".fleet"})
         EXPECT_TRUE(std::filesystem::is_directory(below(root, "out/") + room)) << room;
+    for (const char *room : {"", "appliances", "ledgers", "answers", "reports", ".fleet"})
+        EXPECT_EQ(std::filesystem::status(below(root, "out/") + room).permissions(), std::filesystem::perms::owner_all)
+            << room << ": what is in there is nobody else's";
     EXPECT_EQ(out.path(), below(root, "out"));
     EXPECT_EQ(out.work(), below(root, "out/.fleet"));
     EXPECT_EQ(out.lines(), below(root, "out/fleet.jsonl"));
