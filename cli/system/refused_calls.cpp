@@ -118,6 +118,20 @@ template <typename Call> auto looked_at(const Call &call)
     return result;
 }
 
+/* Closed is closed, also where a signal came. */
+template <typename Call> int closed(const Call &call)
+{
+    int before = errno;
+    int result = call();
+    if (result < 0 && is_to_be_made_again()) {
+        errno = before;
+        return 0;
+    }
+    if (result < 0)
+        command::note_refusal(errno);
+    return result;
+}
+
 /* A disk moves all that there is, but for what comes between. */
 template <typename Move> ssize_t looked_at_whole(size_t size, const Move &move)
 {
@@ -263,23 +277,19 @@ ssize_t write(int fd, const void *bytes, size_t size)
         size, [&](size_t at, size_t rest) { return next(fd, static_cast<const char *>(bytes) + at, rest); });
 }
 
-/* Closed is closed, also where a signal came. */
 int close(int fd)
 {
     static auto *const next = next_of<int(int)>("close");
-    int                result = next(fd);
-    if (result < 0 && errno != EINTR)
-        command::note_refusal(errno);
-    return result;
+    return closed([&] { return next(fd); });
 }
 
+/* What it put out is looked at by itself, since that is lost where a signal comes. */
 int fclose(FILE *stream)
 {
     static auto *const next = next_of<int(FILE *)>("fclose");
-    int                result = next(stream);
-    if (result < 0 && errno != EINTR)
-        command::note_refusal(errno);
-    return result;
+    int                put = command::is_watched ? fflush(stream) : 0;
+    int                result = closed([&] { return next(stream); });
+    return put < 0 ? put : result;
 }
 
 int nftw(const char *path, __nftw_func_t visit, int open_folders, int flags)

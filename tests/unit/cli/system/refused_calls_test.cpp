@@ -20,8 +20,8 @@
 #include <string>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/vfs.h>
 #include <sys/time.h>
+#include <sys/vfs.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -298,6 +298,21 @@ TEST_F(RefusedCalls, ClosedIsClosed)
     EXPECT_EQ(noted_of({SYS_close}, EINTR, close_one), 0);
     EXPECT_EQ(noted_of({SYS_close}, EIO, close_stream), EIO);
     EXPECT_EQ(noted_of({SYS_close}, EINTR, close_stream), 0);
+    auto close_both = [](bool is_watched) {
+        return support::run_process(
+                   [=] {
+                       if (is_watched)
+                           watch_calls();
+                       errno = ENOENT;
+                       int closed = close(STDERR_FILENO), stream_closed = fclose(stdin);
+                       printf("%d %d %d", closed, stream_closed, errno);
+                       return 0;
+                   },
+                   [] { support::refuse_calls({SYS_close}, EINTR); })
+            .out;
+    };
+    EXPECT_EQ(close_both(true), "0 0 " + std::to_string(ENOENT));
+    EXPECT_EQ(close_both(false), "-1 -1 " + std::to_string(EINTR));
 }
 
 TEST_F(RefusedCalls, OfSQLite)
