@@ -211,9 +211,9 @@ void take_back(const std::vector<std::string> &made, const std::string &made_fol
 void put_results(const Arguments &arguments, const SingleFile &file, StagedRun &run, Interrupts &interrupts,
                  Conversion &conversion)
 {
-    bool                     made_folder = file.becomes_two() && make_output_folder(arguments);
     std::vector<std::string> results = results_of(file), made;
     made.reserve(results.size());
+    bool made_folder = file.becomes_two() && make_output_folder(arguments); /* nothing may fail ahead of the try */
     try {
         for (size_t at = 0; at < results.size(); at++) {
             Converted output = {output_path(arguments, file, results[at]), std::move(run.brought.at(at))};
