@@ -73,6 +73,7 @@ TEST_F(AccountOfChoice, HasTheFatesThatAreAskedFor)
 TEST_F(AccountOfChoice, ShowsPeopleWhatWasLost)
 {
     std::string told = run("account").out;
+    EXPECT_TRUE(std::regex_search(told, std::regex("(^|\n)FILE "))) << "how many lines each file has: " << told;
     EXPECT_TRUE(support::holds(told, "1 line dropped\n")) << told;
     EXPECT_TRUE(support::holds(told, "      - set old-flag 1\n")) << told;
     EXPECT_TRUE(support::holds(told, "1 line rewritten\n")) << told;

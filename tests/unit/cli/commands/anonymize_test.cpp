@@ -57,6 +57,7 @@ TEST_F(AnonymizeCommand, SaysWhatItDid)
     EXPECT_FALSE(holds(done.out, "addresses of network cards"));
     EXPECT_TRUE(done.out.ends_with("Written to: " + out() + "\n")) << done.out;
     EXPECT_EQ(done.err, "");
+    EXPECT_EQ(std::filesystem::status(out()).permissions(), std::filesystem::perms::owner_all);
     EXPECT_FALSE(holds(out_.read_gzip("/result/data/config/sys_global.conf.gz"), "quillwort"));
 }
 

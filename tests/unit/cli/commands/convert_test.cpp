@@ -238,6 +238,9 @@ TEST_F(Convert, MakesTwoOfAFileFromBefore510)
     support::Outcome run = convert({file("old.conf", single_file()), "-o", path("new")});
     EXPECT_EQ(0, run.status) << run.err;
     EXPECT_EQ("", run.out);
+    EXPECT_TRUE(holds(run.err, "migr: wrote " + path("new/sys_global.conf") + "\nmigr: wrote " +
+                                   path("new/sys_domain.root.conf") + "\n"))
+        << run.err;
     EXPECT_TRUE(holds(box().read("/new/sys_global.conf"), global_settings));
     EXPECT_FALSE(holds(box().read("/new/sys_global.conf"), "config lab"));
     EXPECT_TRUE(holds(box().read("/new/sys_domain.root.conf"), "config lab bench\n    set width 3\nend\n"));

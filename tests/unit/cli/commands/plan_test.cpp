@@ -75,6 +75,15 @@ TEST_F(ShownPlan, SaysThatAFileBecomesTwo)
         "sys_global.conf.gz: from 5.00 to 5.10, where it becomes a global file and one for the domain \"root\"\n"));
 }
 
+TEST_F(ShownPlan, NeedsAnAppliance)
+{
+    Outcome run = this->run("plan");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "migr: " + box().path().string() +
+                           "/data/config/sys_global.conf.gz is not there. Name the folder that holds data, etc and var "
+                           "of the appliance.\n");
+}
+
 /* An empty global file stands in for the appliance's own, and nobody is told of that one. */
 TEST_F(ShownPlan, OfADomainFileIsOfNoOther)
 {

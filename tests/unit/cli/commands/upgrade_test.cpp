@@ -46,6 +46,42 @@ TEST(Upgrade, SaysWhichImageItUses)
     EXPECT_NE(migr({"upgrade", "--dry-run", box.root()}).out.find(line), std::string::npos);
 }
 
+TEST(Upgrade, SaysOfEachFileWhatItWillDo)
+{
+    TinyAppliance box;
+    box.config("sys_domain.new.conf.gz", "6.30", "");
+    box.config("sys_domain.now.conf.gz", MIGR_IMAGE_RELEASE, "");
+    std::string out = migr({"upgrade", "--dry-run", box.root()}).out;
+    for (const char *line :
+         {"sys_domain.new.conf.gz: stays as it is, it is at 6.30, and this image at " MIGR_IMAGE_RELEASE "\n",
+          "sys_domain.now.conf.gz: stays as it is, it is at " MIGR_IMAGE_RELEASE " already\n",
+          "sys_domain.root.conf.gz: will be upgraded from 5.50 to " MIGR_IMAGE_RELEASE "\n"})
+        EXPECT_NE(out.find(line), std::string::npos) << line << out;
+}
+
+/* That of a dry run is nowhere, and can be had again. */
+TEST(Upgrade, SaysHowToSeeItsAccount)
+{
+    TinyAppliance box;
+    std::string   again = ": migr account " + box.root();
+    std::string   dry = migr({"upgrade", "--dry-run", box.root()}).out, done = migr({"upgrade", box.root()}).out;
+    EXPECT_NE(dry.find(again + "\n"), std::string::npos) << dry;
+    EXPECT_NE(done.find(again + " --last\n"), std::string::npos) << done;
+}
+
+TEST(Upgrade, MovesNothingOutOfTheWayOfASplit)
+{
+    TinyAppliance box;
+    box.config("sys_global.conf.gz", "5.00", "config system global\nend\n");
+    Outcome run = migr({"upgrade", box.root()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.all().find("The split of sys_global.conf.gz, which is from before 5.10, makes a file of this name in "
+                             "its place. Move this one out of the folder."),
+              std::string::npos)
+        << run.all();
+    EXPECT_EQ(first_line(box, "/data/config/sys_global.conf.gz").find("-" MIGR_IMAGE_RELEASE "-"), std::string::npos);
+}
+
 TEST(Upgrade, MakesAMissingLogFolder)
 {
     TinyAppliance box;
