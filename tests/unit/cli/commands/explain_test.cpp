@@ -276,6 +276,18 @@ TEST_F(Explain, SaysOfEachFileWhereItIs)
     EXPECT_EQ(answer["files"][0], global);
 }
 
+TEST_F(Explain, TellsOfOneFileBehindTheOther)
+{
+    config(global_file, support::headers("5.30") + "config system global\nend\n");
+    config(shop_file, support::headers("5.30") + shop_text);
+    Strings files;
+    json    changes = json::parse(explain({"--json"}).out)["changes"];
+    for (const json &change : changes)
+        if (files.empty() || files.back() != change["file"])
+            files.push_back(change["file"]);
+    EXPECT_EQ(files, (Strings{global_file, shop_file}));
+}
+
 TEST_F(Explain, ShowsNothingThatATerminalActsOn)
 {
     config(global_file, support::headers("5.50"));
