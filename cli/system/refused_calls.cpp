@@ -15,6 +15,7 @@
 #include <iterator>
 #include <linux/capability.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/vfs.h>
 #include <sys/xattr.h>
@@ -240,6 +241,7 @@ LOOKED_AT_OPENING(openat, (int folder, const char *path, int flags, ...), (folde
 LOOKED_AT(int, dup, (int fd), (fd))
 LOOKED_AT(int, fchdir, (int fd), (fd))
 LOOKED_AT(int, fstatfs, (int fd, struct statfs *status), (fd, status))
+LOOKED_AT(int, fstatvfs, (int fd, struct statvfs *status), (fd, status))
 LOOKED_AT(ssize_t, listxattr, (const char *path, char *names, size_t room), (path, names, room))
 LOOKED_AT(ssize_t, llistxattr, (const char *path, char *names, size_t room), (path, names, room))
 LOOKED_AT(ssize_t, flistxattr, (int fd, char *names, size_t room), (fd, names, room))

@@ -71,7 +71,9 @@ def is_about_plain_copy(call):
 
 
 def is_of_a_shared_library(call):
-    return call.name == "mmap" and any(re.search(r"\.so[.0-9]*$", path) for path in call.paths)
+    """As the dynamic linker maps it, behind its file's pages with some of no file at a place of its own choice."""
+    is_of_no_file = "MAP_FIXED" in call.arguments and "MAP_ANONYMOUS" in call.arguments
+    return call.name == "mmap" and (is_of_no_file or re.search(r"<[^>]*\.so[.0-9]*>", call.arguments) is not None)
 
 
 # What does not hold and is not promised: of which call, what is found, and why.

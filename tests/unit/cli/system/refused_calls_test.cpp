@@ -19,6 +19,7 @@
 #include <sqlite3.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/vfs.h>
@@ -175,6 +176,7 @@ TEST_F(RefusedCalls, AreSeenWhoeverMakesThem)
     struct stat      status = {};
     struct stat64    large = {};
     struct statfs    disk = {};
+    struct statvfs   disk_of_posix = {};
     std::vector<int> refused = {
         SYS_access,     SYS_newfstatat, SYS_stat,       SYS_lstat,     SYS_fstat,   SYS_readlink,  SYS_unlink,
         SYS_unlinkat,   SYS_rmdir,      SYS_rename,     SYS_renameat,  SYS_symlink, SYS_mkdir,     SYS_mkdirat,
@@ -206,6 +208,7 @@ TEST_F(RefusedCalls, AreSeenWhoeverMakesThem)
         {"dup", [&] { (void)!dup(fd); }},
         {"fchdir", [&] { (void)!fchdir(fd); }},
         {"fstatfs", [&] { fstatfs(fd, &disk); }},
+        {"fstatvfs", [&] { fstatvfs(fd, &disk_of_posix); }},
         {"listxattr", [] { listxattr(here, room, sizeof room); }},
         {"llistxattr", [] { llistxattr(here, room, sizeof room); }},
         {"flistxattr", [&] { flistxattr(fd, room, sizeof room); }},
