@@ -223,6 +223,12 @@ def first_middle_last(all_calls):
 UNNAMED = {"getcwd", "dup2", "fcntl", "fchdir", "chdir", "fstatfs"}
 
 
+def is_private(path, call):
+    """In a private copy. A path without a slash ahead is so, too, of a child, which is in its root folder."""
+    is_relative_to_root = "." in call.process and not path.startswith("/")
+    return is_relative_to_root or re.search(r"/staging-|/\.migr-private-", path) is not None
+
+
 def message_faults(verdict, names):
     """A refusal names what the system said, and the file that it was about: in a private copy one of the configuration
     files, whatever the work on them is called there."""
@@ -230,7 +236,7 @@ def message_faults(verdict, names):
     if os.strerror(verdict.error) not in verdict.said:
         faults.append("the message does not name the cause")
     paths = [path for path in verdict.call.paths if not path.startswith("/proc/") and not path.startswith("/memfd:")]
-    private = any(re.search(r"/staging-|/\.migr-private-", path) for path in paths)
+    private = any(is_private(path, verdict.call) for path in paths)
     told = [part for path in paths for part in names_in(path)] + list(names | {"private copy", "throw-away appliance"} if private else ())
     told.append("cannot copy all of it")  # of an appliance that is named: the library of archives goes on, and does not say where it was
     if paths and verdict.call.name not in UNNAMED and not any(part in verdict.said for part in told):
