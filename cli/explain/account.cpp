@@ -118,16 +118,22 @@ class Accountant {
     Account                                  account_;
 };
 
-/* Of a file that is read twice in turn the first pass has failed, and nothing came of what it read. */
+/* Of a file that is read twice in turn the first pass has failed, and nothing came of what it read. It is another
+ * matter when the second reading finds nothing: then all that was read first has been dropped. */
 void Accountant::find_files_of_texts()
 {
+    std::vector<bool> has_nodes(journal_.texts.size());
+    for (const JournalNode &node : journal_.nodes)
+        if (node.read != nowhere)
+            has_nodes[node.read] = true;
     size_t last_reading = no_text; /* a text of the configuration, behind which none was written */
     for (size_t at = 0; at < journal_.texts.size(); at++) {
         const JournalText &text = journal_.texts[at];
         file_of_text_.push_back(file_of(text.file));
         if (!text.is_configuration)
             continue;
-        if (last_reading != no_text && !text.is_written && journal_.texts[last_reading].file == text.file)
+        if (last_reading != no_text && !text.is_written && has_nodes[at] &&
+            journal_.texts[last_reading].file == text.file)
             file_of_text_[last_reading] = no_file;
         last_reading = text.is_written ? no_text : at;
     }
