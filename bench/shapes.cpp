@@ -148,7 +148,7 @@ constexpr Shape shapes[] = {
     {"EntriesOfADeletedConfig", 0x50028, 0x50032, entries_of_a_deleted_config, nullptr, 50000},
     {"ConfigsDeleted", 0x6000b, 0x60014, configs_deleted, nullptr, 50000},
     {"Appends", 0x50028, 0x50032, appends, nullptr, 50000},
-    {"RemovedNames", 0x40009, 0x4000a, removed_names, section_of_410, 20000},
+    {"RemovedNames", 0x40009, 0x4000a, removed_names, section_of_410, 50000},
     {"RenamesOfOnePath", 0x50028, 0x50029, one_config, renames_of_one_path, 20000},
     {"RenamesAroundRules", 0x50028, 0x50029, one_config, renames_around_rules, 20000},
 };

@@ -8,9 +8,11 @@
 #include "tree/stack.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 template <typename item> struct indexed_text {
+    uint64_t    beginning; /* beginning_of(text): most texts differ by it, and the text itself lies elsewhere */
     const char *text;
     item       *value;
     size_t      position; /* when it was added */
@@ -22,10 +24,28 @@ template <typename item> struct text_index {
     stack<indexed_text<item>> texts;
 };
 
+/* The first eight bytes, as a number that stands to those of other texts as strcmp has it. */
+inline uint64_t beginning_of(const char *text)
+{
+    uint64_t beginning = 0;
+    for (size_t i = 0; i < sizeof beginning; i++) {
+        beginning = beginning << 8 | static_cast<unsigned char>(*text);
+        text += *text ? 1 : 0;
+    }
+    return beginning;
+}
+
+template <typename item> int compare_text(const indexed_text<item> &one, uint64_t beginning, const char *text)
+{
+    if (one.beginning != beginning)
+        return one.beginning < beginning ? -1 : 1;
+    return strcmp(one.text, text);
+}
+
 /* 0, or -1 when there is no memory. */
 template <typename item> int add_text(text_index<item> *index, const char *text, item *value)
 {
-    return push_record(&index->texts, indexed_text<item>{text, value, index->texts.count, 0});
+    return push_record(&index->texts, indexed_text<item>{beginning_of(text), text, value, index->texts.count, 0});
 }
 
 /* To be called once, when all texts are added. */
@@ -33,7 +53,7 @@ template <typename item> void sort_texts(text_index<item> *index)
 {
     using entry = indexed_text<item>;
     std::sort(index->texts.records, index->texts.records + index->texts.count, [](const entry &a, const entry &b) {
-        int order = strcmp(a.text, b.text);
+        int order = compare_text(a, b.beginning, b.text);
         return order < 0 || (order == 0 && a.position < b.position);
     });
 }
@@ -42,9 +62,10 @@ template <typename item> void sort_texts(text_index<item> *index)
 template <typename item> indexed_text<item> *find_text(const text_index<item> *index, const char *text)
 {
     using entry = indexed_text<item>;
-    entry *end = index->texts.records + index->texts.count;
-    entry *found = std::lower_bound(index->texts.records, end, text,
-                                    [](const entry &a, const char *b) { return strcmp(a.text, b) < 0; });
+    entry   *end = index->texts.records + index->texts.count;
+    uint64_t beginning = beginning_of(text);
+    entry   *found = std::lower_bound(index->texts.records, end, text,
+                                      [=](const entry &a, const char *b) { return compare_text(a, beginning, b) < 0; });
     return found != end && strcmp(found->text, text) == 0 ? found : nullptr;
 }
 
