@@ -73,6 +73,20 @@ class Results : public testing::Test {
         return "";
     }
 
+    void expect_failure_where_one_cannot_be_read() const
+    {
+        expect_in_root(box, [] {
+            std::string told = failure_of_run({}, [] {
+                upgrade_both();
+                support::fail_call("read", EIO);
+            });
+            EXPECT_EQ(told,
+                      std::string(first_domain_name) +
+                          " could not be read after the upgrade in the private copy: Input/output error. Nothing was "
+                          "changed. Look after the disk before anything else.");
+        });
+    }
+
     support::TinyAppliance box;
 };
 
@@ -259,15 +273,7 @@ TEST_F(Results, OfWhatTheSystemRefused)
 
 TEST_F(Results, OfAFileThatCannotBeReadBehindTheRun)
 {
-    expect_in_root(box, [] {
-        std::string told = failure_of_run({}, [] {
-            upgrade_both();
-            support::fail_call("read", EIO);
-        });
-        EXPECT_EQ(told, std::string(first_domain_name) +
-                            " could not be read after the upgrade in the private copy: Input/output error. Nothing was "
-                            "changed. Look after the disk before anything else.");
-    });
+    expect_failure_where_one_cannot_be_read();
 }
 
 TEST_F(Results, OfThePlainCopy)
@@ -436,13 +442,5 @@ TEST_F(SplitResults, AreNoneWhereOneIsNoGood)
 
 TEST_F(SplitResults, AreNotJudgedWhereOneCannotBeRead)
 {
-    expect_in_root(box, [] {
-        std::string told = failure_of_run({}, [] {
-            upgrade_both();
-            support::fail_call("read", EIO);
-        });
-        EXPECT_EQ(told, std::string(first_domain_name) +
-                            " could not be read after the upgrade in the private copy: Input/output error. Nothing was "
-                            "changed. Look after the disk before anything else.");
-    });
+    expect_failure_where_one_cannot_be_read();
 }

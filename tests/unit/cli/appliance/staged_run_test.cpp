@@ -11,7 +11,24 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 
+#include <functional>
+
 using namespace support;
+
+/* In a process of its own; `look` is given what came of it, and its result is that of the process. */
+static Outcome upgrade(const TinyAppliance &box, const command::RunRequest &run,
+                       const std::function<int(const command::Outcome &)> &look)
+{
+    return run_process([&] {
+        command::prepare_process();
+        command::Interrupts     interrupts;
+        command::UpgradeRequest request;
+        request.root = box.root();
+        request.image = build_path("/image");
+        request.run = run;
+        return look(command::upgrade(request, interrupts));
+    });
+}
 
 /* On that hangs whether a fleet tries an appliance again. */
 TEST(StagedRun, TellsWhatKeptAFileFromBeingRead)
@@ -19,20 +36,15 @@ TEST(StagedRun, TellsWhatKeptAFileFromBeingRead)
     TinyAppliance box;
     box.link("/data/config/sys_domain.loop.conf.gz", "sys_domain.loop.conf.gz");
     box.folder("/data/config/sys_domain.shop.conf.gz");
-    auto upgrade = [&] {
-        command::prepare_process();
-        command::Interrupts     interrupts;
-        command::UpgradeRequest request;
-        request.root = box.root();
-        request.image = build_path("/image");
-        request.run.partial = true;
-        for (const command::FileOutcome &file : command::upgrade(request, interrupts).files)
+    command::RunRequest run;
+    run.partial = true;
+    Outcome outcome = upgrade(box, run, [](const command::Outcome &upgraded) {
+        for (const command::FileOutcome &file : upgraded.files)
             printf("%s %d\n", file.name.c_str(), file.error);
         return 0;
-    };
-    EXPECT_EQ(run_process(upgrade).out, "sys_global.conf.gz 0\nsys_domain.loop.conf.gz " + std::to_string(ELOOP) +
-                                            "\nsys_domain.root.conf.gz 0\nsys_domain.shop.conf.gz " +
-                                            std::to_string(EISDIR) + "\n");
+    });
+    EXPECT_EQ(outcome.out, "sys_global.conf.gz 0\nsys_domain.loop.conf.gz " + std::to_string(ELOOP) +
+                               "\nsys_domain.root.conf.gz 0\nsys_domain.shop.conf.gz " + std::to_string(EISDIR) + "\n");
 }
 
 TEST(StagedRun, LeavesItsResultsAsLargeAsTheyAreWhereSoAsked)
@@ -44,16 +56,12 @@ TEST(StagedRun, LeavesItsResultsAsLargeAsTheyAreWhereSoAsked)
     for (bool unpacks_soon : {false, true}) {
         TinyAppliance box;
         box.config("sys_domain.root.conf.gz", "6.02", repeated);
-        auto upgrade = [&] {
-            command::prepare_process();
-            command::Interrupts     interrupts;
-            command::UpgradeRequest request;
-            request.root = box.root();
-            request.image = build_path("/image");
-            request.run.unpacks_soon = unpacks_soon;
-            return command::upgrade(request, interrupts).status == command::Status::done ? 0 : 1;
-        };
-        EXPECT_EQ(run_process(upgrade).status, 0);
+        command::RunRequest run;
+        run.unpacks_soon = unpacks_soon;
+        Outcome outcome = upgrade(box, run, [](const command::Outcome &upgraded) {
+            return upgraded.status == command::Status::done ? 0 : 1;
+        });
+        EXPECT_EQ(outcome.status, 0);
         sizes[unpacks_soon] = box.read("/data/config/sys_domain.root.conf.gz").size();
     }
     EXPECT_LT(sizes[false], repeated.size() / 2);
