@@ -42,6 +42,8 @@ void require_two_sides(const Arguments &arguments)
                                         "--image NEW), or an older command (--migr OLD).");
     if (arguments.accept && arguments.expect.empty())
         throw Failure(Status::unusable, "Name the file that differences are accepted in (--expect FILE).");
+    if (!arguments.accept && !arguments.expect.empty() && !is_there(arguments.expect))
+        throw Failure(Status::unusable, arguments.expect + ": there is no such file. Have it written with --accept.");
 }
 
 std::string number_of(uint64_t count, const std::string &what)

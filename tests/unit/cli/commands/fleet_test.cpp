@@ -379,6 +379,9 @@ TEST_F(FleetComparison, NeedsTwoSides)
     Outcome run = fleet({"compare", path("in"), "--migr", "/d", "--accept"});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.err, "migr: Name the file that differences are accepted in (--expect FILE).\n");
+    run = fleet({"compare", path("in"), "--migr", "/d", "--expect", path("misspelt")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.err, "migr: " + path("misspelt") + ": there is no such file. Have it written with --accept.\n");
 }
 
 /* Only the old side is another command's. */
