@@ -93,7 +93,7 @@ class Bench:
     def conversions(self, megabytes):
         """`migr convert` of a file; unpacking and packing."""
         turns = [(self.conversion(megabytes), self.unpack_and_pack(megabytes))
-                 for _ in range(max(2, self.rounds // (1 + megabytes // 20)))]
+                 for _ in range(self.rounds)]
         return [best(kind) for kind in zip(*turns)]
 
     @functools.cache
