@@ -88,6 +88,17 @@ std::string path_error_of(const std::function<void()> &work)
     return "";
 }
 
+std::string failure_of(command::Status status, const std::function<void()> &work)
+{
+    try {
+        work();
+    } catch (const command::Failure &failure) {
+        EXPECT_EQ(failure.status, status);
+        return failure.what();
+    }
+    return "none";
+}
+
 std::string with_error(const std::string &what, int error)
 {
     return what + ": " + std::to_string(error);

@@ -2,6 +2,8 @@
  * objects of this program make. A child has its parent's orders. */
 #pragma once
 
+#include "system/failure.h"
+
 #include <functional>
 #include <string>
 #include <string_view>
@@ -23,6 +25,8 @@ bool is_to_fail(std::string_view name);
 
 /* "read x: 5" of a PathError that the work throws, "" without one. */
 std::string path_error_of(const std::function<void()> &work);
+/* What a Failure with that status says, "none" without one. */
+std::string failure_of(command::Status status, const std::function<void()> &work);
 std::string with_error(const std::string &what, int error); /* "read x" and 5 as that text */
 
 } // namespace support

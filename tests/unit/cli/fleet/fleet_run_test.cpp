@@ -6,6 +6,7 @@
 #include "fleet/entries.h"
 #include "fleet/results_folder.h"
 #include "unit/cli/command_support.h"
+#include "unit/cli/failing_calls.h"
 #include "unit/cli/made_up_parallel.h"
 
 #include <gtest/gtest.h>
@@ -67,13 +68,7 @@ class FleetRunTest : public testing::Test {
     /* What it ends for. */
     std::string fault(Status status)
     {
-        try {
-            run();
-        } catch (const Failure &failure) {
-            EXPECT_EQ(failure.status, status);
-            return failure.what();
-        }
-        return "none";
+        return support::failure_of(status, [this] { run(); });
     }
     /* "a: upgraded" and so on, with the reason against it. */
     Strings results() const

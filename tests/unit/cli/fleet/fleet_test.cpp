@@ -6,6 +6,7 @@
 #include "fleet/hand_out.h"
 #include "support/appliance_root.h"
 #include "system/failure.h"
+#include "unit/cli/failing_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -20,13 +21,7 @@ namespace fs = std::filesystem;
 
 std::string fault_of(const std::function<void()> &work)
 {
-    try {
-        work();
-    } catch (const Failure &failure) {
-        EXPECT_EQ(failure.status, Status::unusable);
-        return failure.what();
-    }
-    return "none";
+    return support::failure_of(Status::unusable, work);
 }
 
 /* What a shell makes of a command: each of its words on a line. */

@@ -35,13 +35,7 @@ class HandOutTest : public testing::Test {
     }
     std::string fault()
     {
-        try {
-            goes_on();
-        } catch (const Failure &failure) {
-            EXPECT_EQ(failure.status, Status::unusable);
-            return failure.what();
-        }
-        return "none";
+        return support::failure_of(Status::unusable, [this] { goes_on(); });
     }
 
     support::MadeUpParallel parallel;
@@ -230,15 +224,9 @@ TEST(RequiredParallel, IsFoundWhereProgramsAre)
 {
     support::MadeUpParallel parallel;
     std::string             bin = parallel.folder() + "/bin";
-    auto                    fault_with = [](const char *folders) -> std::string {
+    auto                    fault_with = [](const char *folders) {
         Folders here(folders);
-        try {
-            require_parallel();
-        } catch (const Failure &failure) {
-            EXPECT_EQ(failure.status, Status::unusable);
-            return failure.what();
-        }
-        return "none";
+        return support::failure_of(Status::unusable, require_parallel);
     };
     EXPECT_EQ(fault_with(bin.c_str()), "none");
     EXPECT_EQ(fault_with(("/none:" + bin + ":/none").c_str()), "none");
