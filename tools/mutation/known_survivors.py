@@ -17,6 +17,9 @@ class Survivors:
             self.used.add(key)
         return self.reasons.get(key)
 
+    def knows(self, mutant):
+        return (mutant.file, mutant.text, mutant.told) in self.reasons
+
     def unused(self, mutants):
         """What is written of files that were looked at, and fits none of their breakages."""
         files = {mutant.file for mutant in mutants}

@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """./dev mutate: breaks the sources in thousands of small ways and says which of these no test notices. One build holds
 all breakages (schemata.py), each test is asked once which it reaches, and for each breakage run those that do.
-docs/mutation.md says what it is good for. Results lie in the build folder, a line for each breakage, as they come."""
+docs/mutation.md says what it is good for. Results lie in the build folder, a line for each breakage, as they come; what is
+to outlive it is kept beside this file (record.py)."""
 import argparse
 import hashlib
 import json
@@ -16,6 +17,7 @@ from collections import Counter, defaultdict
 from dataclasses import dataclass
 
 import known_survivors
+from record import Record, stamp_of
 
 TOOL = os.path.dirname(os.path.abspath(__file__))
 FLAGS = "-Og -g1"
@@ -80,6 +82,9 @@ class Mutant:
 
     def key(self):
         return (self.file, self.text, self.told, self.ordinal)
+
+    def digest(self):
+        return digest(*self.key())
 
     def room(self):
         folders = self.file.split("/")[:-1]
@@ -179,9 +184,6 @@ class Plan:
     def count(self):
         return sum(len(point.told) for point in self.points)
 
-    def not_compiled(self):
-        return sum(len(point.told) for point in self.dropped)
-
     def numbers(self, base):
         numbers = {}
         for point in self.points:
@@ -209,6 +211,7 @@ class Plan:
         self.save()
 
     def mutants(self, base):
+        """Each breakage, and whether it compiles as far as is known."""
         found, seen = [], Counter()
         lines = self.text.split("\n")
         for point, number in self.numbers(base).items():
@@ -216,21 +219,24 @@ class Plan:
             text = lines[line].strip().encode("latin-1").decode("utf-8", "replace")
             for i, told in enumerate(point.told):
                 seen[text, told] += 1
-                if point not in self.dropped:
-                    found.append(Mutant(number + i, self.file, line + 1, text, told, seen[text, told]))
+                found.append((Mutant(number + i, self.file, line + 1, text, told, seen[text, told]), point not in self.dropped))
         return found
+
+    def record_stamp(self):
+        return stamp_of(os.path.join(self.place.source, self.file), [mutant for mutant, _ in self.mutants(0)])
 
 
 def plan_all(place, commands, wanted, as_built):
     return {file: Plan(place, file, commands[file], as_built) for file in sorted(wanted)}
 
 
-def settle_all(place, plans, bases, drawn):
+def settle_all(place, plans, bases, needed):
     """Others are drawn in the place of what turns out not to compile, and these have to stand in the copies, too."""
-    settled, numbers = None, {mutant.number for mutant in drawn()}
-    while numbers != settled:
-        in_threads(place.jobs, lambda file: plans[file].settle(bases[file], numbers), plans)
-        settled, numbers = numbers, {mutant.number for mutant in drawn()}
+    settled, mutants = None, needed()
+    while mutants != settled:
+        numbers = {mutant.number for mutant in mutants}
+        in_threads(place.jobs, lambda file: plans[file].settle(bases[file], numbers), {mutant.file for mutant in mutants})
+        settled, mutants = mutants, needed()
 
 
 def drop_old_copies(place, commands):
@@ -506,10 +512,11 @@ def try_mutant(runner, mutant, cases, seconds):
 
 
 class Results:
-    """A line for each breakage, written as they come; the last one of a breakage holds."""
+    """A line for each breakage, written as they come; the last one of a breakage holds. Where there is none, the record
+    may know."""
 
-    def __init__(self, path):
-        self.path = path
+    def __init__(self, path, record):
+        self.path, self.record = path, record
         self.lines = {}
         self.lock = threading.Lock()
         if os.path.exists(path):
@@ -534,7 +541,16 @@ class Results:
                 stream.write(json.dumps(result, ensure_ascii=False) + "\n")
 
     def of(self, mutant):
-        return self.lines.get(mutant.key())
+        status = self.record.status(mutant)
+        return self.lines.get(mutant.key()) or (status and {"status": status})
+
+    def compiles(self, mutant):
+        return mutant.key() in self.lines or self.record.status(mutant) != "not compiled"
+
+    def is_settled(self, mutant, again):
+        """Whether the record knows all that is asked, so that no copy needs this breakage."""
+        status = None if mutant.key() in self.lines else self.record.status(mutant)
+        return status is not None and not (again and status in ("survived", "unreached"))
 
 
 def chosen(mutants, samples):
@@ -544,7 +560,7 @@ def chosen(mutants, samples):
         rooms[mutant.room()].append(mutant)
     picked = set()
     for room in rooms.values():
-        room.sort(key=lambda mutant: digest(*mutant.key()))
+        room.sort(key=lambda mutant: mutant.digest())
         picked |= {mutant.number for i, mutant in enumerate(room) if samples[mutant.file] is None or i < samples[mutant.file]}
     return [mutant for mutant in mutants if mutant.number in picked]
 
@@ -571,7 +587,7 @@ def run_all(place, mutants, tests, results, arguments):
             results.add(mutant, {"status": "unreached"})
     say(f"{len(mutants)} breakages, {len(due)} of them to be tried")
     # Those of which something is known first, and so that a run that is ended early has tried some of everything.
-    due.sort(key=lambda item: (results.of(item[0]) is None, digest(*item[0].key())))
+    due.sort(key=lambda item: (results.of(item[0]) is None, item[0].digest()))
     idle = queue.Queue()
     for _ in range(place.jobs):
         idle.put(Runner(place))
@@ -609,7 +625,7 @@ def report(plans, mutants, results, survivors):
         rooms[mutant.room()][status] += 1
     for file, plan in plans.items():
         room = "/".join(file.split("/")[:-1][:2]) + "/"
-        rooms[room]["left out"] += plan.left_out + plan.not_compiled()
+        rooms[room]["left out"] += plan.left_out + sum(not compiles or not results.compiles(mutant) for mutant, compiles in plan.mutants(0))
     columns = ["killed", "hung", "with reason", "survived", "unreached", "not tried", "left out"]
     print("| Room | breakages | " + " | ".join(columns) + " |")
     print("|---|" + "--:|" * (len(columns) + 1))
@@ -623,6 +639,19 @@ def report(plans, mutants, results, survivors):
     for entry in survivors.unused(mutants):
         print(f"tools/mutation/survivors: no breakage is as in: {entry}")
     return len(new)
+
+
+def keep(record, plans, results, survivors):
+    """Writes what is known of these sources where it outlives the build folder."""
+    for file, plan in plans.items():
+        mutants = plan.mutants(0)
+        dropped = {mutant.number for mutant, compiles in mutants if not compiles}
+
+        def status(mutant):
+            result = results.of(mutant)
+            return "not compiled" if mutant.number in dropped else result and result["status"]
+        record.replace(file, plan.record_stamp(), [mutant for mutant, _ in mutants], status, survivors.knows)
+    record.write()
 
 
 def wanted_files(place, commands, paths, sample):
@@ -646,6 +675,7 @@ def parse_arguments():
     parser.add_argument("--sample", type=int, metavar="N", help="no more than N breakages of each room, drawn alike each time")
     parser.add_argument("--list", action="store_true", help="list the breakages, build nothing")
     parser.add_argument("--report", action="store_true", help="show the results that there are, run nothing")
+    parser.add_argument("--keep", action="store_true", help="write the results into the record, tools/mutation/tried")
     parser.add_argument("--again", action="store_true", help="try survivors once more, with the tests as they are now")
     parser.add_argument("--no-scripts", dest="scripts", action="store_false",
                         help="leave out the tests that are scripts, which take long")
@@ -657,6 +687,7 @@ def parse_arguments():
     parser.add_argument("--source", default=os.path.dirname(os.path.dirname(TOOL)), help=argparse.SUPPRESS)
     parser.add_argument("--build", help=argparse.SUPPRESS)
     parser.add_argument("--survivors", default=os.path.join(TOOL, "survivors"), help=argparse.SUPPRESS)
+    parser.add_argument("--record", default=os.path.join(TOOL, "tried"), help=argparse.SUPPRESS)
     return parser.parse_args()
 
 
@@ -677,21 +708,30 @@ def main():
     wanted = wanted_files(place, commands, arguments.paths, arguments.sample)
     plans = plan_all(place, commands, wanted, arguments.as_built)
     bases, count = bases_of(place, plans)
-    results = Results(os.path.join(place.build, "results.jsonl"))
+    record = Record(arguments.record)
+    for file, plan in plans.items():
+        record.compare(file, plan.record_stamp())
+    results = Results(os.path.join(place.build, "results.jsonl"), record)
 
     def drawn():
-        return chosen([mutant for file in plans for mutant in plans[file].mutants(bases[file])], wanted)
+        return chosen([mutant for file in plans for mutant, compiles in plans[file].mutants(bases[file])
+                       if compiles and results.compiles(mutant)], wanted)
+
+    def needed():
+        return [mutant for mutant in drawn() if not results.is_settled(mutant, arguments.again)]
 
     if not arguments.list and not arguments.as_built:
-        settle_all(place, plans, bases, drawn)
+        settle_all(place, plans, bases, needed)
         build(place)
     mutants = drawn()
     if arguments.list:
         for mutant in mutants:
             print(f"{mutant.file}:{mutant.line}: {mutant.told}")
         return 0
-    if not arguments.report:
+    if not arguments.report and needed():
         run_all(place, mutants, look_at_all(place, count, arguments), results, arguments)
+    if arguments.keep:
+        keep(record, plans, results, survivors)
     return 1 if report(plans, mutants, results, survivors) else 0
 
 
