@@ -5,17 +5,17 @@
 
 #include "support/image_line.h"
 
+#include "support/json_value.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sys/resource.h>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 using namespace support;
-using nlohmann::json;
+using support::JsonValue;
 
 TEST(Usage, TellsItsVersion)
 {
@@ -46,18 +46,18 @@ TEST(Json, AFailureIsTheSameObject)
     for (const char *command : {"upgrade", "rollback", "snapshots"}) {
         Outcome run = migr({command, empty.path().string() + "/none", "--json"});
         EXPECT_EQ(run.status, 2);
-        json answer = json::parse(run.out);
+        JsonValue answer = JsonValue::parse(run.out);
         EXPECT_EQ(answer["format"], 1);
         EXPECT_EQ(answer["command"], command);
         EXPECT_EQ(answer["status"], 2);
-        EXPECT_NE(answer["error"].get<std::string>().find("/none"), std::string::npos) << run.out;
+        EXPECT_NE(answer["error"].text().find("/none"), std::string::npos) << run.out;
         EXPECT_EQ(run.err, "");
     }
 }
 
 TEST(Json, WrongUsageIsTheSameObject)
 {
-    const std::pair<std::vector<std::string>, json> wrong[] = {
+    const std::pair<std::vector<std::string>, JsonValue> wrong[] = {
         {{"version", "--json"}, "version"},
         {{"plan", "--json", "--no-such-option", "/"}, "plan"},
         {{"ml", "one", "--json"}, "ml"},
@@ -68,9 +68,9 @@ TEST(Json, WrongUsageIsTheSameObject)
         Outcome run = migr(arguments);
         EXPECT_EQ(run.status, 2);
         EXPECT_EQ(run.err, "");
-        json answer = json::parse(run.out);
+        JsonValue answer = JsonValue::parse(run.out);
         EXPECT_EQ(answer["command"], command);
-        EXPECT_NE(answer["error"].get<std::string>().find("See: migr --help"), std::string::npos) << run.out;
+        EXPECT_NE(answer["error"].text().find("See: migr --help"), std::string::npos) << run.out;
     }
     Outcome behind_dashes = migr({"version", "--", "--json"});
     EXPECT_EQ(behind_dashes.out, "");
@@ -80,25 +80,25 @@ TEST(Json, WrongUsageIsTheSameObject)
 TEST(Json, TellsWhatAPersonWouldHaveBeenTold)
 {
     TinyAppliance box;
-    json          messages = json::parse(migr({"upgrade", box.root(), "--dry-run", "--json"}).out)["messages"];
+    JsonValue     messages = JsonValue::parse(migr({"upgrade", box.root(), "--dry-run", "--json"}).out)["messages"];
     ASSERT_EQ(messages.size(), 2U) << messages;
     EXPECT_EQ(messages[0], "sys_global.conf.gz: will be upgraded from 5.50 to " MIGR_IMAGE_RELEASE);
     migr({"upgrade", box.root()});
-    json pruned = json::parse(migr({"snapshots", box.root(), "--prune", "0", "--json"}).out);
-    EXPECT_EQ(pruned["snapshots"], json::array());
+    JsonValue pruned = JsonValue::parse(migr({"snapshots", box.root(), "--prune", "0", "--json"}).out);
+    EXPECT_EQ(pruned["snapshots"], JsonValue::array());
     ASSERT_EQ(pruned["messages"].size(), 1U) << pruned;
-    EXPECT_TRUE(pruned["messages"][0].get<std::string>().starts_with("removed ")) << pruned;
+    EXPECT_TRUE(pruned["messages"][0].text().starts_with("removed ")) << pruned;
 }
 
 TEST(Json, OfAnUpgradeASnapshotAndTheWayBack)
 {
     TinyAppliance box;
-    json          upgraded = json::parse(migr({"upgrade", box.root(), "--json"}).out);
+    JsonValue     upgraded = JsonValue::parse(migr({"upgrade", box.root(), "--json"}).out);
     EXPECT_EQ(upgraded["status"], 0);
     EXPECT_EQ(upgraded["error"], nullptr);
     EXPECT_EQ(upgraded["changed"], true);
     EXPECT_EQ(upgraded["files"][0]["result"], "upgraded");
-    json listed = json::parse(migr({"snapshots", box.root(), "--json"}).out);
+    JsonValue listed = JsonValue::parse(migr({"snapshots", box.root(), "--json"}).out);
     ASSERT_EQ(listed["snapshots"].size(), 1U);
     EXPECT_EQ(listed["snapshots"][0]["path"], upgraded["snapshot"]);
     EXPECT_EQ(listed["snapshots"][0]["from"], "5.50");
@@ -106,11 +106,11 @@ TEST(Json, OfAnUpgradeASnapshotAndTheWayBack)
     box.write("/data/etc/cert/later.key", "of a person");
     Outcome asked = migr({"rollback", box.root(), "--json"});
     EXPECT_EQ(asked.status, 2);
-    EXPECT_EQ(json::parse(asked.out)["details"].size(), 2U) << asked.out;
-    json back = json::parse(migr({"rollback", box.root(), "--json", "--yes"}).out);
+    EXPECT_EQ(JsonValue::parse(asked.out)["details"].size(), 2U) << asked.out;
+    JsonValue back = JsonValue::parse(migr({"rollback", box.root(), "--json", "--yes"}).out);
     EXPECT_EQ(back["status"], 0);
     EXPECT_EQ(back["release"], "5.50");
-    EXPECT_EQ(back["undone"], json::array({listed["snapshots"][0]["name"]}));
+    EXPECT_EQ(back["undone"], JsonValue::array({listed["snapshots"][0]["name"]}));
     EXPECT_EQ(box.read("/data/etc/cert/later.key"), "of a person");
 }
 

@@ -4,10 +4,10 @@
  * is without a cause.
  */
 #include "support/appliance_root.h"
+#include "support/json_value.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <array>
 #include <cstring>
@@ -17,7 +17,7 @@
 #include <sstream>
 
 namespace fs = std::filesystem;
-using nlohmann::json;
+using support::JsonValue;
 using namespace support;
 
 namespace {
@@ -107,30 +107,31 @@ std::vector<std::string> all_samples()
 }
 
 /* Each of those lines is in no other entry. */
-void take(std::vector<int> &taken, const json &span)
+void take(std::vector<int> &taken, const JsonValue &span)
 {
-    for (size_t line = span.at(0); line <= span.at(1).get<size_t>(); line++)
+    for (size_t line = span[0].number(); line <= span[1].number(); line++)
         EXPECT_EQ(taken.at(line)++, 0) << "line " << line << " stands in two entries";
 }
 
-void expect_kept_text(const json &entry, const std::vector<std::string> &before, const std::vector<std::string> &after)
+void expect_kept_text(const JsonValue &entry, const std::vector<std::string> &before,
+                      const std::vector<std::string> &after)
 {
-    size_t in = entry["in"][0], out = entry["out"][0], count = entry["in"][1].get<size_t>() - in + 1;
-    ASSERT_EQ(entry["out"][1].get<size_t>() - out + 1, count);
+    size_t in = entry["in"][0].number(), out = entry["out"][0].number(), count = entry["in"][1].number() - in + 1;
+    ASSERT_EQ(entry["out"][1].number() - out + 1, count);
     EXPECT_EQ(without_indent(before.at(in)), without_indent(after.at(out)));
     for (size_t line = 1; line < count; line++)
         EXPECT_EQ(before.at(in + line), after.at(out + line));
 }
 
-uint64_t sum(const json &counts, std::initializer_list<const char *> names)
+uint64_t sum(const JsonValue &counts, std::initializer_list<const char *> names)
 {
     uint64_t all = 0;
     for (const char *name : names)
-        all += counts.at(name).get<uint64_t>();
+        all += counts[name].number();
     return all;
 }
 
-void expect_sums(const json &file)
+void expect_sums(const JsonValue &file)
 {
     EXPECT_EQ(file["in"]["lines"], sum(file["in"], {"kept", "moved", "rewritten", "dropped", "layout", "unread"}));
     EXPECT_EQ(file["out"]["lines"], sum(file["out"], {"kept", "moved", "rewritten", "added", "layout"}));
@@ -138,10 +139,10 @@ void expect_sums(const json &file)
     EXPECT_EQ(file["in"]["unread"], 0);
 }
 
-void expect_causes(const json &entry)
+void expect_causes(const JsonValue &entry)
 {
     EXPECT_EQ(entry["causes"].empty(), entry["fate"] == "kept") << entry;
-    for (const json &cause : entry["causes"])
+    for (const JsonValue &cause : entry["causes"])
         EXPECT_NE(cause["mechanism"], "") << entry;
 }
 
@@ -149,8 +150,8 @@ void expect_causes(const json &entry)
 
 TEST_P(Accounted, EachLineStandsInOneEntry)
 {
-    Ran  told = run(migr("account --json --all " + root));
-    json answer = json::parse(told.out);
+    Ran       told = run(migr("account --json --all " + root));
+    JsonValue answer = JsonValue::parse(told.out);
     ASSERT_FALSE(answer["files"].empty());
     Texts before = texts_in(root);
     EXPECT_EQ(run(migr("upgrade " + root)).status, 0);
@@ -160,13 +161,13 @@ TEST_P(Accounted, EachLineStandsInOneEntry)
         taken_before[name].resize(lines.size());
     for (auto &[name, lines] : after)
         taken_after[name].resize(lines.size());
-    for (const json &file : answer["files"]) {
+    for (const JsonValue &file : answer["files"]) {
         SCOPED_TRACE(file["file"]);
         expect_sums(file);
-        std::string name = file["file"];
+        std::string name = file["file"].text();
         EXPECT_EQ(file["out"]["lines"], after.at(name).size() - 1);
-        for (const json &entry : file["entries"]) {
-            std::string out_file = entry["out_file"].is_null() ? name : entry["out_file"].get<std::string>();
+        for (const JsonValue &entry : file["entries"]) {
+            std::string out_file = entry["out_file"].is_null() ? name : entry["out_file"].text();
             if (!entry["in"].is_null())
                 take(taken_before[name], entry["in"]);
             if (!entry["out"].is_null())
@@ -187,14 +188,14 @@ TEST_P(Accounted, EachLineStandsInOneEntry)
 /* What is kept with the snapshot says the same, and the result of blame is the result. */
 TEST_P(Accounted, TheSameIsToldAfterwards)
 {
-    json ahead = json::parse(run(migr("account --json --dropped " + root)).out);
-    json blamed = json::parse(run(migr("blame --json --show-secrets " + root)).out);
+    JsonValue ahead = JsonValue::parse(run(migr("account --json --dropped " + root)).out);
+    JsonValue blamed = JsonValue::parse(run(migr("blame --json --show-secrets " + root)).out);
     EXPECT_EQ(run(migr("upgrade " + root)).status, 0);
-    json behind = json::parse(run(migr("account --json --dropped --last " + root)).out);
+    JsonValue behind = JsonValue::parse(run(migr("account --json --dropped --last " + root)).out);
     EXPECT_EQ(behind["files"], ahead["files"]);
     Texts after = texts_in(root);
-    for (const json &file : blamed["files"])
-        EXPECT_EQ(file["lines"].size(), after.at(file["file"]).size() - 1);
+    for (const JsonValue &file : blamed["files"])
+        EXPECT_EQ(file["lines"].size(), after.at(file["file"].text()).size() - 1);
 }
 
 namespace {
@@ -220,11 +221,11 @@ bool is_below(const std::string &path, const std::string &folder)
 }
 
 /* Whether an effect of those kinds tells of the path, or of a folder that it lies in. */
-bool is_told(const json &effects, const std::string &path, const std::set<std::string> &kinds)
+bool is_told(const JsonValue &effects, const std::string &path, const std::set<std::string> &kinds)
 {
-    return std::any_of(effects.begin(), effects.end(), [&](const json &effect) {
-        bool went = effect["what"] == "moved" && kinds.count("removed") == 1 && is_below(path, effect["before"]);
-        return went || (kinds.count(effect["what"]) == 1 && is_below(path, effect["path"]));
+    return std::any_of(effects.begin(), effects.end(), [&](const JsonValue &effect) {
+        bool went = effect["what"] == "moved" && kinds.count("removed") == 1 && is_below(path, effect["before"].text());
+        return went || (kinds.count(effect["what"].text()) == 1 && is_below(path, effect["path"].text()));
     });
 }
 
@@ -233,8 +234,8 @@ bool is_told(const json &effects, const std::string &path, const std::set<std::s
 /* Each file that came, went or has become another is told of, and so is each that was written anew. */
 TEST_P(Accounted, WhatBecameOfFilesIsTold)
 {
-    json    effects = json::parse(run(migr("account --json " + root)).out)["effects"];
-    Listing before = files_beside(folder);
+    JsonValue effects = JsonValue::parse(run(migr("account --json " + root)).out)["effects"];
+    Listing   before = files_beside(folder);
     EXPECT_EQ(run(migr("upgrade " + root)).status, 0);
     Listing after = files_beside(folder);
     for (const auto &[path, entry] : before) {
@@ -247,8 +248,9 @@ TEST_P(Accounted, WhatBecameOfFilesIsTold)
     for (const auto &[path, entry] : after) {
         EXPECT_TRUE(before.contains(path) || is_told(effects, path, {"made", "copied", "moved"})) << path << " came";
     }
-    for (const json &effect : effects) {
-        bool changed = before.contains(effect["path"]) && !(before[effect["path"]] == after[effect["path"]]);
+    for (const JsonValue &effect : effects) {
+        bool changed =
+            before.contains(effect["path"].text()) && !(before[effect["path"].text()] == after[effect["path"].text()]);
         EXPECT_TRUE(effect["what"] != "rewritten" || changed) << effect;
     }
 }
@@ -331,43 +333,43 @@ constexpr const char *few_blamed[] = {
     "20  |end",
 };
 
-std::string text_or_nothing(const json &value)
+std::string text_or_nothing(const JsonValue &value)
 {
-    return value.is_null() ? "" : value.get<std::string>();
+    return value.is_null() ? "" : value.text();
 }
 
-std::string span_text(const json &span)
+std::string span_text(const JsonValue &span)
 {
     return span.is_null() ? "-" : span[0].dump() + "-" + span[1].dump();
 }
 
-std::string entry_text(const json &entry)
+std::string entry_text(const JsonValue &entry)
 {
-    std::string text = entry["fate"].get<std::string>() + " " + span_text(entry["in"]) + " " + span_text(entry["out"]) +
-                       " " + entry["path"].back().get<std::string>() + " ";
+    std::string text = entry["fate"].text() + " " + span_text(entry["in"]) + " " + span_text(entry["out"]) + " " +
+                       entry["path"].back().text() + " ";
     if (entry["causes"].empty())
         return text;
-    const json &cause = entry["causes"].back();
+    const JsonValue &cause = entry["causes"].back();
     for (const char *field : {"release", "mechanism", "name"})
-        text += cause[field].get<std::string>() + " ";
-    return text + cause["kind"].get<std::string>();
+        text += cause[field].text() + " ";
+    return text + cause["kind"].text();
 }
 
-json answer_for(const std::string &command, const std::string &name, const std::string &text)
+JsonValue answer_for(const std::string &command, const std::string &name, const std::string &text)
 {
     ApplianceRoot folder;
     folder.write("/" + name, text);
-    return json::parse(run(migr(command + " --json " + folder.path().string() + "/" + name)).out);
+    return JsonValue::parse(run(migr(command + " --json " + folder.path().string() + "/" + name)).out);
 }
 
 /* But for the header lines: line, what it was, cause and text. */
-std::vector<std::string> blamed_lines(const json &answer)
+std::vector<std::string> blamed_lines(const JsonValue &answer)
 {
     std::vector<std::string> lines;
-    for (const json &line : answer["files"][0]["lines"])
-        if (line["line"] > 2)
+    for (const JsonValue &line : answer["files"][0]["lines"])
+        if (line["line"].number() > 2)
             lines.push_back(line["line"].dump() + " " + text_or_nothing(line["was"]) + " " +
-                            text_or_nothing(line["cause"]) + "|" + line["text"].get<std::string>());
+                            text_or_nothing(line["cause"]) + "|" + line["text"].text());
     return lines;
 }
 
@@ -375,9 +377,9 @@ std::vector<std::string> blamed_lines(const json &answer)
 
 TEST(FewLines, HaveTheseFates)
 {
-    json                     answer = answer_for("account --all", "sys_global.conf", few_lines);
+    JsonValue                answer = answer_for("account --all", "sys_global.conf", few_lines);
     std::vector<std::string> entries;
-    for (const json &entry : answer["files"][0]["entries"])
+    for (const JsonValue &entry : answer["files"][0]["entries"])
         entries.push_back(entry_text(entry));
     EXPECT_EQ(entries, std::vector<std::string>(std::begin(few_entries), std::end(few_entries)));
     EXPECT_EQ(answer["files"][0]["in"]["layout"], 11);

@@ -4,11 +4,11 @@
 
 #include "appliance/manifest.h"
 #include "driver/migr.h"
+#include "support/json_value.h"
 #include "support/places.h"
 #include "system/digest.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -529,8 +529,8 @@ TEST(Manifest, RefusesPathsThatLeadElsewhere)
 
 TEST(Manifest, SaysWhenAnotherVersionWroteIt)
 {
-    nlohmann::json body = {{"format", 99}};
-    body["sum"] = command::sha256(body.dump());
+    support::JsonValue body = {{"format", 99}};
+    body.set("sum", command::sha256(body.dump()));
     try {
         command::parse_manifest(body.dump());
         FAIL();

@@ -1,13 +1,13 @@
 /* Manifests as they lie on disks, where later versions of migr find them, and what is said of damaged ones. */
 #include "appliance/manifest.h"
 
+#include "support/json_value.h"
 #include "system/digest.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 using namespace command;
-using nlohmann::json;
+using support::JsonValue;
 
 namespace {
 
@@ -31,17 +31,17 @@ Manifest whole()
     return manifest;
 }
 
-json body_of(const Manifest &manifest)
+JsonValue body_of(const Manifest &manifest)
 {
-    json body = json::parse(manifest_text(manifest));
+    JsonValue body = JsonValue::parse(manifest_text(manifest));
     body.erase("sum");
     return body;
 }
 
 /* With a sum that fits. */
-std::string signed_text(json body)
+std::string signed_text(JsonValue body)
 {
-    body["sum"] = sha256(body.dump());
+    body.set("sum", sha256(body.dump()));
     return body.dump();
 }
 
@@ -56,17 +56,17 @@ std::string fault_of_text(const std::string &text)
 }
 
 /* Of a manifest of which one thing is another, by its place: "/changes/0/path". */
-std::string fault_with(const char *place, const json &value)
+std::string fault_with(const char *place, const JsonValue &value)
 {
-    json body = body_of(whole());
-    body[json::json_pointer(place)] = value;
+    JsonValue body = body_of(whole());
+    body.at_path(place) = value;
     return fault_of_text(signed_text(body));
 }
 
 std::string fault_without(const char *place, const char *key)
 {
-    json body = body_of(whole());
-    body[json::json_pointer(place)].erase(key);
+    JsonValue body = body_of(whole());
+    body.at_path(place).erase(key);
     return fault_of_text(signed_text(body));
 }
 
@@ -74,12 +74,12 @@ std::string fault_without(const char *place, const char *key)
 
 TEST(ManifestText, StaysAsItLiesOnDisks)
 {
-    json file = {{"type", "f"}, {"mode", "4750"},     {"uid", 1},        {"gid", 2},
-                 {"size", 9},   {"changed", {-5, 7}}, {"sha256", "abc"}, {"attributes", {{"user.a%20b", "%25"}}}};
-    json link = {{"type", "l"}, {"mode", "0777"},    {"uid", 3},
-                 {"gid", 4},    {"changed", {5, 6}}, {"target", "/to%20%22there%22"}};
-    json folder = {{"type", "d"}, {"mode", "0755"}, {"uid", 0}, {"gid", 0}, {"changed", {1, 0}}};
-    json body = {
+    JsonValue file = {{"type", "f"}, {"mode", "4750"},     {"uid", 1},        {"gid", 2},
+                      {"size", 9},   {"changed", {-5, 7}}, {"sha256", "abc"}, {"attributes", {{"user.a%20b", "%25"}}}};
+    JsonValue link = {{"type", "l"}, {"mode", "0777"},    {"uid", 3},
+                      {"gid", 4},    {"changed", {5, 6}}, {"target", "/to%20%22there%22"}};
+    JsonValue folder = {{"type", "d"}, {"mode", "0755"}, {"uid", 0}, {"gid", 0}, {"changed", {1, 0}}};
+    JsonValue body = {
         {"format", 2},
         {"name", "now"},
         {"previous", "then"},
@@ -95,10 +95,10 @@ TEST(ManifestText, StaysAsItLiesOnDisks)
           {{"path", "/b"}, {"before", nullptr}, {"after", link}}}},
         {"state", {{"/b", link}, {"/c%7F", folder}}},
     };
-    json told = json::parse(manifest_text(whole()));
+    JsonValue told = JsonValue::parse(manifest_text(whole()));
     EXPECT_EQ(told["sum"], sha256(body.dump()));
     told.erase("sum");
-    EXPECT_EQ(told, body) << json::diff(body, told);
+    EXPECT_EQ(told, body);
     EXPECT_TRUE(manifest_text(whole()).starts_with("{\n \"back_to\": \"long ago\",\n"));
     EXPECT_TRUE(manifest_text(whole()).ends_with("\n}\n"));
 }
@@ -120,7 +120,7 @@ TEST(ManifestText, ThatIsNoneIsDamaged)
 
 TEST(ManifestText, FitsItsSum)
 {
-    json body = json::parse(manifest_text(whole()));
+    JsonValue body = JsonValue::parse(manifest_text(whole()));
     body["name"] = "another";
     EXPECT_EQ(fault_of_text(body.dump()), "it is damaged: its checksum does not fit");
     std::string no_text = "{\"name\": \"\xff\", \"sum\": \"x\"}"; /* no bytes that JSON may have */

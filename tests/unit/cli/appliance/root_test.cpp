@@ -5,12 +5,12 @@
 #include "appliance/inside.h"
 #include "command.h"
 #include "driver/migr.h"
+#include "support/json_value.h"
 #include "support/places.h"
 #include "system/refused_memory.h"
 
 #include <gtest/gtest.h>
 #include <linux/capability.h>
-#include <nlohmann/json.hpp>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -25,7 +25,7 @@
 using namespace support;
 using command::inside;
 using command::Root;
-using nlohmann::json;
+using support::JsonValue;
 
 namespace {
 
@@ -48,7 +48,7 @@ std::string seen_by_library(const std::function<void()> &library, const Ahead &a
     request.run.library = library;
     Outcome            run = run_request(request, ahead);
     std::istringstream said(run.out);
-    json               notes = json::array();
+    JsonValue          notes = JsonValue::array();
     for (std::string line; std::getline(said, line);)
         if (line.starts_with("  "))
             notes.push_back(line.substr(2));

@@ -1,13 +1,13 @@
 /* What `migr account` and `migr blame` say of a file; the account itself is tested in tests/whole/accounts. */
+#include "support/json_value.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <regex>
 #include <set>
 
-using nlohmann::json;
+using support::JsonValue;
 
 /* What an account cannot tell of, since the library never sees it, is told beside it. */
 class AccountOfFile : public support::SmallImageTest {};
@@ -21,19 +21,19 @@ TEST_F(AccountOfFile, SaysWhatIsLostOfADamagedFile)
     std::string      lost = "line 4: ";
     EXPECT_EQ(0, told.status) << told.err;
     EXPECT_TRUE(support::holds(told.err, "warning: sys_domain.root.conf.gz: lost: " + lost)) << told.err;
-    json messages = json::parse(run_on(file, "account", {"--json"}).out)["messages"];
+    JsonValue messages = JsonValue::parse(run_on(file, "account", {"--json"}).out)["messages"];
     EXPECT_TRUE(support::holds(messages.dump(), lost)) << messages;
 }
 
 namespace {
 
 /* The fates that entries have, each once. */
-std::set<std::string> fates_in(const json &answer)
+std::set<std::string> fates_in(const JsonValue &answer)
 {
     std::set<std::string> fates;
-    for (const json &file : answer["files"])
-        for (const json &entry : file["entries"])
-            fates.insert(entry["fate"]);
+    for (const JsonValue &file : answer["files"])
+        for (const JsonValue &entry : file["entries"])
+            fates.insert(entry["fate"].text());
     return fates;
 }
 
@@ -56,7 +56,7 @@ class AccountOfChoice : public support::SmallImageTest {
     Fates fates(Strings more) const
     {
         more.emplace_back("--json");
-        return fates_in(json::parse(run("account", std::move(more)).out));
+        return fates_in(JsonValue::parse(run("account", std::move(more)).out));
     }
 };
 
@@ -145,17 +145,18 @@ TEST_F(Blame, SaysOfEachLineWhereItWas)
 
 TEST_F(Blame, TellsAProgram)
 {
-    json answer = json::parse(run("blame", {"--json"}).out);
+    JsonValue answer = JsonValue::parse(run("blame", {"--json"}).out);
     EXPECT_EQ(answer["command"], "blame");
     EXPECT_EQ(answer["status"], 0);
     ASSERT_EQ(answer["files"].size(), 2u);
     EXPECT_EQ(answer["files"][1]["file"], "sys_domain.shop.conf.gz");
-    json lines = answer["files"][1]["lines"];
-    EXPECT_EQ(lines[4],
-              (json{{"line", 5}, {"was", "3"}, {"fate", "kept"}, {"cause", nullptr}, {"text", "config lab desk"}}));
+    JsonValue lines = answer["files"][1]["lines"];
+    EXPECT_EQ(
+        lines[4],
+        (JsonValue{{"line", 5}, {"was", "3"}, {"fate", "kept"}, {"cause", nullptr}, {"text", "config lab desk"}}));
     EXPECT_EQ(lines[5]["was"], "5");
     EXPECT_EQ(lines[5]["fate"], "rewritten");
-    EXPECT_TRUE(lines[5]["cause"].get<std::string>().starts_with("6.00 modify")) << lines[5];
+    EXPECT_TRUE(lines[5]["cause"].text().starts_with("6.00 modify")) << lines[5];
     EXPECT_EQ(lines[5]["text"], "    set colour green");
     EXPECT_EQ(lines[2]["was"], "new");
     EXPECT_EQ(lines[2]["fate"], "added");
@@ -166,13 +167,13 @@ TEST_F(Blame, NamesTheFileThatALineCameFrom)
 {
     box().write("/old.conf",
                 support::headers("5.00") + "config system global\nend\nconfig lab desk\n    set height 7\nend\n");
-    json answer = json::parse(run_on(box().path() / "old.conf", "blame", {"--json"}).out);
+    JsonValue answer = JsonValue::parse(run_on(box().path() / "old.conf", "blame", {"--json"}).out);
     ASSERT_EQ(answer["files"].size(), 2u) << answer;
     bool found = false;
-    for (const json &line : answer["files"][1]["lines"])
+    for (const JsonValue &line : answer["files"][1]["lines"])
         if (line["text"] == "    set height 7") {
             found = true;
-            EXPECT_TRUE(line["was"].get<std::string>().ends_with(":6")) << line;
+            EXPECT_TRUE(line["was"].text().ends_with(":6")) << line;
         }
     EXPECT_TRUE(found) << answer;
 }

@@ -1,18 +1,18 @@
 /* `migr anonymize`: what it says and asks for. What becomes of words and files is tested in tests/unit/cli/anonymize.
  */
+#include "support/json_value.h"
 #include "unit/cli/command_support.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <sys/stat.h>
 
 namespace {
 
-using nlohmann::json;
 using support::holds;
+using support::JsonValue;
 using Strings = std::vector<std::string>;
 
 constexpr char global_text[] = "config system global\n    set hostname tallowfinch\n    set password quillwort\n"
@@ -65,23 +65,17 @@ TEST_F(AnonymizeCommand, SaysTheSameToPrograms)
 {
     support::Outcome done = anonymize(box().path(), {"--json"});
     EXPECT_EQ(done.status, 0) << done.all();
-    json answer = json::parse(done.out);
+    JsonValue answer = JsonValue::parse(done.out);
     EXPECT_EQ(answer["command"], "anonymize");
     EXPECT_EQ(answer["output"], out());
     EXPECT_EQ(answer["replaced"]["addresses"], 1);
     EXPECT_EQ(answer["replaced"]["secrets"], 1);
-    Strings names;
-    for (const auto &[name, count] : answer["replaced"].items())
-        names.push_back(name);
-    EXPECT_EQ(names,
+    EXPECT_EQ(answer["replaced"].names(),
               (Strings{"addresses", "certificates", "devices", "keys", "numbers", "secrets", "unreadable", "words"}));
-    names.clear();
-    for (const auto &[name, count] : answer["kept"].items())
-        names.push_back(name);
-    EXPECT_EQ(names, (Strings{"addresses", "numbers", "words"}));
+    EXPECT_EQ(answer["kept"].names(), (Strings{"addresses", "numbers", "words"}));
     for (const char *name : {"emptied", "unreadable", "left_out", "differences"})
-        EXPECT_EQ(answer[name], json::array()) << name;
-    EXPECT_LT(0, answer["compared_lines"]);
+        EXPECT_EQ(answer[name], JsonValue::array()) << name;
+    EXPECT_LT(0, answer["compared_lines"].number());
 }
 
 TEST_F(AnonymizeCommand, GivesTheSameWithOneKeyAndAnotherWithout)

@@ -1,17 +1,17 @@
 /* `migr check` on folders and files, against the image that was built along. */
 #include "support/appliance_root.h"
 #include "support/image_line.h"
+#include "support/json_value.h"
 #include "support/places.h"
 #include "unit/cli/command_support.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 
-using nlohmann::json;
+using support::JsonValue;
 using namespace support;
 
 namespace {
@@ -181,34 +181,34 @@ TEST_F(Checked, AProgramGetsOneObject)
     root.write_gzip("/data/config/sys_domain.root.conf.gz", with_headers("config a\nset y\nx\nend\n"));
     Outcome answer = check({root.path(), "--json"});
     EXPECT_EQ(answer.status, 1);
-    json expected = {{"format", 1},
-                     {"command", "check"},
-                     {"status", 1},
-                     {"error", nullptr},
-                     {"messages", json::array()},
-                     {"image", {{"folder", packaged_image()}, {"faults", json::array()}}},
-                     {"files",
-                      {{{"file", in_root("/data/config/sys_global.conf.gz")},
-                        {"release", "5.50"},
-                        {"sound", true},
-                        {"reasons", json::array()},
-                        {"damage", json::array()},
-                        {"more", 0}},
-                       {{"file", in_root("/data/config/sys_domain.root.conf.gz")},
-                        {"release", "5.50"},
-                        {"sound", false},
-                        {"reasons", json::array()},
-                        {"damage",
-                         {{{"line", 4},
-                           {"kind", "no-value"},
-                           {"text", "is a `set` without a value, with which no upgrade starts."},
-                           {"acceptable", false}},
-                          {{"line", 5},
-                           {"kind", "unknown-word"},
-                           {"text", "begins with none of config, edit, set, next and end, and is passed over."},
-                           {"acceptable", true}}}},
-                        {"more", 0}}}}};
-    EXPECT_EQ(json::parse(answer.out), expected) << answer.out;
+    JsonValue expected = {{"format", 1},
+                          {"command", "check"},
+                          {"status", 1},
+                          {"error", nullptr},
+                          {"messages", JsonValue::array()},
+                          {"image", {{"folder", packaged_image()}, {"faults", JsonValue::array()}}},
+                          {"files",
+                           {{{"file", in_root("/data/config/sys_global.conf.gz")},
+                             {"release", "5.50"},
+                             {"sound", true},
+                             {"reasons", JsonValue::array()},
+                             {"damage", JsonValue::array()},
+                             {"more", 0}},
+                            {{"file", in_root("/data/config/sys_domain.root.conf.gz")},
+                             {"release", "5.50"},
+                             {"sound", false},
+                             {"reasons", JsonValue::array()},
+                             {"damage",
+                              {{{"line", 4},
+                                {"kind", "no-value"},
+                                {"text", "is a `set` without a value, with which no upgrade starts."},
+                                {"acceptable", false}},
+                               {{"line", 5},
+                                {"kind", "unknown-word"},
+                                {"text", "begins with none of config, edit, set, next and end, and is passed over."},
+                                {"acceptable", true}}}},
+                             {"more", 0}}}}};
+    EXPECT_EQ(JsonValue::parse(answer.out), expected) << answer.out;
     EXPECT_EQ(answer.err, "");
 }
 
@@ -216,10 +216,10 @@ TEST_F(Checked, AProgramGetsAnObjectForAnErrorToo)
 {
     Outcome answer = check({in_root("/no\x1b[31mne"), "--json"});
     EXPECT_EQ(answer.status, 2);
-    json object = json::parse(answer.out);
+    JsonValue object = JsonValue::parse(answer.out);
     EXPECT_EQ(object["status"], 2);
-    EXPECT_NE(object["error"].get<std::string>().find("/no\\x1b[31mne"), std::string::npos) << answer.out;
-    EXPECT_EQ(object["details"], json::array());
+    EXPECT_NE(object["error"].text().find("/no\\x1b[31mne"), std::string::npos) << answer.out;
+    EXPECT_EQ(object["details"], JsonValue::array());
     EXPECT_FALSE(object.contains("files"));
     EXPECT_EQ(answer.err, "");
 }

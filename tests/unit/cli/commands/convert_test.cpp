@@ -1,18 +1,17 @@
 /* `migr convert` as its user sees it: names and forms of input and output, and what is said. What conversions do is
  * none of it. */
+#include "support/json_value.h"
+#include "system/failure.h"
 #include "unit/cli/command_support.h"
 #include "unit/cli/failing_calls.h"
 #include "unit/cli/small_image.h"
 
-#include "system/failure.h"
-
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
-using nlohmann::json;
+using support::JsonValue;
 
 namespace {
 
@@ -108,8 +107,8 @@ TEST_F(Convert, AccountsForATextThatOnlyNests)
     std::string      input = file("sys_global.conf", text + ends + "end\n");
     support::Outcome run = support::migr({"account", "--all", "--json", "--image", image_folder(), input});
     ASSERT_EQ(0, run.status) << run.err;
-    json answer = json::parse(run.out);
-    for (const json &entry : answer["files"][0]["entries"])
+    JsonValue answer = JsonValue::parse(run.out);
+    for (const JsonValue &entry : answer["files"][0]["entries"])
         EXPECT_LE(entry["path"].size(), 33u);
     EXPECT_LT(run.out.size(), 10'000'000u);
 }
@@ -404,20 +403,20 @@ TEST_F(Convert, TellsAProgramWhatCameOfEachFile)
     support::Outcome run = convert({good, bad, path("none"), "-o", path("new"), "--json"});
     EXPECT_EQ(2, run.status);
     EXPECT_EQ("", run.err);
-    json files = json::parse(run.out)["files"];
+    JsonValue files = JsonValue::parse(run.out)["files"];
     ASSERT_EQ(3u, files.size());
     EXPECT_EQ("upgraded", files[0]["result"]);
     EXPECT_EQ("5.10", files[0]["before"]);
     EXPECT_EQ(MIGR_IMAGE_RELEASE, files[0]["after"]);
-    EXPECT_EQ(json::array({path("new/sys_domain.shop.conf")}), files[0]["outputs"]);
-    EXPECT_TRUE(holds(files[0]["warnings"][0], "certificate blocks")) << run.out;
+    EXPECT_EQ(JsonValue::array({path("new/sys_domain.shop.conf")}), files[0]["outputs"]);
+    EXPECT_TRUE(holds(files[0]["warnings"][0].text(), "certificate blocks")) << run.out;
     EXPECT_EQ(good, files[0]["file"]);
     EXPECT_EQ("not upgraded", files[1]["result"]);
     EXPECT_EQ("5.50", files[1]["before"]);
     EXPECT_EQ("5.50", files[1]["after"]);
-    EXPECT_EQ(json::array(), files[1]["outputs"]);
-    EXPECT_TRUE(holds(files[1]["reasons"][0], "line 4: is a `set` without a value")) << run.out;
-    EXPECT_TRUE(holds(files[2]["reasons"][0], "No such file")) << run.out;
+    EXPECT_EQ(JsonValue::array(), files[1]["outputs"]);
+    EXPECT_TRUE(holds(files[1]["reasons"][0].text(), "line 4: is a `set` without a value")) << run.out;
+    EXPECT_TRUE(holds(files[2]["reasons"][0].text(), "No such file")) << run.out;
 }
 
 TEST_F(Convert, AnswersAProgramOnlyIfTheResultGoesElsewhere)
@@ -429,7 +428,7 @@ TEST_F(Convert, AnswersAProgramOnlyIfTheResultGoesElsewhere)
         support::Outcome run = convert(arguments);
         EXPECT_EQ(2, run.status);
         EXPECT_EQ("", run.err);
-        EXPECT_TRUE(holds(json::parse(run.out)["error"], "Name a place for the result with -o")) << run.out;
+        EXPECT_TRUE(holds(JsonValue::parse(run.out)["error"].text(), "Name a place for the result with -o")) << run.out;
     }
 }
 

@@ -1,17 +1,17 @@
 /* `migr explain` as its user sees it: who changed what, in which words, and what is hidden. */
+#include "support/json_value.h"
 #include "unit/cli/applied_diff.h"
 #include "unit/cli/command_support.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <set>
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 using Strings = std::vector<std::string>;
 using support::holds;
 
@@ -60,26 +60,26 @@ class Explain : public support::SmallImageTest {
 };
 
 /* "6.00 delete" for each change of a file. */
-Strings causes(const json &changes, const std::string &file)
+Strings causes(const JsonValue &changes, const std::string &file)
 {
     Strings all;
-    for (const json &change : changes)
+    for (const JsonValue &change : changes)
         if (change["file"] == file)
-            all.push_back(change["release"].get<std::string>() + " " + change["mechanism"].get<std::string>());
+            all.push_back(change["release"].text() + " " + change["mechanism"].text());
     return all;
 }
 
-json change_by(const json &changes, const std::string &mechanism)
+JsonValue change_by(const JsonValue &changes, const std::string &mechanism)
 {
-    for (const json &change : changes)
+    for (const JsonValue &change : changes)
         if (change["mechanism"] == mechanism)
             return change;
     return {{"diff", ""}};
 }
 
-std::string diff_of(const json &changes, const std::string &mechanism)
+std::string diff_of(const JsonValue &changes, const std::string &mechanism)
 {
-    return change_by(changes, mechanism)["diff"];
+    return change_by(changes, mechanism)["diff"].text();
 }
 
 } // namespace
@@ -90,7 +90,7 @@ TEST_F(Explain, NamesWhatMadeEachChange)
     config(shop_file, support::headers("5.30") + shop_text);
     support::Outcome run = explain({"--json"});
     ASSERT_EQ(0, run.status) << run.err;
-    json changes = json::parse(run.out)["changes"];
+    JsonValue changes = JsonValue::parse(run.out)["changes"];
     EXPECT_EQ((Strings{"5.40 step", "6.00 delete", "6.00 modify", "5.85 stage", MIGR_IMAGE_RELEASE " signatures"}),
               causes(changes, shop_file));
     EXPECT_TRUE(causes(changes, global_file).empty()); /* it holds nothing */
@@ -106,7 +106,7 @@ TEST_F(Explain, ShowsTheSameToPeople)
 {
     config(global_file, support::headers("5.30"));
     config(shop_file, support::headers("5.30") + shop_text);
-    json             changes = json::parse(explain({"--json"}).out)["changes"];
+    JsonValue        changes = JsonValue::parse(explain({"--json"}).out)["changes"];
     support::Outcome run = explain();
     EXPECT_EQ(0, run.status) << run.err;
     EXPECT_TRUE(holds(run.out, "sys_domain.shop.conf.gz: from 5.30 to " MIGR_IMAGE_RELEASE ".\n"
@@ -116,7 +116,7 @@ TEST_F(Explain, ShowsTheSameToPeople)
                                "+++ sys_domain.shop.conf.gz\n"
                                "@@ -7,7 +7,11 @@ log syslog-policy / audit\n"))
         << run.out;
-    std::string line = std::to_string(change_by(changes, "delete")["line"].get<int>());
+    std::string line = std::to_string(change_by(changes, "delete")["line"].number());
     EXPECT_TRUE(holds(run.out, "\n== sys_domain.shop.conf.gz, 6.00 delete line " + line +
                                    " of the update file, <lab desk><old-flag> (rule)\n"))
         << run.out;
@@ -126,17 +126,18 @@ TEST_F(Explain, ShowsTheSameToPeople)
 TEST_F(Explain, SaysWhoMadeAChangeAndWhy)
 {
     box().write("/sys_domain.shop.conf", support::headers("5.30") + shop_text);
-    json changes = json::parse(explain_file(box().path() / "sys_domain.shop.conf", {"--json"}).out)["changes"];
-    json step = change_by(changes, "step");
+    JsonValue changes =
+        JsonValue::parse(explain_file(box().path() / "sys_domain.shop.conf", {"--json"}).out)["changes"];
+    JsonValue step = change_by(changes, "step");
     EXPECT_EQ("migr_change_sys_log_policy", step["name"]);
     EXPECT_EQ("logging", step["kind"]);
     EXPECT_EQ("A syslog policy had one server; from 5.40 on it has a list of them.", step["sentence"]);
     EXPECT_EQ(nullptr, step["line"]);
-    json rule = change_by(changes, "delete");
+    JsonValue rule = change_by(changes, "delete");
     EXPECT_EQ("<lab desk><old-flag>", rule["name"]);
     EXPECT_EQ("rule", rule["kind"]);
     EXPECT_EQ(nullptr, rule["sentence"]);
-    EXPECT_GT(rule["line"], 0);
+    EXPECT_GT(rule["line"].number(), 0u);
 }
 
 TEST_F(Explain, ShowsWhatWasAskedFor)
@@ -145,7 +146,7 @@ TEST_F(Explain, ShowsWhatWasAskedFor)
     std::string file = box().path() / "sys_domain.shop.conf";
     auto        asked = [&](Strings more) {
         more.push_back("--json");
-        return causes(json::parse(explain_file(file, more).out)["changes"], shop_file);
+        return causes(JsonValue::parse(explain_file(file, more).out)["changes"], shop_file);
     };
     EXPECT_EQ((Strings{"6.00 delete", MIGR_IMAGE_RELEASE " signatures"}), asked({"--dropped"}));
     EXPECT_EQ(Strings{"6.00 modify"}, asked({"--rewritten"}));
@@ -166,10 +167,10 @@ TEST_F(Explain, AccountsForEveryChange)
     std::string      file = box().path() / "sys_domain.shop.conf";
     support::Outcome run = explain_file(file, {"--json"});
     ASSERT_EQ(0, run.status) << run.err;
-    json        changes = json::parse(run.out)["changes"];
+    JsonValue   changes = JsonValue::parse(run.out)["changes"];
     std::string text = support::headers("5.30") + shop_text;
-    for (const json &change : changes)
-        text = support::applied(text, change["diff"]);
+    for (const JsonValue &change : changes)
+        text = support::applied(text, change["diff"].text());
     EXPECT_EQ(converted(file), without_headers(text));
     EXPECT_EQ(5u, changes.size());
 }
@@ -182,7 +183,7 @@ TEST_F(Explain, ShowsTheSplitOfAFileFromBefore510)
     config(global_file, support::headers("5.00") + global_part + domain_part + lost_part);
     support::Outcome run = explain({"--json"});
     ASSERT_EQ(0, run.status) << run.err;
-    json changes = json::parse(run.out)["changes"];
+    JsonValue changes = JsonValue::parse(run.out)["changes"];
     /* The stages run ahead of the split, and again on what came of it. */
     Strings of_global = causes(changes, global_file);
     Strings of_domain = causes(changes, "sys_domain.root.conf.gz");
@@ -190,9 +191,9 @@ TEST_F(Explain, ShowsTheSplitOfAFileFromBefore510)
     EXPECT_EQ((Strings{"5.10 split", "6.00 delete", "5.85 stage"}), of_domain);
     std::string global_text = support::headers("5.00") + global_part + domain_part + lost_part;
     std::string domain_text = support::headers("5.10");
-    for (const json &change : changes) {
+    for (const JsonValue &change : changes) {
         std::string &text = change["file"] == global_file ? global_text : domain_text;
-        text = support::applied(text, change["diff"]);
+        text = support::applied(text, change["diff"].text());
     }
     EXPECT_EQ(common_settings + global_part, without_headers(global_text));
     EXPECT_EQ(common_settings + std::string("config lab desk\n    set height 70\nend\n"), without_headers(domain_text));
@@ -202,7 +203,7 @@ TEST_F(Explain, ADomainRootThatIsNoneOfASplitIsNotNew)
 {
     config(global_file, support::headers("5.10"));
     config("sys_domain.root.conf.gz", support::headers("5.10") + "config lab bench\n    set width 3\nend\n");
-    json changes = json::parse(explain({"--json"}).out)["changes"];
+    JsonValue changes = JsonValue::parse(explain({"--json"}).out)["changes"];
     EXPECT_EQ(Strings{"5.85 stage"}, causes(changes, "sys_domain.root.conf.gz"));
 }
 
@@ -210,7 +211,7 @@ TEST_F(Explain, SaysWhichImageItUses)
 {
     config(global_file, support::headers("6.11"));
     EXPECT_EQ("migr: the image's files are those in " + image().folder() + "\n", explain().err);
-    EXPECT_EQ(image().folder(), json::parse(explain({"--json"}).out)["image"]);
+    EXPECT_EQ(image().folder(), JsonValue::parse(explain({"--json"}).out)["image"]);
 }
 
 TEST_F(Explain, SaysThatNothingChanged)
@@ -222,8 +223,8 @@ TEST_F(Explain, SaysThatNothingChanged)
     EXPECT_EQ("sys_global.conf.gz: from 6.11 to " MIGR_IMAGE_RELEASE ", and nothing changed but the version line.\n"
               "sys_domain.shop.conf.gz: nothing to do, it is at " MIGR_IMAGE_RELEASE " already.\n",
               run.out);
-    json answer = json::parse(explain({"--json"}).out);
-    EXPECT_EQ(json::array(), answer["changes"]);
+    JsonValue answer = JsonValue::parse(explain({"--json"}).out);
+    EXPECT_EQ(JsonValue::array(), answer["changes"]);
     EXPECT_EQ("upgraded", answer["files"][0]["result"]);
     EXPECT_EQ("up to date", answer["files"][1]["result"]);
 }
@@ -250,11 +251,11 @@ TEST_F(Explain, TellsWhyAFileWouldBeLeftAlone)
         << run.out;
     run = explain({"--json"});
     EXPECT_EQ(1, run.status);
-    json answer = json::parse(run.out);
+    JsonValue answer = JsonValue::parse(run.out);
     EXPECT_EQ(1, answer["status"]);
-    EXPECT_EQ(json::array(), answer["changes"]);
+    EXPECT_EQ(JsonValue::array(), answer["changes"]);
     EXPECT_EQ("not upgraded", answer["files"][1]["result"]);
-    EXPECT_TRUE(holds(answer["files"][1]["reasons"][0], "line 4: is a `set` without a value")) << run.out;
+    EXPECT_TRUE(holds(answer["files"][1]["reasons"][0].text(), "line 4: is a `set` without a value")) << run.out;
     EXPECT_EQ("", run.err);
 }
 
@@ -268,11 +269,12 @@ TEST_F(Explain, SaysOfEachFileWhereItIs)
         run.out, "sys_domain.shop.conf.gz: nothing to do, it is at 6.30, and the image at " MIGR_IMAGE_RELEASE ".\n"))
         << run.out;
     EXPECT_TRUE(holds(run.out, "sys_domain.now.conf.gz: nothing to do, it is at " MIGR_IMAGE_RELEASE " already.\n"));
-    json answer = json::parse(explain({"--json"}).out);
+    JsonValue answer = JsonValue::parse(explain({"--json"}).out);
     EXPECT_EQ(answer["incomplete"], false);
     EXPECT_EQ(answer["secrets_hidden"], true);
-    json global = {{"file", global_file},  {"before", "5.50"},         {"after", MIGR_IMAGE_RELEASE},
-                   {"result", "upgraded"}, {"reasons", json::array()}, {"warnings", json::array()}};
+    JsonValue global = {{"file", global_file},           {"before", "5.50"},
+                        {"after", MIGR_IMAGE_RELEASE},   {"result", "upgraded"},
+                        {"reasons", JsonValue::array()}, {"warnings", JsonValue::array()}};
     EXPECT_EQ(answer["files"][0], global);
 }
 
@@ -280,11 +282,11 @@ TEST_F(Explain, TellsOfOneFileBehindTheOther)
 {
     config(global_file, support::headers("5.30") + "config system global\nend\n");
     config(shop_file, support::headers("5.30") + shop_text);
-    Strings files;
-    json    changes = json::parse(explain({"--json"}).out)["changes"];
-    for (const json &change : changes)
+    Strings   files;
+    JsonValue changes = JsonValue::parse(explain({"--json"}).out)["changes"];
+    for (const JsonValue &change : changes)
         if (files.empty() || files.back() != change["file"])
-            files.push_back(change["file"]);
+            files.push_back(change["file"].text());
     EXPECT_EQ(files, (Strings{global_file, shop_file}));
 }
 
@@ -300,8 +302,8 @@ TEST_F(Explain, ShowsNothingThatATerminalActsOn)
             std::all_of(run.out.begin(), run.out.end(), [](char c) { return c == '\n' || (c >= ' ' && c < 127); }));
         EXPECT_TRUE(holds(run.out, "-    set old-flag ")) << run.out;
     }
-    EXPECT_TRUE(
-        holds(diff_of(json::parse(explain({"--json"}).out)["changes"], "delete"), "-    set old-flag \\x1b[2J\\xff\n"));
+    EXPECT_TRUE(holds(diff_of(JsonValue::parse(explain({"--json"}).out)["changes"], "delete"),
+                      "-    set old-flag \\x1b[2J\\xff\n"));
 }
 
 TEST_F(Explain, ExplainsOneFileWithoutAnAppliance)
@@ -309,7 +311,7 @@ TEST_F(Explain, ExplainsOneFileWithoutAnAppliance)
     box().write("/mine.conf", support::headers("5.50") + "config lab desk\n    set old-flag 1\nend\n");
     support::Outcome run = explain_file(box().path() / "mine.conf", {"--domain", "shop", "--json"});
     EXPECT_EQ(0, run.status) << run.err;
-    json answer = json::parse(run.out);
+    JsonValue answer = JsonValue::parse(run.out);
     EXPECT_EQ((Strings{"6.00 delete", "5.85 stage"}), causes(answer["changes"], shop_file));
     EXPECT_EQ(2u, answer["changes"].size());
     EXPECT_EQ(1u, answer["files"].size()); /* and none that only stood in for the rest of an appliance */
@@ -323,9 +325,9 @@ TEST_F(Explain, ShowsSecretsWhenAskedTo)
     EXPECT_FALSE(holds(explain().out, "abcdef"));
     EXPECT_TRUE(holds(explain({"--show-secrets"}).out, " set token abcdef\n"));
     EXPECT_FALSE(holds(explain({"--json"}).out, "abcdef"));
-    EXPECT_EQ(true, json::parse(explain({"--json"}).out)["secrets_hidden"]);
+    EXPECT_EQ(true, JsonValue::parse(explain({"--json"}).out)["secrets_hidden"]);
     EXPECT_TRUE(holds(explain({"--json", "--show-secrets"}).out, "set token abcdef"));
-    EXPECT_EQ(false, json::parse(explain({"--json", "--show-secrets"}).out)["secrets_hidden"]);
+    EXPECT_EQ(false, JsonValue::parse(explain({"--json", "--show-secrets"}).out)["secrets_hidden"]);
 }
 
 TEST_F(Explain, RefusesWhatItCannotRead)

@@ -8,11 +8,11 @@
 #include "driver/migr.h"
 #include "driver/run_context.h"
 #include "explain/ledger_run.h"
+#include "support/json_value.h"
 #include "support/places.h"
 #include "system/failure.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -26,6 +26,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <fstream>
 #include <new>
 
 namespace fs = std::filesystem;
@@ -728,14 +729,14 @@ TEST(FailingRun, JsonTellsIt)
 {
     TinyAppliance box;
     box.write("/data/etc/cert/large", std::string(100'000, 'x'));
-    Outcome        run = migr({"upgrade", box.root(), "--json"}, [] {
+    Outcome            run = migr({"upgrade", box.root(), "--json"}, [] {
         rlimit limit = {50'000, 50'000};
         setrlimit(RLIMIT_FSIZE, &limit);
     });
-    nlohmann::json answer = nlohmann::json::parse(run.out);
+    support::JsonValue answer = support::JsonValue::parse(run.out);
     EXPECT_EQ(answer["status"], run.status);
     EXPECT_NE(run.status, 0);
-    EXPECT_NE(answer["error"].get<std::string>().find("File too large"), std::string::npos) << run.out;
+    EXPECT_NE(answer["error"].text().find("File too large"), std::string::npos) << run.out;
 }
 
 TEST(FailingRun, InADryRunTouchesNothing)

@@ -4,12 +4,12 @@
 
 #include "fleet/entries.h"
 #include "fleet/remote.h"
+#include "support/json_value.h"
 #include "system/gzip_text.h"
 #include "unit/cli/made_up_parallel.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <filesystem>
 
@@ -23,8 +23,8 @@ using command::line_of;
 namespace {
 
 namespace fs = std::filesystem;
-using nlohmann::json;
 using support::holds;
+using support::JsonValue;
 using support::migr;
 using support::Outcome;
 using Strings = std::vector<std::string>;
@@ -99,15 +99,16 @@ class FleetComparison : public FleetCommand {
     }
     void write_ledger(const std::string &side, const std::string &dropped) const
     {
-        json entry = {{"fate", "dropped"},    {"in", {3, 3}},        {"path", {"lab desk", "a", dropped}},
-                      {"before", "set it\n"}, {"out_file", nullptr}, {"after", nullptr},
-                      {"causes", {0}}};
-        json file = {{"file", "sys_global.conf.gz"},
-                     {"result", "upgraded"},
-                     {"account", {{"entries", dropped.empty() ? json::array() : json::array({entry, entry})}}}};
-        json ledger = {{"files", {file}},
-                       {"causes", {{{"release", "6.00"}, {"mechanism", "stage"}, {"name", "_x"}}}},
-                       {"effects", json::array()}};
+        JsonValue entry = {{"fate", "dropped"},    {"in", {3, 3}},        {"path", {"lab desk", "a", dropped}},
+                           {"before", "set it\n"}, {"out_file", nullptr}, {"after", nullptr},
+                           {"causes", {0}}};
+        JsonValue file = {
+            {"file", "sys_global.conf.gz"},
+            {"result", "upgraded"},
+            {"account", {{"entries", dropped.empty() ? JsonValue::array() : JsonValue::array({entry, entry})}}}};
+        JsonValue ledger = {{"files", {file}},
+                            {"causes", {{{"release", "6.00"}, {"mechanism", "stage"}, {"name", "_x"}}}},
+                            {"effects", JsonValue::array()}};
         for (const char *name : {"a", "b", "c d"})
             place.write("/both/" + side + "/ledgers/" + name + ".json.gz", command::gzip(ledger.dump()));
     }
@@ -194,7 +195,7 @@ TEST_F(FleetCommand, SaysOnceWhatCameOfAll)
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out,
               "\nWhy not\n  It is damaged: 1 appliance, first b\n\n1 upgraded, 0 current, 1 refused, 0 failed.\n");
-    json answer = json::parse(fleet({"summary", path("out"), "--json"}).out);
+    JsonValue answer = JsonValue::parse(fleet({"summary", path("out"), "--json"}).out);
     EXPECT_EQ(answer["command"], "fleet summary");
     EXPECT_EQ(answer["status"], 1);
     EXPECT_EQ(answer["upgraded"], 1);
@@ -248,7 +249,7 @@ TEST_F(FleetCommand, TellsAProgramHowItWent)
     job_gives(result_of("b", EntryEnd::current));
     Outcome run = upgrade({"--resume", "--json"});
     EXPECT_EQ(run.err, "");
-    json answer = json::parse(run.out);
+    JsonValue answer = JsonValue::parse(run.out);
     EXPECT_EQ(answer["command"], "fleet upgrade");
     EXPECT_EQ(answer["status"], 1);
     EXPECT_EQ(answer["in"], path("in"));
@@ -307,13 +308,13 @@ TEST_F(FleetComparison, ShowsEachDifference)
                        "2 differences: - only with the old, + only with the new.\n");
     write_ledger("new", "");
     EXPECT_TRUE(compare().out.ends_with("\n1 difference: - only with the old, + only with the new.\n"));
-    json answer = json::parse(compare({"--json"}).out);
+    JsonValue answer = JsonValue::parse(compare({"--json"}).out);
     EXPECT_EQ(answer["command"], "fleet compare");
     EXPECT_EQ(answer["status"], 1);
     ASSERT_EQ(answer["differences"].size(), 1u);
     EXPECT_EQ(answer["differences"][0]["side"], "old");
     EXPECT_EQ(answer["accepted"], 0);
-    EXPECT_EQ(answer["gone"], json::array());
+    EXPECT_EQ(answer["gone"], JsonValue::array());
 }
 
 TEST_F(FleetComparison, NamesAnApplianceOnce)
@@ -331,15 +332,15 @@ TEST_F(FleetComparison, LeavesOutWhatIsAccepted)
     Outcome run = compare({"--expect", expect, "--accept"});
     EXPECT_EQ(run.status, 0) << run.all();
     EXPECT_EQ(run.out, "Nothing comes out otherwise than is accepted.\n");
-    json answer = json::parse(compare({"--expect", expect, "--json"}).out);
+    JsonValue answer = JsonValue::parse(compare({"--expect", expect, "--json"}).out);
     EXPECT_EQ(answer["accepted"], 1);
-    EXPECT_EQ(answer["differences"], json::array());
+    EXPECT_EQ(answer["differences"], JsonValue::array());
     write_ledger("new", "x");
     run = compare({"--expect", expect});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "Nothing comes out otherwise than is accepted.\n");
     EXPECT_EQ(run.err, sides() + "migr: no longer found: - dropped lab desk / * / x 6.00 stage _x\n");
-    answer = json::parse(compare({"--expect", expect, "--json"}).out);
+    answer = JsonValue::parse(compare({"--expect", expect, "--json"}).out);
     EXPECT_EQ(answer["accepted"], 0);
     EXPECT_EQ(answer["gone"].size(), 1u);
 }

@@ -2,19 +2,19 @@
 #include "unit/cli/command_support.h"
 
 #include "command.h"
+#include "support/json_value.h"
 #include "support/places.h"
 
 #include <algorithm>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 using namespace support;
-using nlohmann::json;
+using support::JsonValue;
 
 namespace {
 
@@ -163,16 +163,16 @@ TEST_F(Ml, TellsAProgram)
     box.write("/in", std::string(old_line) + tree);
     Outcome outcome = migr({"ml", path("in"), path("out"), "--json"});
     EXPECT_EQ(outcome.status, 0) << outcome.all();
-    json answer = json::parse(outcome.out);
+    JsonValue answer = JsonValue::parse(outcome.out);
     EXPECT_EQ(answer["before"], "6.19");
     EXPECT_EQ(answer["after"], MIGR_IMAGE_RELEASE);
     EXPECT_EQ(answer["result"], "upgraded");
     EXPECT_EQ(answer["output"], path("out"));
     box.write("/bad", std::string(old_line) + "config a\n    set b\nend\n");
-    json failure = json::parse(migr({"ml", path("bad"), path("out"), "--json"}).out);
+    JsonValue failure = JsonValue::parse(migr({"ml", path("bad"), path("out"), "--json"}).out);
     EXPECT_EQ(failure["status"], 1);
-    EXPECT_EQ(failure["details"], json::array({path("bad") + ": line 3: is a `set` without a value, with which no "
-                                                             "upgrade starts."}));
+    EXPECT_EQ(failure["details"], JsonValue::array({path("bad") + ": line 3: is a `set` without a value, with which no "
+                                                                  "upgrade starts."}));
 }
 
 TEST_F(Ml, APackedInput)

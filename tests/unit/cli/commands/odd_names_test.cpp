@@ -2,10 +2,10 @@
 #include "unit/cli/command_support.h"
 
 #include "command.h"
+#include "support/json_value.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <pty.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -86,7 +86,7 @@ TEST(OddNames, JsonIsPlainAscii)
     EXPECT_TRUE(is_clean(run.out));
     for (char c : run.out)
         ASSERT_GE(c, 0);
-    EXPECT_EQ(nlohmann::json::parse(run.out)["files"].size(), 2 + std::size(odd_names));
+    EXPECT_EQ(support::JsonValue::parse(run.out)["files"].size(), 2 + std::size(odd_names));
 }
 
 TEST(OddNames, ARootOfThatKind)

@@ -1,8 +1,8 @@
 /* A plan as it is shown to people, line by line; what is in it is tested in explain/plan_test.cpp. */
+#include "support/json_value.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 using support::headers;
 using support::holds;
@@ -53,13 +53,13 @@ TEST_F(ShownPlan, PartsCallbacksByCommas)
 {
     config("sys_global.conf.gz", headers("5.60") + "config system certificate local\nend\nconfig system global\nend\n"
                                                    "config log siem-policy\nend\nconfig waf signature\nend\n");
-    nlohmann::json pass = nlohmann::json::parse(run("plan", {"--json"}).out)["passes"][0];
-    std::string    out = run("plan").out;
-    bool           several = false;
-    for (const nlohmann::json &stage : pass["stages"]) {
-        std::string line = "  " + stage["release"].get<std::string>() + "  stage: ";
-        for (const nlohmann::json &callback : stage["callbacks"])
-            line += (line.ends_with(": ") ? "" : ", ") + callback.get<std::string>();
+    support::JsonValue pass = support::JsonValue::parse(run("plan", {"--json"}).out)["passes"][0];
+    std::string        out = run("plan").out;
+    bool               several = false;
+    for (const support::JsonValue &stage : pass["stages"]) {
+        std::string line = "  " + stage["release"].text() + "  stage: ";
+        for (const support::JsonValue &callback : stage["callbacks"])
+            line += (line.ends_with(": ") ? "" : ", ") + callback.text();
         if (stage["callbacks"].empty())
             line += "nothing in the file concerns it";
         EXPECT_TRUE(holds(out, line + "\n")) << line;
@@ -112,20 +112,20 @@ TEST_F(ShownPlan, ForAProgramHasTheSameParts)
     config("sys_global.conf.gz", headers("5.10") + "config system certificate local\nend\n");
     config("sys_domain.bad.conf.gz", headers("5.50") + "config lab desk\n    set height\nend\n");
     config("sys_domain.new.conf.gz", headers("6.30"));
-    Outcome        run = this->run("plan", {"--json"});
-    nlohmann::json plan = nlohmann::json::parse(run.out);
+    Outcome            run = this->run("plan", {"--json"});
+    support::JsonValue plan = support::JsonValue::parse(run.out);
     EXPECT_EQ(plan["command"], "plan");
     EXPECT_EQ(plan["status"], 1);
     EXPECT_EQ(plan["image_release"], MIGR_IMAGE_RELEASE);
     ASSERT_EQ(plan["untouched"].size(), 2u);
     EXPECT_EQ(plan["untouched"][0]["file"], "sys_domain.bad.conf.gz");
     EXPECT_EQ(plan["untouched"][0]["release"], "5.50");
-    EXPECT_TRUE(holds(plan["untouched"][0]["reason"], "`set` without a value"));
+    EXPECT_TRUE(holds(plan["untouched"][0]["reason"].text(), "`set` without a value"));
     EXPECT_EQ(plan["untouched"][1]["release"], "6.30");
     EXPECT_EQ(plan["untouched"][1]["reason"], nullptr);
-    const nlohmann::json &effect = plan["passes"][0]["effects"][0];
+    const support::JsonValue &effect = plan["passes"][0]["effects"][0];
     EXPECT_EQ(effect["release"], "5.80");
     EXPECT_EQ(effect["by"], "_change_local_certificate");
-    EXPECT_TRUE(holds(run.out, effect["effect"])) << effect;
-    EXPECT_FALSE(effect["effect"].get<std::string>().empty());
+    EXPECT_TRUE(holds(run.out, effect["effect"].text())) << effect;
+    EXPECT_FALSE(effect["effect"].text().empty());
 }

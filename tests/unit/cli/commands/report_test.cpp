@@ -1,17 +1,17 @@
 /* `migr report` and the page of an upgrade: when one is written and what it replaces. How its rows come about is
  * tested in tests/unit/cli/report. */
+#include "support/json_value.h"
 #include "unit/cli/command_support.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <fstream>
 #include <sstream>
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 using Strings = std::vector<std::string>;
 
 constexpr char shop_file[] = "/data/config/sys_domain.shop.conf.gz";
@@ -95,18 +95,18 @@ TEST_F(Report, TakesSeveralFiles)
 
 TEST_F(Report, AnswersWithWhatThePageIsMadeOf)
 {
-    json answer = json::parse(migr({"report", root(), "--json"}).out);
+    JsonValue answer = JsonValue::parse(migr({"report", root(), "--json"}).out);
     EXPECT_EQ(answer["image"]["folder"], image_.folder());
     EXPECT_EQ(answer["image"]["files"].size(), 4U);
     EXPECT_EQ(answer["done"], false);
-    const json &shop = answer["files"][1];
+    const JsonValue &shop = answer["files"][1];
     EXPECT_EQ(shop["file"], "sys_domain.shop.conf.gz");
-    const json &account = shop["account"];
-    EXPECT_EQ(account["unchanged"], json::parse("[[3, 5, 1], [6, 7, 2]]")) << account.dump(1);
+    const JsonValue &account = shop["account"];
+    EXPECT_EQ(account["unchanged"], JsonValue::parse("[[3, 5, 1], [6, 7, 2]]")) << account;
     size_t dropped = 0;
-    for (const json &entry : account["entries"])
-        for (const json &cause : entry["causes"]) {
-            EXPECT_LT(cause.get<size_t>(), answer["causes"].size());
+    for (const JsonValue &entry : account["entries"])
+        for (const JsonValue &cause : entry["causes"]) {
+            EXPECT_LT(cause.number(), answer["causes"].size());
             dropped += entry["fate"] == "dropped" ? 1 : 0;
         }
     EXPECT_EQ(dropped, 1U);

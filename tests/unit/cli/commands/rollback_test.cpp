@@ -1,16 +1,16 @@
 /* What `migr rollback` and `migr snapshots` ask, tell and answer, line by line. How the way back is worked out is
  * tested in appliance/way_back_test.cpp. */
+#include "support/json_value.h"
 #include "unit/cli/command_support.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <fcntl.h>
 #include <pty.h>
 #include <regex>
 #include <unistd.h>
 
-using nlohmann::json;
+using support::JsonValue;
 using support::migr;
 using support::Outcome;
 
@@ -110,18 +110,18 @@ TEST_F(RollbackCommand, TellAProgramTheSame)
     change();
     Outcome asked = migr({"rollback", box.root(), "--json"});
     EXPECT_EQ(asked.status, 2);
-    json answer = json::parse(asked.out);
+    JsonValue answer = JsonValue::parse(asked.out);
     EXPECT_EQ(answer["error"],
               "Nothing was changed. Something changed or came since; say --yes to go back all the same.");
-    json told = {"changed: " + box.root() + "/data/config/sys_global.conf.gz, and going back replaces it",
-                 "new: " + box.root() + "/data/etc/cert, and stays as it is now",
-                 "new: " + box.root() + "/data/etc/cert/later.key, and stays as it is now"};
+    JsonValue told = {"changed: " + box.root() + "/data/config/sys_global.conf.gz, and going back replaces it",
+                      "new: " + box.root() + "/data/etc/cert, and stays as it is now",
+                      "new: " + box.root() + "/data/etc/cert/later.key, and stays as it is now"};
     EXPECT_EQ(answer["details"], told);
-    answer = json::parse(migr({"rollback", box.root(), "--json", "--yes"}).out);
+    answer = JsonValue::parse(migr({"rollback", box.root(), "--json", "--yes"}).out);
     EXPECT_EQ(answer["command"], "rollback");
     EXPECT_EQ(answer["root"], box.root());
     EXPECT_EQ(answer["release"], "5.50");
-    EXPECT_EQ(answer["undone"], json::array({first}));
+    EXPECT_EQ(answer["undone"], JsonValue::array({first}));
     EXPECT_EQ(answer["snapshot"], path_of(box.snapshots().at(1)));
     EXPECT_EQ(answer["since"], told);
 }
@@ -154,17 +154,17 @@ TEST_F(RollbackCommand, ListWhatThereIs)
                        "  upgrade   5.50  " MIGR_IMAGE_RELEASE " +\\d+ +[0-9.]+ \\w+  sound\n" + second +
                        "  rollback  " MIGR_IMAGE_RELEASE "  5.50 +\\d+ +[0-9.]+ \\w+  sound\n";
     EXPECT_TRUE(std::regex_match(run.out, std::regex(rows))) << run.out;
-    json list = json::parse(migr({"snapshots", box.root(), "--json"}).out);
+    JsonValue list = JsonValue::parse(migr({"snapshots", box.root(), "--json"}).out);
     EXPECT_EQ(list["root"], box.root());
     ASSERT_EQ(list["snapshots"].size(), 2u);
-    const json &one = list["snapshots"][1];
+    const JsonValue &one = list["snapshots"][1];
     EXPECT_EQ(one["name"], second);
     EXPECT_EQ(one["path"], path_of(second));
     EXPECT_EQ(one["before"], "rollback");
     EXPECT_EQ(one["from"], MIGR_IMAGE_RELEASE);
     EXPECT_EQ(one["to"], "5.50");
-    EXPECT_GT(one["files"], 0);
-    EXPECT_GT(one["bytes"], one["files"]);
+    EXPECT_GT(one["files"].number(), 0u);
+    EXPECT_GT(one["bytes"].number(), one["files"].number());
     EXPECT_EQ(one["trouble"], nullptr);
 }
 
@@ -176,10 +176,10 @@ TEST_F(RollbackCommand, SayWhichCannotBeUsed)
     Outcome run = migr({"snapshots", box.root()});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out.find("sound"), std::string::npos) << run.out;
-    json list = json::parse(migr({"snapshots", box.root(), "--json"}).out);
+    JsonValue list = JsonValue::parse(migr({"snapshots", box.root(), "--json"}).out);
     EXPECT_EQ(list["status"], 1);
-    EXPECT_TRUE(list["snapshots"][0]["trouble"].is_string()) << list;
-    EXPECT_NE(run.out.find(list["snapshots"][0]["trouble"].get<std::string>()), std::string::npos) << run.out;
+    EXPECT_TRUE(list["snapshots"][0]["trouble"].is_text()) << list;
+    EXPECT_NE(run.out.find(list["snapshots"][0]["trouble"].text()), std::string::npos) << run.out;
 }
 
 TEST_F(RollbackCommand, RemoveTheOldest)

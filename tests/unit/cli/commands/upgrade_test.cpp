@@ -3,10 +3,10 @@
 
 #include "command.h"
 #include "driver/migr.h"
+#include "support/json_value.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>

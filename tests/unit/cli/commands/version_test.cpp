@@ -5,12 +5,12 @@
 
 #include "appliance/inspect.h"
 #include "command.h"
+#include "support/json_value.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 using namespace support;
-using nlohmann::json;
+using support::JsonValue;
 
 TEST(Version, PrintsReleaseAndModelOfEach)
 {
@@ -47,9 +47,9 @@ TEST(Version, TellsAProgram)
     Outcome     run = migr({"version", empty, good, "--json"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "");
-    json answer = json::parse(run.out);
+    JsonValue answer = JsonValue::parse(run.out);
     EXPECT_EQ(answer["status"], 1);
-    json expected = {
+    JsonValue expected = {
         {{"file", empty},
          {"release", nullptr},
          {"model", nullptr},

@@ -1,19 +1,19 @@
 /* The plan of a file, which runs nothing: its sections, steps, stages and effects on files. */
 #include "explain/plan_effects.h"
 #include "output/release_text.h"
+#include "support/json_value.h"
 #include "support/step_sections.h"
 #include "unit/cli/command_support.h"
 #include "unit/cli/small_image.h"
 #include "walk/stages.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 using Strings = std::vector<std::string>;
 using support::holds;
 
@@ -25,9 +25,9 @@ class Plan : public support::SmallImageTest {
     {
         return run("plan", std::move(more));
     }
-    json planned() const
+    JsonValue planned() const
     {
-        return json::parse(plan({"--json"}).out);
+        return JsonValue::parse(plan({"--json"}).out);
     }
 };
 
@@ -40,27 +40,27 @@ const stage_row *row_named(const std::string &name)
     return nullptr;
 }
 
-Strings callbacks_of(const json &pass, const std::string &release)
+Strings callbacks_of(const JsonValue &pass, const std::string &release)
 {
-    for (const json &stage : pass["stages"])
+    for (const JsonValue &stage : pass["stages"])
         if (stage["release"] == release)
-            return stage["callbacks"];
+            return stage["callbacks"].texts();
     return {"no such stage"};
 }
 
-Strings effects_of(const json &pass)
+Strings effects_of(const JsonValue &pass)
 {
     Strings all;
-    for (const json &effect : pass["effects"])
-        all.push_back(effect["by"]);
+    for (const JsonValue &effect : pass["effects"])
+        all.push_back(effect["by"].text());
     return all;
 }
 
-Strings releases_of(const json &parts)
+Strings releases_of(const JsonValue &parts)
 {
     Strings all;
-    for (const json &part : parts)
-        all.push_back(part["release"]);
+    for (const JsonValue &part : parts)
+        all.push_back(part["release"].text());
     return all;
 }
 
@@ -83,9 +83,9 @@ TEST(PlanEffects, AreThoseOfRealCallbacks)
 TEST_F(Plan, TellsTheSectionsStepsAndStagesOfAFile)
 {
     config(global_file, support::headers("5.20") + "config lab desk\nend\nconfig log siem-policy\nend\n");
-    json passes = planned()["passes"];
+    JsonValue passes = planned()["passes"];
     ASSERT_EQ(1u, passes.size());
-    json pass = passes[0];
+    JsonValue pass = passes[0];
     EXPECT_EQ(global_file, pass["file"]);
     EXPECT_EQ("5.20", pass["from"]);
     EXPECT_EQ(MIGR_IMAGE_RELEASE, pass["to"]);
@@ -110,7 +110,7 @@ TEST_F(Plan, TellsTheSectionsStepsAndStagesOfAFile)
 TEST_F(Plan, CountsOnlyRulesAboutWhatTheFileHas)
 {
     config(global_file, support::headers("5.90") + "config lab bench\nend\n");
-    json sections = planned()["passes"][0]["sections"];
+    JsonValue sections = planned()["passes"][0]["sections"];
     ASSERT_EQ(1u, sections.size());
     EXPECT_EQ(2u, sections[0]["rules"]);
     EXPECT_EQ(0u, sections[0]["concerning"]);
@@ -131,8 +131,8 @@ TEST_F(Plan, RunsStagesAboveTheFilesReleaseOnly)
 TEST_F(Plan, TellsOfBothPassesOfAFileFromBefore510)
 {
     config(global_file, support::headers("5.00") + "config lab desk\nend\nconfig system certificate local\nend\n");
-    json plan = planned();
-    json passes = plan["passes"];
+    JsonValue plan = planned();
+    JsonValue passes = plan["passes"];
     ASSERT_EQ(3u, passes.size());
     EXPECT_EQ(true, passes[0]["splits"]);
     EXPECT_EQ("5.10", passes[0]["to"]);
@@ -146,23 +146,23 @@ TEST_F(Plan, TellsOfBothPassesOfAFileFromBefore510)
     EXPECT_FALSE(has(callbacks_of(passes[2], "5.80"), "_change_local_certificate"));
     EXPECT_EQ(2u, passes[2]["sections"].back()["concerning"]);
     ASSERT_EQ(1u, plan["afterwards"].size());
-    EXPECT_FALSE(holds(plan["afterwards"][0]["effect"], "each other domain"));
+    EXPECT_FALSE(holds(plan["afterwards"][0]["effect"].text(), "each other domain"));
 }
 
 TEST_F(Plan, TellsWhatHappensToFiles)
 {
     config(global_file, support::headers("5.10") + "config system certificate local\nend\nconfig wvs policy\nend\n");
     config("sys_domain.shop.conf.gz", support::headers("5.10") + "config wvs policy\nend\nconfig system dns\nend\n");
-    json    plan = planned();
-    Strings of_global = effects_of(plan["passes"][0]);
-    Strings of_shop = effects_of(plan["passes"][1]);
+    JsonValue plan = planned();
+    Strings   of_global = effects_of(plan["passes"][0]);
+    Strings   of_shop = effects_of(plan["passes"][1]);
     for (const char *callback : {"_change_local_certificate", "_encrypt_local_certificate_key", "_cleanup_old_wvs",
                                  "_remove_geo_db_dir", "_av_vir_file_copy"})
         EXPECT_TRUE(has(of_global, callback)) << callback;
     EXPECT_TRUE(has(of_shop, "_av_vir_file_copy"));
     EXPECT_FALSE(has(of_shop, "_cleanup_old_wvs")) << "it acts once in a run";
     EXPECT_FALSE(has(of_shop, "_encrypt_local_certificate_key")) << "it has no certificates";
-    EXPECT_TRUE(holds(plan["afterwards"][0]["effect"], "each other domain"));
+    EXPECT_TRUE(holds(plan["afterwards"][0]["effect"].text(), "each other domain"));
 }
 
 TEST_F(Plan, NamesTheOldCertificateFoldersOfFilesFromBefore40)
@@ -188,7 +188,7 @@ TEST_F(Plan, SaysWhatStaysAsItIs)
     EXPECT_TRUE(holds(plan().out, "sys_global.conf.gz: stays as it is. It is at " MIGR_IMAGE_RELEASE " already.\n"));
     run = plan({"--json"});
     EXPECT_EQ(1, run.status);
-    EXPECT_TRUE(json::parse(run.out)["passes"].empty());
+    EXPECT_TRUE(JsonValue::parse(run.out)["passes"].empty());
 }
 
 TEST_F(Plan, SaysWhichImageItGoesBy)

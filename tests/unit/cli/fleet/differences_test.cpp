@@ -3,43 +3,44 @@
 
 #include "fleet/result.h"
 #include "support/appliance_root.h"
+#include "support/json_value.h"
 #include "system/failure.h"
 #include "system/gzip_text.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 using namespace command;
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 
-json entry_of(const char *fate, std::vector<std::string> path, const char *before, const char *after, json causes = {0})
+JsonValue entry_of(const char *fate, std::vector<std::string> path, const char *before, const char *after,
+                   JsonValue causes = {0})
 {
     return {{"fate", fate},
             {"in", {3, 3}},
             {"path", std::move(path)},
-            {"before", before ? json(before) : json()},
+            {"before", before ? JsonValue(before) : JsonValue()},
             {"out_file", nullptr},
-            {"after", after ? json(after) : json()},
+            {"after", after ? JsonValue(after) : JsonValue()},
             {"causes", std::move(causes)}};
 }
 
-json ledger_of(json entries, json effects = json::array())
+JsonValue ledger_of(JsonValue entries, JsonValue effects = JsonValue::array())
 {
-    json cause = {{"release", "6.00"}, {"mechanism", "stage"}, {"name", "_x"}};
-    json other = {{"release", "6.10"}, {"mechanism", "delete"}, {"name", "<a>"}};
-    json file = {
+    JsonValue cause = {{"release", "6.00"}, {"mechanism", "stage"}, {"name", "_x"}};
+    JsonValue other = {{"release", "6.10"}, {"mechanism", "delete"}, {"name", "<a>"}};
+    JsonValue file = {
         {"file", "sys_global.conf.gz"}, {"result", "upgraded"}, {"account", {{"entries", std::move(entries)}}}};
-    json none = {{"file", "sys_domain.shop.conf.gz"}, {"result", "up to date"}, {"account", nullptr}};
+    JsonValue none = {{"file", "sys_domain.shop.conf.gz"}, {"result", "up to date"}, {"account", nullptr}};
     return {{"files", {file, none}}, {"causes", {cause, other}}, {"effects", std::move(effects)}};
 }
 
 /* A folder of results with one appliance after the other. */
 class Results {
   public:
-    void add(const std::string &entry, const json &ledger, EntryEnd end = EntryEnd::upgraded,
+    void add(const std::string &entry, const JsonValue &ledger, EntryEnd end = EntryEnd::upgraded,
              std::vector<CountedFinding> findings = {})
     {
         EntryResult result;
@@ -85,7 +86,7 @@ class Differences : public testing::Test {
     Interrupts interrupts;
 };
 
-const json set_x = entry_of("dropped", {"lab desk", "a", "x"}, "set x 1\n", nullptr);
+const JsonValue set_x = entry_of("dropped", {"lab desk", "a", "x"}, "set x 1\n", nullptr);
 
 } // namespace
 
@@ -101,7 +102,7 @@ TEST_F(Differences, SayWhatIsDoneNoMoreAndWhatIsNew)
     before.add("desk", ledger_of({set_x, set_x}));
     after.add("desk",
               ledger_of({set_x, entry_of("rewritten", {"lab desk", "b", "y"}, "set y 1\n", "set y 2\nz\n", {0, 1}),
-                         entry_of("added", {"lab desk", "new"}, nullptr, "edit new\n", json::array())}));
+                         entry_of("added", {"lab desk", "new"}, nullptr, "edit new\n", JsonValue::array())}));
     EXPECT_EQ(text(),
               "- dropped | 6.00 stage _x | lab desk / * / x | 1 1 desk | sys_global.conf.gz: lab desk / a / x: set "
               "x 1\n"
@@ -113,17 +114,17 @@ TEST_F(Differences, SayWhatIsDoneNoMoreAndWhatIsNew)
 TEST_F(Differences, AreFoundInAllThatIsToldOfALine)
 {
     before.add("desk", ledger_of({set_x}));
-    for (auto [name, value] : {std::pair<const char *, json>("in", {4, 4}),
+    for (auto [name, value] : {std::pair<const char *, JsonValue>("in", {4, 4}),
                                {"fate", "moved"},
                                {"path", {"lab desk", "a", "z"}},
                                {"after", "set x 2\n"},
                                {"out_file", "other"}}) {
-        json other = set_x;
+        JsonValue other = set_x;
         other[name] = value;
         after.add("desk", ledger_of({other}));
         EXPECT_EQ(found().size(), 2u) << name;
     }
-    json other = set_x;
+    JsonValue other = set_x;
     other["causes"] = {1};
     after.add("desk", ledger_of({other}));
     EXPECT_EQ(text(), "") << "who did it is no part of what was done";
@@ -132,8 +133,8 @@ TEST_F(Differences, AreFoundInAllThatIsToldOfALine)
 TEST_F(Differences, CountAppliancesAndNameTheFirst)
 {
     for (const char *entry : {"b", "a", "c"}) {
-        before.add(entry, ledger_of(json::array()));
-        after.add(entry, ledger_of(entry == std::string("c") ? json::array() : json({set_x, set_x})));
+        before.add(entry, ledger_of(JsonValue::array()));
+        after.add(entry, ledger_of(entry == std::string("c") ? JsonValue::array() : JsonValue({set_x, set_x})));
     }
     EXPECT_EQ(text(),
               "+ dropped | 6.00 stage _x | lab desk / * / x | 2 4 a | sys_global.conf.gz: lab desk / a / x: set x "
@@ -142,9 +143,9 @@ TEST_F(Differences, CountAppliancesAndNameTheFirst)
 
 TEST_F(Differences, AreThoseOfResultsFindingsAndFilesToo)
 {
-    json gone = ledger_of(json::array(), {{{"what", "removed"}, {"path", "/a"}, {"before", nullptr}},
-                                          {{"what", "moved"}, {"path", "/b"}, {"before", "/c"}}});
-    json stays = ledger_of(json::array(), {{{"what", "moved"}, {"path", "/b"}, {"before", "/d"}}});
+    JsonValue gone = ledger_of(JsonValue::array(), {{{"what", "removed"}, {"path", "/a"}, {"before", nullptr}},
+                                                    {{"what", "moved"}, {"path", "/b"}, {"before", "/c"}}});
+    JsonValue stays = ledger_of(JsonValue::array(), {{{"what", "moved"}, {"path", "/b"}, {"before", "/d"}}});
     stays["files"][1]["result"] = "upgraded";
     before.add("desk", gone, EntryEnd::upgraded, {{false, "A key.", 1, "a", "key 1"}});
     after.add("desk", stays, EntryEnd::refused, {{true, "A key.", 1, "a", "key 2"}});
@@ -171,8 +172,8 @@ TEST_F(Differences, AreOfAppliancesInBothFoldersAndOfTheirLastResults)
 
 TEST_F(Differences, NeedWholeLedgers)
 {
-    before.add("desk", ledger_of(json::array()));
-    after.add("desk", ledger_of(json::array()));
+    before.add("desk", ledger_of(JsonValue::array()));
+    after.add("desk", ledger_of(JsonValue::array()));
     for (const std::string &bytes : {std::string("damaged"), gzip("{"), gzip("{}"), gzip("1.5")}) {
         after.folder().write("/ledgers/desk.json.gz", bytes);
         try {

@@ -4,11 +4,11 @@
 
 #include "fleet/results_folder.h"
 #include "output/console.h"
+#include "support/json_value.h"
 #include "system/failure.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <csignal>
@@ -22,9 +22,9 @@ using namespace command;
 namespace {
 
 namespace fs = std::filesystem;
-using nlohmann::json;
 using support::headers;
 using support::holds;
+using support::JsonValue;
 using Strings = std::vector<std::string>;
 
 const std::string current_text = headers(MIGR_IMAGE_RELEASE) + "config lab desk\n    set height 1\nend\n";
@@ -67,13 +67,13 @@ class UpgradedEntry : public support::SmallImageTest {
         EXPECT_TRUE(fs::is_empty(path("out/.fleet"))) << "work is done";
         return result;
     }
-    json answer_of(const std::string &name) const
+    JsonValue answer_of(const std::string &name) const
     {
-        return json::parse(place.read("/out/answers/" + name + ".json"));
+        return JsonValue::parse(place.read("/out/answers/" + name + ".json"));
     }
-    json ledger_of(const std::string &name) const
+    JsonValue ledger_of(const std::string &name) const
     {
-        return json::parse(place.read_gzip("/out/ledgers/" + name + ".json.gz"));
+        return JsonValue::parse(place.read_gzip("/out/ledgers/" + name + ".json.gz"));
     }
     Strings names_in(const std::string &folder) const
     {
@@ -131,17 +131,17 @@ TEST_F(UpgradedEntry, IsAFolder)
 TEST_F(UpgradedEntry, HasAnAnswerAndALedger)
 {
     upgraded("box");
-    json answer = answer_of("box");
+    JsonValue answer = answer_of("box");
     EXPECT_EQ(answer["format"], 1);
     EXPECT_EQ(answer["entry"], "box");
     EXPECT_EQ(answer["result"], "upgraded");
     EXPECT_EQ(answer["error"], nullptr);
-    EXPECT_EQ(answer["details"], json::array());
+    EXPECT_EQ(answer["details"], JsonValue::array());
     EXPECT_EQ(answer["changed"], true);
     EXPECT_EQ(answer["snapshot"], nullptr);
     EXPECT_EQ(answer["files"].size(), 2u);
     EXPECT_EQ(answer["messages"][0], "sys_global.conf.gz: will be upgraded from 5.50 to " MIGR_IMAGE_RELEASE);
-    json ledger = ledger_of("box");
+    JsonValue ledger = ledger_of("box");
     EXPECT_EQ(ledger["files"].size(), 2u);
     EXPECT_TRUE(holds(ledger.dump(), "set old-flag 1")) << ledger;
 }

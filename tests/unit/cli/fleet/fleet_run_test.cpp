@@ -5,12 +5,12 @@
 #include "fleet/bundle.h"
 #include "fleet/entries.h"
 #include "fleet/results_folder.h"
+#include "support/json_value.h"
 #include "unit/cli/command_support.h"
 #include "unit/cli/failing_calls.h"
 #include "unit/cli/made_up_parallel.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <csignal>
@@ -165,7 +165,7 @@ TEST_F(FleetRunTest, AnswersForJobsThatGaveNone)
     EXPECT_EQ(results()[2], "c d: failed, Its process was ended by a signal (Terminated). Try it again.");
     std::string last;
     for_each_line(path("out/fleet.jsonl"), [&](const std::string &line, size_t) { last = line; });
-    nlohmann::json line = nlohmann::json::parse(last);
+    support::JsonValue line = support::JsonValue::parse(last);
     EXPECT_EQ(line["form"], "file");
     EXPECT_EQ(line["image"], identity_of(request.job).image);
 }

@@ -5,10 +5,10 @@
 #include "fleet/summary.h"
 #include "output/console.h"
 #include "support/appliance_root.h"
+#include "support/json_value.h"
 #include "system/failure.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <regex>
 
@@ -16,7 +16,7 @@ using namespace command;
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 using Strings = std::vector<std::string>;
 
 EntryResult result_of(const std::string &entry, EntryEnd end, uint64_t dropped = 0)
@@ -176,12 +176,13 @@ TEST_F(FleetIndexTest, SaysWhatItLeavesOut)
     for (char number = '0'; number <= '9'; number++)
         index.add(result_of(std::string("many") + number, EntryEnd::upgraded, 1000));
     EXPECT_EQ(said(true).find("attic            8"), std::string::npos) << "ten have lost more";
-    EXPECT_EQ(json::parse(Json(summary_json(index)).text())["worst"].size(), 10u);
+    EXPECT_EQ(JsonValue::parse(Json(summary_json(index)).text())["worst"].size(), 10u);
 }
 
 TEST_F(FleetIndexTest, IsSummedUpForPrograms)
 {
-    EXPECT_EQ(json::parse(Json(summary_json(index)).text()), json::parse(R"({"upgraded": 2, "current": 0, "refused": 1,
+    EXPECT_EQ(JsonValue::parse(Json(summary_json(index)).text()),
+              JsonValue::parse(R"({"upgraded": 2, "current": 0, "refused": 1,
         "failed": 1,
         "reasons": [{"cause": "No file.", "kind": null, "appliances": 2, "count": 3, "first": "barn",
                      "example": "c is none"},

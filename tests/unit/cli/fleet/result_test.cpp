@@ -3,13 +3,13 @@
 #include "fleet/result.h"
 
 #include "appliance/root.h"
+#include "support/json_value.h"
 #include "unit/cli/command_support.h"
 #include "unit/cli/report/made_up_account.h"
 
 #include <cerrno>
 #include <csignal>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 using namespace command;
 
@@ -157,7 +157,7 @@ TEST(CountsOfAnEntry, AreThoseOfAllFilesAndOfWhoDroppedLines)
 TEST(LineOfAnEntry, HasAllOfItAndComesBack)
 {
     std::string line = line_of(full_result());
-    EXPECT_EQ(nlohmann::json::parse(line), nlohmann::json::parse(R"({"entry": "desk", "form": "archive",
+    EXPECT_EQ(support::JsonValue::parse(line), support::JsonValue::parse(R"({"entry": "desk", "form": "archive",
         "input": "input", "image": "image", "version": "version", "options": "options", "result": "refused",
         "output": "appliances/desk", "seconds": 1.5, "host": "here", "lines": 11, "rewritten": 12, "dropped": 13,
         "added": 14,
@@ -181,7 +181,7 @@ TEST(LineOfAnEntry, HasAWordForEachEnd)
         result.end = end;
         result.output = "";
         EXPECT_STREQ(name_of(end), word);
-        EXPECT_EQ(nlohmann::json::parse(line_of(result))["result"], word);
+        EXPECT_EQ(support::JsonValue::parse(line_of(result))["result"], word);
         EXPECT_EQ(result_from(line_of(result)).end, end);
         EXPECT_EQ(result_from(line_of(result)).output, "");
     }
@@ -199,19 +199,19 @@ TEST(LineOfAnEntry, IsNothingElse)
         return std::string("none");
     };
     EXPECT_TRUE(fault_of("{").starts_with("This is no line of results: "));
-    nlohmann::json line = nlohmann::json::parse(line_of(full_result()));
-    for (const auto &[name, value] : line.items()) {
-        nlohmann::json without = line;
+    support::JsonValue line = support::JsonValue::parse(line_of(full_result()));
+    for (const std::string &name : line.names()) {
+        support::JsonValue without = line;
         without.erase(name);
         EXPECT_TRUE(fault_of(without.dump()).starts_with("This is no line of results: ")) << name;
     }
-    nlohmann::json odd = line;
+    support::JsonValue odd = line;
     odd["result"] = "odd";
     EXPECT_EQ(fault_of(odd.dump()), "There is no result \"odd\".");
     for (const char *count : {"/lines", "/rewritten", "/dropped", "/added", "/findings/1/count", "/causes/1/lines"})
         for (const char *number : {"1.5", "2.0", "8e70", "-3", "18446744073709551616", "\"3\"", "true", "null"}) {
             odd = line;
-            odd[nlohmann::json::json_pointer(count)] = nlohmann::json::parse(number);
+            odd.at_path(count) = support::JsonValue::parse(number);
             std::string name = std::string(count).substr(std::string(count).rfind('/') + 1);
             EXPECT_EQ(fault_of(odd.dump()),
                       "This is no line of results: its \"" + name + "\" is no whole number from 0 on.")

@@ -8,12 +8,12 @@
  */
 #include "driver/run_context.h"
 #include "image/lint.h"
+#include "support/json_value.h"
 #include "support/places.h"
 #include "support/step_sections.h"
 #include "unit/cli/command_support.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <filesystem>
@@ -230,7 +230,7 @@ TEST(LintCommand, AnswersAsJson)
     std::string file = unordered.path();
     Outcome     run = run_lint({"--json", "--release", "6.21", file});
     EXPECT_EQ(1, run.status);
-    auto answer = nlohmann::json::parse(run.out);
+    auto answer = support::JsonValue::parse(run.out);
     EXPECT_EQ(1, answer["format"]);
     EXPECT_EQ("lint", answer["command"]);
     EXPECT_EQ(1, answer["status"]);
@@ -243,13 +243,13 @@ TEST(LintCommand, AnswersAsJson)
     EXPECT_EQ(step_releases().size() + 2, answer["findings"][0]["line"]);
     EXPECT_EQ(1, answer["findings"][0]["column"]);
     EXPECT_EQ("error", answer["findings"][0]["severity"]);
-    EXPECT_TRUE(answer["findings"][0]["text"].get<std::string>().starts_with("section 5.51 stands behind"));
+    EXPECT_TRUE(answer["findings"][0]["text"].text().starts_with("section 5.51 stands behind"));
 
     run = run_lint({"--json", "/nonexistent/update_config"});
     EXPECT_EQ(2, run.status);
-    answer = nlohmann::json::parse(run.out);
+    answer = support::JsonValue::parse(run.out);
     EXPECT_EQ(2, answer["status"]);
-    EXPECT_TRUE(answer["error"].get<std::string>().starts_with("/nonexistent/update_config: cannot read it"));
+    EXPECT_TRUE(answer["error"].text().starts_with("/nonexistent/update_config: cannot read it"));
     EXPECT_FALSE(answer.contains("findings"));
 }
 

@@ -3,10 +3,10 @@
 
 #include "output/console.h"
 #include "output/json.h"
+#include "support/json_value.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 using namespace support;
 using command::Json;
@@ -42,7 +42,7 @@ TEST(Json, EveryKindOfValue)
 TEST(Json, TextsAreMadePrintable)
 {
     std::string hostile("\x1b[2J\xff\n\"\0end", 11);
-    auto        read = [](const Json &json) { return nlohmann::json::parse(json.text()).get<std::string>(); };
+    auto        read = [](const Json &json) { return support::JsonValue::parse(json.text()).text(); };
     EXPECT_EQ(read(hostile), "\\x1b[2J\\xff\\n\"\\x00end");
     EXPECT_EQ(read("\xc3\xa4"), "\xc3\xa4");
     EXPECT_EQ(Json("\xc3\xa4").text(), "\"\\u00e4\"\n");
@@ -58,26 +58,26 @@ TEST(Json, TheAnswerOfACommand)
     command::complain("second");
     command::print_answer("plan", command::Status::left_alone, {{"files", 3}});
     command::keep_lines(false);
-    EXPECT_EQ(nlohmann::json::parse(testing::internal::GetCapturedStdout()),
-              (nlohmann::json{{"format", 1},
-                              {"command", "plan"},
-                              {"status", 1},
-                              {"error", nullptr},
-                              {"messages", {"first \\x07", "second"}},
-                              {"files", 3}}));
+    EXPECT_EQ(support::JsonValue::parse(testing::internal::GetCapturedStdout()),
+              (support::JsonValue{{"format", 1},
+                                  {"command", "plan"},
+                                  {"status", 1},
+                                  {"error", nullptr},
+                                  {"messages", {"first \\x07", "second"}},
+                                  {"files", 3}}));
 }
 
 TEST(Json, TheAnswerOfACommandThatFailed)
 {
     testing::internal::CaptureStdout();
     command::print_failure(nullptr, {command::Status::unusable, "no \x1b folder", {"why"}});
-    EXPECT_EQ(nlohmann::json::parse(testing::internal::GetCapturedStdout()),
-              (nlohmann::json{{"format", 1},
-                              {"command", nullptr},
-                              {"status", 2},
-                              {"error", "no \\x1b folder"},
-                              {"messages", nlohmann::json::array()},
-                              {"details", {"why"}}}));
+    EXPECT_EQ(support::JsonValue::parse(testing::internal::GetCapturedStdout()),
+              (support::JsonValue{{"format", 1},
+                                  {"command", nullptr},
+                                  {"status", 2},
+                                  {"error", "no \\x1b folder"},
+                                  {"messages", support::JsonValue::array()},
+                                  {"details", {"why"}}}));
 }
 
 TEST(Json, AnEmptyTextMayMeanNothing)

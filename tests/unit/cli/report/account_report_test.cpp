@@ -2,10 +2,10 @@
 #include "report/account_report.h"
 
 #include "output/console.h"
+#include "support/json_value.h"
 #include "unit/cli/report/made_up_account.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <functional>
 
@@ -14,7 +14,7 @@ using support::made_up_account;
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 
 std::string said_by(const std::function<void()> &work)
 {
@@ -57,14 +57,14 @@ AccountView view_of(std::initializer_list<bool AccountView::*> fates)
 /* "0.1": the second entry of the first file. */
 std::string places_of(const AccountView &view)
 {
-    json        shown = json::parse(Json(to_json(made_up_account(), causes(), view)).text());
+    JsonValue   shown = JsonValue::parse(Json(to_json(made_up_account(), causes(), view)).text());
     Account     account = made_up_account();
     std::string places;
     for (size_t file = 0; file < account.files.size(); file++)
-        for (const json &entry : shown["files"][file]["entries"]) {
+        for (const JsonValue &entry : shown["files"][file]["entries"]) {
             const std::vector<AccountEntry> &all = account.files[file].entries;
             auto                             is_it = [&](const AccountEntry &one) {
-                return word(one.fate) == entry["fate"] && json(one.path) == entry["path"];
+                return word(one.fate) == entry["fate"] && JsonValue(one.path) == entry["path"];
             };
             places += (places.empty() ? "" : " ") + std::to_string(file) + "." +
                       std::to_string(std::find_if(all.begin(), all.end(), is_it) - all.begin());
@@ -198,44 +198,44 @@ TEST(AccountEntries, AreShownByWhereTheyStandAndByTheirCauses)
 
 TEST(AccountForPrograms, HasAllOfAnEntry)
 {
-    json  shown = json::parse(Json(to_json(made_up_account(), causes(), everything())).text());
-    json &entries = shown["files"][0]["entries"];
-    json  cause = {
+    JsonValue  shown = JsonValue::parse(Json(to_json(made_up_account(), causes(), everything())).text());
+    JsonValue &entries = shown["files"][0]["entries"];
+    JsonValue  cause = {
          {"release", "6.00"}, {"mechanism", "modify"}, {"name", "<lab>,<desk>"}, {"line", 3}, {"kind", "protection"}};
-    EXPECT_EQ(entries[2], json({{"fate", "rewritten"},
-                                {"in", {5, 6}},
-                                {"in_end", nullptr},
-                                {"out", {8, 9}},
-                                {"out_end", nullptr},
-                                {"out_file", nullptr},
-                                {"path", {"lab desk", "passwd"}},
-                                {"causes",
-                                 {{{"release", "5.91"},
-                                   {"mechanism", "stage"},
-                                   {"name", "_made_up"},
-                                   {"line", nullptr},
-                                   {"kind", "housekeeping"}},
-                                  cause}},
-                                {"before", "set passwd (hidden)\n"},
-                                {"after", "set passwd (hidden)\n"},
-                                {"copied_from", nullptr},
-                                {"from_file", nullptr},
-                                {"reason", nullptr},
-                                {"by_hand", true}}));
+    EXPECT_EQ(entries[2], JsonValue({{"fate", "rewritten"},
+                                     {"in", {5, 6}},
+                                     {"in_end", nullptr},
+                                     {"out", {8, 9}},
+                                     {"out_end", nullptr},
+                                     {"out_file", nullptr},
+                                     {"path", {"lab desk", "passwd"}},
+                                     {"causes",
+                                      {{{"release", "5.91"},
+                                        {"mechanism", "stage"},
+                                        {"name", "_made_up"},
+                                        {"line", nullptr},
+                                        {"kind", "housekeeping"}},
+                                       cause}},
+                                     {"before", "set passwd (hidden)\n"},
+                                     {"after", "set passwd (hidden)\n"},
+                                     {"copied_from", nullptr},
+                                     {"from_file", nullptr},
+                                     {"reason", nullptr},
+                                     {"by_hand", true}}));
     EXPECT_EQ(entries[0]["in_end"], 19);
     EXPECT_EQ(entries[0]["out_end"], 21);
     EXPECT_EQ(entries[0]["before"], nullptr);
     EXPECT_EQ(entries[1]["out_file"], "sys_global.conf.gz");
     EXPECT_EQ(entries[1]["by_hand"], nullptr);
     EXPECT_EQ(entries[3]["by_hand"], false);
-    json &global = shown["files"][1]["entries"];
+    JsonValue &global = shown["files"][1]["entries"];
     EXPECT_EQ(global[1]["in"], nullptr);
-    EXPECT_EQ(global[1]["copied_from"], json({22, 23}));
+    EXPECT_EQ(global[1]["copied_from"], JsonValue({22, 23}));
     EXPECT_EQ(global[1]["from_file"], "/data/etc/bulb");
     EXPECT_EQ(global[2]["reason"], "no longer there");
     AccountView open = everything();
     open.show_secrets = true;
-    shown = json::parse(Json(to_json(made_up_account(), causes(), open)).text());
+    shown = JsonValue::parse(Json(to_json(made_up_account(), causes(), open)).text());
     EXPECT_EQ(shown["files"][0]["entries"][2]["after"], "set passwd \"shut\nsesame\"\n");
 }
 
@@ -244,8 +244,8 @@ TEST(AccountForPrograms, HasTheNumbersOfLinesAndWhatWasDoneToFiles)
     Account account = made_up_account();
     account.files[1].unexplained = 81;
     account.is_incomplete = true;
-    json shown = json::parse(Json(to_json(account, causes(), view_of({}))).text());
-    json global = {
+    JsonValue shown = JsonValue::parse(Json(to_json(account, causes(), view_of({}))).text());
+    JsonValue global = {
         {"file", "sys_global.conf.gz"},
         {"before", nullptr},
         {"after", "6.21"},
@@ -259,19 +259,19 @@ TEST(AccountForPrograms, HasTheNumbersOfLinesAndWhatWasDoneToFiles)
           {"unread", 0}}},
         {"out", {{"lines", 71}, {"kept", 72}, {"moved", 73}, {"rewritten", 74}, {"added", 75}, {"layout", 76}}},
         {"unexplained", 81}};
-    EXPECT_EQ(json::parse(Json(counts_json(account)).text())[1], global);
-    global["entries"] = json::array();
+    EXPECT_EQ(JsonValue::parse(Json(counts_json(account)).text())[1], global);
+    global.set("entries", JsonValue::array());
     EXPECT_EQ(shown["files"][1], global);
     EXPECT_EQ(shown["files"][0]["before"], "5.50");
     EXPECT_EQ(shown["incomplete"], true);
-    json moved = {
+    JsonValue moved = {
         {"path", "/data/new"}, {"what", "moved"}, {"before", "/data/old"}, {"release", "5.91"}, {"name", "_made_up"}};
-    json removed = {{"path", "/data/gone"},
-                    {"what", "removed"},
-                    {"before", nullptr},
-                    {"release", "6.00"},
-                    {"name", "<lab>,<desk>"}};
-    EXPECT_EQ(shown["effects"], json({moved, removed}));
+    JsonValue removed = {{"path", "/data/gone"},
+                         {"what", "removed"},
+                         {"before", nullptr},
+                         {"release", "6.00"},
+                         {"name", "<lab>,<desk>"}};
+    EXPECT_EQ(shown["effects"], JsonValue({moved, removed}));
 }
 
 TEST(AccountTables, HaveARowForEachFile)

@@ -1,10 +1,10 @@
 /* The rows of a report's page, from small accounts. A browser looks at whole pages in tests/browser. */
 #include "report/page.h"
 #include "report/page_rows.h"
+#include "support/json_value.h"
 #include "system/failure.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <openssl/evp.h>
 
 #include <functional>
@@ -15,7 +15,7 @@ using namespace command;
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 
 size_t count_of(const std::string &text, const std::string &part)
 {
@@ -52,13 +52,13 @@ PageChange change(char mark, uint32_t in, uint32_t out, const std::string &befor
 
 /* ---- ledgers ---- */
 
-json lines_in(unsigned lines, unsigned kept, unsigned dropped)
+JsonValue lines_in(unsigned lines, unsigned kept, unsigned dropped)
 {
     return {{"lines", lines},     {"kept", kept}, {"moved", 0}, {"rewritten", 0},
             {"dropped", dropped}, {"layout", 0},  {"unread", 0}};
 }
 
-json dropped_entry(const std::string &name, const std::string &before, json by_hand = nullptr)
+JsonValue dropped_entry(const std::string &name, const std::string &before, JsonValue by_hand = nullptr)
 {
     return {{"fate", "dropped"},          {"in", {3, 3}},
             {"in_end", nullptr},          {"out", nullptr},
@@ -69,14 +69,14 @@ json dropped_entry(const std::string &name, const std::string &before, json by_h
             {"reason", nullptr},          {"by_hand", std::move(by_hand)}};
 }
 
-json file_of(const std::string &name, json entries)
+JsonValue file_of(const std::string &name, JsonValue entries)
 {
     return {{"file", name},
             {"before", "5.50"},
             {"after", "6.21"},
             {"result", "upgraded"},
-            {"reasons", json::array()},
-            {"warnings", json::array()},
+            {"reasons", JsonValue::array()},
+            {"warnings", JsonValue::array()},
             {"account",
              {{"file", name},
               {"before", "5.50"},
@@ -86,33 +86,33 @@ json file_of(const std::string &name, json entries)
               {"unexplained", 0},
               {"entries", std::move(entries)},
               {"unchanged", {{1, 1, 2}, {4, 3, 1}}},
-              {"continued", json::array()},
+              {"continued", JsonValue::array()},
               {"text", "config lab desk\n    set height 70\nend\n"}}}};
 }
 
-json ledger_of(json files)
+JsonValue ledger_of(JsonValue files)
 {
-    json cause = {{"release", "6.00"}, {"mechanism", "stage"},   {"name", "_drop_tint"},
-                  {"line", nullptr},   {"kind", "housekeeping"}, {"sentence", "Desks lost their tint."}};
+    JsonValue cause = {{"release", "6.00"}, {"mechanism", "stage"},   {"name", "_drop_tint"},
+                       {"line", nullptr},   {"kind", "housekeeping"}, {"sentence", "Desks lost their tint."}};
     return {{"subject", "/srv/saved/box"},
             {"made", "2026-11-22T10:00:00Z"},
             {"done", false},
             {"snapshot", nullptr},
-            {"image", {{"folder", "/image"}, {"release", "6.21"}, {"files", json::array()}}},
+            {"image", {{"folder", "/image"}, {"release", "6.21"}, {"files", JsonValue::array()}}},
             {"releases", {"6.00", "6.21"}},
             {"summary", "1 line was dropped."},
             {"files", std::move(files)},
-            {"causes", json::array({cause})},
-            {"effects", json::array()},
+            {"causes", JsonValue::array({cause})},
+            {"effects", JsonValue::array()},
             {"incomplete", false}};
 }
 
-json shop_ledger()
+JsonValue shop_ledger()
 {
     return ledger_of({file_of("sys_domain.shop.conf.gz", {dropped_entry("tint", "    set tint green\n")})});
 }
 
-std::string page_of(const json &ledger)
+std::string page_of(const JsonValue &ledger)
 {
     return report_page(ledger.dump());
 }
@@ -337,7 +337,7 @@ TEST(Page, SaysWhatComesOfAnUpgrade)
 
 TEST(Page, SaysWhatNeedsALook)
 {
-    json ledger =
+    JsonValue ledger =
         ledger_of({file_of("sys_domain.shop.conf.gz", {dropped_entry("tint", "    set tint green\n", true)})});
     ledger["done"] = true;
     ledger["files"][0]["warnings"] = {"line 2: lab desk / height refers to \"x\".",
@@ -353,7 +353,7 @@ TEST(Page, SaysWhatNeedsALook)
 
 TEST(Page, DoesNotCallALossOfProtectionNothing)
 {
-    json ledger = shop_ledger();
+    JsonValue ledger = shop_ledger();
     ledger["causes"][0]["kind"] = "protection";
     std::string page = page_of(ledger);
     EXPECT_TRUE(holds(page, "<p class=\"verdict look\">"));
@@ -363,7 +363,7 @@ TEST(Page, DoesNotCallALossOfProtectionNothing)
 TEST(Page, CallsALossSeriousByWhatItIsAbout)
 {
     for (const char *kind : {"protection", "credentials", "network", "logging", "appearance", "rule", "housekeeping"}) {
-        json ledger = shop_ledger();
+        JsonValue ledger = shop_ledger();
         ledger["causes"][0]["kind"] = kind;
         bool is_serious = kind == std::string("protection") || kind == std::string("credentials");
         EXPECT_EQ(holds(page_of(ledger), "Settings of protection or credentials were dropped."), is_serious) << kind;
@@ -381,7 +381,7 @@ TEST(Page, IsNamedForItsSubject)
                                  {"b", "b"},
                                  {"/", "This appliance"},
                                  {"", "This appliance"}}) {
-        json ledger = shop_ledger();
+        JsonValue ledger = shop_ledger();
         ledger["subject"] = subject;
         EXPECT_TRUE(holds(page_of(ledger), "<title>" + std::string(name) + ": from 5.50 to 6.21</title>")) << subject;
         EXPECT_TRUE(holds(page_of(ledger), "<dt>Of</dt><dd><code>" + std::string(subject) + "</code>"));
@@ -390,9 +390,9 @@ TEST(Page, IsNamedForItsSubject)
 
 TEST(Page, GoesByTheReleaseOfTheGlobalFile)
 {
-    json ledger =
-        ledger_of({file_of("sys_domain.a.conf.gz", json::array()), file_of("sys_global.conf.gz", json::array()),
-                   file_of("sys_domain.b.conf.gz", json::array())});
+    JsonValue ledger = ledger_of({file_of("sys_domain.a.conf.gz", JsonValue::array()),
+                                  file_of("sys_global.conf.gz", JsonValue::array()),
+                                  file_of("sys_domain.b.conf.gz", JsonValue::array())});
     ledger["files"][1]["before"] = "5.20";
     ledger["files"][2]["before"] = "5.30";
     EXPECT_TRUE(holds(page_of(ledger), "<title>box: from 5.20 to 6.21</title>"));
@@ -404,9 +404,9 @@ TEST(Page, GoesByTheReleaseOfTheGlobalFile)
 
 TEST(Page, HasNoLinkForAWarningOfNoLine)
 {
-    json ledger = shop_ledger();
+    JsonValue ledger = shop_ledger();
     ledger["files"][0]["warnings"] = {"line 0: odd.", "lines are odd.", "line 2 of the old text: odd."};
-    ledger["files"].push_back(file_of("sys_domain.bad.conf.gz", json::array()));
+    ledger["files"].push_back(file_of("sys_domain.bad.conf.gz", JsonValue::array()));
     ledger["files"][1]["account"] = nullptr;
     ledger["files"][1]["warnings"] = {"line 1: odd."};
     std::string page = page_of(ledger);
@@ -417,19 +417,19 @@ TEST(Page, HasNoLinkForAWarningOfNoLine)
 
 TEST(Page, HasFilesUnderShortNames)
 {
-    json ledger =
-        ledger_of({file_of("sys_domain.aZ-09_x.conf.gz", json::array()), file_of("sys_global.conf", json::array()),
-                   file_of("odd", json::array()), file_of("sys_domain..conf.gz", json::array()),
-                   file_of("sys_domain.A[`{@/:.conf.gz", json::array())});
+    JsonValue ledger = ledger_of({file_of("sys_domain.aZ-09_x.conf.gz", JsonValue::array()),
+                                  file_of("sys_global.conf", JsonValue::array()), file_of("odd", JsonValue::array()),
+                                  file_of("sys_domain..conf.gz", JsonValue::array()),
+                                  file_of("sys_domain.A[`{@/:.conf.gz", JsonValue::array())});
     EXPECT_EQ(all_of(page_of(ledger), " data-file=\"([^\"]*)\""),
               (std::set<std::string>{"aZ-09_x", "global", "odd", "file", "A______"}));
 }
 
 TEST(Page, GivesTheReasonAtTheEntryOfASignatureListAlone)
 {
-    json entry = dropped_entry("1", "    edit 1\n");
+    JsonValue entry = dropped_entry("1", "    edit 1\n");
     entry["reason"] = "out of use";
-    json set = dropped_entry("status", "        set status enable\n");
+    JsonValue set = dropped_entry("status", "        set status enable\n");
     set["in"] = {4, 4}, set["reason"] = "out of use";
     std::string page = page_of(ledger_of({file_of("sys_domain.shop.conf.gz", {entry, set})}));
     EXPECT_EQ(count_of(between(page, "<ul class=\"signatures\">", "</ul>"), "out of use"), 1U);
@@ -439,13 +439,13 @@ TEST(Page, GivesTheReasonAtTheEntryOfASignatureListAlone)
 
 TEST(Page, SaysWhichFilesWereNotUpgraded)
 {
-    json ledger = shop_ledger();
+    JsonValue ledger = shop_ledger();
     ledger["files"].push_back({{"file", "sys_domain.bad.conf.gz"},
                                {"before", nullptr},
                                {"after", nullptr},
                                {"result", "not upgraded"},
                                {"reasons", {"It has no version line."}},
-                               {"warnings", json::array()},
+                               {"warnings", JsonValue::array()},
                                {"account", nullptr}});
     std::string page = page_of(ledger);
     EXPECT_TRUE(holds(
@@ -462,9 +462,10 @@ TEST(Page, SaysWhichFilesWereNotUpgraded)
 
 TEST(Page, LeadsEveryLinkSomewhere)
 {
-    json ledger = ledger_of({file_of("sys_domain.shop.conf.gz", {dropped_entry("tint", "    set tint green\n", true)}),
-                             file_of("sys_domain.sh?p.conf.gz", {dropped_entry("tint", "    set tint green\n")}),
-                             file_of("sys_domain.sh_p.conf.gz", {dropped_entry("tint", "    set tint green\n")})});
+    JsonValue ledger =
+        ledger_of({file_of("sys_domain.shop.conf.gz", {dropped_entry("tint", "    set tint green\n", true)}),
+                   file_of("sys_domain.sh?p.conf.gz", {dropped_entry("tint", "    set tint green\n")}),
+                   file_of("sys_domain.sh_p.conf.gz", {dropped_entry("tint", "    set tint green\n")})});
     ledger["files"][0]["warnings"] = {"line 2: look."};
     ledger["effects"] = {{{"path", "/a"}, {"what", "moved"}, {"before", "/b"}, {"cause", 0}}};
     std::string           page = page_of(ledger);
@@ -492,10 +493,10 @@ TEST(Page, TakesNoTextForMarkup)
 {
     static const std::string hostile =
         "\"'></pre></script><script>alert(1)</script><img src=x onerror=alert(1)>&amp;{{NAME}}\x01\xe2\x80\xae";
-    json                  ledger = shop_ledger();
-    json                 &file = ledger["files"][0];
+    JsonValue             ledger = shop_ledger();
+    JsonValue            &file = ledger["files"][0];
     std::set<std::string> tags = tags_of(page_of(ledger));
-    json                  entry = dropped_entry(hostile, "    set " + hostile + "\n");
+    JsonValue             entry = dropped_entry(hostile, "    set " + hostile + "\n");
     entry["reason"] = hostile;
     entry["from_file"] = hostile;
     file["file"] = "sys_domain." + hostile + ".conf.gz";
@@ -526,7 +527,7 @@ TEST(Page, IsMadeOfLedgersOnly)
 {
     for (const char *text : {"", "{}", "[1]", "{\"subject\": 7}"})
         EXPECT_THROW(report_page(text), Failure) << text;
-    json ledger = shop_ledger();
+    JsonValue ledger = shop_ledger();
     ledger["files"][0]["account"]["entries"][0]["causes"] = {9};
     EXPECT_THROW(page_of(ledger), Failure);
 }
@@ -534,20 +535,20 @@ TEST(Page, IsMadeOfLedgersOnly)
 TEST(Page, RefusesNumbersBeyondAllLines)
 {
     constexpr uint32_t huge = 4294967295;
-    json               runs = shop_ledger(), continued = shop_ledger(), span = shop_ledger(), end = shop_ledger();
+    JsonValue          runs = shop_ledger(), continued = shop_ledger(), span = shop_ledger(), end = shop_ledger();
     runs["files"][0]["account"]["unchanged"] = {{huge, 1, 7}};
     continued["files"][0]["account"]["continued"] = {{1, huge}};
     span["files"][0]["account"]["entries"][0]["in"] = {huge, huge};
     end["files"][0]["account"]["entries"][0]["in_end"] = huge;
-    for (const json &ledger : {runs, continued, span, end})
+    for (const JsonValue &ledger : {runs, continued, span, end})
         EXPECT_THROW(page_of(ledger), Failure);
 }
 
 TEST(Page, RefusesLinesThatAreNone)
 {
     constexpr uint32_t beyond = (1U << 26) + 1;
-    auto               fault_of = [](const std::function<void(json &)> &change) {
-        json ledger = shop_ledger();
+    auto               fault_of = [](const std::function<void(JsonValue &)> &change) {
+        JsonValue ledger = shop_ledger();
         change(ledger["files"][0]["account"]);
         try {
             page_of(ledger);
@@ -557,25 +558,25 @@ TEST(Page, RefusesLinesThatAreNone)
         return std::string("none");
     };
     std::string ahead = "This is no ledger of an upgrade, or one of another migr: ";
-    for (const json &run :
-         {json({beyond, 1, 1}), json({1, beyond, 1}), json({1, 1, beyond}), json({1, 1}), json({1, 1, 1, 1})})
-        EXPECT_EQ(fault_of([&](json &account) { account["unchanged"] = json::array({run}); }),
+    for (const JsonValue &run : {JsonValue({beyond, 1, 1}), JsonValue({1, beyond, 1}), JsonValue({1, 1, beyond}),
+                                 JsonValue({1, 1}), JsonValue({1, 1, 1, 1})})
+        EXPECT_EQ(fault_of([&](JsonValue &account) { account["unchanged"] = JsonValue::array({run}); }),
                   ahead + "a run of lines is no run");
-    EXPECT_EQ(fault_of([&](json &account) {
+    EXPECT_EQ(fault_of([&](JsonValue &account) {
                   account["continued"] = {{2, beyond}};
               }),
               ahead + "a value goes on beyond all lines");
-    EXPECT_EQ(fault_of([&](json &account) { account["entries"][0]["in_end"] = beyond; }),
+    EXPECT_EQ(fault_of([&](JsonValue &account) { account["entries"][0]["in_end"] = beyond; }),
               ahead + "a line has a number beyond all lines");
-    EXPECT_EQ(fault_of([&](json &account) {
+    EXPECT_EQ(fault_of([&](JsonValue &account) {
                   account["entries"][0]["in"] = {3, beyond};
               }),
               ahead + "a line has a number beyond all lines");
-    EXPECT_EQ(fault_of([](json &account) {
+    EXPECT_EQ(fault_of([](JsonValue &account) {
                   account["entries"][0]["in"] = {3, 2};
               }),
               ahead + "lines end ahead of their beginning");
-    EXPECT_EQ(fault_of([](json &account) { account["entries"][0]["causes"] = {9}; }),
+    EXPECT_EQ(fault_of([](JsonValue &account) { account["entries"][0]["causes"] = {9}; }),
               ahead + "it names what it does not hold");
 }
 
@@ -583,8 +584,8 @@ TEST(Page, RefusesLinesThatAreNone)
 TEST(Page, BearsWrongLineNumbers)
 {
     for (unsigned line : {0U, 1U, 2U, 900U}) {
-        json  ledger = shop_ledger();
-        json &account = ledger["files"][0]["account"];
+        JsonValue  ledger = shop_ledger();
+        JsonValue &account = ledger["files"][0]["account"];
         account["unchanged"] = {{line, line, 7}};
         account["continued"] = {{line, line}};
         account["entries"][0]["in_end"] = line;

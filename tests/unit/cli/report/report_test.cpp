@@ -4,15 +4,15 @@
 #include "driver/run_context.h"
 #include "output/console.h"
 #include "support/image_line.h"
+#include "support/json_value.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 using namespace command;
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 
 FileOutcome file_of(const char *name, Result result)
 {
@@ -143,29 +143,29 @@ TEST(ReportOfUpgrade, IsTheSameForPrograms)
     Account account;
     account.files.resize(1);
     account.files[0].file = "sys_global.conf.gz";
-    json answer = json::parse(Json(answer_members(outcome, account)).text());
+    JsonValue answer = JsonValue::parse(Json(answer_members(outcome, account)).text());
     EXPECT_EQ(answer["accounts"].size(), 1u);
     answer.erase("accounts");
-    json file = {{"file", "sys_global.conf.gz"},
-                 {"before", "5.50"},
-                 {"after", "6.21"},
-                 {"result", "upgraded"},
-                 {"reasons", {"it is odd"}},
-                 {"warnings", {"a key is gone"}},
-                 {"size", 1234},
-                 {"seconds", 2.34}};
-    EXPECT_EQ(answer, json({{"root", "/srv/box"},
-                            {"image", "/srv/image"},
-                            {"image_release", MIGR_IMAGE_RELEASE},
-                            {"dry_run", false},
-                            {"changed", true},
-                            {"snapshot", "/srv/box/var/lib/migr/snapshots/1"},
-                            {"files", json::array({file})},
-                            {"notes", {"first"}}}));
+    JsonValue file = {{"file", "sys_global.conf.gz"},
+                      {"before", "5.50"},
+                      {"after", "6.21"},
+                      {"result", "upgraded"},
+                      {"reasons", {"it is odd"}},
+                      {"warnings", {"a key is gone"}},
+                      {"size", 1234},
+                      {"seconds", 2.34}};
+    EXPECT_EQ(answer, JsonValue({{"root", "/srv/box"},
+                                 {"image", "/srv/image"},
+                                 {"image_release", MIGR_IMAGE_RELEASE},
+                                 {"dry_run", false},
+                                 {"changed", true},
+                                 {"snapshot", "/srv/box/var/lib/migr/snapshots/1"},
+                                 {"files", JsonValue::array({file})},
+                                 {"notes", {"first"}}}));
     outcome.snapshot.clear();
     outcome.dry_run = true;
     outcome.changed = false;
-    answer = json::parse(Json(answer_members(outcome, account)).text());
+    answer = JsonValue::parse(Json(answer_members(outcome, account)).text());
     EXPECT_EQ(answer["snapshot"], nullptr);
     EXPECT_EQ(answer["dry_run"], true);
     EXPECT_EQ(answer["changed"], false);

@@ -2,12 +2,12 @@
 #include "report/stored_account.h"
 
 #include "driver/run_context.h"
+#include "support/json_value.h"
 #include "system/failure.h"
 #include "system/gzip_text.h"
 #include "unit/cli/report/made_up_account.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <functional>
 
@@ -15,11 +15,11 @@ using namespace command;
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 
-json stored_json()
+JsonValue stored_json()
 {
-    return json::parse(gunzip(stored_account(support::made_up_account())).value());
+    return JsonValue::parse(gunzip(stored_account(support::made_up_account())).value());
 }
 
 /* The message of its failure; none when it is an account. */
@@ -34,9 +34,9 @@ std::string fault_of(const std::string &bytes)
     return "";
 }
 
-std::string fault_with(const std::function<void(json &)> &change)
+std::string fault_with(const std::function<void(JsonValue &)> &change)
 {
-    json value = stored_json();
+    JsonValue value = stored_json();
     change(value);
     return fault_of(gzip(value.dump()));
 }
@@ -99,24 +99,24 @@ TEST(StoredAccount, ComesBackWithoutWhatWasKept)
 /* It lies on disks of appliances until a later version reads it. */
 TEST(StoredAccount, HasThatForm)
 {
-    json value = stored_json();
+    JsonValue value = stored_json();
     EXPECT_EQ(value["form"], 1);
-    EXPECT_EQ(value["authors"][1], json({MIGR_RELEASE(6, 0), "modify", "<lab>,<desk>", 3}));
-    EXPECT_EQ(value["effects"][0], json({"moved", "/data/new", "/data/old", 0}));
+    EXPECT_EQ(value["authors"][1], JsonValue({MIGR_RELEASE(6, 0), "modify", "<lab>,<desk>", 3}));
+    EXPECT_EQ(value["effects"][0], JsonValue({"moved", "/data/new", "/data/old", 0}));
     EXPECT_EQ(value["incomplete"], false);
-    EXPECT_EQ(value["files"][0]["in"], json({41, 42, 43, 44, 45, 0, 46, 0}));
-    EXPECT_EQ(value["files"][0]["entries"][1], json({{"fate", 2},
-                                                     {"in", {5, 6, 0}},
-                                                     {"out", {8, 9, 0}},
-                                                     {"out_file", ""},
-                                                     {"path", {"lab desk", "passwd"}},
-                                                     {"causes", {0, 1}},
-                                                     {"before", "set passwd \"open\nsesame\"\n"},
-                                                     {"after", "set passwd \"shut\nsesame\"\n"},
-                                                     {"copied_from", {0, 0, 0}},
-                                                     {"from_file", ""},
-                                                     {"reason", ""},
-                                                     {"hand", 2}}));
+    EXPECT_EQ(value["files"][0]["in"], JsonValue({41, 42, 43, 44, 45, 0, 46, 0}));
+    EXPECT_EQ(value["files"][0]["entries"][1], JsonValue({{"fate", 2},
+                                                          {"in", {5, 6, 0}},
+                                                          {"out", {8, 9, 0}},
+                                                          {"out_file", ""},
+                                                          {"path", {"lab desk", "passwd"}},
+                                                          {"causes", {0, 1}},
+                                                          {"before", "set passwd \"open\nsesame\"\n"},
+                                                          {"after", "set passwd \"shut\nsesame\"\n"},
+                                                          {"copied_from", {0, 0, 0}},
+                                                          {"from_file", ""},
+                                                          {"reason", ""},
+                                                          {"hand", 2}}));
 }
 
 TEST(StoredAccount, BearsBytesThatAreNoText)
@@ -129,18 +129,18 @@ TEST(StoredAccount, BearsBytesThatAreNoText)
 
 TEST(StoredAccount, IsNothingElse)
 {
-    EXPECT_EQ(fault_with([](json &) {}), "");
+    EXPECT_EQ(fault_with([](JsonValue &) {}), "");
     EXPECT_EQ(fault_of(""), damaged);
     EXPECT_EQ(fault_of("{}"), damaged);
     EXPECT_EQ(fault_of(gzip("{")), damaged);
     EXPECT_EQ(fault_of(gzip("{}")), damaged);
-    EXPECT_EQ(fault_with([](json &value) { value["form"] = 2; }), damaged);
+    EXPECT_EQ(fault_with([](JsonValue &value) { value["form"] = 2; }), damaged);
 }
 
 TEST(StoredAccount, HasNothingOutOfItsBounds)
 {
-    auto with_entry = [](const char *name, const json &other) {
-        return fault_with([&](json &value) { value["files"][0]["entries"][0][name] = other; });
+    auto with_entry = [](const char *name, const JsonValue &other) {
+        return fault_with([&](JsonValue &value) { value["files"][0]["entries"][0][name] = other; });
     };
     EXPECT_EQ(with_entry("fate", 4), "");
     EXPECT_EQ(with_entry("fate", 0), "");
@@ -154,7 +154,7 @@ TEST(StoredAccount, HasNothingOutOfItsBounds)
     EXPECT_EQ(with_entry("causes", {0, 4}), "");
     EXPECT_EQ(with_entry("causes", {0, 5}), damaged);
     EXPECT_EQ(with_entry("in", {1, 2}), damaged);
-    EXPECT_EQ(fault_with([](json &value) { value["effects"][0][3] = 4; }), "");
-    EXPECT_EQ(fault_with([](json &value) { value["effects"][0][3] = 5; }), damaged);
-    EXPECT_EQ(fault_with([](json &value) { value["files"][1].erase("unexplained"); }), damaged);
+    EXPECT_EQ(fault_with([](JsonValue &value) { value["effects"][0][3] = 4; }), "");
+    EXPECT_EQ(fault_with([](JsonValue &value) { value["effects"][0][3] = 5; }), damaged);
+    EXPECT_EQ(fault_with([](JsonValue &value) { value["files"][1].erase("unexplained"); }), damaged);
 }

@@ -5,13 +5,13 @@
 #include "output/release_text.h"
 #include "report/page.h"
 #include "support/image_line.h"
+#include "support/json_value.h"
 #include "system/digest.h"
 #include "unit/cli/report/made_up_account.h"
 #include "unit/cli/small_image.h"
 #include "walk/stages.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <regex>
 #include <set>
@@ -20,7 +20,7 @@ using namespace command;
 
 namespace {
 
-using nlohmann::json;
+using support::JsonValue;
 
 /* Made of the made-up account. */
 class UpgradeLedger : public testing::Test {
@@ -53,11 +53,11 @@ class UpgradeLedger : public testing::Test {
         AccountEntry &away = account.files[0].entries[2];
         away.out_file = "sys_global.conf.gz";
     }
-    json ledger(bool show_secrets = false) const
+    JsonValue ledger(bool show_secrets = false) const
     {
         Image         image = open_image(folder_.path().string());
         LedgerRequest request = {"/srv/saved/box/", files, account, results, done, snapshot, show_secrets};
-        return json::parse(Json(upgrade_ledger(request, image)).text());
+        return JsonValue::parse(Json(upgrade_ledger(request, image)).text());
     }
     std::string image_folder() const
     {
@@ -93,8 +93,9 @@ std::string words_of(const std::string &page, const std::string &start, const st
 
 TEST_F(UpgradeLedger, HasEachChangeOfAFile)
 {
-    json entry = ledger()["files"][0]["account"]["entries"][1];
-    EXPECT_EQ(entry, json::parse(R"({"fate": "rewritten", "in": [5, 6], "in_end": null, "out": [8, 9], "out_end": null,
+    JsonValue entry = ledger()["files"][0]["account"]["entries"][1];
+    EXPECT_EQ(entry,
+              JsonValue::parse(R"({"fate": "rewritten", "in": [5, 6], "in_end": null, "out": [8, 9], "out_end": null,
         "out_file": "sys_global.conf.gz", "path": ["lab desk", "passwd"], "causes": [0, 1],
         "before": "set passwd (hidden)\n", "after": "set passwd (hidden)\n", "copied_from": null, "from_file": null,
         "reason": null, "by_hand": true})"));
@@ -112,46 +113,45 @@ TEST_F(UpgradeLedger, HasTheTextsAndWhatOfThemIsAsItWas)
     next.in = {24, 24, 0};
     next.out = {24, 24, 0};
     account.files[0].entries.push_back(next);
-    json lines = ledger()["files"][0]["account"], global = ledger()["files"][1]["account"];
-    EXPECT_EQ(lines["unchanged"], json({{3, 4, 1}, {19, 21, 3}, {24, 24, 1}}));
-    EXPECT_EQ(lines["continued"], json({{23, 23}}));
+    JsonValue lines = ledger()["files"][0]["account"], global = ledger()["files"][1]["account"];
+    EXPECT_EQ(lines["unchanged"], JsonValue({{3, 4, 1}, {19, 21, 3}, {24, 24, 1}}));
+    EXPECT_EQ(lines["continued"], JsonValue({{23, 23}}));
     EXPECT_EQ(lines["text"], "#a\n#b\n#c\nconfig lab desk\n");
-    EXPECT_EQ(global["unchanged"], json::array());
-    EXPECT_EQ(global["continued"], json({{9, 9}, {17, 18}}));
+    EXPECT_EQ(global["unchanged"], JsonValue::array());
+    EXPECT_EQ(global["continued"], JsonValue({{9, 9}, {17, 18}}));
     EXPECT_EQ(global["text"], "#a\n#b\n#c\n#d\n#e\n#f\n    set tint green\n    set passwd (hidden)\n(hidden)\n");
     EXPECT_EQ(ledger(true)["files"][1]["account"]["text"], results["sys_global.conf.gz"]);
 }
 
 TEST_F(UpgradeLedger, HasWhatCameOfEachFile)
 {
-    json shop = ledger()["files"][0], bad = ledger()["files"][2];
+    JsonValue shop = ledger()["files"][0], bad = ledger()["files"][2];
     shop.erase("account");
-    EXPECT_EQ(shop, json::parse(R"({"file": "sys_domain.shop.conf.gz", "before": "5.50", "after": "6.21",
+    EXPECT_EQ(shop, JsonValue::parse(R"({"file": "sys_domain.shop.conf.gz", "before": "5.50", "after": "6.21",
         "result": "upgraded", "reasons": [], "warnings": ["line 2: it is odd."]})"));
-    EXPECT_EQ(bad, json::parse(R"({"file": "sys_domain.bad.conf.gz", "before": null, "after": null,
+    EXPECT_EQ(bad, JsonValue::parse(R"({"file": "sys_domain.bad.conf.gz", "before": null, "after": null,
         "result": "not upgraded", "reasons": ["It is damaged."], "warnings": [], "account": null})"));
 }
 
 TEST_F(UpgradeLedger, SaysWhoAndWhatIsBehindIt)
 {
-    json all = ledger();
-    EXPECT_EQ(all["causes"][0], json::parse(R"({"release": "5.91", "mechanism": "stage", "name": "_made_up",
+    JsonValue all = ledger();
+    EXPECT_EQ(all["causes"][0], JsonValue::parse(R"({"release": "5.91", "mechanism": "stage", "name": "_made_up",
         "line": null, "kind": "housekeeping", "sentence": null})"));
-    EXPECT_EQ(all["causes"][1], json::parse(R"({"release": "6.00", "mechanism": "modify", "name": "<lab>,<desk>",
+    EXPECT_EQ(all["causes"][1], JsonValue::parse(R"({"release": "6.00", "mechanism": "modify", "name": "<lab>,<desk>",
         "line": 3, "kind": "protection", "sentence": "Nobody may do that."})"));
-    EXPECT_EQ(all["effects"], json::parse(R"([
+    EXPECT_EQ(all["effects"], JsonValue::parse(R"([
         {"path": "/data/new", "what": "moved", "before": "/data/old", "cause": 0},
         {"path": "/data/gone", "what": "removed", "before": null, "cause": 1}])"));
     EXPECT_EQ(all["image"]["folder"], image_folder());
     EXPECT_EQ(all["image"]["release"], MIGR_IMAGE_RELEASE);
     EXPECT_EQ(all["image"]["files"][2],
-              json({{"file", "system.conf.predefine"}, {"size", 10}, {"sha256", sha256("predefined")}}));
+              JsonValue({{"file", "system.conf.predefine"}, {"size", 10}, {"sha256", sha256("predefined")}}));
     EXPECT_EQ(all["subject"], "/srv/saved/box/");
     EXPECT_EQ(all["done"], false);
     EXPECT_EQ(all["snapshot"], nullptr);
     EXPECT_EQ(all["incomplete"], false);
-    EXPECT_TRUE(
-        std::regex_match(all["made"].get<std::string>(), std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ")));
+    EXPECT_TRUE(std::regex_match(all["made"].text(), std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ")));
     done = account.is_incomplete = true;
     snapshot = "/srv/before";
     all = ledger();
@@ -165,7 +165,7 @@ TEST_F(UpgradeLedger, NamesTheReleasesOnTheWay)
     std::set<int32_t> releases = {MIGR_RELEASE(6, 3), MIGR_RELEASE(6, 5)};
     for (const stage_table *const *stage = all_stages; *stage; stage++)
         releases.insert((*stage)->version);
-    json expected;
+    std::vector<std::string> expected;
     for (int32_t release : releases)
         if (release > MIGR_RELEASE(5, 50) && release <= image_release())
             expected.push_back(release_text(release));
@@ -179,7 +179,7 @@ TEST_F(UpgradeLedger, NamesTheReleasesOnTheWay)
 /* The page leaves out nothing of it. */
 TEST_F(UpgradeLedger, IsAllOnItsPage)
 {
-    json all = ledger();
+    JsonValue all = ledger();
     all["releases"] = {"5.91", "6.00", "6.10", "6.21"};
     std::string page = report_page(all.dump());
     EXPECT_EQ(words_of(page, "<h1>", "<nav"),
@@ -265,7 +265,7 @@ TEST_F(UpgradeLedger, IsAllOnItsPage)
               "~ shop:5		3,1	    set passwd (hidden)\n"
               "~ shop:5	8	3,1	    set passwd (hidden)	set by hand, was at lab desk / passwd\n"
               "~ shop:6	9	&quot;	(hidden)\n");
-    EXPECT_EQ(words_of(page, "<dt>Of", "<div"), "Of /srv/saved/box/\nWhen " + all["made"].get<std::string>() +
+    EXPECT_EQ(words_of(page, "<dt>Of", "<div"), "Of /srv/saved/box/\nWhen " + all["made"].text() +
                                                     "\nBy the image in " + image_folder() + ", release 6.21\n");
     EXPECT_NE(words_of(page, "<tbody>\n<tr><th scope=\"row\">update_config", "</tbody>")
                   .find("\nsystem.conf.predefine 10 B " + sha256("predefined") + "\n"),
