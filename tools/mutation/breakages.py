@@ -275,6 +275,11 @@ class Finder:
         told = [f"`{shown(text)}` becomes `\"{shown(changed)}\"`", f"`{shown(text)}` becomes empty"]
         self.add(start, end, "{{" + ", ".join(pieces) + ", 0}} /*", "*/", told)
 
+    def whole_statement(self, cursor):
+        """With its semicolon; that behind a macro ends something else."""
+        start, end = span(cursor)
+        return start, self.source.text.index(";", end) + 1 if self.source.is_plain(start, end) else start
+
     def visit_return(self, cursor):
         children = list(cursor.get_children())
         if not children:
@@ -294,14 +299,12 @@ class Finder:
         if result is None or kind in (TypeKind.LVALUEREFERENCE, TypeKind.RVALUEREFERENCE) or \
                 kind_of(core) in LITERALS or text in ("nullptr", "{}", "NULL"):
             return
-        start, end = span(cursor)
-        end = self.source.text.index(";", end) + 1
+        start, end = self.whole_statement(cursor)
         self.add(start, end, "{{ if (migr_mutation::on({0})) return {{}}; ", " }}",
                  [f"`{shown(self.source.text[start:end])}` gives nothing"])
 
     def visit_leaving(self, cursor, word):
-        start, end = span(cursor)
-        end = self.source.text.index(";", end) + 1
+        start, end = self.whole_statement(cursor)
         self.add(start, end, "{{ if (!migr_mutation::on({0})) ", " }}", [f"`{word}` is left out"])
 
     def visit_statement(self, cursor):

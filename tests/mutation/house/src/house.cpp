@@ -43,6 +43,15 @@ const char *greeting()
     return word;
 }
 
+/* What a macro writes is left alone, up to its end and no further. */
+#define STOREY(name, stairs)                                                                                           \
+    int name(int below)                                                                                                \
+    {                                                                                                                  \
+        return (stairs) + below;                                                                                       \
+    }
+
+STOREY(attic, 14)
+
 int cellar()
 {
     return 7;

@@ -5,5 +5,6 @@ int         at_most(int value, int limit);
 int         rounds(int count);
 int         doors(int floor);
 const char *greeting();
+int         attic(int below);
 int         cellar();
 int         remove_own_folder();
