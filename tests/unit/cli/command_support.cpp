@@ -12,6 +12,7 @@
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <pty.h>
 #include <sched.h>
 #include <seccomp.h>
 #include <sys/mman.h>
@@ -186,6 +187,17 @@ Ahead with_input(const std::string &text)
         if (in < 0 || write(in, text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
             lseek(in, 0, SEEK_SET) != 0 || dup2(in, STDIN_FILENO) < 0)
             _exit(71);
+    };
+}
+
+Ahead person_who_says(const std::string &answer)
+{
+    return [answer] {
+        int leader = -1, follower = -1;
+        if (openpty(&leader, &follower, nullptr, nullptr, nullptr) != 0 ||
+            write(leader, answer.data(), answer.size()) != static_cast<ssize_t>(answer.size()))
+            _exit(71);
+        dup2(follower, STDIN_FILENO);
     };
 }
 

@@ -80,6 +80,9 @@ bool has_file_below(const std::string &folder, const std::string &name);
 /* That text is its standard input. */
 Ahead with_input(const std::string &text);
 
+/* Somebody sits at a terminal and answers with that. */
+Ahead person_who_says(const std::string &answer);
+
 /* `migr ARGUMENTS...`; an upgrade gets the image of this build if the arguments name none. */
 Outcome migr(const std::vector<std::string> &arguments, const Ahead &ahead = {});
 

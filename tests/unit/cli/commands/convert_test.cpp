@@ -8,7 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <pty.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using support::JsonValue;
@@ -230,6 +232,62 @@ TEST_F(Convert, GoesByTheContentOfAFileWithoutATellingName)
     run = convert({file("b.conf", support::headers("5.50") + global_settings)});
     EXPECT_TRUE(holds(run.err, "taken for a global file")) << run.err;
     EXPECT_TRUE(holds(run.out, "set hostname keeper")) << run.out;
+}
+
+TEST_F(Convert, AsksAheadOfReplacing)
+{
+    std::string              input = file("a.conf", support::headers("5.50") + desk), output = file("there", "kept");
+    std::vector<std::string> arguments = {"convert", "--image", image_folder(), input, "-o", output};
+    std::string              question = "migr: " + output + " is there already.\nReplace it? [y/N] ";
+    for (const char *no : {"\n", "n\n"}) {
+        support::Outcome run = support::migr(arguments, support::person_who_says(no));
+        EXPECT_EQ(1, run.status);
+        EXPECT_TRUE(run.err.ends_with("\n" + question + "migr: " + output + " was left as it is.\n")) << run.err;
+        EXPECT_EQ("kept", box().read("/there"));
+    }
+    support::Outcome run = support::migr(arguments, support::person_who_says("y\n"));
+    EXPECT_EQ(0, run.status);
+    EXPECT_TRUE(holds(run.err, question)) << run.err;
+    EXPECT_EQ(of_image(new_desk), box().read("/there"));
+}
+
+TEST_F(Convert, AsksNobodyElse)
+{
+    std::string input = file("a.conf", support::headers("5.50") + desk), output = path("there");
+    auto        said = [&](const support::Ahead &ahead, const std::string &output, const char *more = "--verbose") {
+        support::Outcome run = support::migr({"convert", "--image", image_folder(), input, "-o", output, more}, ahead);
+        EXPECT_EQ(0, run.status) << run.err;
+        return run.err;
+    };
+    support::Ahead refusing = support::person_who_says("n\n");
+    EXPECT_FALSE(holds(said(refusing, output), "Replace it?")); /* there is nothing */
+    EXPECT_EQ(of_image(new_desk), box().read("/there"));
+    file("there", "kept");
+    EXPECT_FALSE(holds(said(refusing, output, "--force"), "Replace it?"));
+    EXPECT_EQ(of_image(new_desk), box().read("/there"));
+    file("there", "kept");
+    EXPECT_FALSE(holds(said(support::with_input("n\n"), output), "Replace it?"));
+    EXPECT_EQ(of_image(new_desk), box().read("/there"));
+    EXPECT_FALSE(holds(said(refusing, "/dev/null"), "Replace it?"));
+}
+
+TEST_F(Convert, ShowsATerminalNothingThatItActsOn)
+{
+    std::string text = support::headers(MIGR_IMAGE_RELEASE) + "\nconfig lab desk\n    set note \"\x1b[2J\"\nend";
+    std::string input = file("a.conf", text);
+    int         person = -1, terminal = -1;
+    ASSERT_EQ(openpty(&person, &terminal, nullptr, nullptr, nullptr), 0);
+    support::Outcome run =
+        support::migr({"convert", "--image", image_folder(), input}, [=] { dup2(terminal, STDOUT_FILENO); });
+    close(terminal);
+    EXPECT_EQ(0, run.status) << run.err;
+    std::string shown;
+    char        part[4096];
+    for (ssize_t got; (got = read(person, part, sizeof part)) > 0;)
+        shown.append(part, static_cast<size_t>(got));
+    close(person);
+    std::erase(shown, '\r');
+    EXPECT_EQ(shown, support::headers(MIGR_IMAGE_RELEASE) + "\nconfig lab desk\n    set note \"\\x1b[2J\"\nend\n");
 }
 
 TEST_F(Convert, MakesTwoOfAFileFromBefore510)

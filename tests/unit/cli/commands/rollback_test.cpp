@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <pty.h>
 #include <regex>
 #include <unistd.h>
 
@@ -49,18 +48,6 @@ class RollbackCommand : public testing::Test {
     std::string            first;
 };
 
-/* Who sits at a terminal and answers with that. */
-support::Ahead person_who_says(const std::string &answer)
-{
-    return [answer] {
-        int leader = -1, follower = -1;
-        if (openpty(&leader, &follower, nullptr, nullptr, nullptr) != 0 ||
-            write(leader, answer.data(), answer.size()) != static_cast<ssize_t>(answer.size()))
-            _exit(71);
-        dup2(follower, STDIN_FILENO);
-    };
-}
-
 } // namespace
 
 TEST_F(RollbackCommand, SayWhereTheyAreAndHowToUndoIt)
@@ -95,12 +82,12 @@ TEST_F(RollbackCommand, AskWhoeverSitsThere)
     change();
     std::string question = "Go back all the same? What is replaced is kept in a snapshot. [y/N] ";
     for (const char *no : {"\n", "n\n", "nay\n"}) {
-        Outcome run = migr({"rollback", box.root()}, person_who_says(no));
+        Outcome run = migr({"rollback", box.root()}, support::person_who_says(no));
         EXPECT_EQ(run.status, 0);
         EXPECT_EQ(run.out, since() + question + "Nothing was changed.\n");
         EXPECT_EQ(box.snapshots().size(), 1u);
     }
-    Outcome run = migr({"rollback", box.root()}, person_who_says("y\n"));
+    Outcome run = migr({"rollback", box.root()}, support::person_who_says("y\n"));
     EXPECT_EQ(run.status, 0);
     EXPECT_TRUE(run.out.starts_with(since() + question + box.root() + ": back at 5.50")) << run.out;
 }
