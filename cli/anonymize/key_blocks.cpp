@@ -615,6 +615,16 @@ std::string KeyBlocks::of_public_key(const Block &block)
     return fresh ? block.with(public_part(fresh.get())) : "";
 }
 
+/* Up to the end of its first line, or of what begins it if all stands in one; what has no label is none's beginning. */
+static size_t label_length(std::string_view text)
+{
+    static constexpr std::string_view begin = "-----BEGIN ", dashes = "-----";
+    size_t                            close = text.find(dashes, begin.size());
+    if (close == text.rfind("-----END "))
+        return begin.size();
+    return std::min(text.find('\n'), close + dashes.size());
+}
+
 std::string KeyBlocks::of(std::string_view text)
 {
     struct Kind {
@@ -643,8 +653,8 @@ std::string KeyBlocks::of(std::string_view text)
         return made;
     }
     texts_.counts.blocks++;
-    size_t body = std::min(text.size(), text.find('\n'));
-    size_t end = std::max(body, text.rfind("-----END "));
+    size_t end = text.rfind("-----END ");
+    size_t body = std::min(label_length(text), end);
     return std::string(text.substr(0, body)) + texts_.permutation().of(text.substr(body, end - body)) +
            std::string(text.substr(end));
 }
