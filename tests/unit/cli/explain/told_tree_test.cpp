@@ -33,6 +33,9 @@ class ToldTreeTest : public support::TreeTest {
     {
         TreeTest::SetUp();
         migr_observe_changes(observe);
+        ASSERT_EQ(0, support::parse("config of an\nend\nconfig earlier pass\nend\nconfig and so\nend\n"));
+        TreeTest::TearDown(); /* their numbers are older ones */
+        TreeTest::SetUp();
         ASSERT_EQ(0,
                   support::parse("config lab desk\n    set height 70\n    set width 3\n    edit 1\n    next\nend\n"));
         tree.begin(migr_main.root);
