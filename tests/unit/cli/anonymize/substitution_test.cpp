@@ -8,6 +8,7 @@
 #include "stages/shared/secret_decoding.h"
 
 #include <algorithm>
+#include <cstring>
 #include <gtest/gtest.h>
 
 using command::TextUse;
@@ -79,6 +80,97 @@ TEST_F(SubstitutionTest, KeepsWhatConversionsSearchWithinWords)
     EXPECT_EQ("pin", setting("pin"));
 }
 
+TEST_F(SubstitutionTest, KeepsEachPieceOfAWord)
+{
+    for (const char *piece : {"aggregate", "attack", "digest", "disable", "master", "ntlm", "offline", "ping", "port",
+                              "robot", "slave", "trans", "xml"}) {
+        std::string other = setting(std::string("zqv") + piece + "qvz");
+        EXPECT_EQ(other.substr(3, strlen(piece)), piece);
+        EXPECT_FALSE(has(other, "zqv") || has(other, "qvz")) << other;
+        EXPECT_EQ(setting(std::string("zqv") + piece), other.substr(0, 3 + strlen(piece)));
+    }
+    EXPECT_EQ(texts.counts.kept_numbers, 0U);
+}
+
+/* As the letters fall, many a word would get one of the short pieces. */
+TEST_F(SubstitutionTest, MakesNoPieceOfAWord)
+{
+    unsigned avoided = 0;
+    for (unsigned number = 0; number < 30'000 && avoided < 3; number++) {
+        std::string word = "q";
+        for (unsigned rest = number; word.size() < 12; rest = rest / 6 + word.size() % 2)
+            word += static_cast<char>('a' + rest % 6);
+        if (!has(permutation.of(word), "xml"))
+            continue;
+        avoided++;
+        EXPECT_FALSE(has(setting(word), "xml")) << word;
+    }
+    EXPECT_EQ(avoided, 3U);
+}
+
+TEST_F(SubstitutionTest, EndsWhereEveryOtherWordIsKnown)
+{
+    known.add("a b c d e f g h i j k l m n o p q r s t u v w x y z");
+    EXPECT_EQ(prose("q").size(), 1U);
+}
+
+TEST_F(SubstitutionTest, TakesNumbersByWhatStandsAroundThem)
+{
+    std::string far_off;
+    while (far_off.size() < 200)
+        far_off += "enable ";
+    EXPECT_EQ(setting(far_off + "12345678 server"), far_off + "12345678 server");
+    for (const char *with_letters : {"x.12345678", "12345678.x", "x/12345678", "12345678-x"}) {
+        EXPECT_FALSE(has(setting(with_letters), "12345678")) << with_letters;
+        EXPECT_FALSE(has(setting(far_off + with_letters + " 7"), "12345678")) << with_letters;
+    }
+    for (const char *alone : {"x 12345678", "12345678,x", "x\"12345678\"x", "x;12345678\tx", "x\r12345678\nx"})
+        EXPECT_TRUE(has(setting(alone), "12345678")) << alone;
+}
+
+TEST_F(SubstitutionTest, KeepsTagsOfPagesAlone)
+{
+    std::string whole = setting("formulaqx");
+    EXPECT_NE(whole.substr(0, 4), "form");
+    EXPECT_EQ(setting("server formulaqx"), "server " + whole);
+    EXPECT_EQ(setting("<formulaqx"), "<form" + setting("ulaqx"));
+    EXPECT_EQ(setting("</Formulaqx"), "</Form" + setting("ulaqx"));
+    EXPECT_EQ(prose("<formulaqx"), "<" + prose("formulaqx"));
+}
+
+TEST_F(SubstitutionTest, TakesNoAddressOutOfSomethingLonger)
+{
+    EXPECT_EQ(setting("5.19.18.7.9"), "5.19.18.7.9");
+    setting(":::c633:6407");
+    setting("<h2abc::7");
+    EXPECT_EQ(texts.counts.addresses + texts.counts.kept_addresses, 0U);
+    EXPECT_NE(setting("::c633:6407"), "::c633:6407");
+    EXPECT_EQ(texts.counts.addresses, 1U);
+}
+
+TEST_F(SubstitutionTest, SaysWhetherItWouldKeepAll)
+{
+    for (const char *kept : {"", "::", "enable", "123456789", "HTTP8", "port1234", "enable 12, server"})
+        EXPECT_TRUE(texts.is_known(kept)) << kept;
+    for (const char *replaced :
+         {"tallowfinch", "1234567890", "port12345", "zqv12", "8zqv", "port3x4y", "enable tallowfinch"})
+        EXPECT_FALSE(texts.is_known(replaced)) << replaced;
+}
+
+TEST_F(SubstitutionTest, LeavesBlocksToOthers)
+{
+    const std::string block = "-----BEGIN KEY-----\nabcdefgh\n-----END KEY-----";
+    EXPECT_NE(setting(block), block);
+    std::vector<std::string> seen;
+    texts.of_block = [&](std::string_view text) {
+        seen.emplace_back(text);
+        return std::string("(a block)");
+    };
+    EXPECT_EQ(setting("server " + block + " enable " + block), "server (a block) enable (a block)");
+    EXPECT_EQ(seen, (std::vector{block, block}));
+    EXPECT_EQ(secret(block + "\n"), "(a block)\n");
+}
+
 TEST_F(SubstitutionTest, MakesNoWordThatMeansSomething)
 {
     for (char one = 'a'; one <= 'z'; one++)
@@ -99,6 +191,9 @@ TEST_F(SubstitutionTest, LeavesNothingOfProse)
 TEST_F(SubstitutionTest, LeavesEscapesAlone)
 {
     EXPECT_TRUE(has(setting(R"(^\d+\.\w\"tallow$)"), R"(^\d+\.\w\")"));
+    EXPECT_EQ(setting("\\\xc3\xb6zq"), "\\" + setting("\xc3\xb6zq"));
+    EXPECT_EQ(setting("enable\\"), "enable\\");
+    EXPECT_EQ(setting("%4zq"), "%" + setting("4zq"));
     std::string percent = setting("%74allow");
     EXPECT_EQ('%', percent[0]);
     EXPECT_FALSE(has(percent, "74"));
@@ -155,6 +250,11 @@ TEST_F(SubstitutionTest, KeepsPagesOfTheImage)
     known.add_page(page);
     EXPECT_EQ(page, setting(page));
     EXPECT_NE(page + " Ida", setting(page + " Ida"));
+    std::string shortest = "tallowfinch havnbyfinch orchardfinch abcd";
+    for (std::string_view text : {std::string_view(shortest).substr(0, 39), std::string_view(shortest).substr(0, 40)}) {
+        known.add_page(text);
+        EXPECT_EQ(setting(std::string(text)) == text, text.size() == 40) << text;
+    }
 }
 
 TEST_F(SubstitutionTest, KeepsTheOrderOfWords)
