@@ -4,6 +4,7 @@
  */
 #include "ledger/tell.h"
 #include "tree/config_text.h"
+#include "tree/fetch_ahead.h"
 #include "tree/list_walk.h"
 #include "tree/node_stack.h"
 #include "tree/node_store.h"
@@ -11,6 +12,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -56,21 +58,34 @@ int32_t copy_list(const config_node *source, config_node *target, list_of list, 
     return 0;
 }
 
-/* Puts a list in front of another by its last node's link. The tree is being taken down, so the links are free. */
-config_node *chain(config_node *list, config_node *rest)
-{
-    if (!list)
-        return rest;
-    last_of(list)->next = rest;
-    return list;
-}
-
-config_node *chain_children(const config_node *node, config_node *rest)
+/* Takes the first list that a node has left away from it; null when it has none. */
+config_node *take_list(config_node *node)
 {
     for (list_of list : lists_of(node->kind).lists)
-        if (list)
-            rest = chain(node->*list, rest);
-    return rest;
+        if (list && node->*list)
+            return std::exchange(node->*list, nullptr);
+    return nullptr;
+}
+
+/* Releases all nodes of a list, each behind what hangs below it. The blocks around the node in hand hang on to each
+ * other by `top_list`, which only a root has. */
+void release_list(config_node *node)
+{
+    config_node *around = nullptr;
+    while (node) {
+        fetch_ahead(node);
+        if (config_node *below = take_list(node)) {
+            node->top_list = around;
+            around = node;
+            node = below;
+            continue;
+        }
+        config_node *next = node->next;
+        release_node(node);
+        if (!next && around)
+            next = std::exchange(around, around->top_list);
+        node = next;
+    }
 }
 
 int32_t push_children(node_stack *waiting, const config_node *node)
@@ -147,10 +162,7 @@ void free_node(config_node *node)
         return;
     if (deleted_nodes_are_held())
         return leave_foreign_below(node);
-    config_node *waiting = chain_children(node, nullptr);
-    while (waiting) {
-        config_node *child = waiting;
-        waiting = chain_children(child, child->next);
-        release_node(child);
-    }
+    for (list_of list : lists_of(node->kind).lists)
+        if (list)
+            release_list(node->*list);
 }

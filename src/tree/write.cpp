@@ -4,6 +4,7 @@
  */
 #include "ledger/tell.h"
 #include "tree/config_text.h"
+#include "tree/fetch_ahead.h"
 #include "tree/stack.h"
 
 #include <cstring>
@@ -114,6 +115,7 @@ config_node *next_child(written_block *block)
     for (;;) {
         while (config_node *child = block->next) {
             block->next = child->next;
+            fetch_ahead(child);
             if (!child->deleted && !child->hidden)
                 return child;
         }

@@ -6,6 +6,7 @@
 
 #include "driver/hooks.h"
 #include "ledger/tell.h"
+#include "tree/fetch_ahead.h"
 #include "tree/list_walk.h"
 #include "tree/node_store.h"
 #include "walk/cursors.h"
@@ -231,14 +232,6 @@ void cb_loop(void)
         remember_name(top[1]);
         heed_patient_rows(index + 1);
     }
-}
-
-/* Nodes mostly lie in the order in which they are walked, in a tree far larger than the caches: a node some places on
- * is fetched while the rows see this one. The address need not be that of a node. */
-static void fetch_ahead(const config_node *node)
-{
-    static constexpr uintptr_t places = 8;
-    __builtin_prefetch(reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(node) + places * sizeof *node));
 }
 
 /* The successor is read at once, so that a callback may unlink the node. */

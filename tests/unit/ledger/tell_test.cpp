@@ -166,6 +166,19 @@ TEST_F(Tell, ADeletedNodeIsUnlinkedAndWhatHungBelowItIsReleased)
     EXPECT_EQ(told[0].change.parent, block);
 }
 
+TEST_F(Tell, WhatHangsBelowABlockIsReleasedAheadOfIt)
+{
+    plant("config a\nedit 1\nset t 1\nconfig n\nedit 2\nset s 1\nset u 1\nnext\nset v 1\nend\nnext\nend\n");
+    config_node *edit = root()->top_list->edit_list;
+    cfg_del_conf(edit, root()->top_list);
+    std::string expected = std::to_string(MIGR_UNLINKED) + " 1\n";
+    for (const char *name : {"s", "u", "2", "v", "n", "t"})
+        expected += std::to_string(MIGR_RELEASED) + " " + name + "\n";
+    EXPECT_EQ(kinds_and_names(), expected);
+    EXPECT_NE(edit->config_list, nullptr); /* the heads stay, and lead nowhere */
+    EXPECT_NE(edit->set_list, nullptr);
+}
+
 TEST_F(Tell, NumbersAreNeverUsedAgain)
 {
     plant("config a\nset s 1\nset t 2\nend\n");
