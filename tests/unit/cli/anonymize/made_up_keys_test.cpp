@@ -29,6 +29,16 @@ Key rsa_key(size_t bits)
     return {EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", bits), EVP_PKEY_free};
 }
 
+Key group_key(const char *group)
+{
+    std::shared_ptr<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_from_name(nullptr, "DH", nullptr), EVP_PKEY_CTX_free);
+    EVP_PKEY                     *key = nullptr;
+    EXPECT_EQ(EVP_PKEY_keygen_init(context.get()), 1);
+    EXPECT_EQ(EVP_PKEY_CTX_set_group_name(context.get(), group), 1);
+    EXPECT_EQ(EVP_PKEY_keygen(context.get(), &key), 1);
+    return {key, EVP_PKEY_free};
+}
+
 Key edwards_key(const char *name)
 {
     return {EVP_PKEY_Q_keygen(nullptr, nullptr, name), EVP_PKEY_free};
@@ -220,14 +230,15 @@ TEST_F(MadeUpKeys, KeepTheKindAndLengthOfASignatureByAStranger)
 
 TEST_F(MadeUpKeys, FitTheirPublicHalves)
 {
-    const Key keys[] = {curve_key("P-256"), rsa_key(1024), edwards_key("ED25519"), edwards_key("ED448")};
+    const Key keys[] = {curve_key("P-256"), rsa_key(1024), edwards_key("ED25519"), edwards_key("ED448"),
+                        group_key("ffdhe2048")};
     for (const Key &key : keys) {
         Key fresh = public_key_of(other(public_pem(key)));
         ASSERT_TRUE(fresh);
         EXPECT_EQ(EVP_PKEY_eq(fresh.get(), private_key_of(other(private_pem(key))).get()), 1);
         EXPECT_NE(EVP_PKEY_eq(fresh.get(), key.get()), 1);
     }
-    EXPECT_EQ(texts.counts.keys, 8U);
+    EXPECT_EQ(texts.counts.keys, 10U);
 }
 
 TEST_F(MadeUpKeys, KeepTheFormInWhichAPointIsWritten)
@@ -301,11 +312,12 @@ TEST_F(MadeUpKeys, ReplaceAlternativeNames)
     Key         key = curve_key("P-256");
     Certificate now = other(made(key, key, EVP_sha256(), [](X509 *certificate) {
         add_extension(certificate, NID_subject_alt_name,
-                      "DNS:tallowfinch.example,IP:198.18.7.9,IP:2001:db8::77,email:ida@havnbyfinch.example");
+                      "DNS:tallowfinch.example,DNS:zqvw,IP:198.18.7.9,IP:2001:db8::77,email:ida@havnbyfinch.example");
     }));
     std::string names = extension_bytes(now, 0);
     EXPECT_EQ(names.find("finch"), std::string::npos);
     EXPECT_NE(names.find(word("tallowfinch.example")), std::string::npos);
+    EXPECT_NE(names.find(word("zqvw")), std::string::npos);
     EXPECT_NE(names.find(word("ida@havnbyfinch.example")), std::string::npos);
     uint32_t address = command::other_address(0xc6120709, 32, permutation);
     EXPECT_NE(address, 0xc6120709U);
@@ -325,23 +337,25 @@ TEST_F(MadeUpKeys, KeepWhatACertificateIsFor)
         add_unknown_extension(certificate, "\x30\x20 cut off");
         add_unknown_extension(certificate, std::string("\0\0\0\0", 4));
         add_unknown_extension(certificate, "7");
+        add_unknown_extension(certificate, encoded(V_ASN1_INTEGER, "7") + "\x30\x20 cut off");
     });
     Certificate now = other(old);
     EXPECT_EQ(extension_bytes(now, 0), extension_bytes(old, 0));
     EXPECT_EQ(extension_bytes(now, 1), extension_bytes(old, 1));
-    for (int at : {2, 3, 4, 5}) {
+    for (int at : {2, 3, 4, 5, 6}) {
         EXPECT_NE(extension_bytes(now, at), extension_bytes(old, at)) << at;
         EXPECT_EQ(extension_bytes(now, at).size(), extension_bytes(old, at).size());
     }
     EXPECT_EQ(extension_bytes(now, 2).substr(0, 2), extension_bytes(old, 2).substr(0, 2)) << "it is encoded as before";
     EXPECT_EQ(extension_bytes(now, 3), permutation.bytes(extension_bytes(old, 3), 10));
     EXPECT_EQ(extension_bytes(now, 4), permutation.bytes(extension_bytes(old, 4), 4));
+    EXPECT_EQ(extension_bytes(now, 6), permutation.bytes(extension_bytes(old, 6), 13)) << "it is taken apart";
 }
 
 TEST_F(MadeUpKeys, KeepASerialNumbersSignAndLength)
 {
     Key key = curve_key("P-256");
-    for (uint64_t number : {0x7fffffffU, 0x00800001U, 0x017fU}) {
+    for (uint64_t number : {0x7fffffffU, 0x00800001U, 0x017fU, 0x020105U}) {
         Certificate old = made(key, key, EVP_sha256(), [&](X509 *certificate) {
             ASN1_INTEGER_set_uint64(X509_get_serialNumber(certificate), number);
         });
