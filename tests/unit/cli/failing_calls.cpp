@@ -123,6 +123,7 @@ WRAPPED(pid_t, waitpid, (pid_t pid, int *status, int options), (pid, status, opt
 WRAPPED(pid_t, fork, (), (), -1)
 WRAPPED(int, signalfd, (int fd, const sigset_t *held, int flags), (fd, held, flags), -1)
 WRAPPED(int, memfd_create, (const char *name, unsigned flags), (name, flags), -1)
+WRAPPED(void *, calloc, (size_t count, size_t size), (count, size), nullptr)
 WRAPPED(int, dup2, (int from, int to), (from, to), -1)
 WRAPPED(int, kill, (pid_t pid, int signal), (pid, signal), -1)
 WRAPPED(int, stat, (const char *path, struct stat *status), (path, status), -1)

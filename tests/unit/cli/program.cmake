@@ -8,7 +8,7 @@ target_link_libraries(${test} PRIVATE seccomp archive)
 wrap_calls(${test} fsync rename)
 # Calls that may be made to fail, as those two may: failing_calls.h.
 wrap_calls(${test} read pread write poll waitpid fork kill signalfd memfd_create dup2 unlink mkdir rmdir symlink link
-  lchown fchown fchmod futimens prctl stat EVP_MD_CTX_new EVP_DigestUpdate libdeflate_alloc_compressor
+  calloc lchown fchown fchmod futimens prctl stat EVP_MD_CTX_new EVP_DigestUpdate libdeflate_alloc_compressor
   libdeflate_alloc_decompressor)
 set(parts 4)
 quick_encryption(${test})

@@ -2,6 +2,7 @@
 #include "support/json_value.h"
 #include "unit/cli/applied_diff.h"
 #include "unit/cli/command_support.h"
+#include "unit/cli/failing_calls.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
@@ -205,6 +206,24 @@ TEST_F(Explain, ADomainRootThatIsNoneOfASplitIsNotNew)
     config("sys_domain.root.conf.gz", support::headers("5.10") + "config lab bench\n    set width 3\nend\n");
     JsonValue changes = JsonValue::parse(explain({"--json"}).out)["changes"];
     EXPECT_EQ(Strings{"5.85 stage"}, causes(changes, "sys_domain.root.conf.gz"));
+}
+
+/* Of the memory that names the nodes by which changes are told; the upgrade needs none of it. */
+TEST_F(Explain, SaysThatMemoryRanOut)
+{
+    box().write("/sys_domain.shop.conf", support::headers("5.30") + shop_text);
+    Strings          arguments = {"explain", "--image", image().folder(), box().path() / "sys_domain.shop.conf"};
+    support::Outcome run;
+    unsigned         number = 0; /* of the call for such memory */
+    while (!holds(run.err, "migr: warning: memory ran out, so not all changes are shown.\n") && number < 99) {
+        number++;
+        run = support::migr(arguments, [=] { support::fail_call("calloc", ENOMEM, number); });
+    }
+    EXPECT_EQ(0, run.status) << run.err;
+    EXPECT_TRUE(holds(run.out, "sys_domain.shop.conf.gz: from 5.30 to ")) << run.out;
+    arguments.emplace_back("--json");
+    run = support::migr(arguments, [=] { support::fail_call("calloc", ENOMEM, number); });
+    EXPECT_TRUE(holds(run.out, "\"incomplete\": true")) << number << run.out;
 }
 
 TEST_F(Explain, SaysWhichImageItUses)
