@@ -8,6 +8,7 @@ import hashlib
 import json
 import os
 import queue
+import re
 import shlex
 import shutil
 import subprocess
@@ -23,6 +24,7 @@ TOOL = os.path.dirname(os.path.abspath(__file__))
 FLAGS = "-Og -g1"
 FIRST_CHUNK = 0.5  # seconds of tests that run ahead of a first look at the outcome; each next chunk takes twice as long
 LEAST_TIME = 0.001  # seconds that any test takes
+FEW = 4  # cases that are asked first, for they noticed what was broken nearby
 SLACK = 5  # seconds that a run may take beyond ten times its own
 
 
@@ -446,11 +448,30 @@ def distance(mutant, case):
     return 0 if mirrored else 1 if beside else 2
 
 
-def chunks_of(mutant, cases, seconds):
-    """Near cases first, each group from the quickest on, until they have taken those seconds together; whole programs
-    last, one by one."""
-    named = sorted((case for case in cases if case.name), key=lambda case: (distance(mutant, case), case.time))
-    budget, chunk, in_chunk, total = FIRST_CHUNK, [], 0.0, 0.0
+class Noticed:
+    """The cases that have noticed breakages of a source, and in which lines: what is broken beside these they notice, too,
+    for the most part."""
+
+    def __init__(self):
+        self.lines = defaultdict(lambda: defaultdict(list))
+
+    def take(self, file, line, name):
+        if name:
+            self.lines[file][name].append(line)
+
+    def nearest(self, mutant, cases):
+        lines = self.lines[mutant.file]
+        known = [case for case in cases if case.name in lines and case.time < FIRST_CHUNK]
+        return sorted(known, key=lambda case: min(abs(line - mutant.line) for line in lines[case.name]))[:FEW]
+
+
+def chunks_of(mutant, cases, seconds, first):
+    """Those that come first, then near cases, each group from the quickest on, until they have taken those seconds
+    together; whole programs last, one by one."""
+    if first:
+        yield first
+    named = sorted((case for case in cases if case.name and case not in first), key=lambda case: (distance(mutant, case), case.time))
+    budget, chunk, in_chunk, total = FIRST_CHUNK, [], 0.0, sum(case.time for case in first)
     for case in named:
         if total > 0 and total + case.time > seconds:
             continue  # others may be quicker
@@ -478,8 +499,11 @@ def filters_of(cases, most=60000):
     yield part
 
 
+FAILED = re.compile(r"^\[  FAILED  \] ([^\s,]+)", re.M)
+
+
 def run_chunk(runner, mutant, chunk):
-    """None when nothing was noticed, otherwise how."""
+    """None when nothing was noticed, otherwise how, by which program, and by which of its cases if it says so."""
     by_program = defaultdict(list)
     for case in chunk:
         by_program[tuple(case.program.arguments)].append(case)
@@ -490,21 +514,22 @@ def run_chunk(runner, mutant, chunk):
             if part[0].name:
                 arguments += ["--gtest_filter=" + ":".join(case.name for case in part), "--gtest_fail_fast", "--gtest_brief=1"]
             limit = 10 * sum(case.time for case in part) + SLACK
-            answer = runner.run(arguments, {**program.environment, "MIGR_MUTANT": str(mutant.number)}, limit)
+            answer = runner.run(arguments, {**program.environment, "MIGR_MUTANT": str(mutant.number)}, limit, output=True)
             if answer["status"] == "timeout" or answer["status"] == 99:
-                return "hung", program.name
+                return "hung", program.name, None
             if answer["status"] != 0:
-                return "killed", program.name
+                failed = FAILED.search(answer["output"])
+                return "killed", program.name, failed and failed.group(1)
     return None
 
 
-def try_mutant(runner, mutant, cases, seconds):
+def try_mutant(runner, mutant, cases, seconds, first):
     tried = 0
-    for chunk in chunks_of(mutant, cases, seconds):
+    for chunk in chunks_of(mutant, cases, seconds, first):
         tried += len(chunk)
         noticed = run_chunk(runner, mutant, chunk)
         if noticed:
-            return {"status": noticed[0], "by": noticed[1], "tests": tried}
+            return {"status": noticed[0], "by": noticed[1], "case": noticed[2], "tests": tried}
     return {"status": "survived", "tests": tried}
 
 
@@ -592,12 +617,16 @@ def run_all(place, mutants, tests, results, arguments):
     for _ in range(place.jobs):
         idle.put(Runner(place))
     done = Counter()
+    noticed = Noticed()
+    for result in results.lines.values():
+        noticed.take(result["mutant"][0], result["line"], result.get("case"))
 
     def work(item):
         mutant, cases = item
         runner = idle.get()
-        result = try_mutant(runner, mutant, cases, arguments.seconds)
+        result = try_mutant(runner, mutant, cases, arguments.seconds, noticed.nearest(mutant, cases))
         idle.put(runner)
+        noticed.take(mutant.file, mutant.line, result.get("case"))
         if result["status"] != "survived" or not arguments.tests:
             results.add(mutant, {**result, "of": len(cases), "scripts": arguments.scripts})
         done[result["status"]] += 1

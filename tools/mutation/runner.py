@@ -8,6 +8,7 @@ import shutil
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 
 TEMPORARY = ("/tmp", "/var/tmp", "/dev/shm")
@@ -74,18 +75,19 @@ def run(task):
             stream.truncate(task["count"])
         environment["MIGR_MUTANTS_REACHED"] = MAP
     begun = time.monotonic()
+    said = tempfile.TemporaryFile()  # no pipe, which whoever is left of a test would hold open
     child = subprocess.Popen(task["arguments"], env=environment, cwd=task["folder"], stdin=subprocess.DEVNULL,
-                             stdout=subprocess.PIPE if task.get("output") else subprocess.DEVNULL, stderr=subprocess.STDOUT,
-                             preexec_fn=limit_child)
+                             stdout=said, stderr=subprocess.STDOUT, preexec_fn=limit_child)
     try:
-        said = child.communicate(timeout=task["limit"])[0]
-        status = child.returncode
+        status = child.wait(timeout=task["limit"])
     except subprocess.TimeoutExpired:
-        said, status = b"", "timeout"
+        status = "timeout"
     answer = {"status": status, "time": time.monotonic() - begun}
     end_all()
     if task.get("output"):
-        answer["output"] = (said or b"").decode("utf-8", "replace")
+        said.seek(0)
+        answer["output"] = said.read().decode("utf-8", "replace")
+    said.close()
     if task.get("count"):
         with open(MAP, "rb") as stream:
             reached = mmap.mmap(stream.fileno(), 0, access=mmap.ACCESS_READ)[:]
