@@ -45,13 +45,14 @@ bool is_good(const StoredFile *file)
 
 FileFinding finding_of(const Misreading &misreading)
 {
-    std::string place;
-    for (const std::string &name : misreading.path)
-        place += (place.empty() ? "" : " / ") + name;
+    std::string config = misreading.path.empty() ? "" : misreading.path.front();
+    std::replace(config.begin(), config.end(), ',', ' '); /* as the file has it */
+    std::string place = config;
+    for (size_t at = 1; at < misreading.path.size(); at++)
+        place += " / " + misreading.path[at];
     std::string what = misreading.kind == Misreading::Kind::cut
                            ? "it would be written, and read back cut."
                            : "it would be written, and read back together with what stands behind it.";
-    std::string config = misreading.path.empty() ? "" : misreading.path.front();
     return {place + ": " + what, config + ": " + what};
 }
 

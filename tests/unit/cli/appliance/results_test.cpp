@@ -163,14 +163,14 @@ TEST_F(Results, OfATreeThatIsReadBackOtherwise)
     const std::string cut = "it would be written, and read back cut.";
     expect_in_root(box, [&] {
         LibraryRun run;
-        run.misreadings = {{config_path(global_name), {Misreading::Kind::open, {"a", "b"}}},
+        run.misreadings = {{config_path(global_name), {Misreading::Kind::open, {"a,x", "b,c"}}},
                            {config_path(global_name), {Misreading::Kind::cut, {"c"}}},
                            {config_path(global_name), {Misreading::Kind::no_value, {"d", "e"}}},
                            {"/elsewhere", {Misreading::Kind::cut, {"f"}}}};
         FileOutcome refused = outcomes(run, upgrade_both).at(0);
         EXPECT_EQ(refused.result, Result::refused);
-        EXPECT_EQ(refused.reasons,
-                  (std::vector<FileFinding>{{"a / b: " + with_rest, "a: " + with_rest}, {"c: " + cut, "c: " + cut}}));
+        EXPECT_EQ(refused.reasons, (std::vector<FileFinding>{{"a x / b,c: " + with_rest, "a x: " + with_rest},
+                                                             {"c: " + cut, "c: " + cut}}));
         EXPECT_EQ(refused.warnings, (std::vector<FileFinding>{{"d / e: " + with_rest, "d: " + with_rest}}));
     });
     support::TinyAppliance other;

@@ -1,5 +1,6 @@
 /* `migr explain` as its user sees it: who changed what, in which words, and what is hidden. */
 #include "support/json_value.h"
+#include "support/step_sections.h"
 #include "unit/cli/applied_diff.h"
 #include "unit/cli/command_support.h"
 #include "unit/cli/failing_calls.h"
@@ -206,6 +207,33 @@ TEST_F(Explain, ADomainRootThatIsNoneOfASplitIsNotNew)
     config("sys_domain.root.conf.gz", support::headers("5.10") + "config lab bench\n    set width 3\nend\n");
     JsonValue changes = JsonValue::parse(explain({"--json"}).out)["changes"];
     EXPECT_EQ(Strings{"5.85 stage"}, causes(changes, "sys_domain.root.conf.gz"));
+}
+
+/* It came through each step, and what it became is none of what stands there. */
+TEST_F(Explain, ShowsNoChangesOfAFileThatCameToNothing)
+{
+    image().write("/image/update_config", support::step_sections() + "[6.00]\n[MODIFY]\n<lab desk><tint>,<\"colour>\n");
+    config(global_file, support::headers("5.30"));
+    config(shop_file, support::headers("5.30") + "config lab desk\n    set tint green\nend\n");
+    config("sys_domain.yard.conf.gz", support::headers("5.30") + "config lab desk\nend\n");
+    support::Outcome run = explain({"--json"});
+    EXPECT_EQ(1, run.status);
+    JsonValue answer = JsonValue::parse(run.out);
+    EXPECT_EQ("not upgraded", answer["files"][1]["result"]);
+    EXPECT_EQ(Strings{}, causes(answer["changes"], shop_file));
+    EXPECT_EQ(Strings{"5.85 stage"}, causes(answer["changes"], "sys_domain.yard.conf.gz"));
+    run = explain();
+    EXPECT_TRUE(holds(run.out,
+                      "\nsys_domain.shop.conf.gz: cannot be upgraded. lab desk / \"colour: it would be written, "
+                      "and read back together with what stands behind it.\nsys_domain.yard"))
+        << run.out;
+}
+
+TEST_F(Explain, SaysWhichFilesAreNew)
+{
+    config(global_file, support::headers("5.00") + "config system global\n    set hostname keeper\nend\n");
+    support::Outcome run = explain();
+    EXPECT_TRUE(holds(run.out, "\nsys_domain.root.conf.gz: new, at " MIGR_IMAGE_RELEASE ".\n")) << run.out;
 }
 
 /* Of the memory that names the nodes by which changes are told; the upgrade needs none of it. */
