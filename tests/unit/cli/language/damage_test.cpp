@@ -167,7 +167,9 @@ INSTANTIATE_TEST_SUITE_P(All, DamagedText, testing::ValuesIn(cases),
 TEST(Damage, OfAValueThatIsCut)
 {
     std::string value = "y\n" + times(0x400000 / 64, std::string(63, 'z') + "\n") + "z";
-    EXPECT_EQ(found_in(with_headers("config a\nset x \"" + value + "\"\nend\n")), "4 cut-value, 65541 unknown-word");
+    std::string text = with_headers("config a\nset x \"" + value + "\"\nend\n");
+    EXPECT_EQ(found_in(text), "4 cut-value, 65541 unknown-word");
+    EXPECT_EQ(damage_of(text).found[0].text, "has a value that is cut in line 65540, at 4194306 characters.");
 }
 
 TEST(Damage, IsNoMatterOfLayout)
@@ -183,6 +185,7 @@ TEST(Damage, TellsWhatCannotBeAccepted)
     EXPECT_TRUE(damage_of(with_headers("end\nx\n")).is_acceptable);
     EXPECT_FALSE(damage_of(with_headers("config a\nset x\nend\n")).is_acceptable);
     EXPECT_FALSE(damage_of(version_line).is_acceptable);
+    EXPECT_FALSE(damage_of("#config-version=x\n#conf_file_ver=1").is_acceptable);
     DamageReport mixed = damage_of(with_headers("config a\nset x\nx\nend\n"));
     ASSERT_EQ(mixed.found.size(), 2u);
     EXPECT_FALSE(mixed.found[0].acceptable);
@@ -210,6 +213,7 @@ TEST(Damage, NamesPlacesInItsTexts)
 TEST(Damage, AsksForTheHeaderLinesThatATextMustHave)
 {
     EXPECT_EQ(found_in("# note\nconfig a\nend\n", HeaderLines::none), "");
+    EXPECT_EQ(found_in("#config-version=x\n#config-version=y\nconfig a\nend\n", HeaderLines::none), "");
     EXPECT_EQ(found_in(std::string(version_line) + "config a\nend\n", HeaderLines::version_line), "");
     EXPECT_EQ(found_in("# note\nconfig a\nend\n", HeaderLines::version_line), "1 header-missing");
 }

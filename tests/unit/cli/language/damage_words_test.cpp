@@ -124,6 +124,8 @@ TEST(DamageWords, OfValues)
               "not closed.\n");
     EXPECT_EQ(told_of(inside("set x \"y\" z\nset w \"v\"\n")),
               "words-behind-value 4: has words behind a closing quote, so the value takes in what follows.\n");
+    EXPECT_EQ(told_of(inside("set x \"one\" two\nthree\nfour\"\n")),
+              "words-behind-value 4: has words behind a closing quote, so the value takes in what follows.\n");
     EXPECT_EQ(told_of(inside("set x \"y\\\"\nz\"\n")), "lost-line-break 4: ends in a quote that does not close the "
                                                        "value, and the line break behind it is dropped.\n");
 }
@@ -155,8 +157,28 @@ TEST(SimilarNames, AreThoseOfOneList)
     EXPECT_EQ(same_names(inside(edit + "1\nnext\n" + config + "2\nend\n" + set + "3 x\n")), 0u);
     EXPECT_EQ(same_names(inside("edit x\n" + set + "1 x\nnext\nedit y\n" + set + "2 x\nnext\n")), 0u);
     EXPECT_EQ(same_names(inside("") + inside("")), 0u);
+    EXPECT_EQ(same_names(config + "1\n" + config + "2\nend\nend\n"), 0u) << "one is in the other";
+    EXPECT_EQ(same_names(config + "1\nend\n" + config + "2\n" + config + "3\nend\nend\n"), 1u);
+    EXPECT_EQ(same_names(config + "a b\nend\n" + config + "a!b\nend\n"), 1u);
     EXPECT_EQ(same_names("config a b\nend\nconfig a  b\nend\nconfig a,b\nend\n"), 1u);
     EXPECT_EQ(same_names(inside(edit.substr(0, edit.size() - 1) + "\nnext\n" + edit + "2\nnext\n")), 0u);
+}
+
+/* Beyond so many none is remembered. */
+TEST(SimilarNames, AreFoundAmongTenThousand)
+{
+    std::string text = headers;
+    for (unsigned number = 1; number < 10'000; number++)
+        text += "config n" + std::to_string(number) + "\nend\n";
+    for (const std::string &name :
+         {long_name + "1", std::string(127, 'm') + "1", long_name + "2", std::string(127, 'm') + "2"})
+        text += "config " + name + "\nend\n";
+    DamageReport        report = damage_of(text);
+    std::vector<size_t> lines;
+    for (const Damage &damage : report.found)
+        if (damage.kind == DamageKind::same_name)
+            lines.push_back(damage.line);
+    EXPECT_EQ(lines, std::vector<size_t>{2 + 2 * 10'001 + 1});
 }
 
 TEST(WrittenSize, IsThatOfTheTextAsItIsWritten)
@@ -175,7 +197,7 @@ TEST(WrittenSize, IsThatOfTheTextAsItIsWritten)
 
 TEST(Depth, IsThatOfTheDeepestBlock)
 {
-    DamageReport report = damage_of(headers + inside("edit x\nconfig b\nend\nnext\nconfig c\nend\n"));
+    DamageReport report = damage_of(headers + inside("edit x\nconfig b\nend\nnext\nedit y\nconfig c\nend\nnext\n"));
     EXPECT_EQ(report.depth, 3u);
     EXPECT_EQ(report.deepest_line, 5u);
     EXPECT_EQ(damage_of(headers).depth, 0u);
@@ -221,6 +243,13 @@ TEST(TopLevelConfigs, AreThoseOfTheOutermostBlocks)
     EXPECT_EQ(exact[0].name, "a");
     EXPECT_EQ(exact[0].line, 3u);
     EXPECT_EQ(exact[1].name, "g");
+    std::string odd =
+        "set x \"y\nconfig f\n\"\nset y z\nconfig h\nend\nset z \"w\" \nconfig i\nedit 1\nconfig in\nend\n"
+        "next\nend\nnot \"a\nconfig j\nend\nset v \"\nconfig k\n";
+    std::vector<std::string> names;
+    for (const TopLevelConfig &config : top_level_configs(headers + odd))
+        names.push_back(config.name);
+    EXPECT_EQ(names, (std::vector<std::string>{"h", "i", "j"}));
     EXPECT_TRUE(top_level_configs("config a\nend\n").empty()); /* the first line is the version's */
     EXPECT_TRUE(top_level_configs("").empty());
 }

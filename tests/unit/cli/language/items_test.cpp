@@ -86,6 +86,29 @@ TEST(ConfigItems, KnowTheBlocksAround)
     EXPECT_FALSE(items.next());
 }
 
+TEST(ConfigItems, HaveNamesByWhereTheyStand)
+{
+    std::vector<std::string> names, values;
+    for (const ConfigItem &item : items_of("edit a b\nnext\nconfig c d\nconfig in other words\nunset x\nset v \"1\n\"\n"
+                                           "set w 2\nend\nset y 3\nend\n")) {
+        names.emplace_back(item.name);
+        values.emplace_back(item.value);
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"a", "c d", "in", "v", "w", "y"}));
+    EXPECT_EQ(values, (std::vector<std::string>{"", "", "", "\"1\n\"", "2", "3"}));
+    EXPECT_EQ(items_of("config a\nconfig b\nodd\nset x 1\n").back().parent, 1U);
+}
+
+TEST(ConfigItems, EndOnce)
+{
+    ConfigItems items("config a\n");
+    EXPECT_TRUE(items.next());
+    for (int times = 0; times < 3; times++) {
+        EXPECT_FALSE(items.next());
+        EXPECT_EQ(items.blocks().size(), 1U);
+    }
+}
+
 TEST(ConfigItems, AreNoneInAnEmptyText)
 {
     EXPECT_TRUE(items_of("").empty());

@@ -172,8 +172,15 @@ TEST(Values, KnowTheirLengthAndTheirFirstLine)
     value.drop_newline();
     EXPECT_EQ(value.length(), 12u);
     ConfigValue in_parts; /* one line, of which the reader gives two */
+    EXPECT_FALSE(in_parts.is_complete());
     in_parts.append("\"ab\\");
     in_parts.append("\"c\"");
     EXPECT_TRUE(in_parts.is_complete());
     EXPECT_EQ(in_parts.first_line_length(), 7u);
+    in_parts.append("d");
+    EXPECT_FALSE(in_parts.is_complete());
+    ConfigValue escaped;
+    escaped.append("\"ab\\");
+    escaped.append("\"");
+    EXPECT_FALSE(escaped.is_complete());
 }
