@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <new>
 #include <stdexcept>
+#include <string>
 
 using namespace support;
 using command::do_or_complain;
@@ -33,11 +34,14 @@ TEST(DoOrComplain, TellsOfMemoryWithoutAny)
 {
     if (is_sanitized())
         GTEST_SKIP() << "a sanitizer's allocator does not come back";
-    Outcome run = run_process([] {
-        use_up_memory();
-        do_or_complain("The upgrade is done, and not all of it can be told", [] { throw std::bad_alloc(); });
-        return 0;
-    });
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.err, "migr: The upgrade is done, and not all of it can be told: there is not enough memory\n");
+    const std::string long_words(5000, 'x'); /* so many that what is left in small pieces will not do */
+    for (const std::string &what : {std::string("The upgrade is done, and not all of it can be told"), long_words}) {
+        Outcome run = run_process([&] {
+            use_up_memory();
+            do_or_complain(what.c_str(), [] { throw std::bad_alloc(); });
+            return 0;
+        });
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.err, "migr: " + what + ": there is not enough memory\n");
+    }
 }

@@ -84,6 +84,8 @@ TEST(Json, AnEmptyTextMayMeanNothing)
 {
     EXPECT_EQ(Json::text_or_null("").text(), "null\n");
     EXPECT_EQ(Json::text_or_null("why").text(), "\"why\"\n");
+    EXPECT_EQ(Json::release(0).text(), "\"0.00\"\n");
+    EXPECT_EQ(Json::release(-1).text(), "null\n");
 }
 
 TEST(Json, IsCopiedWithoutMemory)
