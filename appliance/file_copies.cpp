@@ -25,13 +25,7 @@ constexpr int DEEPEST_COPY = 64;
 
 namespace {
 
-struct CloseFolder {
-    void operator()(DIR *folder) const
-    {
-        closedir(folder);
-    }
-};
-using Folder = std::unique_ptr<DIR, CloseFolder>;
+using Folder = appliance::Owned<DIR, closedir>;
 
 } // namespace
 

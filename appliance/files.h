@@ -1,22 +1,17 @@
 /* Reading and writing of whole files, for what the stand-in appliance keeps on disk. */
 #pragma once
 
+#include "owned.h"
+
 #include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
 #include <cstdlib>
-#include <memory>
 
 namespace appliance {
 
-struct FreeBlock {
-    void operator()(void *block) const
-    {
-        free(block);
-    }
-};
-using Block = std::unique_ptr<unsigned char, FreeBlock>; /* from malloc, so that want of memory is seen */
+using Block = Owned<unsigned char, free>; /* from malloc, so that want of memory is seen */
 
 /* Has the system give large pages, as far as whole ones lie there, to memory that is going to be filled: one fault then
  * stands for hundreds. */

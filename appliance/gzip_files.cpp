@@ -20,23 +20,6 @@ constexpr size_t   FIRST_ROOM = 64 * 1024;
 constexpr int      COMPRESSION_LEVEL = 6;
 constexpr unsigned STORED_FILE_MODE = 0600;
 
-namespace {
-
-struct FreeCompressor {
-    void operator()(libdeflate_compressor *tool) const
-    {
-        libdeflate_free_compressor(tool);
-    }
-};
-struct FreeDecompressor {
-    void operator()(libdeflate_decompressor *tool) const
-    {
-        libdeflate_free_decompressor(tool);
-    }
-};
-
-} // namespace
-
 /* Level 0 only stores, which makes a text longer: one that might pass the limit is packed. */
 static int level_for(size_t length)
 {
@@ -57,7 +40,8 @@ int cvgzip(const char *source, const char *target)
     if (appliance::no_path(target) || !appliance::read_whole(source, text_limit, &text, &length))
         return -1;
 
-    std::unique_ptr<libdeflate_compressor, FreeCompressor> tool(libdeflate_alloc_compressor(level_for(length)));
+    appliance::Owned<libdeflate_compressor, libdeflate_free_compressor> tool(
+        libdeflate_alloc_compressor(level_for(length)));
     if (!tool)
         return -1;
     size_t room = libdeflate_gzip_compress_bound(tool.get(), length);
@@ -130,7 +114,7 @@ static size_t unpack_member(libdeflate_decompressor *tool, const unsigned char *
 /* What stands behind a member is a further member: padding and remains of an older file are damage. */
 static bool unpack_all(const unsigned char *packed, size_t length, Unpacked *out)
 {
-    std::unique_ptr<libdeflate_decompressor, FreeDecompressor> tool(libdeflate_alloc_decompressor());
+    appliance::Owned<libdeflate_decompressor, libdeflate_free_decompressor> tool(libdeflate_alloc_decompressor());
     if (!tool || length == 0 || !grow(out, length, likely_length(packed, length)))
         return false;
     while (length > 0) {

@@ -4,27 +4,14 @@
  */
 #pragma once
 
-#include <sqlite3.h>
+#include "owned.h"
 
-#include <memory>
+#include <sqlite3.h>
 
 namespace appliance {
 
-struct CloseConnection {
-    void operator()(sqlite3 *connection) const
-    {
-        sqlite3_close(connection);
-    }
-};
-using Connection = std::unique_ptr<sqlite3, CloseConnection>;
-
-struct EndStatement {
-    void operator()(sqlite3_stmt *statement) const
-    {
-        sqlite3_finalize(statement);
-    }
-};
-using Statement = std::unique_ptr<sqlite3_stmt, EndStatement>;
+using Connection = Owned<sqlite3, sqlite3_close>;
+using Statement = Owned<sqlite3_stmt, sqlite3_finalize>;
 
 /* A connection of its own, or null when there is no such file, or one that is no database. */
 Connection open_database();

@@ -29,16 +29,10 @@ constexpr size_t ROOM_FOR_CLOSING = 2;
 
 namespace {
 
-template <auto free_it> struct Freed {
-    template <typename Thing> void operator()(Thing *thing) const
-    {
-        free_it(thing);
-    }
-};
-using Stream = std::unique_ptr<BIO, Freed<BIO_free_all>>;
-using Key = std::unique_ptr<EVP_PKEY, Freed<EVP_PKEY_free>>;
-using KeyRecord = std::unique_ptr<PKCS8_PRIV_KEY_INFO, Freed<PKCS8_PRIV_KEY_INFO_free>>;
-using EncryptedKey = std::unique_ptr<X509_SIG, Freed<X509_SIG_free>>;
+using Stream = appliance::Owned<BIO, BIO_free_all>;
+using Key = appliance::Owned<EVP_PKEY, EVP_PKEY_free>;
+using KeyRecord = appliance::Owned<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
+using EncryptedKey = appliance::Owned<X509_SIG, X509_SIG_free>;
 
 /* The first line of the passphrase file; wiped when it goes. PEM readers take at most 1023 characters. */
 struct Passphrase {

@@ -7,6 +7,7 @@
 
 #include "anonymize/addresses.h"
 #include "anonymize/word_scan.h"
+#include "system/owned.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -26,35 +27,6 @@
 namespace command {
 
 namespace {
-
-struct CryptoFree {
-    void operator()(BIO *bio) const
-    {
-        BIO_free(bio);
-    }
-    void operator()(X509 *certificate) const
-    {
-        X509_free(certificate);
-    }
-    void operator()(X509_REQ *request) const
-    {
-        X509_REQ_free(request);
-    }
-    void operator()(X509_CRL *list) const
-    {
-        X509_CRL_free(list);
-    }
-    void operator()(X509_SIG *encrypted) const
-    {
-        X509_SIG_free(encrypted);
-    }
-    void operator()(PKCS8_PRIV_KEY_INFO *key) const
-    {
-        PKCS8_PRIV_KEY_INFO_free(key);
-    }
-};
-
-template <typename Type> using Owned = std::unique_ptr<Type, CryptoFree>;
 
 PrivateKey own(EVP_PKEY *key)
 {
@@ -108,11 +80,10 @@ constexpr int most_rsa_bits = 8192;
 
 EVP_PKEY *generate(int kind, const EVP_PKEY *like)
 {
-    std::unique_ptr<EVP_PKEY_CTX, void (*)(EVP_PKEY_CTX *)> context(
-        like && kind != EVP_PKEY_RSA && kind != EVP_PKEY_EC ? EVP_PKEY_CTX_new(const_cast<EVP_PKEY *>(like), nullptr)
-                                                            : EVP_PKEY_CTX_new_id(kind, nullptr),
-        EVP_PKEY_CTX_free);
-    EVP_PKEY *key = nullptr;
+    Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(like && kind != EVP_PKEY_RSA && kind != EVP_PKEY_EC
+                                                       ? EVP_PKEY_CTX_new(const_cast<EVP_PKEY *>(like), nullptr)
+                                                       : EVP_PKEY_CTX_new_id(kind, nullptr));
+    EVP_PKEY                              *key = nullptr;
     if (!context || EVP_PKEY_keygen_init(context.get()) != 1)
         return nullptr;
     char group[80] = "prime256v1";
@@ -151,7 +122,7 @@ std::string traditional(const EVP_PKEY *key)
 
 std::string in_envelope(const EVP_PKEY *key)
 {
-    Owned<PKCS8_PRIV_KEY_INFO> info(EVP_PKEY2PKCS8(key));
+    Owned<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> info(EVP_PKEY2PKCS8(key));
     return info ? encoded_by(i2d_PKCS8_PRIV_KEY_INFO, info.get()) : "";
 }
 
@@ -210,7 +181,8 @@ struct KeyBlocks::Block {
 
     static std::optional<Block> read(std::string_view text)
     {
-        Owned<BIO>     bio(BIO_new_mem_buf(text.data(), static_cast<int>(std::min<size_t>(text.size(), INT_MAX))));
+        Owned<BIO, BIO_free> bio(
+            BIO_new_mem_buf(text.data(), static_cast<int>(std::min<size_t>(text.size(), INT_MAX))));
         char          *name = nullptr, *header = nullptr;
         unsigned char *data = nullptr;
         long           length = 0;
@@ -350,7 +322,7 @@ void KeyBlocks::learn(const Block &block)
     const unsigned char *der = bytes_of(block.der);
     auto                 length = static_cast<long>(block.der.size());
     if (block.label == "CERTIFICATE") {
-        Owned<X509> certificate(d2i_X509(nullptr, &der, length));
+        Owned<X509, X509_free> certificate(d2i_X509(nullptr, &der, length));
         if (EVP_PKEY *key = certificate ? X509_get0_pubkey(certificate.get()) : nullptr)
             keys_of_[encoded_by(i2d_X509_NAME, X509_get_subject_name(certificate.get()))] = public_part(key);
     } else if (block.headers.empty() && block.label.ends_with("PRIVATE KEY")) {
@@ -448,9 +420,9 @@ std::string KeyBlocks::of_encrypted_key(const Block &block)
 {
     if (!block.headers.empty())
         return of_old_encrypted_key(block);
-    std::string          content = block.der;
-    const unsigned char *old_der = bytes_of(block.der);
-    Owned<X509_SIG>      old(d2i_X509_SIG(nullptr, &old_der, static_cast<long>(block.der.size())));
+    std::string                    content = block.der;
+    const unsigned char           *old_der = bytes_of(block.der);
+    Owned<X509_SIG, X509_SIG_free> old(d2i_X509_SIG(nullptr, &old_der, static_cast<long>(block.der.size())));
     if (!old)
         return "";
     replace_in(reinterpret_cast<unsigned char *>(content.data()), static_cast<long>(content.size()), 0, false);
@@ -458,7 +430,7 @@ std::string KeyBlocks::of_encrypted_key(const Block &block)
     for (const auto &[passphrase, other] : passphrases_) {
         if (takes_long)
             break;
-        Owned<PKCS8_PRIV_KEY_INFO> opened(
+        Owned<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> opened(
             PKCS8_decrypt(old.get(), passphrase.data(), static_cast<int>(passphrase.size())));
         std::string closed = opened ? closed_like(content, *opened, other) : "";
         if (!closed.empty())
@@ -502,12 +474,12 @@ std::string KeyBlocks::old_cipher(const Block &block, const std::string &passphr
     std::string     headers = block.headers;
     if (PEM_get_EVP_CIPHER_INFO(headers.data(), &info) != 1 || !info.cipher)
         return "";
-    unsigned char                                               key[EVP_MAX_KEY_LENGTH];
-    std::string                                                 out(bytes.size() + EVP_MAX_BLOCK_LENGTH, '\0');
-    auto                                                       *to = reinterpret_cast<unsigned char *>(out.data());
-    int                                                         length = 0, rest = 0;
-    std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX *)> context(EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
-    bool                                                        is_done = context &&
+    unsigned char                              key[EVP_MAX_KEY_LENGTH];
+    std::string                                out(bytes.size() + EVP_MAX_BLOCK_LENGTH, '\0');
+    auto                                      *to = reinterpret_cast<unsigned char *>(out.data());
+    int                                        length = 0, rest = 0;
+    Owned<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free> context(EVP_CIPHER_CTX_new());
+    bool                                       is_done = context &&
                    EVP_BytesToKey(info.cipher, EVP_md5(), info.iv, bytes_of(passphrase),
                                   static_cast<int>(passphrase.size()), 1, key, nullptr) > 0 &&
                    EVP_CipherInit_ex(context.get(), info.cipher, nullptr, key, info.iv, encrypts ? 1 : 0) == 1 &&
@@ -521,17 +493,18 @@ std::string KeyBlocks::old_cipher(const Block &block, const std::string &passphr
 /* Encrypted as `like` says, which has the salt that is to be used. */
 std::string KeyBlocks::closed_like(const std::string &like, PKCS8_PRIV_KEY_INFO &old, const std::string &passphrase)
 {
-    PrivateKey                 old_key = own(EVP_PKCS82PKEY(&old));
-    PrivateKey                 fresh = old_key ? fresh_key(old_key.get()) : nullptr;
-    const unsigned char       *at = bytes_of(like);
-    Owned<X509_SIG>            scheme(d2i_X509_SIG(nullptr, &at, static_cast<long>(like.size())));
-    Owned<PKCS8_PRIV_KEY_INFO> info(fresh ? EVP_PKEY2PKCS8(fresh.get()) : nullptr);
-    const X509_ALGOR          *algorithm = nullptr;
+    PrivateKey                     old_key = own(EVP_PKCS82PKEY(&old));
+    PrivateKey                     fresh = old_key ? fresh_key(old_key.get()) : nullptr;
+    const unsigned char           *at = bytes_of(like);
+    Owned<X509_SIG, X509_SIG_free> scheme(d2i_X509_SIG(nullptr, &at, static_cast<long>(like.size())));
+    Owned<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> info(fresh ? EVP_PKEY2PKCS8(fresh.get()) : nullptr);
+    const X509_ALGOR                                    *algorithm = nullptr;
     if (!scheme || !info)
         return "";
     X509_SIG_get0(scheme.get(), &algorithm, nullptr);
-    X509_ALGOR     *copied = X509_ALGOR_dup(algorithm);
-    Owned<X509_SIG> closed(PKCS8_set0_pbe(passphrase.data(), static_cast<int>(passphrase.size()), info.get(), copied));
+    X509_ALGOR                    *copied = X509_ALGOR_dup(algorithm);
+    Owned<X509_SIG, X509_SIG_free> closed(
+        PKCS8_set0_pbe(passphrase.data(), static_cast<int>(passphrase.size()), info.get(), copied));
     if (!closed)
         X509_ALGOR_free(copied);
     return closed ? encoded_by(i2d_X509_SIG, closed.get()) : "";
@@ -539,20 +512,20 @@ std::string KeyBlocks::closed_like(const std::string &like, PKCS8_PRIV_KEY_INFO 
 
 std::string KeyBlocks::of_certificate(const Block &block)
 {
-    const unsigned char *der = bytes_of(block.der);
-    Owned<X509>          old(d2i_X509(nullptr, &der, static_cast<long>(block.der.size())));
-    EVP_PKEY            *old_key = old ? X509_get0_pubkey(old.get()) : nullptr;
-    PrivateKey           key = old_key ? fresh_key(old_key) : nullptr;
+    const unsigned char   *der = bytes_of(block.der);
+    Owned<X509, X509_free> old(d2i_X509(nullptr, &der, static_cast<long>(block.der.size())));
+    EVP_PKEY              *old_key = old ? X509_get0_pubkey(old.get()) : nullptr;
+    PrivateKey             key = old_key ? fresh_key(old_key) : nullptr;
     if (!key)
         return "";
     const ASN1_BIT_STRING *signature = nullptr;
     X509_get0_signature(&signature, nullptr, old.get());
-    int                  kind = X509_get_signature_nid(old.get());
-    PrivateKey           signer = issuer_key(encoded_by(i2d_X509_NAME, X509_get_issuer_name(old.get())), kind,
-                                             static_cast<size_t>(ASN1_STRING_length(signature)));
-    std::string          renamed = other_names(block.der);
-    const unsigned char *at = bytes_of(renamed);
-    Owned<X509>          fresh(d2i_X509(nullptr, &at, static_cast<long>(renamed.size())));
+    int                    kind = X509_get_signature_nid(old.get());
+    PrivateKey             signer = issuer_key(encoded_by(i2d_X509_NAME, X509_get_issuer_name(old.get())), kind,
+                                               static_cast<size_t>(ASN1_STRING_length(signature)));
+    std::string            renamed = other_names(block.der);
+    const unsigned char   *at = bytes_of(renamed);
+    Owned<X509, X509_free> fresh(d2i_X509(nullptr, &at, static_cast<long>(renamed.size())));
     if (!fresh || !signer || X509_set_pubkey(fresh.get(), key.get()) != 1)
         return "";
     std::string made = of_length(block.der.size(), signature_tries, [&] {
@@ -565,13 +538,13 @@ std::string KeyBlocks::of_certificate(const Block &block)
 
 std::string KeyBlocks::of_request(const Block &block)
 {
-    const unsigned char *der = bytes_of(block.der);
-    Owned<X509_REQ>      old(d2i_X509_REQ(nullptr, &der, static_cast<long>(block.der.size())));
-    EVP_PKEY            *old_key = old ? X509_REQ_get0_pubkey(old.get()) : nullptr;
-    PrivateKey           key = old_key ? fresh_key(old_key) : nullptr;
-    std::string          renamed = other_names(block.der);
-    const unsigned char *at = bytes_of(renamed);
-    Owned<X509_REQ>      fresh(d2i_X509_REQ(nullptr, &at, static_cast<long>(renamed.size())));
+    const unsigned char           *der = bytes_of(block.der);
+    Owned<X509_REQ, X509_REQ_free> old(d2i_X509_REQ(nullptr, &der, static_cast<long>(block.der.size())));
+    EVP_PKEY                      *old_key = old ? X509_REQ_get0_pubkey(old.get()) : nullptr;
+    PrivateKey                     key = old_key ? fresh_key(old_key) : nullptr;
+    std::string                    renamed = other_names(block.der);
+    const unsigned char           *at = bytes_of(renamed);
+    Owned<X509_REQ, X509_REQ_free> fresh(d2i_X509_REQ(nullptr, &at, static_cast<long>(renamed.size())));
     if (!key || !fresh || X509_REQ_set_pubkey(fresh.get(), key.get()) != 1)
         return "";
     int         kind = X509_REQ_get_signature_nid(old.get());
@@ -585,11 +558,11 @@ std::string KeyBlocks::of_request(const Block &block)
 
 std::string KeyBlocks::of_revocation_list(const Block &block)
 {
-    const unsigned char *der = bytes_of(block.der);
-    Owned<X509_CRL>      old(d2i_X509_CRL(nullptr, &der, static_cast<long>(block.der.size())));
-    std::string          renamed = other_names(block.der);
-    const unsigned char *at = bytes_of(renamed);
-    Owned<X509_CRL>      fresh(d2i_X509_CRL(nullptr, &at, static_cast<long>(renamed.size())));
+    const unsigned char           *der = bytes_of(block.der);
+    Owned<X509_CRL, X509_CRL_free> old(d2i_X509_CRL(nullptr, &der, static_cast<long>(block.der.size())));
+    std::string                    renamed = other_names(block.der);
+    const unsigned char           *at = bytes_of(renamed);
+    Owned<X509_CRL, X509_CRL_free> fresh(d2i_X509_CRL(nullptr, &at, static_cast<long>(renamed.size())));
     if (!old || !fresh)
         return "";
     const ASN1_BIT_STRING *signature = nullptr;

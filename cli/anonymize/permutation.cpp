@@ -108,7 +108,7 @@ char letter_at(const LetterPlace &place)
 } // namespace
 
 Permutation::Permutation(std::string_view secret)
-    : key_(keyed_sum(secret, "numbers")), cipher_(EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free)
+    : key_(keyed_sum(secret, "numbers")), cipher_(EVP_CIPHER_CTX_new())
 {
     std::string key = keyed_sum(secret, "texts");
     if (!cipher_ || EVP_EncryptInit_ex(cipher_.get(), EVP_aes_256_ecb(), nullptr,

@@ -4,9 +4,10 @@
  */
 #pragma once
 
+#include "system/owned.h"
+
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <openssl/evp.h>
 #include <string>
 #include <string_view>
@@ -51,8 +52,8 @@ class Permutation {
 
     void move_letter(LetterPlace &place, CipherBlock &state) const;
 
-    std::string                                                 key_;
-    std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX *)> cipher_;
+    std::string                                key_;
+    Owned<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free> cipher_;
 };
 
 } // namespace command

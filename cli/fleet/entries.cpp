@@ -6,13 +6,13 @@
 #include "system/digest.h"
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/owned.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
-#include <memory>
 #include <sys/stat.h>
 #include <vector>
 
@@ -23,13 +23,6 @@ namespace command {
 namespace {
 
 constexpr const char *form_names[] = {"folder", "archive", "file", "other"};
-
-struct DirClose {
-    void operator()(DIR *open) const
-    {
-        closedir(open);
-    }
-};
 
 /* In the order of their bytes. */
 std::vector<std::string> names_in(const std::string &folder)
@@ -107,7 +100,7 @@ std::string why_no_entry_name(const std::string &name)
 
 size_t for_each_entry(const std::string &folder, const std::function<void(const std::string &name)> &look)
 {
-    std::unique_ptr<DIR, DirClose> open(opendir(folder.c_str()));
+    Owned<DIR, closedir> open(opendir(folder.c_str()));
     if (!open)
         throw failure_of({"read", folder, errno}, folder);
     size_t hidden = 0;

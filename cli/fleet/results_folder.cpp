@@ -3,13 +3,13 @@
 
 #include "system/failure.h"
 #include "system/files.h"
+#include "system/owned.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <vector>
@@ -66,13 +66,6 @@ struct LineBuffer {
     ~LineBuffer()
     {
         free(bytes);
-    }
-};
-
-struct StreamClose {
-    void operator()(FILE *stream) const
-    {
-        fclose(stream);
     }
 };
 
@@ -177,7 +170,7 @@ EntryResult result_in_line(const std::string &path, const std::string &line, siz
 
 void for_each_line(const std::string &path, const std::function<void(const std::string &line, size_t number)> &look)
 {
-    std::unique_ptr<FILE, StreamClose> stream(fopen(path.c_str(), "re"));
+    Owned<FILE, fclose> stream(fopen(path.c_str(), "re"));
     if (!stream && errno == ENOENT)
         return;
     if (!stream)

@@ -4,25 +4,15 @@
  */
 #pragma once
 
-#include <memory>
+#include "system/owned.h"
+
 #include <sqlite3.h>
 #include <string_view>
 
 namespace command {
 
-struct DatabaseClose {
-    void operator()(sqlite3 *connection) const
-    {
-        sqlite3_close(connection);
-    }
-    void operator()(sqlite3_stmt *statement) const
-    {
-        sqlite3_finalize(statement);
-    }
-};
-
-using Connection = std::unique_ptr<sqlite3, DatabaseClose>;
-using Statement = std::unique_ptr<sqlite3_stmt, DatabaseClose>;
+using Connection = Owned<sqlite3, sqlite3_close>;
+using Statement = Owned<sqlite3_stmt, sqlite3_finalize>;
 
 /* Null when it does not open. The bytes are read for as long as the connection lives. */
 Connection open_bytes(std::string_view bytes);

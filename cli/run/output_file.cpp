@@ -4,12 +4,12 @@
 #include "run/waiting.h"
 #include "system/failure.h"
 #include "system/new_file.h"
+#include "system/owned.h"
 
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
-#include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -30,7 +30,7 @@ static void take_rights(int fd, const struct stat &old)
  * ends a process that has no memory for it. */
 static void sweep(const fs::path &folder)
 {
-    std::unique_ptr<DIR, int (*)(DIR *)> all(opendir(folder.c_str()), closedir);
+    Owned<DIR, closedir> all(opendir(folder.c_str()));
     while (const dirent *entry = all ? readdir(all.get()) : nullptr) {
         struct stat      st = {};
         std::string_view name = entry->d_name;

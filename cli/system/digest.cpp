@@ -15,7 +15,7 @@ static void require(int result)
         throw std::bad_alloc(); /* the only way in which a sum can fail */
 }
 
-Sha256::Sha256() : context_(EVP_MD_CTX_new(), EVP_MD_CTX_free)
+Sha256::Sha256() : context_(EVP_MD_CTX_new())
 {
     require(context_ ? EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) : 0);
 }

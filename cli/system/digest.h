@@ -1,7 +1,8 @@
 /* SHA-256 of files, by libcrypto: to tell whether two are the same, not to keep anything secret. */
 #pragma once
 
-#include <memory>
+#include "system/owned.h"
+
 #include <openssl/evp.h>
 #include <string>
 #include <string_view>
@@ -15,7 +16,7 @@ class Sha256 {
     std::string hex(); /* ends the sum */
 
   private:
-    std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX *)> context_;
+    Owned<EVP_MD_CTX, EVP_MD_CTX_free> context_;
 };
 
 std::string sha256(std::string_view bytes);

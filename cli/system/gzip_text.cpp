@@ -5,10 +5,10 @@
 #include "system/gzip_text.h"
 
 #include "system/large_pages.h"
+#include "system/owned.h"
 
 #include <algorithm>
 #include <libdeflate.h>
-#include <memory>
 #include <new>
 
 namespace command {
@@ -22,11 +22,11 @@ bool looks_like_gzip(std::string_view bytes)
 
 namespace {
 
-using Unpacker = std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor *)>;
+using Unpacker = Owned<libdeflate_decompressor, libdeflate_free_decompressor>;
 
 Unpacker new_unpacker()
 {
-    Unpacker unpacker(libdeflate_alloc_decompressor(), libdeflate_free_decompressor);
+    Unpacker unpacker(libdeflate_alloc_decompressor());
     if (!unpacker)
         throw std::bad_alloc();
     return unpacker;
@@ -105,9 +105,9 @@ bool has_whole_data(const Unpacker &unpacker, std::string_view member)
 
 std::string gzip(std::string_view text, Packing packing)
 {
-    using Packer = std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor *)>;
+    using Packer = Owned<libdeflate_compressor, libdeflate_free_compressor>;
     int    level = packing == Packing::tight ? 6 : 0;
-    Packer packer(libdeflate_alloc_compressor(level), libdeflate_free_compressor);
+    Packer packer(libdeflate_alloc_compressor(level));
     if (!packer)
         throw std::bad_alloc();
     std::string bytes(libdeflate_gzip_compress_bound(packer.get(), text.size()), '\0');

@@ -2,12 +2,12 @@
 #include "system/temporary_folder.h"
 
 #include "system/failure.h"
+#include "system/owned.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -29,8 +29,8 @@ static bool is_our_name(std::string_view name)
 /* The folder for temporary files may hold thousands of other names. */
 static std::vector<std::string> our_names_in(const fs::path &where)
 {
-    std::vector<std::string>             names;
-    std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(where.c_str()), closedir);
+    std::vector<std::string> names;
+    Owned<DIR, closedir>     folder(opendir(where.c_str()));
     while (const dirent *entry = folder ? readdir(folder.get()) : nullptr)
         if (is_our_name(entry->d_name))
             names.emplace_back(entry->d_name);
