@@ -126,6 +126,53 @@ TEST_P(LintFiles, FindWhatTheySay)
 
 INSTANTIATE_TEST_SUITE_P(Command, LintFiles, testing::ValuesIn(update_files()), file_name);
 
+TEST(Lint, LooksAtARuleToItsEnd)
+{
+    auto found = [](const std::string &rules) {
+        std::vector<std::string> texts;
+        for (const std::string &finding : findings_of("[6.20]\n" + rules + "\n"))
+            texts.push_back(finding.substr(finding.find(": ") + 2));
+        return texts;
+    };
+    using Texts = std::vector<std::string>;
+    for (const char *clean :
+         {"[MODIFY]\n<lab bench><slot>, <bay>", "[MODIFY]\n<lab bench><slot>,<bay> ,[int:1,2]",
+          "[DELETE]\n<lab bench>< slot>", "[MODIFY]\n<lab bench><slot>,<bay>,[int:+1,+5]",
+          "[MODIFY]\n<lab bench><slot>,<bay>,[int:5,5]", "[DELETE]\n# lgoxxxx: a word like any\n<lab bench>"})
+        EXPECT_EQ(found(clean), Texts{}) << clean;
+    for (const char *version : {"5.4x", "x.40", "5.", "5.40 "}) {
+        Texts texts = found("[READD]\n<lab bench><slot>,<bay>,<" + std::string(version) + ">");
+        EXPECT_EQ(std::ranges::count(texts, "has an odd version. Write it like \"<5.10>\"."), 1) << version;
+    }
+    EXPECT_EQ(found("[READD]\n<lab bench><slot>,<bay>,<0.0>"),
+              Texts{"never acts: behind section 5.10 every file is at 5.10 or later. Put it into section 5.10 or an "
+                    "earlier one, or name 5.10 or a later release."});
+    EXPECT_EQ(found("[MODIFY]\n<lab bench><slot,< >"),
+              Texts{"has a name that is not closed, at \"<slot\". Write a \">\" behind it."});
+    EXPECT_EQ(found("[MODIFY]\n<lab bench><slot>,<bay>,[int:1,2]x"),
+              Texts{"goes on behind its property, and nobody looks at that. Take it out."});
+    for (const char *limits : {"1x,5", "1,x", "1,5 x", "+,5", ",5", "1,"})
+        EXPECT_EQ(found("[MODIFY]\n<lab bench><slot>,<bay>,[int:" + std::string(limits) + "]"),
+                  Texts{"has a limit that is no number. Write both limits, like \"[int:1,100]\"."})
+            << limits;
+}
+
+TEST(Lint, KnowsWhatAWordWasMeantToBe)
+{
+    for (const auto &[slip, meant] : {std::pair{"NETWORK", "network"},
+                                      {"Appearance", "appearance"},
+                                      {"loggign", "logging"},
+                                      {"lgoging", "logging"},
+                                      {"olgging", "logging"}}) {
+        std::vector<std::string> found =
+            findings_of("[6.20]\n[DELETE]\n# " + std::string(slip) + ": of all\n<lab bench>\n");
+        EXPECT_EQ(found, std::vector<std::string>{"warns 3:3: \"" + std::string(slip) +
+                                                  ":\" is none of the words for what a rule is about, and stays in the "
+                                                  "sentence. Was \"" +
+                                                  meant + ":\" meant?"});
+    }
+}
+
 TEST(Lint, TheImagesOwnFileIsClean)
 {
     EXPECT_EQ((std::vector<std::string>{}),
