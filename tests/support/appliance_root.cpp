@@ -3,6 +3,7 @@
 #include "support/appliance_root.h"
 
 #include "support/child_output.h"
+#include "support/files.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -19,7 +20,6 @@
 #include <fstream>
 #include <memory>
 #include <span>
-#include <sstream>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -105,12 +105,7 @@ bool ApplianceRoot::exists(const std::string &path) const
 
 std::string ApplianceRoot::read(const std::string &path) const
 {
-    std::ifstream in(on_disk(path), std::ios::binary);
-    if (!in)
-        throw std::runtime_error("cannot read " + path);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return file_text(on_disk(path));
 }
 
 std::string ApplianceRoot::read_gzip(const std::string &path) const
@@ -153,10 +148,7 @@ static Entry entry_of(const fs::path &path)
         return {'d', mode, ""};
     if (!S_ISREG(st.st_mode))
         return {'o', mode, ""};
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return {'f', mode, text.str()};
+    return {'f', mode, file_text(path)};
 }
 
 Listing ApplianceRoot::listing() const

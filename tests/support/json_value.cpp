@@ -35,12 +35,17 @@ struct JsonConversion {
     static nlohmann::json back(const JsonValue &value)
     {
         switch (value.kind_) {
-        case JsonValue::Kind::null: return nullptr;
-        case JsonValue::Kind::text: return value.scalar_;
+        case JsonValue::Kind::null:
+            return nullptr;
+        case JsonValue::Kind::text:
+            return value.scalar_;
         case JsonValue::Kind::truth:
-        case JsonValue::Kind::number: return nlohmann::json::parse(value.scalar_);
-        case JsonValue::Kind::array: break;
-        case JsonValue::Kind::object: return members(value);
+        case JsonValue::Kind::number:
+            return nlohmann::json::parse(value.scalar_);
+        case JsonValue::Kind::array:
+            break;
+        case JsonValue::Kind::object:
+            return members(value);
         }
         nlohmann::json elements = nlohmann::json::array();
         for (const JsonValue &element : value)

@@ -47,7 +47,8 @@ class JsonValue {
     JsonValue       &at_path(std::string_view path);
     const JsonValue &back() const;
 
-    /* Of an array its elements, of an object its members' values in the order of their names; of all else they throw. */
+    /* Of an array its elements, of an object its members' values in the order of their names; of all else they throw.
+     */
     const JsonValue *begin() const;
     const JsonValue *end() const;
     size_t           size() const;

@@ -2,6 +2,7 @@
  * but in their own tests. */
 #include "support/trees.h"
 
+#include "support/files.h"
 #include "tree/config_text.h"
 #include "tree/node_store.h"
 
@@ -11,7 +12,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace support {
@@ -33,10 +33,7 @@ TextFile::~TextFile()
 
 std::string TextFile::read() const
 {
-    std::ifstream      in(path_, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return file_text(path_);
 }
 
 int32_t parse(std::string_view text)

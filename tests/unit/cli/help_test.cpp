@@ -1,5 +1,6 @@
 /* What --help says, against help.txt: whoever changes the one changes the other. How lines are laid out is the
  * parser's. */
+#include "support/patterns.h"
 #include "support/places.h"
 #include "unit/cli/command_support.h"
 
@@ -7,7 +8,6 @@
 
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -54,10 +54,9 @@ Strings words_of(const std::string &command)
 /* "-o,--output" of "  -o,--output TEXT   Where", and the names of what goes by its position. */
 std::set<std::string> names_in(const std::string &help)
 {
-    std::set<std::string>   names;
-    static const std::regex name(R"(\n  ([^ ]+))");
-    for (std::sregex_iterator at(help.begin(), help.end(), name), end; at != end; ++at)
-        names.insert((*at)[1]);
+    std::set<std::string> names;
+    for (const support::Groups &name : support::all_groups(help, R"(\n  ([^ ]+))"))
+        names.insert(name[1]);
     names.erase("-h,--help");
     return names;
 }

@@ -1,12 +1,10 @@
 /* The manual page and --help tell the same. */
+#include "support/files.h"
+#include "support/patterns.h"
 #include "support/places.h"
 #include "unit/cli/command_support.h"
 
 #include <gtest/gtest.h>
-
-#include <fstream>
-#include <regex>
-#include <sstream>
 
 using namespace support;
 
@@ -14,17 +12,14 @@ namespace {
 
 std::string manual()
 {
-    std::ifstream      in(source_path("/cli/migr.1"));
-    std::ostringstream text;
-    text << in.rdbuf();
-    return std::regex_replace(text.str(), std::regex(R"(\\-)"), "-");
+    return replaced(file_text(source_path("/cli/migr.1")), R"(\\-)", "-");
 }
 
-std::vector<std::string> found(const std::string &text, const std::regex &what)
+std::vector<std::string> found(const std::string &text, const std::string &pattern)
 {
     std::vector<std::string> all;
-    for (std::sregex_iterator at(text.begin(), text.end(), what), end; at != end; ++at)
-        all.push_back((*at)[1]);
+    for (const Groups &match : all_groups(text, pattern))
+        all.push_back(match[1]);
     return all;
 }
 
@@ -43,16 +38,16 @@ TEST(Manual, HasEverySubcommandAndItsOptions)
 {
     std::string page = manual();
     std::string help = migr({"--help"}).out;
-    auto        names = found(help.substr(help.find("Subcommands:")), std::regex(R"(\n  ([a-z]+) )"));
+    auto        names = found(help.substr(help.find("Subcommands:")), R"(\n  ([a-z]+) )");
     EXPECT_GE(names.size(), 4U);
-    for (const std::string &name : found(migr({"fleet", "--help"}).out, std::regex(R"(\n  ([a-z]+) )")))
+    for (const std::string &name : found(migr({"fleet", "--help"}).out, R"(\n  ([a-z]+) )"))
         names.push_back("fleet " + name);
     for (const std::string &name : names) {
         if (name == "fleet")
             continue;
         EXPECT_NE(page.find(".SS migr " + name), std::string::npos) << name;
         EXPECT_NE(page.find(".B migr " + name + "\n"), std::string::npos) << name;
-        for (const std::string &option : found(migr(help_of(name)).out, std::regex(R"((--[a-z-]+))")))
+        for (const std::string &option : found(migr(help_of(name)).out, R"((--[a-z-]+))"))
             EXPECT_NE(page.find(option), std::string::npos) << name << " " << option;
     }
 }

@@ -4,12 +4,12 @@
 #include "driver/upgrade_run.h"
 #include "platform/platform.h"
 #include "support/appliance_root.h"
+#include "support/patterns.h"
 
 #include <gtest/gtest.h>
 
 #include <dirent.h>
 #include <functional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -95,7 +95,7 @@ class DomainCertificates : public testing::Test {
         });
         EXPECT_EQ(0, child.exit_code) << child.out << child.err;
         EXPECT_EQ("", child.err);
-        return std::regex_replace(child.out, std::regex("(migr_\\w+) [0-9]+ "), "$1 LINE ");
+        return support::replaced(child.out, "(migr_\\w+) [0-9]+ ", "$1 LINE ");
     }
 
     static void moves(Listing *listing, const std::string &kind, const std::string &name)

@@ -33,7 +33,8 @@ TEST(JsonValue, IsWrittenAsItWasReadButForBlanksAndOrder)
 
 TEST(JsonValue, IsEqualToWhatIsMade)
 {
-    JsonValue made = {{"a", {{"d", JsonValue::array()}, {"c", read("{}")}}}, {"b", {1, -2, 2.5, true, nullptr, "x\1\"y"}}};
+    JsonValue made = {{"a", {{"d", JsonValue::array()}, {"c", read("{}")}}},
+                      {"b", {1, -2, 2.5, true, nullptr, "x\1\"y"}}};
     EXPECT_EQ(read(whole), made);
     EXPECT_EQ(read("[[\"a\", 1]]"), JsonValue::array({JsonValue::array({"a", 1})}));
     EXPECT_EQ(read(R"({"a": 1})"), (JsonValue{{"a", 1}})) << "pairs that begin with a text are members";
@@ -48,9 +49,10 @@ TEST(JsonValue, IsEqualToWhatIsMade)
 
 TEST(JsonValue, DiffersInKindValueNamesAndOrder)
 {
-    const char *others[] = {"null", "false", "true", "0", "1", "1.0", "-1", "18446744073709551615", "\"\"", "\"1\"",
-                            "\"true\"", "[]", "[1]", "[1,2]", "[2,1]", "{}", R"({"a":1})", R"({"b":1})", R"({"a":2})",
-                            R"({"a":1,"b":1})"};
+    const char *others[] = {
+        "null",       "false",           "true", "0",   "1",     "1.0",   "-1", "18446744073709551615", "\"\"",
+        "\"1\"",      "\"true\"",        "[]",   "[1]", "[1,2]", "[2,1]", "{}", R"({"a":1})",           R"({"b":1})",
+        R"({"a":2})", R"({"a":1,"b":1})"};
     for (const char *one : others)
         for (const char *other : others)
             EXPECT_EQ(read(one) == read(other), one == other) << one << " and " << other;
@@ -59,11 +61,11 @@ TEST(JsonValue, DiffersInKindValueNamesAndOrder)
 TEST(JsonValue, ThrowsForWhatIsNotThere)
 {
     JsonValue value = read(whole);
-    for (auto odd : {+[](JsonValue &all) { return all["x"]; }, +[](JsonValue &all) { return all[0]; },
-                     +[](JsonValue &all) { return all["b"][6]; }, +[](JsonValue &all) { return all["b"]["a"]; },
-                     +[](JsonValue &all) { return all["b"][0][0]; }, +[](JsonValue &all) { return all["a"]["d"].back(); },
-                     +[](JsonValue &all) { return all.at_path("/b/6"); },
-                     +[](JsonValue &all) { return all.at_path("/a/x"); }})
+    for (auto odd :
+         {+[](JsonValue &all) { return all["x"]; }, +[](JsonValue &all) { return all[0]; },
+          +[](JsonValue &all) { return all["b"][6]; }, +[](JsonValue &all) { return all["b"]["a"]; },
+          +[](JsonValue &all) { return all["b"][0][0]; }, +[](JsonValue &all) { return all["a"]["d"].back(); },
+          +[](JsonValue &all) { return all.at_path("/b/6"); }, +[](JsonValue &all) { return all.at_path("/a/x"); }})
         EXPECT_THROW(odd(value), std::out_of_range);
     EXPECT_EQ(value, read(whole)) << "and makes nothing";
 }

@@ -4,6 +4,7 @@
  * is without a cause.
  */
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/json_value.h"
 #include "support/places.h"
 
@@ -12,7 +13,6 @@
 #include <array>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -65,21 +65,13 @@ bool is_layout(const std::string &line)
     return text.empty() || text[0] == '#' || text.starts_with("end") || text.starts_with("next");
 }
 
-std::string content_of(const fs::path &path)
-{
-    std::ifstream      file(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
-}
-
 using Texts = std::map<std::string, std::vector<std::string>>;
 
 Texts texts_in(const fs::path &root)
 {
     Texts texts;
     for (const fs::directory_entry &entry : fs::directory_iterator(root / "data/config"))
-        texts[entry.path().filename()] = lines_of(gunzip(content_of(entry.path())));
+        texts[entry.path().filename()] = lines_of(gunzip(support::file_text(entry.path())));
     return texts;
 }
 
@@ -529,7 +521,7 @@ std::string with_line_of_rule(std::string blamed)
         return blamed;
     start += strlen("line ");
     std::string              rule = blamed.substr(start, end - start);
-    std::vector<std::string> lines = lines_of(content_of(source_path("/image/update_config")));
+    std::vector<std::string> lines = lines_of(support::file_text(source_path("/image/update_config")));
     auto                     found = std::find(lines.begin(), lines.end(), rule);
     EXPECT_NE(found, lines.end()) << rule;
     return blamed.replace(start, end - start, std::to_string(found - lines.begin()));

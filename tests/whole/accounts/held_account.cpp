@@ -7,13 +7,13 @@
 #include "driver/migr.h"
 #include "explain/ledger_run.h"
 #include "language/items.h"
+#include "support/files.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <utility>
@@ -265,19 +265,12 @@ void expect_balance_in(const support::ApplianceRoot &root, const std::vector<Sto
     *accounted = static_cast<size_t>(child.exit_code);
 }
 
-std::string text_of(const fs::path &path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 std::vector<StoredText> files_of_sample(const std::string &sample)
 {
     std::vector<StoredText> files;
     for (const auto &entry : fs::directory_iterator(support::source_path("/samples/" + sample + "/data/config")))
         if (entry.path().extension() == ".conf")
-            files.push_back({entry.path().filename().string() + ".gz", text_of(entry.path())});
+            files.push_back({entry.path().filename().string() + ".gz", support::file_text(entry.path())});
     std::sort(files.begin(), files.end(),
               [](const StoredText &one, const StoredText &other) { return one.name < other.name; });
     return files;

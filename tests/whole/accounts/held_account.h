@@ -5,7 +5,6 @@
 #include "explain/account.h"
 #include "support/appliance_root.h"
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -37,9 +36,6 @@ HeldRun expect_balance(const std::vector<StoredText> &files);
 
 /* The same in a child that sees `root` as its root folder, with the number of files that came through. */
 void expect_balance_in(const support::ApplianceRoot &root, const std::vector<StoredText> &files, size_t *accounted);
-
-/* A file's bytes. */
-std::string text_of(const std::filesystem::path &path);
 
 /* The configuration files of a sample, as they are stored. */
 std::vector<StoredText> files_of_sample(const std::string &sample);

@@ -7,6 +7,7 @@
 
 #include "cases/case_file.h"
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/places.h"
 #include "whole/journeys/journey.h"
 #include "whole/ledger/laid_out.h"
@@ -156,7 +157,7 @@ TEST(CorpusAccounts, Balance)
                 continue;
             Pass pass;
             pass.release = release;
-            pass.before = text_of(seed.path());
+            pass.before = support::file_text(seed.path());
             support::ApplianceRoot root;
             ledger_test::lay_out_image(root);
             accounted += accounted_in(root, files_of(pass), tries++);

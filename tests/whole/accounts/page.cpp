@@ -2,10 +2,10 @@
 #include "page.h"
 
 #include "output/release_text.h"
+#include "support/patterns.h"
 
 #include <algorithm>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -84,13 +84,14 @@ Span span_of(const std::string &text)
 
 Statement statement_of(const std::string &line, const std::string &file)
 {
-    static const std::regex old_line(
-        R"((\d+(?:-\d+)?) (kept|moved|rewritten|dropped)(?: (\S+\.gz))?(?: (\d+(?:-\d+)?))?(?:: (.*))?)");
-    static const std::regex new_line(R"((added) (\d+(?:-\d+)?)(?: from (\d+(?:-\d+)?))?: (.*))");
-    std::smatch             part;
-    if (std::regex_match(line, part, old_line))
+    static const std::string old_line =
+        R"((\d+(?:-\d+)?) (kept|moved|rewritten|dropped)(?: (\S+\.gz))?(?: (\d+(?:-\d+)?))?(?:: (.*))?)";
+    static const std::string new_line = R"((added) (\d+(?:-\d+)?)(?: from (\d+(?:-\d+)?))?: (.*))";
+    support::Groups          part = support::groups_of(line, old_line);
+    if (!part.empty())
         return {file, part[2], part[3], part[5], span_of(part[1]), span_of(part[4])};
-    if (std::regex_match(line, part, new_line))
+    part = support::groups_of(line, new_line);
+    if (!part.empty())
         return {file, part[1], "", part[4], span_of(part[3]), span_of(part[2])};
     throw std::runtime_error("a page has the line: " + line);
 }

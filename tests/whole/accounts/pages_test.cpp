@@ -1,6 +1,7 @@
 /* The accounts of whole samples against what people have read out of them: pages/SAMPLE.page. */
 #include "page.h"
 
+#include "support/files.h"
 #include "support/places.h"
 #include "whole/ledger/laid_out.h"
 
@@ -29,7 +30,7 @@ class Pages : public testing::TestWithParam<std::string> {};
 
 TEST_P(Pages, SayTheSameAsTheAccount)
 {
-    std::string             page = text_of(support::source_path("/tests/whole/accounts/pages/" + GetParam() + ".page"));
+    std::string page = support::file_text(support::source_path("/tests/whole/accounts/pages/" + GetParam() + ".page"));
     std::vector<StoredText> files = files_of_sample(GetParam());
     support::ApplianceRoot  root;
     ledger_test::lay_out_sample(GetParam(), root);

@@ -1,12 +1,11 @@
 /* Feeds each fuzzer's stored inputs to it: what once was found stays found. */
+#include "support/files.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -25,21 +24,13 @@ namespace {
 
 using fuzz_target = int (*)(const uint8_t *data, size_t size);
 
-std::string read(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
-}
-
 void feed(const char *corpus, fuzz_target target)
 {
     size_t count = 0;
     for (const fs::directory_entry &entry :
          fs::directory_iterator(fs::path(support::source_path("/fuzz/corpus")) / corpus)) {
         SCOPED_TRACE(entry.path().string());
-        std::string bytes = read(entry.path());
+        std::string bytes = support::file_text(entry.path());
         testing::internal::CaptureStdout();
         EXPECT_EQ(0, target(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()));
         testing::internal::GetCapturedStdout();

@@ -3,6 +3,7 @@
 #include "sweep.h"
 
 #include "driver/migr.h"
+#include "support/files.h"
 #include "support/image_line.h"
 #include "support/places.h"
 #include "support/trees.h"
@@ -13,7 +14,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <set>
 #include <sstream>
@@ -132,14 +132,6 @@ TEST(Faults, EachFileCallOfASplit)
  * them go on without what they could not have, so a stored file may come out otherwise; but it stays a whole
  * configuration of the release that its first line names. */
 
-std::string text_of(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 std::string with_release(std::string text, const std::string &release)
 {
     size_t number = text.find("5.50-");
@@ -154,10 +146,10 @@ void lay_out_branch_office(const ApplianceRoot &root, const std::string &release
         fs::copy(sample / part, root.path() / part, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     for (const fs::directory_entry &file : fs::directory_iterator(sample / "data/config"))
         root.write_gzip("/data/config/" + file.path().filename().string() + ".gz",
-                        with_release(text_of(file.path()), release));
+                        with_release(support::file_text(file.path()), release));
     for (const char *name : {"update_config", "system.conf.predefine", "signature.db"})
-        root.write("/data/etc/" + std::string(name), text_of(image / name));
-    root.write("/etc/syntax_v510.txt", text_of(image / "syntax_v510.txt"));
+        root.write("/data/etc/" + std::string(name), support::file_text(image / name));
+    root.write("/etc/syntax_v510.txt", support::file_text(image / "syntax_v510.txt"));
 }
 
 /* What migrations add may have a blank too many ahead of its name or behind it, which does not read back. */

@@ -1,6 +1,7 @@
 /* The library as its host sees it: loaded by hand into a C program, found by the names of functions and records, or
  * linked with one that has names of its own. */
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/image_line.h"
 #include "support/places.h"
 
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <set>
 #include <sstream>
@@ -338,10 +338,7 @@ std::set<std::string> exported_records()
 /* The words of migr.h between the sentence that forbids names and the comment's end. */
 std::set<std::string> names_told_to_hosts()
 {
-    std::ifstream     file(source_path("/src/driver/migr.h"));
-    std::stringstream header;
-    header << file.rdbuf();
-    std::string text = header.str();
+    std::string text = support::file_text(source_path("/src/driver/migr.h"));
     size_t      start = text.find("globals of these names");
     EXPECT_NE(start, std::string::npos);
     text = text.substr(start, text.find("*/", start) - start);

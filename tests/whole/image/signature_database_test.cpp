@@ -3,14 +3,13 @@
 #include "platform/platform.h"
 #include "support/appliance_root.h"
 
+#include "support/files.h"
 #include "support/places.h"
 #include <gtest/gtest.h>
 
 #include <sqlite3.h>
 
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <vector>
 
 const std::string image_database = support::build_path("/image/signature.db");
@@ -125,11 +124,8 @@ TEST_F(ImageDatabase, KnowsWhatTheUpgradeAdds)
 
 TEST_F(ImageDatabase, IsReadByThePlatform)
 {
-    std::ifstream      file(image_database, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
     support::ApplianceRoot root;
-    root.write("/data/etc/signature.db", bytes.str());
+    root.write("/data/etc/signature.db", support::file_text(image_database));
     support::expect_in_root(root, [] {
         signature_database *handle = nullptr;
         ASSERT_EQ(db_open(&handle), 0);

@@ -1,5 +1,6 @@
 /* The image's own syntax file: which configurations survive the split of an old file, and where they go. */
 #include "image_texts.h"
+#include "support/files.h"
 #include "support/places.h"
 #include "support/trees.h"
 #include "tree/config_text.h"
@@ -96,7 +97,7 @@ TEST_F(ImageSyntax, NamesWhatTheBranchOfficeHolds)
         if (entry.path().parent_path().filename() != "config" || entry.path().extension() != ".conf")
             continue;
         files++;
-        ASSERT_EQ(0, support::parse(read_text(entry.path().string())));
+        ASSERT_EQ(0, support::parse(support::file_text(entry.path().string())));
         for (config_node *config = migr_main.root.top_list; config; config = config->next)
             EXPECT_TRUE(is_named(config->name)) << entry.path() << ": " << config->name;
         release_pass_nodes();

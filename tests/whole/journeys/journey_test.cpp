@@ -1,6 +1,7 @@
 /* Whole appliances, taken to the image's release; tests/journeys/README.md has the form of a journey. */
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/places.h"
 #include "support/second_book.h"
 #include "whole/journeys/journey.h"
@@ -24,14 +25,6 @@ using support::Listing;
 
 namespace {
 
-std::string text_of(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 bool is_plain_configuration(const std::string &path)
 {
     return path.rfind("data/config/", 0) == 0 && path.ends_with(".conf");
@@ -50,18 +43,19 @@ void lay_out(const Journey &journey, const ApplianceRoot &root)
         else if (entry.is_directory())
             root.folder("/" + path);
         else if (is_plain_configuration(path))
-            root.write_gzip("/" + path + ".gz", journeys::with_release(text_of(entry.path()), journey.release));
+            root.write_gzip("/" + path + ".gz",
+                            journeys::with_release(support::file_text(entry.path()), journey.release));
         else
-            root.write("/" + path, text_of(entry.path()));
+            root.write("/" + path, support::file_text(entry.path()));
     }
-    std::istringstream empty_folders(text_of(sample / "empty-folders"));
+    std::ifstream empty_folders(sample / "empty-folders"); /* where it has any */
     for (std::string folder; std::getline(empty_folders, folder);)
         root.folder("/" + folder);
     fs::path image = support::build_path("/image");
-    root.write("/data/etc/update_config", text_of(image / "update_config"));
-    root.write("/data/etc/system.conf.predefine", text_of(image / "system.conf.predefine"));
-    root.write("/data/etc/signature.db", text_of(image / "signature.db"));
-    root.write("/etc/syntax_v510.txt", text_of(image / "syntax_v510.txt"));
+    root.write("/data/etc/update_config", support::file_text(image / "update_config"));
+    root.write("/data/etc/system.conf.predefine", support::file_text(image / "system.conf.predefine"));
+    root.write("/data/etc/signature.db", support::file_text(image / "signature.db"));
+    root.write("/etc/syntax_v510.txt", support::file_text(image / "syntax_v510.txt"));
 }
 
 bool is_image_file(const std::string &path)
@@ -156,10 +150,10 @@ void store(const Journey &journey, const Listing &form)
 void compare(const Journey &journey, const Listing &form)
 {
     fs::path folder = journey.folder / "expected";
-    EXPECT_EQ(text_of(folder / "LISTING"), listing_text(form));
+    EXPECT_EQ(support::file_text(folder / "LISTING"), listing_text(form));
     for (const auto &[path, entry] : form) {
         if (entry.type == 'f') {
-            EXPECT_EQ(text_of(folder / path), entry.content) << path;
+            EXPECT_EQ(support::file_text(folder / path), entry.content) << path;
         }
     }
 }

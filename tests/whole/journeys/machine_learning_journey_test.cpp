@@ -1,6 +1,7 @@
 /* The cloud sample's machine-learning file on its own short road: no update file, no compression, one header line. */
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/places.h"
 #include "support/second_book.h"
 
@@ -9,20 +10,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 namespace {
 
 const std::string stored_path = support::source_path("/tests/journeys/ferry-cloud-6.02/ml.conf");
-
-std::string text_of(const std::string &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 /* What the upgrade of one file to another returns. */
 std::string upgrade(const support::ApplianceRoot &root, const char *input, const char *output)
@@ -39,13 +31,13 @@ std::string upgrade(const support::ApplianceRoot &root, const char *input, const
 TEST(MachineLearningJourney, TakesTheCloudSamplesFileToTheImage)
 {
     support::ApplianceRoot root;
-    std::string            before = text_of(support::source_path("/samples/ferry-cloud-6.02/var/log/ml/ml.conf"));
+    std::string before = support::file_text(support::source_path("/samples/ferry-cloud-6.02/var/log/ml/ml.conf"));
     ASSERT_FALSE(before.empty());
     root.write("/ml.conf", before);
     ASSERT_EQ("0", upgrade(root, "/ml.conf", "/ml.new"));
     if (getenv("MIGR_STORE_EXPECTED"))
         std::ofstream(stored_path, std::ios::binary) << root.read("/ml.new");
-    EXPECT_EQ(text_of(stored_path), root.read("/ml.new"));
+    EXPECT_EQ(support::file_text(stored_path), root.read("/ml.new"));
     EXPECT_EQ(before, root.read("/ml.conf"));
 
     root.write("/ml.again", "kept");

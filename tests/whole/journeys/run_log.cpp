@@ -5,10 +5,9 @@
 #include "driver/migr.h"
 #include "rules/rules.h"
 #include "support/appliance_root.h"
+#include "support/files.h"
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -32,20 +31,12 @@ std::string run_steps()
     return lines;
 }
 
-static std::string bytes_of(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
-}
-
 StoredTexts stored_texts()
 {
     StoredTexts texts;
     for (const fs::directory_entry &entry : fs::directory_iterator("/data/config")) {
         std::string name = entry.path().filename().string();
-        std::string text = bytes_of(entry.path());
+        std::string text = support::file_text(entry.path());
         if (name.ends_with(".conf.gz") && text.starts_with("\x1f\x8b")) {
             name.resize(name.size() - std::string(".conf.gz").size());
             text = support::gunzip(text);
@@ -53,7 +44,7 @@ StoredTexts stored_texts()
         texts[name] = text;
     }
     for (const fs::directory_entry &entry : fs::directory_iterator("/var/log"))
-        texts["log/" + entry.path().filename().string()] = bytes_of(entry.path());
+        texts["log/" + entry.path().filename().string()] = support::file_text(entry.path());
     return texts;
 }
 

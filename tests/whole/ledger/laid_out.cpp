@@ -1,25 +1,16 @@
 /* Samples and the image's files in a root folder, for any test that upgrades them. */
 #include "laid_out.h"
 
+#include "support/files.h"
 #include "support/places.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string text_of(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 fs::path samples()
 {
@@ -42,8 +33,8 @@ void ledger_test::lay_out_image(const support::ApplianceRoot &root)
 {
     fs::path image = support::build_path("/image");
     for (const char *file : {"update_config", "system.conf.predefine", "signature.db"})
-        root.write(std::string("/data/etc/") + file, text_of(image / file));
-    root.write("/etc/syntax_v510.txt", text_of(image / "syntax_v510.txt"));
+        root.write(std::string("/data/etc/") + file, support::file_text(image / file));
+    root.write("/etc/syntax_v510.txt", support::file_text(image / "syntax_v510.txt"));
 }
 
 void ledger_test::lay_out_sample(const std::string &sample, const support::ApplianceRoot &root)
@@ -60,6 +51,6 @@ std::vector<std::string> ledger_test::configurations_of(const std::string &sampl
     std::vector<std::string> texts;
     for (const fs::directory_entry &entry : fs::directory_iterator(samples() / sample / "data/config"))
         if (entry.path().extension() == ".conf")
-            texts.push_back(text_of(entry.path()));
+            texts.push_back(support::file_text(entry.path()));
     return texts;
 }

@@ -6,6 +6,7 @@
 
 #include "driver/hooks.h"
 #include "driver/migr.h"
+#include "support/files.h"
 #include "tree/stored_files.h"
 
 #include <gtest/gtest.h>
@@ -49,13 +50,6 @@ Lines lines_of(std::istream &&in)
 }
 
 /* Inside the root folder. */
-std::string content_of(const std::string &path)
-{
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
 std::string line_at(const Lines &lines, uint32_t number)
 {
     return number == 0 || number > lines.size() ? "(no such line)" : lines[number - 1];
@@ -127,7 +121,7 @@ void note_opened(const char *file)
     auto split = witness.written.find(witness.stored);
     if (strcmp(file, MIGR_OLD_TEXT) != 0 || split == witness.written.end())
         return;
-    expect_covered(split->first, split->second, content_of(file));
+    expect_covered(split->first, split->second, support::file_text(file));
     witness.written.erase(split);
     witness.read_again++;
 }
@@ -210,7 +204,7 @@ TEST(ToldLines, AreThoseOfTheTexts)
             upgrade_and_watch();
             EXPECT_FALSE(witness.written.empty());
             for (const auto &[file, covered] : witness.written)
-                expect_covered(file, covered, support::gunzip(content_of(file)));
+                expect_covered(file, covered, support::gunzip(support::file_text(file)));
             witness.changes["split-files"] = witness.read_again;
             for (const auto &[mechanism, count] : witness.changes)
                 fprintf(stderr, "%s %zu\n", mechanism.c_str(), count);

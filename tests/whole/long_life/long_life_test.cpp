@@ -4,6 +4,8 @@
  * ends. */
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/files.h"
+#include "support/patterns.h"
 #include "support/places.h"
 #include "whole/ledger/laid_out.h"
 
@@ -14,7 +16,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -71,13 +72,11 @@ void lay_down(const Listing &listing)
  * run. */
 std::map<std::string, std::string> configurations()
 {
-    static const std::regex            counted("(edit |gen_edt_)[0-9]+");
+    const std::string                  counted = "(edit |gen_edt_)[0-9]+";
     std::map<std::string, std::string> texts;
     for (const fs::directory_entry &entry : fs::directory_iterator("/data/config")) {
-        std::ifstream      in(entry.path(), std::ios::binary);
-        std::ostringstream bytes;
-        bytes << in.rdbuf();
-        texts[entry.path()] = std::regex_replace(support::gunzip(bytes.str()), counted, "$1");
+        std::string text = support::gunzip(support::file_text(entry.path()));
+        texts[entry.path()] = support::replaced(text, counted, "$1");
     }
     return texts;
 }

@@ -5,6 +5,8 @@
 #include "driver/migr.h"
 #include "driver/version_lines.h"
 #include "support/appliance_root.h"
+#include "support/files.h"
+#include "support/patterns.h"
 #include "support/places.h"
 #include "support/second_book.h"
 #include "support/trees.h"
@@ -13,24 +15,13 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <regex>
 #include <set>
-#include <sstream>
 
 namespace fs = std::filesystem;
 using support::ApplianceRoot;
 
 namespace {
-
-std::string text_of(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 std::string release_text(int32_t version)
 {
@@ -75,8 +66,8 @@ const RichTree &rich_tree()
 {
     static const RichTree tree = [] {
         fs::path config = support::source_path("/samples/branch-office-5.50/data/config");
-        return RichTree{body_of(text_of(config / "sys_global.conf")),
-                        unknown_block + body_of(text_of(config / "sys_domain.root.conf")) +
+        return RichTree{body_of(support::file_text(config / "sys_global.conf")),
+                        unknown_block + body_of(support::file_text(config / "sys_domain.root.conf")) +
                             "config system default_rptlang\n    set language english\nend\n"};
     }();
     return tree;
@@ -90,10 +81,9 @@ std::string file_of(const std::string &release, const std::string &body)
 std::set<int32_t> all_releases()
 {
     std::set<int32_t> releases = {(3 << 16) + 30, (3 << 16) + 99};
-    std::string       update_file = text_of(support::build_path("/image/update_config"));
-    const std::regex  section(R"((?:^|\n)\[(\d+)\.(\d+)\])");
-    for (std::sregex_iterator found(update_file.begin(), update_file.end(), section), end; found != end; ++found)
-        releases.insert((std::stoi((*found)[1]) << 16) + std::stoi((*found)[2]));
+    std::string       update_file = support::file_text(support::build_path("/image/update_config"));
+    for (const support::Groups &section : support::all_groups(update_file, R"((?:^|\n)\[(\d+)\.(\d+)\])"))
+        releases.insert((std::stoi(section[1]) << 16) + std::stoi(section[2]));
     for (stage_table *const *stage = all_stages; *stage; stage++)
         releases.insert((*stage)->version);
     /* One release ahead of each as well: it gets all that the release brings. */
@@ -110,10 +100,10 @@ constexpr char domain_file[] = "/data/config/sys_domain.root.conf.gz";
 void lay_out(const ApplianceRoot &root, int32_t version)
 {
     fs::path image = support::build_path("/image");
-    root.write("/data/etc/update_config", text_of(image / "update_config"));
-    root.write("/data/etc/system.conf.predefine", text_of(image / "system.conf.predefine"));
-    root.write("/data/etc/signature.db", text_of(image / "signature.db"));
-    root.write("/etc/syntax_v510.txt", text_of(image / "syntax_v510.txt"));
+    root.write("/data/etc/update_config", support::file_text(image / "update_config"));
+    root.write("/data/etc/system.conf.predefine", support::file_text(image / "system.conf.predefine"));
+    root.write("/data/etc/signature.db", support::file_text(image / "signature.db"));
+    root.write("/etc/syntax_v510.txt", support::file_text(image / "syntax_v510.txt"));
     std::string release = release_text(version);
     if (version < MIGR_RELEASE(5, 10)) {
         root.write_gzip(global_file, file_of(release, rich_tree().global + rich_tree().domain));

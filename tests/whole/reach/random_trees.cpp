@@ -1,6 +1,7 @@
 /* Random configurations of the words that stand in the stages' sources, so that callbacks find something to do. */
 #include "random_trees.h"
 
+#include "support/patterns.h"
 #include "support/places.h"
 #include "walk/stages.h"
 
@@ -9,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -22,16 +22,16 @@ using Places = std::map<std::string, size_t>;
 /* Adds the quoted words of a source that may stand in a configuration, and where among them callbacks are defined. */
 void add_words(const fs::path &source, std::vector<std::string> *words, Places *callbacks)
 {
-    static const std::regex quoted(R"re("([A-Za-z0-9_.,:-]{1,60})")re");
-    static const std::regex callback(R"re(^void (_\w+)\(int32_t.*)re");
-    std::ifstream           in(source);
-    std::smatch             name;
+    const std::string quoted = R"re("([A-Za-z0-9_.,:-]{1,60})")re";
+    const std::string callback = R"re(^void (_\w+)\(int32_t.*)re";
+    std::ifstream     in(source);
     for (std::string line; std::getline(in, line);) {
-        if (std::regex_match(line, name, callback))
-            (*callbacks)[name[1]] = words->size();
+        support::Groups definition = support::groups_of(line, callback);
+        if (!definition.empty())
+            (*callbacks)[definition[1]] = words->size();
         if (line.compare(0, 1, "#") != 0)
-            for (std::sregex_iterator at(line.begin(), line.end(), quoted), end; at != end; ++at)
-                words->push_back((*at)[1]);
+            for (const support::Groups &word : support::all_groups(line, quoted))
+                words->push_back(word[1]);
     }
 }
 

@@ -6,6 +6,7 @@
 #include "random_trees.h"
 
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/places.h"
 #include "support/trees.h"
 #include "tree/node_store.h"
@@ -96,11 +97,7 @@ std::string listing()
     std::map<std::string, std::string> files;
     for (const char *top : {"/data", "/etc", "/var"})
         for (const fs::directory_entry &found : fs::recursive_directory_iterator(top)) {
-            std::ifstream      in(found.path(), std::ios::binary);
-            std::ostringstream text;
-            if (found.is_regular_file())
-                text << in.rdbuf();
-            files[found.path().string()] = text.str();
+            files[found.path().string()] = found.is_regular_file() ? support::file_text(found.path()) : "";
         }
     std::string all;
     for (const auto &[path, text] : files)
@@ -143,10 +140,9 @@ std::string in_child(const std::function<std::string()> &work)
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_EQ(0, status);
-    std::ostringstream text;
-    text << std::ifstream(result_file, std::ios::binary).rdbuf();
+    std::string text = support::file_text(result_file);
     fs::remove(result_file);
-    return text.str();
+    return text;
 }
 
 /* The first line that differs, and the last one ahead of it that names a stage. */

@@ -4,6 +4,7 @@
 #include "driver/upgrade_run.h"
 #include "platform/platform.h"
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/image_line.h"
 #include "support/places.h"
 #include "support/second_book.h"
@@ -15,7 +16,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -26,14 +26,6 @@ constexpr int32_t RELEASE_5_50 = 0x50032;
 
 static const char *const CONFIGS[] = {"sys_global", "sys_domain.root", "sys_domain.shop"};
 
-static std::string content_of(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 static fs::path in_sample(const std::string &path)
 {
     return support::source_path("/samples/branch-office-5.50") + path;
@@ -41,7 +33,7 @@ static fs::path in_sample(const std::string &path)
 
 static std::string config_text(const std::string &name)
 {
-    return content_of(in_sample("/data/config/" + name + ".conf"));
+    return support::file_text(in_sample("/data/config/" + name + ".conf"));
 }
 
 /* The sample as a root folder, with the image's signature database. */
@@ -50,7 +42,7 @@ static void lay_out(const ApplianceRoot &root)
     fs::remove_all(root.path());
     std::string command = support::source_path("/samples/lay_out branch-office-5.50 ") + root.path().string();
     ASSERT_EQ(system(command.c_str()), 0);
-    root.write("/data/etc/signature.db", content_of(support::build_path("/image/signature.db")));
+    root.write("/data/etc/signature.db", support::file_text(support::build_path("/image/signature.db")));
 }
 
 static std::string behind_headers(const std::string &text)
@@ -197,9 +189,10 @@ TEST(BranchOffice, UpgradeCarriesEveryFileToTheImage)
 {
     ApplianceRoot root;
     lay_out(root);
-    root.write("/data/etc/update_config", content_of(support::build_path("/image/update_config")));
-    root.write("/data/etc/system.conf.predefine", content_of(support::build_path("/image/system.conf.predefine")));
-    root.write("/etc/syntax_v510.txt", content_of(support::build_path("/image/syntax_v510.txt")));
+    root.write("/data/etc/update_config", support::file_text(support::build_path("/image/update_config")));
+    root.write("/data/etc/system.conf.predefine",
+               support::file_text(support::build_path("/image/system.conf.predefine")));
+    root.write("/etc/syntax_v510.txt", support::file_text(support::build_path("/image/syntax_v510.txt")));
     auto result = support::run_in_root(root.path(), [] {
         support::keep_second_book();
         migr_main_do_all();

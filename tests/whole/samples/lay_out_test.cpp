@@ -1,13 +1,12 @@
 /* The script that lays a sample appliance out as a root folder. */
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 using support::ApplianceRoot;
@@ -45,14 +44,12 @@ TEST(LayOut, CompressesConfigurationsAndNothingElse)
         std::string path = "/" + found.path().lexically_relative(sample).string();
         if (!found.is_regular_file() || path == "/README.md")
             continue;
-        std::ifstream      in(found.path(), std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
+        std::string text = support::file_text(found.path());
         if (path.rfind("/data/config/", 0) == 0) {
             EXPECT_FALSE(root.exists(path));
-            EXPECT_EQ(root.read_gzip(path + ".gz"), text.str()) << path;
+            EXPECT_EQ(root.read_gzip(path + ".gz"), text) << path;
         } else {
-            EXPECT_EQ(root.read(path), text.str()) << path;
+            EXPECT_EQ(root.read(path), text) << path;
         }
     }
 }

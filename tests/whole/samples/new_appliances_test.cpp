@@ -1,6 +1,7 @@
 /* The appliances of 5.63 and 6.02, with a file for each domain: the files are what the system reads. */
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/places.h"
 #include "tree/config_text.h"
 
@@ -8,8 +9,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 using support::ApplianceRoot;
@@ -30,14 +29,6 @@ const NewAppliance APPLIANCES[] = {
 fs::path folder_of(const NewAppliance &appliance)
 {
     return fs::path(support::source_path("/samples")) / appliance.name;
-}
-
-std::string text_of(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 std::string behind_headers(const std::string &text)
@@ -82,7 +73,7 @@ TEST(NewAppliances, EveryFileSaysItsRelease)
         long lines = 0;
         for (const fs::directory_entry &entry : fs::directory_iterator(folder_of(appliance) / "data/config")) {
             SCOPED_TRACE(entry.path());
-            std::string text = text_of(entry.path());
+            std::string text = support::file_text(entry.path());
             EXPECT_EQ(text.rfind(std::string("#config-version=") + appliance.model + "-", 0), 0u);
             EXPECT_NE(text.find("\n#conf_file_ver="), std::string::npos);
             EXPECT_EQ(release_of(text), appliance.release);
@@ -98,7 +89,7 @@ TEST(NewAppliances, ComeBackAsTheyAre)
     for (const NewAppliance &appliance : APPLIANCES) {
         for (const fs::directory_entry &entry : fs::directory_iterator(folder_of(appliance) / "data/config")) {
             SCOPED_TRACE(entry.path());
-            std::string text = text_of(entry.path());
+            std::string text = support::file_text(entry.path());
             EXPECT_EQ(written_again(text), behind_headers(text));
         }
     }

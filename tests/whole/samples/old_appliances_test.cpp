@@ -1,6 +1,7 @@
 /* The appliances from before 5.10, whose whole configuration is one file: the files are what the system reads. */
 #include "driver/migr.h"
 #include "support/appliance_root.h"
+#include "support/files.h"
 #include "support/places.h"
 #include "tree/config_text.h"
 
@@ -8,8 +9,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 using support::ApplianceRoot;
@@ -35,10 +34,7 @@ fs::path folder_of(const OldAppliance &appliance)
 
 std::string config_text(const OldAppliance &appliance)
 {
-    std::ifstream      in(folder_of(appliance) / "data/config/sys_global.conf", std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return support::file_text(folder_of(appliance) / "data/config/sys_global.conf");
 }
 
 std::string behind_headers(const std::string &text)

@@ -2,10 +2,10 @@
  * do. */
 #include "anonymize/key_blocks.h"
 
+#include "support/files.h"
 #include "support/places.h"
 
 #include <algorithm>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
@@ -16,11 +16,9 @@ namespace {
 
 std::string sample(const std::string &path)
 {
-    std::ifstream     in(support::source_path("/samples/" + path));
-    std::stringstream text;
-    text << in.rdbuf();
-    EXPECT_FALSE(text.str().empty()) << path;
-    return text.str();
+    std::string text = support::file_text(support::source_path("/samples/" + path));
+    EXPECT_FALSE(text.empty()) << path;
+    return text;
 }
 
 std::string without_newline(std::string text)

@@ -1,10 +1,10 @@
 /* What `migr account` and `migr blame` say of a file; the account itself is tested in tests/whole/accounts. */
 #include "support/json_value.h"
+#include "support/patterns.h"
 #include "unit/cli/small_image.h"
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <set>
 
 using support::JsonValue;
@@ -73,7 +73,7 @@ TEST_F(AccountOfChoice, HasTheFatesThatAreAskedFor)
 TEST_F(AccountOfChoice, ShowsPeopleWhatWasLost)
 {
     std::string told = run("account").out;
-    EXPECT_TRUE(std::regex_search(told, std::regex("(^|\n)FILE "))) << "how many lines each file has: " << told;
+    EXPECT_TRUE(support::has_match(told, "(^|\n)FILE ")) << "how many lines each file has: " << told;
     EXPECT_TRUE(support::holds(told, "1 line dropped\n")) << told;
     EXPECT_TRUE(support::holds(told, "      - set old-flag 1\n")) << told;
     EXPECT_TRUE(support::holds(told, "1 line rewritten\n")) << told;
@@ -134,7 +134,7 @@ TEST_F(Blame, SaysOfEachLineWhereItWas)
     support::Outcome run = this->run("blame");
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_TRUE(support::holds(run.out, "sys_domain.shop.conf.gz\n")) << run.out;
-    EXPECT_TRUE(std::regex_search(run.out, std::regex("LINE +WAS +CAUSE +sys_global.conf.gz\n"))) << run.out;
+    EXPECT_TRUE(support::has_match(run.out, "LINE +WAS +CAUSE +sys_global.conf.gz\n")) << run.out;
     EXPECT_EQ(row_of(run.out, "config lab desk"), "5 3 ") << run.out;
     EXPECT_TRUE(row_of(run.out, "    set colour green").starts_with("6 5 6.00 modify, line ")) << run.out;
     EXPECT_EQ(row_of(run.out, "    set height 70"), "7 6 ") << run.out;

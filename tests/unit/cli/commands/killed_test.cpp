@@ -5,6 +5,7 @@
 #include "unit/cli/command_support.h"
 #include "unit/cli/traced_run.h"
 
+#include "support/files.h"
 #include "support/places.h"
 
 #include <gtest/gtest.h>
@@ -16,9 +17,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <functional>
-#include <sstream>
 
 namespace fs = std::filesystem;
 using namespace support;
@@ -49,14 +48,12 @@ void copy_sample(const TinyAppliance &box, const fs::path &sample)
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(sample / "data")) {
         if (!entry.is_regular_file())
             continue;
-        std::ifstream      file(entry.path(), std::ios::binary);
-        std::ostringstream bytes;
-        bytes << file.rdbuf();
+        std::string bytes = support::file_text(entry.path());
         std::string inside = "/" + entry.path().lexically_relative(sample).string();
         if (entry.path().extension() == ".conf")
-            box.write_gzip(inside + ".gz", bytes.str());
+            box.write_gzip(inside + ".gz", bytes);
         else
-            box.write(inside, bytes.str());
+            box.write(inside, bytes);
     }
 }
 

@@ -5,6 +5,7 @@
 #include "explain/causes.h"
 
 #include "driver/author_kinds.h"
+#include "support/patterns.h"
 #include "support/places.h"
 #include "tools/source_index.h"
 #include "walk/stages.h"
@@ -14,7 +15,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -31,9 +31,9 @@ using Names = std::set<std::string>;
 /* Who changes something under a name that a source file has in quotes. */
 void add_quoted_authors(const std::string &source, Names *names)
 {
-    static const std::regex author(R"re(set_author(_name)?\(("|[^;"]*"\w+", ")(\w+)"\))re");
-    for (std::sregex_iterator found(source.begin(), source.end(), author), none; found != none; ++found)
-        names->insert((*found)[3]);
+    const std::string author = R"re(set_author(_name)?\(("|[^;"]*"\w+", ")(\w+)"\))re";
+    for (const support::Groups &found : support::all_groups(source, author))
+        names->insert(found[3]);
 }
 
 Names quoted_authors()

@@ -5,6 +5,7 @@
 #include "fleet/results_folder.h"
 #include "output/console.h"
 #include "support/json_value.h"
+#include "support/patterns.h"
 #include "system/failure.h"
 #include "unit/cli/small_image.h"
 
@@ -13,7 +14,6 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
-#include <regex>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -110,7 +110,7 @@ TEST_F(UpgradedEntry, IsAFolder)
     char host[256] = "";
     gethostname(host, sizeof host);
     EXPECT_EQ(result.host, host);
-    EXPECT_TRUE(std::regex_match(result.identity.version, std::regex("migr [0-9.]+ for " MIGR_IMAGE_RELEASE)))
+    EXPECT_TRUE(support::matches(result.identity.version, "migr [0-9.]+ for " MIGR_IMAGE_RELEASE))
         << result.identity.version;
     EXPECT_EQ(result.identity.input.size(), 64u);
     ASSERT_EQ(result.causes.size(), 1u);

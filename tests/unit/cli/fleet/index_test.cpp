@@ -6,11 +6,10 @@
 #include "output/console.h"
 #include "support/appliance_root.h"
 #include "support/json_value.h"
+#include "support/patterns.h"
 #include "system/failure.h"
 
 #include <gtest/gtest.h>
-
-#include <regex>
 
 using namespace command;
 
@@ -207,10 +206,10 @@ TEST_F(FleetIndexTest, HasAPage)
     write_index_page(index, out.path().string());
     std::string page = out.read("/index.html");
     std::string text = page.substr(page.find("<body"));
-    text = std::regex_replace(text, std::regex("<a href=\"(reports[^\"]*)\">"), "[$1]");
-    text = std::regex_replace(text, std::regex("</t[dh]>"), " ");
-    text = std::regex_replace(text, std::regex("<[^>]*>"), "");
-    text = std::regex_replace(text, std::regex(" *\n[ \n]*"), "\n");
+    text = support::replaced(text, "<a href=\"(reports[^\"]*)\">", "[$1]");
+    text = support::replaced(text, "</t[dh]>", " ");
+    text = support::replaced(text, "<[^>]*>", "");
+    text = support::replaced(text, " *\n[ \n]*", "\n");
     EXPECT_EQ(text, "\n"
                     "Upgrade of a fleet\n"
                     "2 upgraded, 1 current, 1 refused, 1 failed\n"

@@ -1,5 +1,6 @@
 /* Damaged images, made from the project's own, each with what must be found in it. */
 #include "image/check_image.h"
+#include "support/files.h"
 #include "support/image_line.h"
 #include "support/places.h"
 #include "support/step_sections.h"
@@ -7,10 +8,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <fstream>
 #include <functional>
 #include <random>
-#include <sstream>
 
 using namespace command;
 using support::source_path;
@@ -21,20 +20,12 @@ constexpr int32_t release_3_30 = 0x3001e;
 constexpr int32_t release_5_0 = 0x50000;
 constexpr int32_t release_5_10 = 0x5000a;
 
-std::string read(const std::string &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 /* The bytes of the image's database after `change`. */
 std::string database(const std::string &change = "")
 {
     sqlite3 *connection = nullptr;
     sqlite3_open(":memory:", &connection);
-    std::string sql = read(source_path("/image/signature.sql")) + change;
+    std::string sql = support::file_text(source_path("/image/signature.sql")) + change;
     EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
         << sqlite3_errmsg(connection);
     sqlite3_int64  size = 0;
@@ -46,9 +37,9 @@ std::string database(const std::string &change = "")
 }
 
 struct Image {
-    std::string update_file = read(source_path("/image/update_config"));
-    std::string syntax_file = read(source_path("/image/syntax_v510.txt"));
-    std::string predefined = read(source_path("/image/system.conf.predefine"));
+    std::string update_file = support::file_text(source_path("/image/update_config"));
+    std::string syntax_file = support::file_text(source_path("/image/syntax_v510.txt"));
+    std::string predefined = support::file_text(source_path("/image/system.conf.predefine"));
     std::string database = ::database();
 
     std::vector<ImageFault> faults(int32_t lowest_release) const

@@ -8,6 +8,7 @@
  */
 #include "driver/run_context.h"
 #include "image/lint.h"
+#include "support/files.h"
 #include "support/json_value.h"
 #include "support/places.h"
 #include "support/step_sections.h"
@@ -34,14 +35,6 @@ namespace {
 std::string lint_file(std::string_view name)
 {
     return support::source_path("/tests/unit/cli/image/files") += name;
-}
-
-std::string read(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 std::vector<std::string> expected_findings(const std::string &text)
@@ -119,7 +112,7 @@ std::string file_name(const testing::TestParamInfo<fs::path> &info)
 
 TEST_P(LintFiles, FindWhatTheySay)
 {
-    std::string text = read(GetParam());
+    std::string text = support::file_text(GetParam());
     EXPECT_EQ(expected_findings(text), findings_of(text));
     EXPECT_EQ(GetParam().stem() == "clean", expected_findings(text).empty());
 }
@@ -176,13 +169,14 @@ TEST(Lint, KnowsWhatAWordWasMeantToBe)
 TEST(Lint, TheImagesOwnFileIsClean)
 {
     EXPECT_EQ((std::vector<std::string>{}),
-              findings_of(read(support::source_path("/image/update_config")), MIGR_RELEASE_IMAGE));
+              findings_of(support::file_text(support::source_path("/image/update_config")), MIGR_RELEASE_IMAGE));
 }
 
 TEST(Lint, ANulHidesTheRestOfItsLine)
 {
-    std::string text = read(lint_file("/clean.update")) + std::string("[DELETE]\n<lab bench>\0<slot>\n", 28);
-    auto        lines = std::count(text.begin(), text.end(), '\n');
+    std::string text =
+        support::file_text(lint_file("/clean.update")) + std::string("[DELETE]\n<lab bench>\0<slot>\n", 28);
+    auto lines = std::count(text.begin(), text.end(), '\n');
     EXPECT_EQ((std::vector<std::string>{"finds " + std::to_string(lines) +
                                         ":12: holds a NUL, and what follows it is not seen. Take it out."}),
               findings_of(text));
@@ -303,7 +297,7 @@ TEST(LintCommand, AnswersAsJson)
 /* The page's example is a section for a release after the image's; on top of the image's file it is clean. */
 TEST(Lint, TheExampleOfTheDocumentationIsClean)
 {
-    std::string        page = read(support::source_path("/docs/update-file.md"));
+    std::string        page = support::file_text(support::source_path("/docs/update-file.md"));
     std::istringstream lines(page.substr(page.find("\n    [") + 1));
     std::string        example, version;
     std::getline(lines, version);
@@ -312,9 +306,10 @@ TEST(Lint, TheExampleOfTheDocumentationIsClean)
     EXPECT_EQ("    [6.30]", version);
     EXPECT_LT(10, std::count(example.begin(), example.end(), '\n')) << example;
     int32_t release = MIGR_RELEASE_IMAGE + 9; /* the page's own comes one day */
-    EXPECT_EQ((std::vector<std::string>{}), findings_of(read(support::source_path("/image/update_config")) + "[" +
-                                                            section_name(release) + "]\n" + example,
-                                                        release));
+    EXPECT_EQ((std::vector<std::string>{}),
+              findings_of(support::file_text(support::source_path("/image/update_config")) + "[" +
+                              section_name(release) + "]\n" + example,
+                          release));
 }
 
 TEST(LintCommand, SaysWhyAFileCannotBeRead)

@@ -1,14 +1,13 @@
 /* Damaged texts, each with all that must be found in it. What is found is held against the library in round_trip_test.
  */
 #include "language/damage.h"
+#include "support/files.h"
 #include "support/places.h"
 #include "support/trees.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 using namespace command;
 using support::source_path;
@@ -25,14 +24,6 @@ constexpr char second_line[] = "#conf_file_ver=1\n";
 std::string with_headers(const std::string &body)
 {
     return std::string(version_line) + second_line + body;
-}
-
-std::string read(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 /* "3 cut-name, 4 nul" */
@@ -224,7 +215,7 @@ TEST(Damage, IsInNoSample)
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(source_path("/samples"))) {
         if (entry.path().extension() != ".conf" || entry.path().parent_path().filename() != "config")
             continue;
-        EXPECT_EQ(found_in(read(entry.path())), "") << entry.path();
+        EXPECT_EQ(found_in(support::file_text(entry.path())), "") << entry.path();
         files++;
     }
     EXPECT_GT(files, 10u);
@@ -232,7 +223,7 @@ TEST(Damage, IsInNoSample)
 
 TEST(Damage, IsNotInThePredefinedConfiguration)
 {
-    EXPECT_EQ(found_in(read(source_path("/image/system.conf.predefine")), HeaderLines::none), "");
+    EXPECT_EQ(found_in(support::file_text(source_path("/image/system.conf.predefine")), HeaderLines::none), "");
 }
 
 TEST(Depth, MakesAHugeTextOfASmallOne)
@@ -251,7 +242,8 @@ TEST(Depth, MakesAHugeTextOfASmallOne)
 
 TEST(Depth, OfSamplesNeedsLittleRoom)
 {
-    DamageReport report = damage_of(read(source_path("/samples/branch-office-5.50/data/config/sys_domain.shop.conf")));
+    DamageReport report =
+        damage_of(support::file_text(source_path("/samples/branch-office-5.50/data/config/sys_domain.shop.conf")));
     EXPECT_EQ(why_too_large(report, 1000000), "");
     EXPECT_NE(why_too_large(report, 50000), "");
 }

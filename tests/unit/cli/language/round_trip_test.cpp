@@ -4,6 +4,7 @@
  */
 #include "driver/migr.h"
 #include "language/damage.h"
+#include "support/files.h"
 #include "support/places.h"
 #include "support/trees.h"
 
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <sstream>
 #include <string>
@@ -195,14 +195,6 @@ void expect_what_the_library_does(const std::string &text, Tally &tally)
     ASSERT_EQ(write_back(headers + once.text).text, once.text) << text;
 }
 
-std::string read(const fs::path &path)
-{
-    std::ifstream      in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 /* All of the language in few lines. */
 const std::string dense = headers + R"(# note
 config system global
@@ -241,7 +233,7 @@ TEST_F(RoundTrip, OfSamplesLosesNothing)
     Tally tally;
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(source_path("/samples")))
         if (entry.path().extension() == ".conf" && entry.path().parent_path().filename() == "config")
-            expect_what_the_library_does(read(entry.path()), tally);
+            expect_what_the_library_does(support::file_text(entry.path()), tally);
     EXPECT_GT(tally.sound, 10u);
     EXPECT_EQ(tally.damaged, 0u);
 }
@@ -284,7 +276,7 @@ TEST_F(RoundTrip, OfSamplesCutAnywhereIsNone)
     for (const char *name :
          {"ferry-cloud-6.02/data/config/sys_domain.staging.conf", "joinery-5.20/data/config/sys_domain.partner.conf",
           "joinery-5.20/data/config/sys_domain.root.conf"}) {
-        std::string       text = read(source_path("/samples/") + name);
+        std::string       text = support::file_text(source_path("/samples/") + name);
         std::vector<bool> harmless = harmless_lengths(text);
         for (size_t length = 0; length <= text.size(); length++)
             ASSERT_EQ(damage_of(std::string_view(text).substr(0, length)).is_sound(), harmless[length])
@@ -373,8 +365,9 @@ TEST_F(RoundTrip, OfMutatedTexts)
 {
     std::mt19937             random(20261122);
     std::vector<std::string> texts = {
-        dense, dense, dense, read(source_path("/samples/ferry-cloud-6.02/data/config/sys_domain.staging.conf")),
-        read(source_path("/samples/joinery-5.20/data/config/sys_domain.partner.conf"))};
+        dense, dense, dense,
+        support::file_text(source_path("/samples/ferry-cloud-6.02/data/config/sys_domain.staging.conf")),
+        support::file_text(source_path("/samples/joinery-5.20/data/config/sys_domain.partner.conf"))};
     Tally tally;
     for (int round = 0; round < rounds(6000, 2000); round++) {
         std::string text = any_of(random, texts);

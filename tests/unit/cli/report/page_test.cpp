@@ -2,13 +2,13 @@
 #include "report/page.h"
 #include "report/page_rows.h"
 #include "support/json_value.h"
+#include "support/patterns.h"
 #include "system/failure.h"
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
 #include <functional>
-#include <regex>
 #include <set>
 
 using namespace command;
@@ -138,9 +138,8 @@ std::string policy_sum(const std::string &text)
 std::set<std::string> all_of(const std::string &text, const std::string &pattern)
 {
     std::set<std::string> found;
-    std::regex            what(pattern);
-    for (std::sregex_iterator at(text.begin(), text.end(), what), end; at != end; ++at)
-        found.insert((*at)[1]);
+    for (const support::Groups &match : support::all_groups(text, pattern))
+        found.insert(match[1]);
     return found;
 }
 
@@ -485,7 +484,7 @@ TEST(Page, AllowsNothingButItsOwnStyleAndScript)
     EXPECT_EQ(policy, "default-src 'none'; style-src " + policy_sum(between(page, "<style>", "</style>")) +
                           "; script-src " + policy_sum(between(page, "<script>", "</script>")) +
                           "; base-uri 'none'; form-action 'none'");
-    EXPECT_FALSE(std::regex_search(page.substr(page.find("<body")), std::regex("<[^>]* (?:style|on[a-z]+)=")));
+    EXPECT_FALSE(support::has_match(page.substr(page.find("<body")), "<[^>]* (?:style|on[a-z]+)="));
 }
 
 /* In each text that a ledger has. */

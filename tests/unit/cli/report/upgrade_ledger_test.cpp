@@ -6,6 +6,7 @@
 #include "report/page.h"
 #include "support/image_line.h"
 #include "support/json_value.h"
+#include "support/patterns.h"
 #include "system/digest.h"
 #include "unit/cli/report/made_up_account.h"
 #include "unit/cli/small_image.h"
@@ -13,7 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <set>
 
 using namespace command;
@@ -81,12 +81,11 @@ std::string words_of(const std::string &page, const std::string &start, const st
     EXPECT_NE(from, page.npos) << start;
     EXPECT_NE(to, page.npos) << end;
     std::string text = page.substr(from, to - from);
-    text = std::regex_replace(text, std::regex("<a href=\"#([^\"]*)\">"), "[$1]");
-    text = std::regex_replace(text, std::regex("<rect class=\"(\\w+)\" x=\"(\\d+)\"[^>]* width=\"(\\d+)\"[^>]*>"),
-                              "($1 $2 $3)");
-    text = std::regex_replace(text, std::regex("</t[dh]>|</dt>"), " ");
-    text = std::regex_replace(text, std::regex("<[^>]*>"), "");
-    return std::regex_replace(text, std::regex(" *\n[ \n]*"), "\n");
+    text = support::replaced(text, "<a href=\"#([^\"]*)\">", "[$1]");
+    text = support::replaced(text, "<rect class=\"(\\w+)\" x=\"(\\d+)\"[^>]* width=\"(\\d+)\"[^>]*>", "($1 $2 $3)");
+    text = support::replaced(text, "</t[dh]>|</dt>", " ");
+    text = support::replaced(text, "<[^>]*>", "");
+    return support::replaced(text, " *\n[ \n]*", "\n");
 }
 
 } // namespace
@@ -151,7 +150,7 @@ TEST_F(UpgradeLedger, SaysWhoAndWhatIsBehindIt)
     EXPECT_EQ(all["done"], false);
     EXPECT_EQ(all["snapshot"], nullptr);
     EXPECT_EQ(all["incomplete"], false);
-    EXPECT_TRUE(std::regex_match(all["made"].text(), std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ")));
+    EXPECT_TRUE(support::matches(all["made"].text(), "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ"));
     done = account.is_incomplete = true;
     snapshot = "/srv/before";
     all = ledger();

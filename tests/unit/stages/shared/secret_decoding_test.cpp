@@ -4,6 +4,7 @@
 #include "stages/shared/secret_decoding.h"
 
 #include "platform/platform.h"
+#include "support/files.h"
 #include "unit/stages/passes.h"
 #include "unit/stages/watched_calls.h"
 
@@ -14,7 +15,6 @@
 #include <array>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
 namespace {
@@ -123,8 +123,7 @@ TEST(SecretDecoding, PhraseStandsInNoFile)
 {
     char phrase[MIGR_PHRASE_SIZE];
     get_pri_key(phrase, sizeof phrase);
-    std::ifstream self("/proc/self/exe", std::ios::binary);
-    std::string   program((std::istreambuf_iterator<char>(self)), {});
+    std::string program = support::file_text("/proc/self/exe");
     ASSERT_GT(program.size(), 100000u);
     for (size_t at = 0; at + 16 < MIGR_PHRASE_SIZE; at++)
         EXPECT_EQ(std::string::npos, program.find(std::string(phrase + at, 16))) << "at " << at;

@@ -1,4 +1,5 @@
 /* Jobs on files outside the tree: once per file or once per process, and on the paths named alone. */
+#include "support/files.h"
 #include "unit/stages/passes.h"
 
 #include <sys/stat.h>
@@ -25,8 +26,7 @@ Snapshot snapshot()
         } else if (entry.is_directory()) {
             all[entry.path()] = "folder";
         } else {
-            std::ifstream in(entry.path(), std::ios::binary);
-            all[entry.path()] = std::string(std::istreambuf_iterator<char>(in), {});
+            all[entry.path()] = support::file_text(entry.path());
         }
     }
     return all;
@@ -126,8 +126,7 @@ TEST_F(OnceGuards, JobsOfAWholeWalk)
     support::expect_in_root(root, [] {
         EXPECT_EQ(together({auto_learning, request_template, antivirus_5_80}), changed_by(plain, release_5_70));
         EXPECT_FALSE(fs::exists("/var/log/vir.lastgood"));
-        std::ifstream engine("/var/log/aven.fc.lastgood");
-        EXPECT_EQ("the image's /data/lib/libav.so.orig", std::string(std::istreambuf_iterator<char>(engine), {}));
+        EXPECT_EQ("the image's /data/lib/libav.so.orig", support::file_text("/var/log/aven.fc.lastgood"));
     });
 }
 

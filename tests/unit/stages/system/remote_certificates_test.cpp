@@ -2,6 +2,7 @@
 #include "stages/system/remote_certificates.h"
 
 #include "support/failing_memory.h"
+#include "support/files.h"
 #include "unit/stages/passes.h"
 #include "walk/cursors.h"
 
@@ -46,12 +47,6 @@ const std::string section = "\n[v3_req]\nbasicConstraints = CA:FALSE\nsubjectAlt
 void write_file(const std::string &path, const std::string &text)
 {
     std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string file_text(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 } // namespace
@@ -213,12 +208,12 @@ TEST(RequestTemplate, IsLookedForUntilItIsThere)
         std::filesystem::create_directories("/data/etc/cert");
         write_file(template_path, "a\n" + marker);
         _adjust_cert_conf(1, nullptr, nullptr);
-        EXPECT_EQ("a\n" + extensions + marker + section, file_text(template_path));
+        EXPECT_EQ("a\n" + extensions + marker + section, support::file_text(template_path));
         /* From then on it is done, whatever comes. */
         write_file(template_path, marker);
         _adjust_cert_conf(1, nullptr, nullptr);
         after_row("config a\nend\n", "_adjust_cert_conf");
-        EXPECT_EQ(marker, file_text(template_path));
+        EXPECT_EQ(marker, support::file_text(template_path));
     });
 }
 
@@ -230,7 +225,7 @@ TEST(RequestTemplate, ALaterFileLooksAgain)
         after_row("config a\nset b c\nend\n", "_adjust_cert_conf");
         write_file(template_path, marker);
         after_row("config a\nset b c\nend\n", "_adjust_cert_conf");
-        EXPECT_EQ(extensions + marker + section, file_text(template_path));
+        EXPECT_EQ(extensions + marker + section, support::file_text(template_path));
     });
 }
 
@@ -241,10 +236,10 @@ TEST(RequestTemplate, ALeftTemplateIsDoneToo)
         root.write(template_path, left);
         support::expect_in_root(root, [&] {
             after_row("config a\nend\n", "_adjust_cert_conf");
-            EXPECT_EQ(left, file_text(template_path));
+            EXPECT_EQ(left, support::file_text(template_path));
             write_file(template_path, marker);
             after_row("config a\nend\n", "_adjust_cert_conf");
-            EXPECT_EQ(marker, file_text(template_path));
+            EXPECT_EQ(marker, support::file_text(template_path));
         });
     }
 }
@@ -257,7 +252,7 @@ TEST(RequestTemplate, EndsAtANul)
     root.write(template_path, before);
     support::expect_in_root(root, [&] {
         _adjust_cert_conf(1, nullptr, nullptr);
-        EXPECT_EQ(before, file_text(template_path));
+        EXPECT_EQ(before, support::file_text(template_path));
     });
 }
 
@@ -273,7 +268,7 @@ TEST(RequestTemplate, AFullDiskEndsTheWriting)
         setrlimit(RLIMIT_FSIZE, &little);
         _adjust_cert_conf(1, nullptr, nullptr);
         setrlimit(RLIMIT_FSIZE, &whole);
-        EXPECT_EQ(extensions.substr(0, 10) + marker.substr(10), file_text(template_path));
+        EXPECT_EQ(extensions.substr(0, 10) + marker.substr(10), support::file_text(template_path));
     });
 }
 
