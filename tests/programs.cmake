@@ -24,7 +24,7 @@ function(link_test name)
   set(test ${name}${variant})
   add_executable(${test} $<TARGET_OBJECTS:${name}_objects>)
   set_target_properties(${test} PROPERTIES OUTPUT_NAME ${name} LINKER_LANGUAGE CXX)
-  target_link_libraries(${test} PRIVATE test_support)
+  target_link_libraries(${test} PRIVATE test_shared test_support)
 endfunction()
 
 # What is freed is remembered for a while, and who asked for it, and every process that is started carries it along: a

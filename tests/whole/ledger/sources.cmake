@@ -1,2 +1,0 @@
-# The random configurations of the stages.
-target_sources(${objects} PRIVATE ${CMAKE_SOURCE_DIR}/tests/whole/reach/random_trees.cpp)
