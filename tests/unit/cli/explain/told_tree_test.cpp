@@ -130,6 +130,8 @@ TEST_F(ToldTreeTest, CountsWhatIsOlderThanTheTreeByItself)
     EXPECT_EQ(two, one + 1);
     EXPECT_EQ(three, two + 1);
     EXPECT_EQ(tree.number_of(root - 4), 0U);
+    EXPECT_EQ(events_of(root - 1), 2U);
+    EXPECT_EQ(events_of(root - 2), 1U);
     EXPECT_EQ(tree.node(one).places, 2);
     EXPECT_EQ(tree.node(three).places, 1);
     EXPECT_EQ(tree.node(two).parent, tree.number_of(block));
@@ -323,9 +325,33 @@ TEST_F(ToldTreeTest, LetsNothingArriveThatWasThere)
     uint32_t depth = tree.number_of(migr_identity_of(named(desk->set_list, "depth")));
     EXPECT_EQ(tree.list(tree.number_of(block), 0), (std::vector{tree.number_of(height), tree.number_of(width), depth}));
     EXPECT_TRUE(tree.node(depth).is_arrived && tree.node(depth).is_long && !tree.node(depth).is_member);
+    EXPECT_FALSE(node(width).is_long);
     tree.forget_part({});
     EXPECT_TRUE(tree.node(depth).is_member);
     EXPECT_FALSE(tree.node(depth).is_arrived || node(block).is_touched || node(block).is_present);
+}
+
+TEST_F(ToldTreeTest, LetsAllArriveThatComesWithABlock)
+{
+    take_all_as(first);
+    config_node *desk = migr_main.root.top_list, *yard = make_node(MIGR_TOP, "lab,yard", nullptr);
+    add_to_tail(&desk->set_list, make_node(MIGR_SET, "dep\nth", nullptr));
+    add_to_tail(&migr_main.root.top_list, yard);
+    unlink_node(&migr_main.root.top_list, desk);
+    add_to_tail(&yard->config_list, desk);
+    tree.follow_changes();
+    for (uint64_t one : {block, height, width, entry})
+        EXPECT_TRUE(node(one).is_arrived);
+    EXPECT_TRUE(node(migr_identity_of(named(desk->set_list, "dep\nth"))).is_long);
+    EXPECT_FALSE(node(height).is_long);
+}
+
+TEST_F(ToldTreeTest, BuildsOnWhereANodeStandsAlone)
+{
+    tell(first, MIGR_REVALUED, width, from("3"));
+    tell(second, MIGR_LINKED, entry, below(block));
+    tell(first, MIGR_UNLINKED, height, below(entry));
+    EXPECT_EQ(tree.turns(), (std::vector<uint32_t>{first, second})) << "it never stood there";
 }
 
 TEST_F(ToldTreeTest, BeginsEachPartAnew)

@@ -177,6 +177,7 @@ TEST(Damage, TellsWhatCannotBeAccepted)
     EXPECT_FALSE(damage_of(with_headers("config a\nset x\nend\n")).is_acceptable);
     EXPECT_FALSE(damage_of(version_line).is_acceptable);
     EXPECT_FALSE(damage_of("#config-version=x\n#conf_file_ver=1").is_acceptable);
+    EXPECT_FALSE(damage_of(with_headers("config a\nset x\nend\nx\n")).is_acceptable);
     DamageReport mixed = damage_of(with_headers("config a\nset x\nx\nend\n"));
     ASSERT_EQ(mixed.found.size(), 2u);
     EXPECT_FALSE(mixed.found[0].acceptable);

@@ -244,8 +244,8 @@ TEST(TopLevelConfigs, AreThoseOfTheOutermostBlocks)
     EXPECT_EQ(exact[0].line, 3u);
     EXPECT_EQ(exact[1].name, "g");
     std::string odd =
-        "set x \"y\nconfig f\n\"\nset y z\nconfig h\nend\nset z \"w\" \nconfig i\nedit 1\nconfig in\nend\n"
-        "next\nend\nnot \"a\nconfig j\nend\nset v \"\nconfig k\n";
+        "set x \"y\nmore\nconfig f\n\"\nset y z\nconfig h\nend\nset z \"w\" \nconfig i\nedit 1\nnext\nconfig in\n"
+        "end\nend\nnot b \"a\nconfig j\nend\nset v \"\nmore\nconfig k\n";
     std::vector<std::string> names;
     for (const TopLevelConfig &config : top_level_configs(headers + odd))
         names.push_back(config.name);

@@ -39,9 +39,9 @@ TEST(Printable, WritesMarksOutAndNotTheirNeighbours)
     for (const char *mark : {"\xc2\x80", "\xc2\x9f", "\xd8\x9c", "\xe2\x80\x8e", "\xe2\x80\x8f", "\xe2\x80\xa8",
                              "\xe2\x80\xae", "\xe2\x81\xa6", "\xe2\x81\xa9"})
         EXPECT_NE(printable(mark), mark);
-    for (const char *other : {"\xdf\xbf", "\xef\xbf\xbd", "\xed\x9f\xbf", "\xc2\xa0", "\xd8\x9b", "\xd8\x9d",
-                              "\xe2\x80\x8d", "\xe2\x80\x90", "\xe2\x80\xa7", "\xe2\x80\xaf", "\xe2\x81\xa5",
-                              "\xe2\x81\xaa", "\xe0\xa0\x80", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"})
+    for (const char *other : {"\xdf\xbf", "\xef\xbf\xbd", "\xed\x9f\xbf", "\xee\x80\x80", "\xc2\xa0", "\xd8\x9b",
+                              "\xd8\x9d", "\xe2\x80\x8d", "\xe2\x80\x90", "\xe2\x80\xa7", "\xe2\x80\xaf",
+                              "\xe2\x81\xa5", "\xe2\x81\xaa", "\xe0\xa0\x80", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"})
         EXPECT_EQ(printable(other), other);
 }
 
@@ -57,6 +57,8 @@ TEST(Printable, WritesBytesThatAreNoTextOut)
     EXPECT_EQ(printable("\xe0\x80\x9b"), "\\xe0\\x80\\x9b");
     EXPECT_EQ(printable("\xe0\x82\xa9"), "\\xe0\\x82\\xa9"); /* longer than it must be */
     EXPECT_EQ(printable("\xf0\x82\x82\xac"), "\\xf0\\x82\\x82\\xac");
+    EXPECT_EQ(printable("\xf0\x8f\xbf\xbf"), "\\xf0\\x8f\\xbf\\xbf");
+    EXPECT_EQ(printable("\xe0\x9f\xbf"), "\\xe0\\x9f\\xbf");
     EXPECT_EQ(printable("\xf9\x80\x80\x80"), "\\xf9\\x80\\x80\\x80");
     EXPECT_EQ(printable("\xc3x\xe2xy"), "\\xc3x\\xe2xy");
     EXPECT_EQ(printable("\xed\xbf\xbf"), "\\xed\\xbf\\xbf");          /* the other half */
@@ -120,6 +122,8 @@ TEST(SizeText, GrowsWithTheNumber)
     EXPECT_EQ(command::size_text(999'999), "1.0 MB");
     EXPECT_EQ(command::size_text(12'345'678), "12 MB");
     EXPECT_EQ(command::size_text(10'400), "10 kB");
+    EXPECT_EQ(command::size_text(9'950), "10 kB");
+    EXPECT_EQ(command::size_text(999'500), "1.0 MB");
     EXPECT_EQ(command::size_text(9'940'000'000), "9.9 GB");
     EXPECT_EQ(command::size_text(999'000'000'000'000), "999 TB");
     EXPECT_EQ(command::size_text(2'000'000'000'000'000), "2000 TB");
