@@ -271,6 +271,31 @@ TEST_F(Convert, AsksNobodyElse)
     EXPECT_FALSE(holds(said(refusing, "/dev/null"), "Replace it?"));
 }
 
+TEST_F(Convert, PacksWhatIsToBePacked)
+{
+    std::string text = support::headers(MIGR_IMAGE_RELEASE) + desk, input = file("a.conf", text);
+    EXPECT_EQ(0, convert({input, "-o", path("new.gz")}).status);
+    EXPECT_EQ(text, box().read_gzip("/new.gz"));
+    EXPECT_NE(text, box().read("/new.gz"));
+    EXPECT_EQ(0, convert({path("new.gz"), "-o", path("plain")}).status);
+    EXPECT_EQ(text, box().read("/plain"));
+}
+
+TEST_F(Convert, SaysWhyTwoHaveNoPlace)
+{
+    std::string input = file("old.conf", single_file()), other = file("b.conf", support::headers("5.50") + desk);
+    box().folder("/new");
+    support::Outcome run = convert({input, other, "-o", path("new")});
+    EXPECT_EQ(2, run.status);
+    EXPECT_TRUE(holds(run.err, "one for the domain \"root\". Convert it by itself.\n")) << run.err;
+    EXPECT_TRUE(holds(box().read("/new/b.conf"), new_desk)) << "the other one goes on";
+
+    std::vector<std::string> arguments = {"convert", "--image", image_folder(), input, "-o", path("none/new")};
+    run = support::migr(arguments);
+    EXPECT_EQ(2, run.status);
+    EXPECT_TRUE(holds(run.err, path("none/new") + ": cannot make it: No such file or directory")) << run.err;
+}
+
 TEST_F(Convert, ShowsATerminalNothingThatItActsOn)
 {
     std::string text = support::headers(MIGR_IMAGE_RELEASE) + "\nconfig lab desk\n    set note \"\x1b[2J\"\nend";
