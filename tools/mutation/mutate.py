@@ -590,21 +590,21 @@ def chosen(mutants, samples):
     return [mutant for mutant in mutants if mutant.number in picked]
 
 
-def is_due(result, cases, arguments):
+def is_due(result, cases, has_reason, arguments):
     if result is None:
         return True
     if result["status"] == "unreached":
         return bool(cases)
-    if result["status"] != "survived":
+    if result["status"] != "survived" or has_reason:
         return False
     return arguments.again or (arguments.scripts and not result.get("scripts"))
 
 
-def run_all(place, mutants, tests, results, arguments):
+def run_all(place, mutants, tests, results, survivors, arguments):
     due = []
     for mutant in mutants:
         cases = tests.reaching.get(mutant.number, [])
-        if not is_due(results.of(mutant), cases, arguments):
+        if not is_due(results.of(mutant), cases, survivors.knows(mutant), arguments):
             continue
         if cases:
             due.append((mutant, cases))
@@ -705,7 +705,7 @@ def parse_arguments():
     parser.add_argument("--list", action="store_true", help="list the breakages, build nothing")
     parser.add_argument("--report", action="store_true", help="show the results that there are, run nothing")
     parser.add_argument("--keep", action="store_true", help="write the results into the record, tools/mutation/tried")
-    parser.add_argument("--again", action="store_true", help="try survivors once more, with the tests as they are now")
+    parser.add_argument("--again", action="store_true", help="try survivors without a reason once more, with the tests as they are now")
     parser.add_argument("--no-scripts", dest="scripts", action="store_false",
                         help="leave out the tests that are scripts, which take long")
     parser.add_argument("--seconds", type=float, default=60, metavar="N",
@@ -758,7 +758,7 @@ def main():
             print(f"{mutant.file}:{mutant.line}: {mutant.told}")
         return 0
     if not arguments.report and needed():
-        run_all(place, mutants, look_at_all(place, count, arguments), results, arguments)
+        run_all(place, mutants, look_at_all(place, count, arguments), results, survivors, arguments)
     if arguments.keep:
         keep(record, plans, results, survivors)
     return 1 if report(plans, mutants, results, survivors) else 0
