@@ -229,6 +229,17 @@ TEST_F(Explain, ShowsNoChangesOfAFileThatCameToNothing)
         << run.out;
 }
 
+TEST_F(Explain, SaysThatNothingOfWhatWasAskedForChanged)
+{
+    config(global_file, support::headers("6.11"));
+    for (const Strings &asked : {Strings{"--dropped"}, Strings{"--path", "lab *"}, Strings{"--kind", "rule"}})
+        EXPECT_TRUE(holds(explain(asked).out, MIGR_IMAGE_RELEASE ", and nothing of what was asked for changed.\n"))
+            << asked[0];
+    JsonValue answer = JsonValue::parse(explain({"--json"}).out);
+    EXPECT_EQ(MIGR_IMAGE_RELEASE, answer["image_release"]);
+    EXPECT_EQ("explain", answer["command"]);
+}
+
 TEST_F(Explain, SaysWhichFilesAreNew)
 {
     config(global_file, support::headers("5.00") + "config system global\n    set hostname keeper\nend\n");

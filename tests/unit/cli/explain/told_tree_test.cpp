@@ -290,6 +290,9 @@ TEST_F(ToldTreeTest, TellsNoValueFromAnEmptyOne)
     EXPECT_TRUE(tree.is_rewritten(number, 1)) << "it had none";
     tell(first, MIGR_RENAMED, block, from("lab,desk"));
     EXPECT_FALSE(tree.is_rewritten(of_block, 1)) << "it has none, and had none";
+    tell(first, MIGR_LINKED, fresh, below(block));
+    tell(first, MIGR_REVALUED, fresh, from("3"));
+    EXPECT_TRUE(tree.is_rewritten(tree.number_of(fresh), 1)) << "it has none any more";
     take_all_as(second);
     set_node_value(migr_main.root.top_list->set_list->next, "4");
     EXPECT_TRUE(tree.is_rewritten(tree.number_of(width), 2));
