@@ -43,7 +43,7 @@ function(add_tests_of test name parts)
     math(EXPR index "${part} - 1")
     add_test(NAME ${name}_part${part}${variant} COMMAND ${test})
     set_tests_properties(${name}_part${part}${variant} PROPERTIES
-      ENVIRONMENT "${test_environment};GTEST_TOTAL_SHARDS=${parts};GTEST_SHARD_INDEX=${index}")
+      ENVIRONMENT "${test_environment};GTEST_TOTAL_SHARDS=${parts};GTEST_SHARD_INDEX=${index}" COST 15)
   endforeach()
 endfunction()
 
