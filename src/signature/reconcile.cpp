@@ -300,26 +300,46 @@ void check_profile(config_node *profile)
     }
 }
 
-/* The lists of single signatures outside the profiles. */
-int32_t check_signature_block(const char *path)
+/* The configs that name signatures: the lists of single signatures outside the profiles, and the profiles. */
+enum signature_config { switched_off, staged, profiles, signature_configs };
+
+constexpr const char *config_names[signature_configs] = {"waf,base-signature-disable", "waf,staged_signature_list",
+                                                         "waf,signature"};
+
+int32_t check_single_signatures(config_node *list)
 {
-    config_node *block = _migr_find_node(path);
-    if (!block)
+    if (!list)
         return -1;
-    check_entries(block, signature_type, false);
+    check_entries(list, signature_type, false);
+    return 0;
+}
+
+int32_t check_profiles(config_node *config)
+{
+    if (!config)
+        return -1;
+    for (config_node *profile = config->edit_list; profile; profile = profile->next)
+        check_profile(profile);
+    done_sigid_check = 1;
     return 0;
 }
 
 } // namespace
 
+/* All are looked for at once, since a file without them is gone through for each; what is done to one moves no other.
+ */
 int32_t sync_cli_with_sig_db(void)
 {
+    config_node *configs[signature_configs];
+    find_nodes(&migr_main.root, config_names, configs, signature_configs);
     ledger::set_author_name("signature_disable_check_with_db");
-    signature_disable_check_with_db();
+    check_single_signatures(configs[switched_off]);
     ledger::set_author_name("signature_staged_check_with_db");
-    signature_staged_check_with_db();
+    check_single_signatures(configs[staged]);
     ledger::set_author_name("signature_check_with_db");
-    signature_check_with_db();
+    check_profiles(configs[profiles]);
+    found_node = configs[profiles];
+    is_found = found_node ? 1 : 0;
     return 0;
 }
 
@@ -327,26 +347,20 @@ int32_t sync_cli_with_sig_db(void)
  * all. */
 int32_t signature_disable_check_with_db(void)
 {
-    return check_signature_block("waf,base-signature-disable");
+    return check_single_signatures(_migr_find_node(config_names[switched_off]));
 }
 
 /* A signature that the image's database no longer has needs no entry among the staged ones. */
 int32_t signature_staged_check_with_db(void)
 {
-    return check_signature_block("waf,staged_signature_list");
+    return check_single_signatures(_migr_find_node(config_names[staged]));
 }
 
 /* A profile names what the image's signature database has: entries that it no longer knows are marked as deleted, and
  * main classes that it has gained join. */
 int32_t signature_check_with_db(void)
 {
-    config_node *profiles = _migr_find_node("waf,signature");
-    if (!profiles)
-        return -1;
-    for (config_node *profile = profiles->edit_list; profile; profile = profile->next)
-        check_profile(profile);
-    done_sigid_check = 1;
-    return 0;
+    return check_profiles(_migr_find_node(config_names[profiles]));
 }
 
 int32_t check_sigdb_by_id(int32_t type, const char *id)

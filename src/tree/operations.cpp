@@ -21,9 +21,14 @@ config_node *first_named(config_node *list, const char *name)
     return list;
 }
 
+static bool has_edits(const config_node *config)
+{
+    return config->kind == MIGR_TOP || config->kind == MIGR_CONFIG;
+}
+
 static config_node *first_edit(const config_node *config, const char *name)
 {
-    return config->kind == MIGR_TOP || config->kind == MIGR_CONFIG ? first_named(config->edit_list, name) : nullptr;
+    return has_edits(config) ? first_named(config->edit_list, name) : nullptr;
 }
 
 config_node *find_node(const config_node *node, const char *path)
@@ -36,6 +41,25 @@ config_node *find_node(const config_node *node, const char *path)
     for (config_node *config = node->top_list; config && !found; config = config->next)
         found = first_edit(config, path);
     return found;
+}
+
+void find_nodes(const config_node *root, const char *const *paths, config_node **found, int32_t count)
+{
+    int32_t missing = 0;
+    for (int32_t i = 0; i < count; i++) {
+        found[i] = first_named(root->top_list, paths[i]);
+        missing += found[i] ? 0 : 1;
+    }
+    for (const config_node *config = root->top_list; config && missing > 0; config = config->next) {
+        if (!has_edits(config))
+            continue;
+        for (config_node *edit = config->edit_list; edit; edit = edit->next)
+            for (int32_t i = 0; i < count; i++)
+                if (!found[i] && strcmp(edit->name, paths[i]) == 0) {
+                    found[i] = edit;
+                    missing--;
+                }
+    }
 }
 
 void migr_find_node(config_node *node, int32_t, const char *path)

@@ -27,6 +27,9 @@ void migr_find_node(config_node *node, int32_t depth, const char *path);
 /* The same search, which gives the node or null and leaves the slots alone. */
 config_node *find_node(const config_node *node, const char *path);
 
+/* What find_node would give for each of `count` paths, in one way through the tree below a root. */
+void find_nodes(const config_node *root, const char *const *paths, config_node **found, int32_t count);
+
 /* The first node of that name in a list, or null. */
 config_node *first_named(config_node *list, const char *name);
 

@@ -197,6 +197,21 @@ TEST_F(Reconcile, LeavesAllWithoutADatabaseFile)
     EXPECT_EQ(support::times(2, "migr_hardcode: db is NULL \n"), printed);
 }
 
+/* The search for the profiles is the last one. */
+TEST_F(Reconcile, LeavesWhatItFoundInTheSlots)
+{
+    run([] {
+        ASSERT_EQ(0, support::parse("config waf signature\nend\nconfig waf staged_signature_list\nend\n"));
+        EXPECT_EQ(0, sync_cli_with_sig_db());
+        EXPECT_EQ(1, is_found);
+        EXPECT_EQ(migr_main.root.top_list, found_node);
+        strcpy(migr_main.root.top_list->name, "waf,other");
+        EXPECT_EQ(0, sync_cli_with_sig_db());
+        EXPECT_EQ(0, is_found);
+        EXPECT_EQ(nullptr, found_node);
+    });
+}
+
 TEST_F(Reconcile, LeavesAllWhenTheDatabaseFileIsNone)
 {
     for (const char *content : {"", "no database at all, only some text that is long enough to be looked at"}) {

@@ -4,6 +4,7 @@
 #include "tree/operations.h"
 
 #include <cstring>
+#include <iterator>
 
 using namespace support;
 
@@ -78,6 +79,21 @@ TEST_F(Operations, AHitInAnEditStandsAgainstLaterEdits)
 {
     ASSERT_EQ(parse("config a\nedit x\nnext\nend\nconfig b\nedit x\nnext\nend\n"), 0);
     EXPECT_EQ(_migr_find_node("x"), root()->top_list->edit_list);
+}
+
+TEST_F(Operations, SeveralAreFoundAsEachAlone)
+{
+    ASSERT_EQ(parse("config a\nedit x\nnext\nedit y\nnext\nend\n"
+                    "config b\nedit x\nnext\nedit z\nnext\nedit z\nnext\nend\n"
+                    "config y\nend\nconfig y\nend\n"),
+              0);
+    const char  *paths[] = {"x", "none", "y", "z", "b"};
+    config_node *found[std::size(paths)];
+    find_nodes(root(), paths, found, std::size(paths));
+    for (size_t at = 0; at < std::size(paths); at++) {
+        EXPECT_EQ(found[at], _migr_find_node(paths[at])) << paths[at];
+        EXPECT_EQ(found[at] == nullptr, paths[at] == std::string("none")) << paths[at];
+    }
 }
 
 TEST_F(Operations, SearchIsDoneAlreadyWhenTheSlotSaysSo)
