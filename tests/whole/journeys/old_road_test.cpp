@@ -84,6 +84,13 @@ class OldRoad : public testing::Test {
         std::filesystem::remove(root.path() / path.substr(1));
     }
 
+    /* One of the XML proxy, and the folder to which it is to move. */
+    void lay_out_certificate()
+    {
+        root.folder("/data/etc/cert/local");
+        root.write("/data/etc/xmlproxy/certs/site1/ca.pem", "certificate");
+    }
+
     /* Puts a text that is no rule in place of one. */
     void break_rule(const std::string &rule)
     {
@@ -517,8 +524,7 @@ TEST_F(OldRoad, LeavesItsFlagUpBehindTheLastFile)
 /* Certificates of the XML proxy move after the first pass, and again, with the other files, into the root domain. */
 TEST_F(OldRoad, ConvertsCertificatesOfFilesFromBefore40)
 {
-    root.folder("/data/etc/cert/local");
-    root.write("/data/etc/xmlproxy/certs/site1/ca.pem", "certificate");
+    lay_out_certificate();
     root.write("/data/etc/xmlproxy/certs/site1/password", "secret");
     store("sys_global", old_file("3.99", whole_text));
     ChildResult child = run([] {
@@ -552,8 +558,7 @@ TEST_F(OldRoad, ConvertsNoCertificatesFrom40On)
 /* Each good pass that sees the old version converts, and finds nothing left the second time. */
 TEST_F(OldRoad, ConvertsAfterEachGoodPass)
 {
-    root.folder("/data/etc/cert/local");
-    root.write("/data/etc/xmlproxy/certs/site1/ca.pem", "certificate");
+    lay_out_certificate();
     store("sys_global", old_file("3.0", whole_text));
     store("sys_domain.shop", old_file("3.0", whole_text));
     ChildResult child = run([] {
@@ -570,8 +575,7 @@ TEST_F(OldRoad, ConvertsAfterEachGoodPass)
 
 TEST_F(OldRoad, ConvertsNothingAfterFailedPasses)
 {
-    root.folder("/data/etc/cert/local");
-    root.write("/data/etc/xmlproxy/certs/site1/ca.pem", "certificate");
+    lay_out_certificate();
     remove("/etc/syntax_v510.txt");
     store("sys_global", old_file("3.0", whole_text));
     run([] { EXPECT_EQ(std::string::npos, run_steps().find("convert")); });
@@ -580,8 +584,7 @@ TEST_F(OldRoad, ConvertsNothingAfterFailedPasses)
 
 TEST_F(OldRoad, ConvertsAfterTheSecondPassWhenTheFirstFails)
 {
-    root.folder("/data/etc/cert/local");
-    root.write("/data/etc/xmlproxy/certs/site1/ca.pem", "certificate");
+    lay_out_certificate();
     root.write("/data/etc/update_config", "[5.10]\n[DELETE]\nno rule\n[5.20]\n");
     store("sys_global", old_file("3.0", whole_text));
     run([] {
