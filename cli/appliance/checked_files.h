@@ -27,7 +27,8 @@ struct CheckedFile {
     }
 };
 
-/* All files that an upgrade of the appliance would look at, and the global one if it is missing. Throws Failure when there are none. */
+/* All files that an upgrade of the appliance would look at, and the global one if it is missing. Throws Failure when
+ * there are none. */
 std::vector<CheckedFile> check_appliance(const Root &root);
 
 /* One file of its own, packed or plain; "-" is standard input. Throws PathError when it cannot be read. */

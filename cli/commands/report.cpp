@@ -30,7 +30,8 @@ Accounting account_for_all(const Arguments &arguments, const Image &image, Inter
 {
     Accounting all;
     for (const std::string &file : arguments.files)
-        append(all, account_for({file, arguments.as, arguments.domain}, image, Detail::lines, Texts::wanted, interrupts));
+        append(all,
+               account_for({file, arguments.as, arguments.domain}, image, Detail::lines, Texts::wanted, interrupts));
     return all;
 }
 

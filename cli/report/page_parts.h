@@ -1,5 +1,5 @@
-/* What the build makes of page.tpl, page.css and page.js, and of the template of a fleet's page: their texts, in the command
- * itself. */
+/* What the build makes of page.tpl, page.css and page.js, and of the template of a fleet's page: their texts, in the
+ * command itself. */
 #pragma once
 
 #include <string_view>

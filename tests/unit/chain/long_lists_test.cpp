@@ -1,7 +1,7 @@
 /* Lists of which every other node goes. Each takes a fraction of a second, and took minutes when each node that went
  * was looked for from the list's head. */
-#include "chain/releases_5_30_to_5_40.h"
 #include "chain/releases_5_0_to_5_20.h"
+#include "chain/releases_5_30_to_5_40.h"
 
 #include "support/processor_time.h"
 #include "support/trees.h"
