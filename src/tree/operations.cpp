@@ -8,6 +8,7 @@
 #include "tree/config_text.h"
 #include "tree/make_node.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -43,23 +44,23 @@ config_node *find_node(const config_node *node, const char *path)
     return found;
 }
 
+/* Of each name the first that comes. */
+static void note_if_named(config_node *node, const char *const *names, config_node **found, int32_t count)
+{
+    for (int32_t i = 0; i < count; i++)
+        if (!found[i] && strcmp(node->name, names[i]) == 0)
+            found[i] = node;
+}
+
 void find_nodes(const config_node *root, const char *const *paths, config_node **found, int32_t count)
 {
-    int32_t missing = 0;
-    for (int32_t i = 0; i < count; i++) {
+    for (int32_t i = 0; i < count; i++)
         found[i] = first_named(root->top_list, paths[i]);
-        missing += found[i] ? 0 : 1;
-    }
-    for (const config_node *config = root->top_list; config && missing > 0; config = config->next) {
-        if (!has_edits(config))
-            continue;
-        for (config_node *edit = config->edit_list; edit; edit = edit->next)
-            for (int32_t i = 0; i < count; i++)
-                if (!found[i] && strcmp(edit->name, paths[i]) == 0) {
-                    found[i] = edit;
-                    missing--;
-                }
-    }
+    if (std::find(found, found + count, nullptr) == found + count)
+        return;
+    for (const config_node *config = root->top_list; config; config = config->next)
+        for (config_node *edit = has_edits(config) ? config->edit_list : nullptr; edit; edit = edit->next)
+            note_if_named(edit, paths, found, count);
 }
 
 void migr_find_node(config_node *node, int32_t, const char *path)
